@@ -1,0 +1,84 @@
+// The schema of a database: its tables with columns and keys, its views.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ado/connection.h"
+#include "ado/value.h"
+
+namespace ado {
+
+inline constexpr int adColFixed = 1;
+inline constexpr int adColNullable = 2;
+inline constexpr int adKeyPrimary = 1;
+
+struct Column {
+  std::string name;
+  DataType type = adInteger;
+  std::size_t defined_size = 0;  // characters
+  int attributes = 0;            // adColNullable: not required
+};
+
+struct Key {
+  std::string name;
+  int type = adKeyPrimary;
+  std::vector<std::string> columns;
+};
+
+// The text of a command, to be stored as a view.
+struct Command {
+  std::string command_text;
+};
+
+struct View {
+  std::string name;
+  std::string command_text;
+};
+
+// A table of a catalog, or a new one that no database holds yet. Appending to
+// a table of a catalog changes the stored table at once.
+class Table {
+ public:
+  Table();  // new, nameless
+  std::string name;
+
+  std::vector<Column> Columns() const;
+  void AppendColumn(std::string_view column, DataType type, std::size_t defined_size);
+  // Of a new table only; of a stored one: whether values are required.
+  void SetColumnAttributes(std::string_view column, int attributes);  // kErrItemNotFound
+  void AppendKey(const Key& key);
+
+ private:
+  friend class Catalog;
+  struct Stored;  // environment and database of a table in a catalog
+  std::shared_ptr<Stored> stored_;
+  std::vector<Column> columns_;
+  std::vector<Key> keys_;
+};
+
+class Catalog {
+ public:
+  explicit Catalog(Environment& environment);
+  // Binds to the file of a connection string, over a connection of its own.
+  void SetActiveConnection(std::string_view connection_string);
+
+  // User tables in the order of the catalog.
+  std::vector<std::string> TableNames();
+  Table GetTable(std::string_view name);  // kErrItemNotFound
+  // Whole or not at all; kErrObjectExists.
+  void AppendTable(const Table& table);
+  // Stores the text verbatim and as the rows that the provider runs. kErrSql,
+  // kErrObjectExists.
+  void AppendView(std::string_view name, const Command& command);
+  std::vector<View> Views();
+
+ private:
+  Connection& Bound();
+  Environment* environment_;
+  std::unique_ptr<Connection> connection_;
+};
+
+}  // namespace ado

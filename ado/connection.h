@@ -1,0 +1,44 @@
+// A session with one database file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "ado/environment.h"
+#include "ado/error.h"
+
+namespace ado {
+
+inline constexpr int adOptionUnspecified = -1;
+
+// "Provider=...;Data Source=PATH;Jet OLEDB:Database Password=PW;" Keys are found
+// without regard to case; a value may hold anything but ";" or stand in quotes.
+struct ConnectionString {
+  std::string provider, data_source, password;
+  static ConnectionString Parse(std::string_view text);  // kErrFail
+};
+
+class Connection {
+ public:
+  explicit Connection(Environment& environment) : environment_(&environment) {}
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  // kErrOpen if open. User and password are those of a workgroup and stay empty.
+  void Open(std::string_view connection_string, std::string_view user = {},
+            std::string_view password = {}, int options = adOptionUnspecified);
+  void Close();  // kErrClosed
+  bool is_open() const { return database_ != nullptr; }
+
+  Environment& environment() const { return *environment_; }
+  // kErrClosed.
+  const std::shared_ptr<jet::Database>& database() const;
+
+ private:
+  Environment* environment_;
+  std::shared_ptr<jet::Database> database_;
+};
+
+}  // namespace ado

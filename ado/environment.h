@@ -1,0 +1,59 @@
+// What one program shares: the open files, and the action under way.
+//
+// A file is opened when the first connection asks for it and kept, with its
+// lock and its changed pages, until the last connection is closed and no action
+// is under way. Changes reach the disk when the action commits; outside an
+// action every operation commits by itself.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "jet/database.h"
+
+namespace ado {
+
+class Environment {
+ public:
+  // `files` must outlive the environment. An empty clock is the system's.
+  explicit Environment(jet::FileSystem& files, jet::Clock clock = {},
+                       jet::PagerLimits limits = {});
+  ~Environment();
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+  // One press of a button, one command. Not nested. The destructor without
+  // Commit() drops all changes since the beginning, in every file.
+  class Action {
+   public:
+    explicit Action(Environment& environment);
+    ~Action();
+    Action(const Action&) = delete;
+    Action& operator=(const Action&) = delete;
+    void Commit();  // throws ado::Error; then nothing has reached that file
+   private:
+    Environment* environment_;
+  };
+
+  bool in_action() const { return in_action_; }
+
+  // For Connection and Catalog. The database of this path, opened exclusively
+  // when it is not open yet. Throws ado::Error.
+  std::shared_ptr<jet::Database> Use(const std::string& path, const std::string& password);
+  // Called after every operation that may have changed `database`.
+  void Changed(jet::Database& database);
+  // Called when a connection lets go of a file.
+  void Release();
+
+ private:
+  void EndAction();
+  jet::FileSystem& files_;
+  jet::Clock clock_;
+  jet::PagerLimits limits_;
+  std::map<std::string, std::shared_ptr<jet::Database>> open_;
+  bool in_action_ = false;
+};
+
+}  // namespace ado

@@ -1,0 +1,152 @@
+// The page cache: pages in clear, changed pages kept until Flush(), and the
+// scopes that undo an operation that failed.
+//
+// Encoded files hold every page but the first as the RC4 stream of
+// (page key XOR page number); the cache holds them decoded.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "jet/file.h"
+#include "jet/types.h"
+
+namespace jet {
+
+class Pager;
+
+namespace internal {
+struct Frame;
+}
+
+// Read access to a page in the cache. The page stays there as long as the
+// reference lives; an Edit of the same page shows through it.
+class PageRef {
+ public:
+  PageRef() = default;
+  explicit PageRef(internal::Frame* frame);
+  PageRef(PageRef&& other) noexcept;
+  PageRef& operator=(PageRef&& other) noexcept;
+  PageRef(const PageRef&) = delete;
+  PageRef& operator=(const PageRef&) = delete;
+  ~PageRef();
+
+  PageNumber number() const;
+  PageView bytes() const;
+  explicit operator bool() const { return frame_ != nullptr; }
+
+ private:
+  internal::Frame* frame_ = nullptr;
+};
+
+struct PagerLimits {
+  std::size_t clean_bytes = std::size_t{32} << 20;   // unchanged pages kept
+  std::size_t changed_bytes = std::size_t{1} << 30;  // changed pages, kFileTooLarge beyond
+};
+
+struct PagerCounters {
+  std::uint64_t pages_read = 0;
+  std::uint64_t pages_written = 0;
+  std::uint64_t syncs = 0;
+};
+
+class Pager {
+ public:
+  // Takes the file. `writable` false: Edit throws kReadOnly.
+  Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits = {});
+  ~Pager();
+  Pager(const Pager&) = delete;
+  Pager& operator=(const Pager&) = delete;
+
+  // Pages in the file as this process sees it, changes included.
+  std::uint32_t page_count() const { return page_count_; }
+  bool writable() const { return writable_; }
+  const std::string& path() const;
+  // 0: pages in clear. Set once, before any page but the first is read.
+  void SetPageKey(std::uint32_t key) { page_key_ = key; }
+
+  // Throws kDamaged for a page outside the file.
+  PageRef Read(PageNumber page);
+
+  // Write access, inside a Scope only; valid until the next Flush or Discard.
+  PageSpan Edit(PageNumber page);
+  // The same for a page whose old content does not matter: zeroed, and the
+  // file grows to it (pages in the gap are zero).
+  PageSpan EditNew(PageNumber page);
+
+  // Writes all changed pages, whole or not at all. No scope may be open.
+  void Flush();
+  // Forgets all changed pages.
+  void Discard();
+  bool changed() const { return changed_count_ != 0 || page_count_ != file_pages_; }
+
+  // Counts up whenever cached pages went back to an older state: what was
+  // derived from pages must be derived anew.
+  std::uint64_t epoch() const { return epoch_; }
+  const PagerCounters& counters() const { return counters_; }
+
+ private:
+  friend class Scope;
+  struct Saved;
+  struct ScopeLog;
+
+  internal::Frame* Find(PageNumber page);
+  internal::Frame* Load(PageNumber page);
+  internal::Frame* NewFrame(PageNumber page);
+  void Drop(internal::Frame* frame);
+  void TouchClean(internal::Frame* frame);
+  void EvictClean();
+  void SaveBefore(internal::Frame* frame, bool existed);
+  void MarkChanged(internal::Frame* frame);
+  void Encode(PageNumber page, PageView plain, PageSpan out) const;
+  void BeginScope();
+  void CommitScope();
+  void UndoScope() noexcept;
+  // The one place where pages reach the disk.
+  void WriteChangedPages();
+
+  std::unique_ptr<File> file_;
+  bool writable_;
+  PagerLimits limits_;
+  std::uint32_t page_key_ = 0;
+  std::uint32_t file_pages_ = 0;
+  std::uint32_t page_count_ = 0;
+  std::unordered_map<PageNumber, std::unique_ptr<internal::Frame>> frames_;
+  internal::Frame* clean_head_ = nullptr;  // most recently used
+  internal::Frame* clean_tail_ = nullptr;
+  std::size_t clean_count_ = 0;
+  std::size_t changed_count_ = 0;
+  std::vector<ScopeLog> scopes_;
+  std::vector<std::unique_ptr<std::array<std::uint8_t, kPageSize>>> spare_images_;
+  std::uint64_t next_scope_ = 1;
+  std::uint64_t epoch_ = 0;
+  PagerCounters counters_;
+};
+
+// An operation: unless Commit() is reached, the destructor puts every page back
+// as it was when the scope began. Scopes nest; the inner one's changes belong
+// to the outer one once committed.
+class Scope {
+ public:
+  explicit Scope(Pager& pager) : pager_(&pager) { pager.BeginScope(); }
+  ~Scope() {
+    if (pager_ != nullptr) pager_->UndoScope();
+  }
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+
+  void Commit() {
+    pager_->CommitScope();
+    pager_ = nullptr;
+  }
+
+ private:
+  Pager* pager_;
+};
+
+}  // namespace jet

@@ -1,0 +1,128 @@
+// A table's rows: walked in stored order, inserted, updated, deleted, with all
+// indexes, long values and counters kept true. Stored order is insertion order:
+// a new row goes behind all others.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "jet/index.h"
+#include "jet/row.h"
+#include "jet/table_def.h"
+#include "jet/usage_map.h"
+#include "jet/value.h"
+
+namespace jet {
+
+// What the properties of a table say about a column.
+struct ColumnRules {
+  bool required = false;
+  bool allow_zero_length = true;
+  std::string default_expression;  // empty: none
+};
+
+struct FieldChange {
+  std::size_t ordinal = 0;
+  Value value;
+};
+
+class Table {
+ public:
+  // `rules` by ordinal, or empty; `now` for Date() and Now() in defaults.
+  Table(PageAllocator& allocator, std::string name, TableDef def, std::vector<ColumnRules> rules,
+        std::function<DateTime()> now);
+
+  const std::string& name() const { return name_; }
+  const TableDef& def() const;
+  const std::vector<ColumnRules>& rules() const { return rules_; }
+  std::uint32_t row_count() const { return def().row_count; }
+  // kColumnMissing with the name in it.
+  std::size_t OrdinalOf(std::string_view column) const;
+
+  // Rows by address, in stored order; nothing at the end. A row stays where it
+  // is when it is updated. Rows inserted meanwhile come at the end.
+  std::optional<RowId> First() const;
+  std::optional<RowId> Next(RowId row) const;
+  std::optional<RowId> Previous(RowId row) const;
+  std::optional<RowId> Last() const;
+
+  // A row in hand: its bytes stay valid until the next change or Read.
+  class Row {
+   public:
+    RowId id() const { return id_; }
+    const RowView& view() const { return view_; }
+    bool IsNull(std::size_t ordinal) const;
+    Value Get(std::size_t ordinal) const;  // long values included
+    // Text and Memo without allocating; false for Null.
+    bool GetText(std::size_t ordinal, std::string& out) const;
+
+   private:
+    friend class Table;
+    friend class TableScan;
+    const Table* table_ = nullptr;
+    RowId id_;
+    PageRef page_;   // of the bytes
+    RowView view_;
+  };
+  // False if the row is deleted or there is none; kDamaged.
+  bool Read(RowId id, Row& row) const;
+
+  // A value for every column, defaults evaluated, else Null. kNotSupported for
+  // a default expression that we cannot evaluate.
+  std::vector<Value> NewRow() const;
+  // `values` by ordinal, one for every column. An autonumber column may be Null:
+  // it gets its number. Whole or not at all.
+  RowId Insert(std::span<const Value> values);
+  // Fields that are not named keep their bytes. Whole or not at all.
+  void Update(RowId id, std::span<const FieldChange> changes);
+  void Delete(RowId id);
+
+  // Trees by ordinal of def().real_indexes.
+  Index OpenIndex(std::size_t real) const;
+  // The first row whose key is `values` in the given tree; kUnsortable.
+  std::optional<RowId> Lookup(std::size_t real, std::span<const Value> values) const;
+
+  // For whoever changes the definition (columns, indexes): take it, change it,
+  // store it, put it back.
+  void ReplaceDef(TableDef def, std::vector<ColumnRules> rules);
+  PageAllocator& allocator() const { return *allocator_; }
+
+ private:
+  struct KeyChange;
+  void Reload() const;
+  void CheckRules(std::size_t ordinal, const Value& value, bool inserting) const;
+  Bytes StoreField(const ColumnDef& column, const Value& value);
+  RowId PlaceRow(ByteView bytes);
+  void PlaceBody(RowId slot, ByteView bytes);
+  Pager& pager() const { return allocator_->pager(); }
+
+  PageAllocator* allocator_;
+  std::string name_;
+  mutable TableDef def_;
+  mutable std::uint64_t epoch_ = 0;
+  std::vector<ColumnRules> rules_;
+  std::function<DateTime()> now_;
+};
+
+// A fast walk over all rows in stored order; the table must not change
+// meanwhile.
+class TableScan {
+ public:
+  explicit TableScan(const Table& table);
+  bool Next();
+  const Table::Row& row() const { return row_; }
+
+ private:
+  bool NextPage();
+  const Table* table_;
+  Table::Row row_;
+  PageRef page_;
+  std::size_t slot_ = 0, slots_ = 0;
+  std::optional<PageNumber> next_page_;
+};
+
+}  // namespace jet

@@ -1,0 +1,78 @@
+// Usage maps: which pages a table, a long-value column or an index owns, which
+// of them have room, and which pages of the file are free. A map is a row on a
+// page of maps; it starts as a bitmap inside the row and becomes a list of
+// bitmap pages when its range is outgrown.
+//
+//   type 0  00, u32 first page, bitmap
+//   type 1  01, u32 page numbers; entry k covers pages from k * 32736
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "jet/pager.h"
+
+namespace jet {
+
+class PageAllocator;
+
+inline constexpr std::size_t kNewMapBytes = 69;            // 512 pages
+inline constexpr std::uint32_t kPagesPerBitmap = 32736;    // of a bitmap page
+
+// A handle: holds no state but the address. Throws kDamaged for rows that are
+// no map and for pages outside the file.
+class UsageMap {
+ public:
+  UsageMap(Pager& pager, RowId at) : pager_(&pager), at_(at) {}
+
+  RowId at() const { return at_; }
+  bool Contains(PageNumber page) const;
+  // The lowest marked page from `from` on.
+  std::optional<PageNumber> FirstFrom(PageNumber from) const;
+  std::optional<PageNumber> Last() const;
+  // Pages that hold the bits (type 1 only).
+  std::vector<PageNumber> BitmapPages() const;
+
+  // Inside a Scope. Add may grow the row or turn it into a list.
+  void Add(PageNumber page, PageAllocator& allocator);
+  void Remove(PageNumber page);
+  // Leaves exactly `page` marked: a free-space map of 512 pages around it.
+  void MarkOnly(PageNumber page, PageAllocator& allocator);
+
+ private:
+  Pager* pager_;
+  RowId at_;
+};
+
+// Pages taken from and given back to the file: the global map, row 0 of page 1,
+// where a set bit means free.
+class PageAllocator {
+ public:
+  explicit PageAllocator(Pager& pager) : pager_(&pager) {}
+
+  // The lowest free page, zeroed, open for editing in the caller's Scope. The
+  // file and the map grow as needed; kFileTooLarge at 2 GB.
+  PageNumber Allocate();
+  // The lowest free page above `floor`.
+  PageNumber AllocateAbove(PageNumber floor);
+  // Gives a page back; its content stays.
+  void Free(PageNumber page);
+  bool IsFree(PageNumber page) const;
+  // The highest page below `limit` that is not free.
+  PageNumber HighestTaken() const;
+
+  // A fresh map row of kNewMapBytes zero bytes: on `page_of_maps` if it has
+  // room (PageNumber{} = none), else on a new page of maps.
+  RowId NewMap(PageNumber page_of_maps);
+
+  Pager& pager() { return *pager_; }
+
+ private:
+  friend class UsageMap;
+  PageNumber Take(PageNumber from);
+  Pager* pager_;
+  std::uint32_t search_from_ = 0;
+  std::uint64_t search_epoch_ = 0;
+};
+
+}  // namespace jet

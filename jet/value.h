@@ -1,0 +1,58 @@
+// A field's value, apart from any column. Null is std::monostate.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "jet/types.h"
+
+namespace jet {
+
+// Fixed point with four decimals.
+struct Currency {
+  std::int64_t ten_thousandths = 0;
+  friend auto operator<=>(const Currency&, const Currency&) = default;
+};
+
+// Days since 1899-12-30, local time without a zone; the fraction is the time of
+// day (for days before 1899-12-30 it still counts forward from midnight).
+struct DateTime {
+  double days = 0;
+  friend auto operator<=>(const DateTime&, const DateTime&) = default;
+};
+
+struct CivilTime {
+  int year = 1899, month = 12, day = 30, hour = 0, minute = 0, second = 0;
+};
+DateTime ToDateTime(const CivilTime& civil);
+CivilTime ToCivilTime(DateTime date);  // rounded to the second
+std::string FormatDateTime(DateTime date);  // "2010-01-04 00:00:00"
+
+// Sixteen bytes as stored: the first three groups little-endian.
+struct Guid {
+  std::array<std::uint8_t, 16> bytes{};
+  friend auto operator<=>(const Guid&, const Guid&) = default;
+};
+std::string FormatGuid(const Guid& guid);  // "{00112233-4455-...}"
+
+// Decimal of up to 28 digits: (negative ? -1 : 1) * magnitude / 10^scale, where
+// the scale belongs to the column. magnitude: most significant word first.
+struct Numeric {
+  bool negative = false;
+  std::array<std::uint32_t, 4> magnitude{};
+  friend auto operator<=>(const Numeric&, const Numeric&) = default;
+};
+std::string FormatNumeric(const Numeric& number, int scale);
+// Nothing if `text` is no decimal or does not fit.
+std::optional<Numeric> ParseNumeric(std::string_view text, int precision, int scale);
+
+using Null = std::monostate;
+// Alternatives in the order of the type codes; text is UTF-8.
+using Value = std::variant<Null, bool, std::uint8_t, std::int16_t, std::int32_t, Currency, float,
+                           double, DateTime, std::string, Bytes, Guid, Numeric>;
+
+inline bool IsNull(const Value& value) { return std::holds_alternative<Null>(value); }
+
+}  // namespace jet

@@ -1,0 +1,49 @@
+// SELECT: text <-> the row form of a saved query, and running it.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "jet/database.h"
+#include "jet/stored_query.h"
+#include "sql/error.h"
+
+namespace sql {
+
+// Text -> rows as the system table of queries holds them. kSyntax.
+jet::QueryDefinition Parse(std::string_view text);
+
+// Rows -> text that parses to the same rows; also for rows made by other
+// programs. kBadQuery.
+std::string Format(const jet::QueryDefinition& definition);
+
+struct OutputColumn {
+  std::string name;     // as the provider names it: duplicates are told apart by "table.column"
+  jet::ColumnType type = jet::ColumnType::kText;
+  std::size_t max_chars = 0;  // of text columns, 0 = no limit
+};
+
+// The rows of a running query, forward only.
+class RowSet {
+ public:
+  virtual ~RowSet() = default;
+  virtual const std::vector<OutputColumn>& columns() const = 0;
+  virtual bool Next() = 0;
+  // Of the row that Next() reached; valid until the next call.
+  virtual const jet::Value& value(std::size_t column) const = 0;
+
+  // For a query over one table whose columns are plain fields: where each row
+  // comes from, so that it can be updated. Else nullptr.
+  virtual std::shared_ptr<jet::Table> base_table() const { return nullptr; }
+  virtual std::optional<jet::RowId> base_row() const { return std::nullopt; }
+  virtual std::size_t base_ordinal(std::size_t column) const { return column; }
+};
+
+// Names are resolved and tables opened here; saved queries may be sources.
+// kUnresolved, kNotSupported; jet::Error. The database must outlive the rows.
+std::unique_ptr<RowSet> Run(jet::Database& database, const jet::QueryDefinition& definition);
+
+}  // namespace sql
