@@ -1,0 +1,19 @@
+// The value that a column's DefaultValue property stands for. The property is
+// an expression; we evaluate literals, True/False/Yes/No/Null, Date(), Now()
+// and Time(), with or without a leading "=".
+#pragma once
+
+#include <string_view>
+
+#include "jet/table_def.h"
+#include "jet/value.h"
+
+namespace jet {
+
+// A value of the column's own alternative, or Null (False for Boolean).
+// `expression` empty: Null. kNotSupported, with the expression in the detail,
+// for anything else; kWrongType, kOutOfRange and kTextTooLong if the column
+// cannot hold the value. The column is named in the error.
+Value EvaluateDefault(const ColumnDef& column, std::string_view expression, DateTime now);
+
+}  // namespace jet

@@ -1,0 +1,102 @@
+#include "tests/support/temp_db.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace test_support {
+namespace fs = std::filesystem;
+
+namespace {
+
+// The environment wins over what the build was told.
+std::string Setting(const char* variable, const char* built_in) {
+  const char* value = std::getenv(variable);
+  return value != nullptr ? value : built_in;
+}
+
+std::string ShellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+}  // namespace
+
+TempFolder::TempFolder() {
+  std::string pattern = (fs::temp_directory_path() / "dbu-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  path_ = pattern;
+}
+
+TempFolder::~TempFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+std::string TempFolder::File(std::string_view name) const {
+  return (fs::path(path_) / name).string();
+}
+
+std::string TempFolder::CopySample(std::string_view name) const {
+  const std::string copy = File(fs::path(name).filename().string());
+  WriteFileBytes(copy, ReadFileBytes(SamplePath(name)));
+  return copy;
+}
+
+std::string SamplesFolder() {
+  const std::string folder = Setting("MDB_SAMPLES", MDB_SAMPLES);
+  return !folder.empty() && fs::is_directory(folder) ? folder : std::string();
+}
+
+std::string SamplePath(std::string_view name) {
+  return (fs::path(SamplesFolder()) / name).string();
+}
+
+std::vector<std::string> SampleNames() {
+  std::vector<std::string> names;
+  const std::string folder = SamplesFolder();
+  if (folder.empty()) return names;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    if (entry.path().extension() == ".mdb" && entry.path().filename() != "jet3.mdb") {
+      names.push_back(fs::relative(entry.path(), folder).generic_string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string ReadFileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+void WriteFileBytes(const std::string& path, std::string_view bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+void ExpectSound(const std::string& path, bool strict) {
+  const std::string verifier = Setting("MDB_VERIFIER", MDB_VERIFIER);
+  if (verifier.empty()) return;
+  const std::string command = "python3 " + ShellQuoted(verifier) + " check " + ShellQuoted(path) +
+                              (strict ? " --strict" : "") + " 2>&1";
+  std::FILE* pipe = popen(command.c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  std::string output;
+  std::array<char, 4096> part;
+  while (std::size_t n = std::fread(part.data(), 1, part.size(), pipe))
+    output.append(part.data(), n);
+  EXPECT_EQ(pclose(pipe), 0) << path << "\n" << output;
+}
+
+}  // namespace test_support

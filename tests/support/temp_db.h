@@ -1,0 +1,51 @@
+// Files for tests: a folder that goes away again, copies of real databases,
+// and the verdict of everybody who can judge a file.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test_support {
+
+// An empty folder, removed with everything in it at the end.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+  // The path of a file in the folder; makes none.
+  std::string File(std::string_view name) const;
+  // A writable copy of a real file ("ja/schedule.mdb"); its path.
+  std::string CopySample(std::string_view name) const;
+
+ private:
+  std::string path_;
+};
+
+// The folder of real files, from the environment or the build; empty: none.
+std::string SamplesFolder();
+std::string SamplePath(std::string_view name);
+// Names relative to the folder, sorted; the file of the older format left out.
+std::vector<std::string> SampleNames();
+
+std::string ReadFileBytes(const std::string& path);
+void WriteFileBytes(const std::string& path, std::string_view bytes);
+
+// The integrity checker finds no problem, and neither does the independent
+// verifier where there is one. `strict`: nothing untidy either, for files that
+// are all our own.
+void ExpectSound(const std::string& path, bool strict = false);
+
+}  // namespace test_support
+
+#define SKIP_WITHOUT_SAMPLES()                                         \
+  if (::test_support::SamplesFolder().empty()) {                       \
+    GTEST_SKIP() << "no folder of real files is named by MDB_SAMPLES"; \
+  }                                                                    \
+  static_assert(true, "")
