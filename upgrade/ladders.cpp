@@ -1,0 +1,74 @@
+#include "upgrade/ladders.h"
+
+namespace upgrade {
+namespace {
+
+template <class Steps>
+std::function<void()> Step(Steps& steps, void (Steps::*procedure)()) {
+  return [&steps, procedure] { (steps.*procedure)(); };
+}
+
+}  // namespace
+
+db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M&) {
+  return {kDataLatest,
+          {
+              {2, 3, "Data_Up_3", Step(steps, &Data_Up_M::Data_Up_3)},
+              {3, 4, "Data_Up_4", Step(steps, &Data_Up_M::Data_Up_4)},
+              {4, 5, "Data_Up_5", Step(steps, &Data_Up_M::Data_Up_5)},
+              {5, 6, "Data_Up_6", Step(steps, &Data_Up_M::Data_Up_6)},
+              {6, 7, "Data_Up_7", Step(steps, &Data_Up_M::Data_Up_7)},
+              {7, 8, "Data_Up_8", Step(steps, &Data_Up_M::Data_Up_8)},
+              {8, 9, "Data_Up_9", {}},
+              {9, 10, "Data_Up_10", {}},
+              {10, 11, "Data_Up_11", {}},
+              {11, 12, "Data_Up_12", {}},
+              {12, 13, "Data_Up_13", {}},
+              {13, 14, "Data_Up_14", {}},
+              {14, 15, "Data_Up_15", {}},
+              {15, 16, "Data_Up_16a", {}},
+              {15, 16, "Data_Up_16b", {}},
+              {16, 17, "Data_Up_17", {}},
+              {17, 18, "Data_Up_18", {}},
+              {18, 19, "Eng_Apply", {}},
+              {18, 19, "Data_Up_19", {}},
+              {19, 20, "Data_Up_20", {}},
+              {20, 21, "Data_Up_21", {}},
+              {21, 22, "Data_Up_22", {}},
+              {22, 23, "Data_Up_23", {}},
+              {23, 24, "Data_Up_24", {}},
+              {24, 25, "Data_Up_25", {}},
+              {25, 26, "Data_Up_26", {}},
+              {26, 27, "Data_Up_27", {}},
+          }};
+}
+
+db::Ladder MakeTenkaiLadder(Tenkai_UP_M& steps) {
+  // Step 4 has given a database of version 3 the rows that step 7 adds.
+  constexpr std::int16_t kHasTakeOffRows = 3;
+  return {kTenkaiLatest,
+          {
+              {2, 3, "Tenkai_Up_3", Step(steps, &Tenkai_UP_M::Tenkai_Up_3)},
+              {3, 4, "Tenkai_Up_4", Step(steps, &Tenkai_UP_M::Tenkai_Up_4)},
+              {4, 5, "Tenkai_Up_5", {}},
+              {5, 6, "Tenkai_Up_6", {}},
+              {6, 7, "Tenkai_Up_7", {}, kHasTakeOffRows},
+              {7, 8, "Tenkai_Up_8", {}},
+              {8, 9, "Tenkai_Up_9", {}},
+              {9, 10, "Tenkai_Up_10", {}},
+              {10, 11, "Tenkai_Up_11", {}},
+              {11, 12, "Tenkai_Up_12", {}},
+              {12, 13, "Tenkai_Up_13", {}},
+              {13, 14, "Tenkai_Up_14", {}},
+              {14, 15, "Tenkai_Up_15", {}},
+              {15, 16, "Tenkai_Up_16", {}},
+              {16, 17, "Tenkai_Up_17", {}},
+              {17, 18, "Tenkai_Up_18", {}},
+              {18, 19, "Tenkai_Up_19", {}},
+              {19, 20, "Tenkai_Up_20", {}},
+              {20, 21, "Tenkai_Up_21", {}},
+              {21, 22, "Tenkai_Up_22", {}},
+          }};
+}
+
+}  // namespace upgrade
