@@ -12,6 +12,8 @@ namespace jet {
 
 inline constexpr std::size_t kMaxPasswordChars = 20;
 
+// What the commit slots of page 0 say: kWriting, a program died in the middle of
+// a write; kSuspect, one met a damaged page.
 enum class CommitMark { kIdle, kWriting, kSuspect };
 
 class Header {
@@ -28,7 +30,7 @@ class Header {
   bool has_password() const { return !password_.empty(); }
   // Case matters; a file without a password accepts any.
   bool Accepts(std::string_view password) const;
-  CommitMark mark() const;
+  CommitMark mark() const { return mark_; }
 
   // Security ids: stored = plain XOR this stream; the same call both ways.
   Bytes MaskSid(ByteView sid) const;
@@ -42,6 +44,7 @@ class Header {
     std::uint16_t code_page = 932;
     std::string password;
     DateTime created;
+    std::uint32_t engine_build = 0;  // 0: the one that new files get
   };
   static void Init(PageSpan page, const NewFile& file);
 
@@ -53,8 +56,7 @@ class Header {
   std::uint32_t engine_build_ = 0;
   DateTime created_;
   std::u16string password_;
-  std::uint16_t slot0_ = 0;
-  bool suspect_ = false;
+  CommitMark mark_ = CommitMark::kIdle;
 };
 
 // The cipher of header, pages and security ids.

@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -94,16 +93,19 @@ class Pager {
   friend class Scope;
   struct Saved;
   struct ScopeLog;
+  static constexpr std::size_t kSpareImages = 16;
 
   internal::Frame* Find(PageNumber page);
   internal::Frame* Load(PageNumber page);
   internal::Frame* NewFrame(PageNumber page);
-  void Drop(internal::Frame* frame);
+  void Forget(internal::Frame* frame) noexcept;
   void TouchClean(internal::Frame* frame);
+  void Unlink(internal::Frame* frame);
   void EvictClean();
   void SaveBefore(internal::Frame* frame, bool existed);
   void MarkChanged(internal::Frame* frame);
-  void Encode(PageNumber page, PageView plain, PageSpan out) const;
+  void Cipher(PageNumber page, PageSpan bytes) const;
+  void RequireWritable() const;
   void BeginScope();
   void CommitScope();
   void UndoScope() noexcept;

@@ -35,11 +35,17 @@ class RowView {
   ByteView bytes() const { return bytes_; }
 
  private:
+  bool HasBit(ColumnId id) const;
+  std::size_t VariableOffset(std::size_t j) const;
   ByteView bytes_;
   std::size_t columns_ = 0;    // n
   std::size_t variables_ = 0;  // k
   std::size_t mask_at_ = 0;
+  std::size_t fixed_end_ = 0;
 };
+
+// Bytes of a fixed column in the fixed region: 0 for Boolean.
+std::size_t FixedBytes(const ColumnDef& column);
 
 // Stored bytes -> value, for every type but long values.
 Value DecodeField(const ColumnDef& column, ByteView stored);

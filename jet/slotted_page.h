@@ -18,11 +18,12 @@ namespace jet {
 inline constexpr std::uint32_t kLvalOwner = 0x4C41564C;  // "LVAL"
 inline constexpr std::size_t kMaxRowsOnPage = 255;
 inline constexpr std::size_t kSlotSize = 2;
+inline constexpr std::size_t kStampOffset = 0x08;  // of a long-value chain
 
 enum class SlotKind : std::uint8_t {
   kLive,
-  kMoved,    // the first four bytes are the address of the body
-  kBody,     // of a moved row, hidden from walks
+  kMoved,  // the first four bytes are the address of the body
+  kBody,   // of a moved row, hidden from walks
   kDeleted,
 };
 
@@ -57,5 +58,6 @@ std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind k
 bool ReplaceRow(PageNumber number, PageSpan page, std::size_t row, ByteView bytes, SlotKind kind);
 // Marks the row deleted and gives its bytes back to the page.
 void DeleteRow(PageNumber number, PageSpan page, std::size_t row);
+void PutStamp(PageSpan page, std::uint32_t stamp);
 
 }  // namespace jet

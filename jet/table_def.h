@@ -2,6 +2,7 @@
 // chain of pages; the number of the first is the table's identity.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,17 +21,16 @@ struct ColumnDef {
   ColumnId id;
   std::uint16_t variable_slot = 0;  // for fixed columns: slots that existed before it
   std::uint16_t position = 0;
-  SortOrder order;                  // of every type but Numeric
+  SortOrder order;                        // of every type but Numeric
   std::uint8_t precision = 0, scale = 0;  // of Numeric
-  std::uint8_t flags = 0;           // kFixed ...
-  std::uint8_t text_flags = 0;      // kCompressed ...
-  std::uint16_t fixed_offset = 0;   // in the row's fixed region
-  std::uint16_t length = 0;         // bytes; 0 for long values
-  RowId owned_map, free_map;        // of long values
+  std::uint8_t flags = 0;                 // kFixed ...
+  std::uint8_t text_flags = 0;            // kCompressed ...
+  std::uint16_t fixed_offset = 0;         // in the row's fixed region
+  std::uint16_t length = 0;               // bytes; 0 for long values
+  RowId owned_map, free_map;              // of long values
 
   static constexpr std::uint8_t kFixed = 0x01, kUpdatable = 0x02, kAutoNumber = 0x04,
-                                kSystem = 0x10, kMasked = 0x20, kAutoGuid = 0x40,
-                                kHyperlink = 0x80;
+                                kSystem = 0x10, kMasked = 0x20, kAutoGuid = 0x40, kHyperlink = 0x80;
   static constexpr std::uint8_t kCompressed = 0x01;
 
   bool fixed() const { return (flags & kFixed) != 0; }
@@ -56,7 +56,7 @@ struct RealIndex {
   PageNumber root;
   std::uint8_t flags = 0x80;
   std::uint32_t rows_at_compact = 0;
-  std::uint32_t distinct_keys = 0;   // ever added; never counts down
+  std::uint32_t distinct_keys = 0;  // ever added; never counts down
   std::uint32_t statistic8 = 0;
   std::array<std::uint8_t, 30> column_bytes{};  // as read, garbage included
   std::uint32_t unknown42 = 0;
@@ -93,10 +93,10 @@ struct TableDef {
   std::uint16_t next_column_id = 0;
   std::uint16_t next_variable_slot = 0;
   RowId owned_map, free_map;
-  std::vector<ColumnDef> columns;         // in the order of the descriptors = ordinal order
+  std::vector<ColumnDef> columns;  // in the order of the descriptors = ordinal order
   std::vector<RealIndex> real_indexes;
   std::vector<LogicalIndex> logical_indexes;
-  std::vector<PageNumber> pages;          // the chain, `page` first
+  std::vector<PageNumber> pages;  // the chain, `page` first
 
   static constexpr std::uint8_t kUser = 0x4E, kSystem = 0x53;
 
@@ -104,6 +104,9 @@ struct TableDef {
   static TableDef Load(Pager& pager, PageNumber page);
   // Rewrites the chain, growing or shrinking it. `page` must be allocated.
   void Store(Pager& pager, PageAllocator& allocator);
+  // The content of the chain, from the first page's start to behind the closing
+  // mark; the first eight bytes belong to the page.
+  Bytes Serialize() const;
   // Rewrites the counters only: rows, autonumber, distinct keys. The layout of
   // the definition must be as loaded or stored last.
   void StoreCounters(Pager& pager) const;

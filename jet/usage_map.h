@@ -16,8 +16,8 @@ namespace jet {
 
 class PageAllocator;
 
-inline constexpr std::size_t kNewMapBytes = 69;            // 512 pages
-inline constexpr std::uint32_t kPagesPerBitmap = 32736;    // of a bitmap page
+inline constexpr std::size_t kNewMapBytes = 69;          // 512 pages
+inline constexpr std::uint32_t kPagesPerBitmap = 32736;  // of a bitmap page
 
 // A handle: holds no state but the address. Throws kDamaged for rows that are
 // no map and for pages outside the file.
@@ -40,6 +40,8 @@ class UsageMap {
   void MarkOnly(PageNumber page, PageAllocator& allocator);
 
  private:
+  bool GrowInline(PageNumber page);
+  void TurnIntoList(PageAllocator& allocator);
   Pager* pager_;
   RowId at_;
 };
@@ -68,8 +70,9 @@ class PageAllocator {
   Pager& pager() { return *pager_; }
 
  private:
-  friend class UsageMap;
   PageNumber Take(PageNumber from);
+  void Extend();
+  void ExtendList();
   Pager* pager_;
   std::uint32_t search_from_ = 0;
   std::uint64_t search_epoch_ = 0;

@@ -1,0 +1,202 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "jet/error.h"
+#include "jet/file.h"
+
+namespace jet {
+namespace {
+
+[[noreturn]] void ThrowErrno(int number, const std::string& path, const char* what) {
+  ErrorCode code = ErrorCode::kIo;
+  if (number == ENOENT || number == ENOTDIR) code = ErrorCode::kFileNotFound;
+  if (number == EACCES || number == EPERM || number == EROFS) code = ErrorCode::kNoPermission;
+  if (number == ENOSPC || number == EDQUOT) code = ErrorCode::kDiskFull;
+  if (number == EFBIG) code = ErrorCode::kFileTooLarge;
+  throw Error(code, std::string(what) + ": " + std::strerror(number)).In(path);
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&&) = delete;
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+class PosixFile : public File {
+ public:
+  PosixFile(Descriptor fd, std::string path) : fd_(std::move(fd)), path_(std::move(path)) {}
+
+  std::uint64_t Size() override {
+    struct stat status {};
+    if (::fstat(fd_.get(), &status) != 0) ThrowErrno(errno, path_, "size");
+    return static_cast<std::uint64_t>(status.st_size);
+  }
+
+  void Read(std::uint64_t at, std::span<std::uint8_t> into) override {
+    while (!into.empty()) {
+      const ssize_t got = ::pread(fd_.get(), into.data(), into.size(), static_cast<off_t>(at));
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) ThrowErrno(errno, path_, "read");
+      if (got == 0) throw Error(ErrorCode::kIo, "read beyond the end").In(path_);
+      at += static_cast<std::uint64_t>(got);
+      into = into.subspan(static_cast<std::size_t>(got));
+    }
+  }
+
+  void Write(std::uint64_t at, ByteView bytes) override {
+    while (!bytes.empty()) {
+      const ssize_t put = ::pwrite(fd_.get(), bytes.data(), bytes.size(), static_cast<off_t>(at));
+      if (put < 0 && errno == EINTR) continue;
+      if (put < 0) ThrowErrno(errno, path_, "write");
+      at += static_cast<std::uint64_t>(put);
+      bytes = bytes.subspan(static_cast<std::size_t>(put));
+    }
+  }
+
+  void Reserve(std::uint64_t size) override {
+    const std::uint64_t now = Size();
+    if (size <= now) return;
+    int failure = 0;
+    do {
+      failure =
+          ::posix_fallocate(fd_.get(), static_cast<off_t>(now), static_cast<off_t>(size - now));
+    } while (failure == EINTR);
+    if (failure != 0) {
+      // What was allocated before the disk ran full goes back.
+      if (::ftruncate(fd_.get(), static_cast<off_t>(now)) != 0) failure = errno;
+      ThrowErrno(failure, path_, "reserve");
+    }
+  }
+
+  void Truncate(std::uint64_t size) override {
+    if (::ftruncate(fd_.get(), static_cast<off_t>(size)) != 0) ThrowErrno(errno, path_, "truncate");
+  }
+
+  void Sync() override {
+    while (::fsync(fd_.get()) != 0) {
+      if (errno != EINTR) ThrowErrno(errno, path_, "sync");
+    }
+  }
+
+  const std::string& path() const override { return path_; }
+
+ private:
+  Descriptor fd_;
+  std::string path_;
+};
+
+// Locks die with the descriptor. flock keeps out other copies of this program,
+// the range lock also programs that lock byte ranges.
+void Lock(int fd, OpenMode mode, const std::string& path) {
+  const bool exclusive = mode == OpenMode::kExclusive;
+  while (::flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno == EWOULDBLOCK) throw Error(ErrorCode::kInUse).In(path);
+    break;  // a file system without such locks
+  }
+  struct flock range {};
+  range.l_type = exclusive ? F_WRLCK : F_RDLCK;
+  range.l_whence = SEEK_SET;
+  if (::fcntl(fd, F_OFD_SETLK, &range) != 0 && (errno == EAGAIN || errno == EACCES)) {
+    throw Error(ErrorCode::kInUse).In(path);
+  }
+}
+
+// Other programs lock through a file of the same name with the ending ".ldb",
+// in any letter case. One that nobody holds was left by a crash.
+void ProbeLockFile(const std::string& path) {
+  namespace fs = std::filesystem;
+  const fs::path file(path);
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(file.parent_path(), ignored)) {
+    const fs::path& other = entry.path();
+    std::string ending = other.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    if (ending != ".ldb" || other.stem() != file.stem()) continue;
+    const Descriptor fd(::open(other.c_str(), O_RDWR | O_CLOEXEC));
+    if (fd.get() < 0) continue;
+    struct flock range {};
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    const bool range_held = ::fcntl(fd.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+    const bool flock_held = ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (range_held || flock_held) {
+      throw Error(ErrorCode::kInUse, "another program holds " + other.string()).In(path);
+    }
+  }
+}
+
+class PosixFileSystem : public FileSystem {
+ public:
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
+    const std::string real = NormalisePath(path);
+    const bool exclusive = mode == OpenMode::kExclusive;
+    Descriptor fd(::open(real.c_str(), (exclusive ? O_RDWR : O_RDONLY) | O_CLOEXEC));
+    if (fd.get() < 0) ThrowErrno(errno, real, "open");
+    struct stat status {};
+    if (::fstat(fd.get(), &status) != 0) ThrowErrno(errno, real, "open");
+    if (!S_ISREG(status.st_mode)) {
+      throw Error(ErrorCode::kNotJet4, "not a regular file").In(real);
+    }
+    Lock(fd.get(), mode, real);
+    if (exclusive) ProbeLockFile(real);
+    return std::make_unique<PosixFile>(std::move(fd), real);
+  }
+
+  std::unique_ptr<File> Create(const std::string& path) override {
+    const std::string real = NormalisePath(path);
+    Descriptor fd(::open(real.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (fd.get() < 0) ThrowErrno(errno, real, "create");
+    Lock(fd.get(), OpenMode::kExclusive, real);
+    if (::ftruncate(fd.get(), 0) != 0) ThrowErrno(errno, real, "create");
+    return std::make_unique<PosixFile>(std::move(fd), real);
+  }
+
+  void Rename(const std::string& from, const std::string& to) override {
+    const std::string real_from = NormalisePath(from), real_to = NormalisePath(to);
+    if (::rename(real_from.c_str(), real_to.c_str()) != 0) ThrowErrno(errno, real_to, "rename");
+  }
+
+  void Remove(const std::string& path) override {
+    const std::string real = NormalisePath(path);
+    if (::unlink(real.c_str()) != 0) ThrowErrno(errno, real, "remove");
+  }
+
+  bool Exists(const std::string& path) override {
+    return ::access(NormalisePath(path).c_str(), F_OK) == 0;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<FileSystem> MakeSystemFiles() { return std::make_unique<PosixFileSystem>(); }
+
+std::string NormalisePath(const std::string& path) {
+  std::string folded = path;
+  std::replace(folded.begin(), folded.end(), '\\', '/');
+  std::error_code failure;
+  const std::filesystem::path absolute = std::filesystem::absolute(folded, failure);
+  return (failure ? std::filesystem::path(folded) : absolute).lexically_normal().string();
+}
+
+}  // namespace jet

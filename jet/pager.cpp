@@ -1,0 +1,322 @@
+#include "jet/pager.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <utility>
+
+#include "jet/error.h"
+#include "jet/header.h"
+
+namespace jet {
+
+using Image = std::array<std::uint8_t, kPageSize>;
+
+namespace internal {
+
+struct Frame {
+  PageNumber number;
+  int references = 0;
+  bool changed = false;
+  std::uint64_t saved_in = 0;  // serial of the innermost scope that holds its old image
+  Frame* newer = nullptr;      // among the clean pages, by use
+  Frame* older = nullptr;
+  Image bytes;
+};
+
+}  // namespace internal
+
+using internal::Frame;
+
+// The state of a page when a scope first changed it.
+struct Pager::Saved {
+  PageNumber number;
+  bool existed = true;  // else it was new: undo forgets it
+  bool changed = false;
+  std::uint64_t saved_in = 0;
+  std::unique_ptr<Image> image;  // of pages that existed
+};
+
+struct Pager::ScopeLog {
+  std::uint64_t serial = 0;
+  std::uint32_t page_count = 0;
+  std::vector<Saved> saved;
+};
+
+PageRef::PageRef(Frame* frame) : frame_(frame) {
+  if (frame_ != nullptr) ++frame_->references;
+}
+PageRef::PageRef(PageRef&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
+PageRef& PageRef::operator=(PageRef&& other) noexcept {
+  std::swap(frame_, other.frame_);
+  return *this;
+}
+PageRef::~PageRef() {
+  if (frame_ != nullptr) --frame_->references;
+}
+PageNumber PageRef::number() const { return frame_->number; }
+PageView PageRef::bytes() const { return frame_->bytes; }
+
+Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits)
+    : file_(std::move(file)), writable_(writable), limits_(limits) {
+  file_pages_ = static_cast<std::uint32_t>(std::min(file_->Size(), kMaxFileSize) / kPageSize);
+  page_count_ = file_pages_;
+}
+
+Pager::~Pager() = default;
+
+const std::string& Pager::path() const { return file_->path(); }
+
+Frame* Pager::Find(PageNumber page) {
+  const auto found = frames_.find(page);
+  return found == frames_.end() ? nullptr : found->second.get();
+}
+
+Frame* Pager::NewFrame(PageNumber page) {
+  auto frame = std::make_unique<Frame>();
+  frame->number = page;
+  return frames_.emplace(page, std::move(frame)).first->second.get();
+}
+
+// Unlinks a clean page from the list by use, if it is in it.
+void Pager::TouchClean(Frame* frame) {
+  if (clean_head_ == frame) return;
+  const bool linked = frame->newer != nullptr;
+  if (linked) {
+    frame->newer->older = frame->older;
+    (frame->older != nullptr ? frame->older->newer : clean_tail_) = frame->newer;
+  } else {
+    ++clean_count_;
+  }
+  frame->newer = nullptr;
+  frame->older = clean_head_;
+  (clean_head_ != nullptr ? clean_head_->newer : clean_tail_) = frame;
+  clean_head_ = frame;
+}
+
+void Pager::Unlink(Frame* frame) {
+  if (frame->newer == nullptr && clean_head_ != frame) return;
+  (frame->newer != nullptr ? frame->newer->older : clean_head_) = frame->older;
+  (frame->older != nullptr ? frame->older->newer : clean_tail_) = frame->newer;
+  frame->newer = frame->older = nullptr;
+  --clean_count_;
+}
+
+void Pager::EvictClean() {
+  Frame* frame = clean_tail_;
+  while (clean_count_ * kPageSize > limits_.clean_bytes && frame != nullptr) {
+    Frame* newer = frame->newer;
+    if (frame->references == 0) {
+      Unlink(frame);
+      frames_.erase(frame->number);
+    }
+    frame = newer;
+  }
+}
+
+Frame* Pager::Load(PageNumber page) {
+  if (Frame* frame = Find(page)) {
+    if (!frame->changed) TouchClean(frame);
+    return frame;
+  }
+  if (page.value >= page_count_) {
+    throw Error::Damaged(page, "a pointer leads outside the file").In(path());
+  }
+  EvictClean();
+  Frame* frame = NewFrame(page);
+  if (page.value >= file_pages_) {  // a gap of this action, not written yet
+    frame->bytes.fill(0);
+  } else {
+    try {
+      file_->Read(std::uint64_t{page.value} * kPageSize, frame->bytes);
+    } catch (...) {
+      frames_.erase(page);
+      throw;
+    }
+    ++counters_.pages_read;
+    Cipher(page, frame->bytes);
+  }
+  TouchClean(frame);
+  return frame;
+}
+
+// Both ways. Pages that were never written may stand as plain zeros.
+void Pager::Cipher(PageNumber page, PageSpan bytes) const {
+  if (page_key_ == 0 || page.value == 0) return;
+  if (std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; })) return;
+  const std::uint32_t number = page_key_ ^ page.value;
+  const std::array<std::uint8_t, 4> key{
+      static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8),
+      static_cast<std::uint8_t>(number >> 16), static_cast<std::uint8_t>(number >> 24)};
+  Rc4(key).Apply(bytes);
+}
+
+PageRef Pager::Read(PageNumber page) { return PageRef(Load(page)); }
+
+void Pager::MarkChanged(Frame* frame) {
+  if (frame->changed) return;
+  if ((changed_count_ + 1) * kPageSize > limits_.changed_bytes) {
+    throw Error(ErrorCode::kFileTooLarge, "too many changes in one action").In(path());
+  }
+  Unlink(frame);
+  frame->changed = true;
+  ++changed_count_;
+}
+
+void Pager::SaveBefore(Frame* frame, bool existed) {
+  ScopeLog& scope = scopes_.back();
+  if (frame->saved_in == scope.serial) return;
+  Saved saved{frame->number, existed, frame->changed, frame->saved_in, nullptr};
+  if (existed) {
+    if (spare_images_.empty()) {
+      saved.image = std::make_unique<Image>();
+    } else {
+      saved.image = std::move(spare_images_.back());
+      spare_images_.pop_back();
+    }
+    *saved.image = frame->bytes;
+  }
+  scope.saved.push_back(std::move(saved));
+  frame->saved_in = scope.serial;
+}
+
+void Pager::RequireWritable() const {
+  if (!writable_) throw Error(ErrorCode::kReadOnly).In(path());
+  assert(!scopes_.empty());
+}
+
+PageSpan Pager::Edit(PageNumber page) {
+  RequireWritable();
+  Frame* frame = Load(page);
+  SaveBefore(frame, true);
+  MarkChanged(frame);
+  return frame->bytes;
+}
+
+PageSpan Pager::EditNew(PageNumber page) {
+  RequireWritable();
+  if ((std::uint64_t{page.value} + 1) * kPageSize > kMaxFileSize) {
+    throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(path());
+  }
+  const bool existed = page.value < page_count_;
+  Frame* frame = Find(page);
+  if (frame == nullptr && existed) frame = Load(page);
+  if (frame == nullptr) frame = NewFrame(page);
+  SaveBefore(frame, existed);
+  MarkChanged(frame);
+  frame->bytes.fill(0);
+  page_count_ = std::max(page_count_, page.value + 1);
+  return frame->bytes;
+}
+
+void Pager::BeginScope() { scopes_.push_back({next_scope_++, page_count_, {}}); }
+
+void Pager::CommitScope() {
+  ScopeLog inner = std::move(scopes_.back());
+  scopes_.pop_back();
+  for (Saved& saved : inner.saved) {
+    Frame* frame = Find(saved.number);
+    const bool outer_needs_it = !scopes_.empty() && saved.saved_in != scopes_.back().serial;
+    if (outer_needs_it) {
+      frame->saved_in = scopes_.back().serial;
+      scopes_.back().saved.push_back(std::move(saved));
+      continue;
+    }
+    frame->saved_in = saved.saved_in;
+    if (saved.image && spare_images_.size() < kSpareImages) {
+      spare_images_.push_back(std::move(saved.image));
+    }
+  }
+}
+
+void Pager::UndoScope() noexcept {
+  ScopeLog& scope = scopes_.back();
+  for (auto saved = scope.saved.rbegin(); saved != scope.saved.rend(); ++saved) {
+    Frame* frame = Find(saved->number);
+    if (frame == nullptr) continue;
+    if (!saved->existed) {
+      Forget(frame);
+      continue;
+    }
+    frame->bytes = *saved->image;
+    frame->saved_in = saved->saved_in;
+    if (!saved->changed && frame->changed) {
+      frame->changed = false;
+      --changed_count_;
+      TouchClean(frame);
+    }
+  }
+  page_count_ = scope.page_count;
+  scopes_.pop_back();
+  ++epoch_;
+}
+
+// A page that is not there any more. Whoever still looks at it sees zeros.
+void Pager::Forget(Frame* frame) noexcept {
+  if (frame->changed) --changed_count_;
+  frame->changed = false;
+  frame->saved_in = 0;
+  frame->bytes.fill(0);
+  Unlink(frame);
+  if (frame->references == 0) {
+    frames_.erase(frame->number);
+  } else {
+    TouchClean(frame);
+  }
+}
+
+void Pager::Discard() {
+  assert(scopes_.empty());
+  std::vector<Frame*> changed;
+  for (const auto& [number, frame] : frames_) {
+    if (frame->changed) changed.push_back(frame.get());
+  }
+  for (Frame* frame : changed) {
+    const bool in_file = frame->number.value < file_pages_;
+    if (frame->references != 0 && in_file) {
+      file_->Read(std::uint64_t{frame->number.value} * kPageSize, frame->bytes);
+      Cipher(frame->number, frame->bytes);
+      frame->changed = false;
+      --changed_count_;
+      TouchClean(frame);
+    } else {
+      Forget(frame);
+    }
+  }
+  page_count_ = file_pages_;
+  ++epoch_;
+}
+
+void Pager::Flush() {
+  assert(scopes_.empty());
+  if (!changed()) return;
+  WriteChangedPages();
+}
+
+void Pager::WriteChangedPages() {
+  std::vector<Frame*> changed;
+  for (const auto& [number, frame] : frames_) {
+    if (frame->changed) changed.push_back(frame.get());
+  }
+  std::sort(changed.begin(), changed.end(),
+            [](const Frame* a, const Frame* b) { return a->number < b->number; });
+  file_->Reserve(std::uint64_t{page_count_} * kPageSize);
+  Image image;
+  for (Frame* frame : changed) {
+    image = frame->bytes;
+    Cipher(frame->number, image);
+    file_->Write(std::uint64_t{frame->number.value} * kPageSize, image);
+    ++counters_.pages_written;
+  }
+  file_->Sync();
+  ++counters_.syncs;
+  file_pages_ = page_count_;
+  for (Frame* frame : changed) {
+    frame->changed = false;
+    --changed_count_;
+    TouchClean(frame);
+  }
+  EvictClean();
+}
+
+}  // namespace jet
