@@ -1,0 +1,110 @@
+#include "tools/session/file_upgrade.h"
+
+#include <fmt/format.h>
+
+#include "ado/recordset.h"
+#include "db/module1.h"
+#include "upgrade/ladders.h"
+
+namespace tools {
+namespace {
+
+std::string VersionSql() {
+  return fmt::format("SELECT {0}.{1} FROM {0};", kVersionTable, kVersionField);
+}
+
+}  // namespace
+
+std::string_view KindName(Kind kind) { return kind == Kind::kData ? "data" : "tenkai"; }
+
+std::string_view FileNameOf(Kind kind) {
+  return kind == Kind::kData ? db::kDataFileName : db::kTenkaiFileName;
+}
+
+std::int16_t LatestVersion(Kind kind) {
+  return kind == Kind::kData ? upgrade::kDataLatest : upgrade::kTenkaiLatest;
+}
+
+std::optional<Kind> KindOfFile(std::string_view path) {
+  const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
+  for (Kind kind : {Kind::kData, Kind::kTenkai}) {
+    if (name == FileNameOf(kind)) return kind;
+  }
+  return std::nullopt;
+}
+
+// A session with the file of a path, which a ladder may close and reopen.
+class FileUpgrade::FileSession : public db::Session {
+ public:
+  FileSession(ado::Environment& environment, const std::string& path, const std::string& password)
+      : environment_(environment),
+        connection_string_(fmt::format("Provider=Microsoft.jet.OLEDB.4.0;Data Source=\"{}\";"
+                                       "Jet OLEDB:Database Password=\"{}\";",
+                                       path, password)) {}
+
+  void Open() override {
+    auto connection = std::make_unique<ado::Connection>(environment_);
+    connection->Open(connection_string_);
+    connection_ = std::move(connection);
+  }
+  void Close() override {
+    connection().Close();
+    connection_.reset();
+  }
+  ado::Connection& connection() override {
+    if (!connection_) throw ado::Error::Standard(ado::kErrNoConnection);
+    return *connection_;
+  }
+  const std::string& connection_string() const override { return connection_string_; }
+  ado::Environment& environment() override { return environment_; }
+
+ private:
+  ado::Environment& environment_;
+  std::string connection_string_;
+  std::unique_ptr<ado::Connection> connection_;
+};
+
+struct FileUpgrade::Steps {
+  Steps(db::Session& session, Kind kind) : db(session), data(db), english(db), tenkai(db) {
+    ladder = kind == Kind::kData ? upgrade::MakeDataLadder(data, english)
+                                 : upgrade::MakeTenkaiLadder(tenkai);
+  }
+  db::DbHandle db;
+  upgrade::Data_Up_M data;
+  upgrade::Eng_M english;
+  upgrade::Tenkai_UP_M tenkai;
+  db::Ladder ladder;
+};
+
+FileUpgrade::FileUpgrade(ado::Environment& environment, const std::string& path,
+                         const std::string& password, Kind kind)
+    : session_(std::make_unique<FileSession>(environment, path, password)),
+      steps_(std::make_unique<Steps>(*session_, kind)) {
+  session_->Open();
+}
+
+FileUpgrade::~FileUpgrade() = default;
+
+const db::Ladder& FileUpgrade::ladder() const { return steps_->ladder; }
+
+double FileUpgrade::StoredVersion() {
+  ado::Recordset record;
+  record.Open(VersionSql(), session_->connection(), ado::adOpenUnspecified, ado::adLockUnspecified,
+              ado::adCmdUnspecified);
+  return ado::LeadingNumber(ado::ToText(record.Get(kVersionField)));
+}
+
+void FileUpgrade::StoreVersion(double version) {
+  ado::Recordset record;
+  record.Open(VersionSql(), session_->connection(), ado::adOpenUnspecified, ado::adLockOptimistic,
+              ado::adCmdUnspecified);
+  record.Set(kVersionField, version);
+  record.Update();
+}
+
+void FileUpgrade::Run(std::int16_t to, db::LadderObserver* observer) {
+  steps_->ladder.Run(ado::ToInt16(StoredVersion()), to, observer);
+  StoreVersion(to);
+}
+
+}  // namespace tools

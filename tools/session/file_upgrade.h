@@ -1,0 +1,50 @@
+// The upgrade of one database file, whatever its name, without a window.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "db/db_handle.h"
+#include "db/ladder.h"
+
+namespace tools {
+
+enum class Kind { kData, kTenkai };
+// "data", "tenkai"
+std::string_view KindName(Kind kind);
+// By the exact file name, nothing for any other.
+std::optional<Kind> KindOfFile(std::string_view path);
+std::string_view FileNameOf(Kind kind);
+std::int16_t LatestVersion(Kind kind);
+
+inline constexpr std::string_view kVersionTable = "ﾊﾞｰｼﾞｮﾝ番号";
+inline constexpr std::string_view kVersionField = "Ver_No";
+
+// A session with one file and the ladder of its kind.
+// Open inside an Environment::Action: the caller decides whether changes stay.
+class FileUpgrade {
+ public:
+  // Throws ado::Error, as do all calls.
+  FileUpgrade(ado::Environment& environment, const std::string& path, const std::string& password,
+              Kind kind);
+  ~FileUpgrade();
+
+  // As the sessions of the window read it: the leading number of the text.
+  double StoredVersion();
+  void StoreVersion(double version);
+  const db::Ladder& ladder() const;
+  // Runs the steps above the stored version, rounded half to even, up to `to`,
+  // and stores `to`.
+  void Run(std::int16_t to, db::LadderObserver* observer = nullptr);
+
+ private:
+  class FileSession;
+  struct Steps;
+  std::unique_ptr<FileSession> session_;
+  std::unique_ptr<Steps> steps_;
+};
+
+}  // namespace tools
