@@ -24,7 +24,7 @@ db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M&) {
               {10, 11, "Data_Up_11", Step(steps, &Data_Up_M::Data_Up_11)},
               {11, 12, "Data_Up_12", Step(steps, &Data_Up_M::Data_Up_12)},
               {12, 13, "Data_Up_13", Step(steps, &Data_Up_M::Data_Up_13)},
-              {13, 14, "Data_Up_14", {}},
+              {13, 14, "Data_Up_14", Step(steps, &Data_Up_M::Data_Up_14)},
               {14, 15, "Data_Up_15", {}},
               {15, 16, "Data_Up_16a", {}},
               {15, 16, "Data_Up_16b", {}},
