@@ -50,9 +50,9 @@ db::Ladder MakeTenkaiLadder(Tenkai_UP_M& steps) {
           {
               {2, 3, "Tenkai_Up_3", Step(steps, &Tenkai_UP_M::Tenkai_Up_3)},
               {3, 4, "Tenkai_Up_4", Step(steps, &Tenkai_UP_M::Tenkai_Up_4)},
-              {4, 5, "Tenkai_Up_5", {}},
-              {5, 6, "Tenkai_Up_6", {}},
-              {6, 7, "Tenkai_Up_7", {}, kHasTakeOffRows},
+              {4, 5, "Tenkai_Up_5", Step(steps, &Tenkai_UP_M::Tenkai_Up_5)},
+              {5, 6, "Tenkai_Up_6", Step(steps, &Tenkai_UP_M::Tenkai_Up_6)},
+              {6, 7, "Tenkai_Up_7", Step(steps, &Tenkai_UP_M::Tenkai_Up_7), kHasTakeOffRows},
               {7, 8, "Tenkai_Up_8", {}},
               {8, 9, "Tenkai_Up_9", {}},
               {9, 10, "Tenkai_Up_10", {}},
