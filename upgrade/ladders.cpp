@@ -10,7 +10,7 @@ std::function<void()> Step(Steps& steps, void (Steps::*procedure)()) {
 
 }  // namespace
 
-db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M&) {
+db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M& english) {
   return {kDataLatest,
           {
               {2, 3, "Data_Up_3", Step(steps, &Data_Up_M::Data_Up_3)},
@@ -30,7 +30,7 @@ db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M&) {
               {15, 16, "Data_Up_16b", Step(steps, &Data_Up_M::Data_Up_16b)},
               {16, 17, "Data_Up_17", Step(steps, &Data_Up_M::Data_Up_17)},
               {17, 18, "Data_Up_18", Step(steps, &Data_Up_M::Data_Up_18)},
-              {18, 19, "Eng_Apply", {}},
+              {18, 19, "Eng_Apply", Step(english, &Eng_M::Eng_Apply)},
               {18, 19, "Data_Up_19", {}},
               {19, 20, "Data_Up_20", {}},
               {20, 21, "Data_Up_21", {}},
