@@ -36,10 +36,10 @@ db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M& english) {
               {20, 21, "Data_Up_21", Step(steps, &Data_Up_M::Data_Up_21)},
               {21, 22, "Data_Up_22", Step(steps, &Data_Up_M::Data_Up_22)},
               {22, 23, "Data_Up_23", Step(steps, &Data_Up_M::Data_Up_23)},
-              {23, 24, "Data_Up_24", {}},
-              {24, 25, "Data_Up_25", {}},
-              {25, 26, "Data_Up_26", {}},
-              {26, 27, "Data_Up_27", {}},
+              {23, 24, "Data_Up_24", Step(steps, &Data_Up_M::Data_Up_24)},
+              {24, 25, "Data_Up_25", Step(steps, &Data_Up_M::Data_Up_25)},
+              {25, 26, "Data_Up_26", Step(steps, &Data_Up_M::Data_Up_26)},
+              {26, 27, "Data_Up_27", Step(steps, &Data_Up_M::Data_Up_27)},
           }};
 }
 
