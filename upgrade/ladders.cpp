@@ -64,10 +64,10 @@ db::Ladder MakeTenkaiLadder(Tenkai_UP_M& steps) {
               {15, 16, "Tenkai_Up_16", Step(steps, &Tenkai_UP_M::Tenkai_Up_16)},
               {16, 17, "Tenkai_Up_17", Step(steps, &Tenkai_UP_M::Tenkai_Up_17)},
               {17, 18, "Tenkai_Up_18", Step(steps, &Tenkai_UP_M::Tenkai_Up_18)},
-              {18, 19, "Tenkai_Up_19", {}},
-              {19, 20, "Tenkai_Up_20", {}},
-              {20, 21, "Tenkai_Up_21", {}},
-              {21, 22, "Tenkai_Up_22", {}},
+              {18, 19, "Tenkai_Up_19", Step(steps, &Tenkai_UP_M::Tenkai_Up_19)},
+              {19, 20, "Tenkai_Up_20", Step(steps, &Tenkai_UP_M::Tenkai_Up_20)},
+              {20, 21, "Tenkai_Up_21", Step(steps, &Tenkai_UP_M::Tenkai_Up_21)},
+              {21, 22, "Tenkai_Up_22", Step(steps, &Tenkai_UP_M::Tenkai_Up_22)},
           }};
 }
 
