@@ -1,0 +1,218 @@
+#include "jet/collation.h"
+
+#include <gmock/gmock.h>
+
+#include <vector>
+
+#include "jet/error.h"
+#include "jet/text.h"
+
+namespace jet {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string Hex(ByteView bytes) {
+  std::string hex;
+  for (std::uint8_t byte : bytes) {
+    hex += "0123456789ABCDEF"[byte >> 4];
+    hex += "0123456789ABCDEF"[byte & 15];
+  }
+  return hex;
+}
+
+std::string Repeated(std::string_view text, int times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
+std::string AscendingHex(SortOrder order, std::string_view text) {
+  return Hex(TextKey(order, text, true));
+}
+
+struct KnownKey {
+  SortOrder order;
+  const char* text;
+  const char* key;
+};
+
+constexpr KnownKey kKnownKeys[] = {
+#include "tests/jet/data/sort_keys.inc"
+};
+
+TEST(TextKey, GivesTheBytesThatRealFilesHold) {
+  for (const KnownKey& known : kKnownKeys) {
+    Bytes key = TextKey(known.order, known.text, true);
+    EXPECT_EQ(Hex(key), known.key) << known.order.language << " " << known.text;
+    Bytes descending = {0x80};
+    for (std::size_t i = 1; i < key.size(); ++i) {
+      descending.push_back(static_cast<std::uint8_t>(~key[i]));
+    }
+    descending.push_back(0x00);
+    EXPECT_EQ(TextKey(known.order, known.text, false), descending) << known.text;
+    EXPECT_EQ(WhyUnsortable(known.order, known.text), std::nullopt) << known.text;
+  }
+}
+
+TEST(TextKey, CountsOnly255UnitsAndNoSpacesAtTheEnd) {
+  EXPECT_EQ(AscendingHex(kJapanese, ""), "7F0100");
+  EXPECT_EQ(AscendingHex(kJapanese, "   "), "7F0100");
+  EXPECT_NE(AscendingHex(kJapanese, "\u3000"), "7F0100");
+  EXPECT_EQ(AscendingHex(kJapanese, "A  "), AscendingHex(kJapanese, "A"));
+  std::string full = Repeated("\u4E9C", 255);
+  EXPECT_EQ(AscendingHex(kJapanese, full), "7F" + Repeated("8108", 255) + "0100");
+  EXPECT_EQ(AscendingHex(kJapanese, full + Repeated("\u4E9D", 9000)),
+            AscendingHex(kJapanese, full));
+  // The cut comes before the spaces are dropped, and before anything is refused.
+  EXPECT_EQ(AscendingHex(kJapanese, Repeated(" ", 255) + "A"), "7F0100");
+  EXPECT_EQ(AscendingHex(kJapanese, full + "\U00020BB7"), AscendingHex(kJapanese, full));
+  EXPECT_TRUE(WhyUnsortable(kJapanese, Repeated("A", 254) + "\U00020BB7").has_value());
+}
+
+TEST(TextKey, PacksKanaInThreesAndFillsInSevens) {
+  // Twelve kana: normal, small and prolonged ones, two fill bytes.
+  std::string key = AscendingHex(kJapanese, Repeated("ア", 12));
+  EXPECT_EQ(key, "7F" + Repeated("7F02", 12) + "010101FF028080FF808000");
+  EXPECT_THAT(AscendingHex(kJapanese, Repeated("ァ", 200)),
+              HasSubstr("010101" + Repeated("AA", 66) + "A8FF02" + Repeated("80", 29) + "FF"));
+  // Word-sort records behind kana, and one whose place does not fit one byte.
+  EXPECT_THAT(AscendingHex(kJapanese, "ア-ア"), HasSubstr("0280FF80FF01800B068200"));
+  EXPECT_THAT(AscendingHex(kGeneral, Repeated("A", 70) + "-B"), HasSubstr("01010101811F068200"));
+}
+
+TEST(TextKey, RefusesWhatIsNotProven) {
+  struct Case {
+    SortOrder order;
+    std::string text;
+    const char* why;
+  };
+  const Case cases[] = {
+      {{1031, 0, 0}, "A", "sort order 1031"},
+      {{1041, 0, 1}, "", "version 1"},
+      {{1033, 1, 0}, "A", "id 1"},
+      {kJapanese, "A\u2015B", "U+2015"},
+      {kJapanese, "\u337E", "U+337E"},
+      {kJapanese, "\U00020BB7野家", "U+20BB7"},
+      {kGeneral, "\xED\xA0\x81", "U+D801"},
+      {kJapanese, "ンー", "U+30FC"},
+      {kJapanese, "Aß一-ーB", "U+30FC"},
+      {kJapanese, "ーア", "U+30FC"},
+      {kJapanese, "ー-", "U+30FC"},
+      {kJapanese, "々", "U+3005"},
+      {kJapanese, "-々", "U+3005"},
+      {kJapanese, "ァヽ", "U+30FD"},
+      {kJapanese, "アヽヽ", "U+30FD"},
+      {kJapanese, "ガ\uFF9E", "U+FF9E"},
+      {kJapanese, "\uFF9E", "U+FF9E"},
+      {kJapanese, "ß\u0301", "U+0301"},
+      {kGeneral, "Æ-", "U+00C6"},
+      {kGeneral, "ßé", "U+00DF"},
+      {kGeneral, "\u01C4", "U+01C4"},
+  };
+  for (const Case& c : cases) {
+    std::optional<std::string> why = WhyUnsortable(c.order, c.text);
+    ASSERT_TRUE(why.has_value()) << c.text;
+    EXPECT_THAT(*why, HasSubstr(c.why)) << c.text;
+    Bytes key = {0x55};
+    try {
+      AddTextKey(c.order, ToUtf16(c.text), true, key);
+      ADD_FAILURE() << c.text << " got a key";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.code(), ErrorCode::kUnsortable);
+      EXPECT_EQ(error.detail(), *why);
+    }
+    EXPECT_EQ(key, Bytes{0x55}) << "a refusal left something behind";
+  }
+  EXPECT_EQ(WhyUnsortable(kGeneral, "A\u2015B"), std::nullopt);
+  EXPECT_EQ(WhyUnsortable(kGeneral, "-ß"), std::nullopt);
+  EXPECT_TRUE(IsSupportedOrder(kGeneral) && IsSupportedOrder(kJapanese));
+  EXPECT_FALSE(IsSupportedOrder({1041, 0, 1}));
+}
+
+TEST(TextKey, SortsAsPeopleExpect) {
+  const std::vector<std::string> sorted = {"",   " A", "0",  "10", "9",    "A",  "AB", "b",
+                                           "ア", "イ", "カ", "ガ", "カア", "ん", "亜", "一"};
+  for (std::size_t i = 1; i < sorted.size(); ++i) {
+    EXPECT_LT(TextKey(kJapanese, sorted[i - 1], true), TextKey(kJapanese, sorted[i], true)) << i;
+    EXPECT_GT(TextKey(kJapanese, sorted[i - 1], false), TextKey(kJapanese, sorted[i], false)) << i;
+  }
+}
+
+struct Pair {
+  const char* a;
+  const char* b;
+};
+
+TEST(SameName, SeesThroughWidthKanaAndCase) {
+  constexpr Pair kSame[] = {
+      {"Spec_形状名（角）", "Spec_形状名(角）"},
+      {"形状名ID", "形状名ＩＤ"},
+      {"形状名ＩＤ", "形状名ID"},
+      {"ＩＤ", "ID"},
+      {"工法ＩＤ", "工法ID"},
+      {"材質名ＩＤ", "材質名ID"},
+      {"拾い転送_フレキ変換", "拾い転送_ﾌﾚｷ変換"},
+      {"相ＦＧ", "相FG"},
+      {"ｺｰﾄﾞ", "こーど"},
+      {"ﾊｾﾞ", "ハゼ"},
+      {"ﾎﾟｰﾄ", "ポート"},
+      {"MSysObjects", "msysOBJECTS"},
+      {"－", "-"},
+      {"A ", "A"},
+      {"\\", "\u00A5"},
+      {"\uFFE5", "\u00A5"},
+  };
+  for (const Pair& pair : kSame) {
+    EXPECT_TRUE(SameName(kJapanese, pair.a, pair.b)) << pair.a << " " << pair.b;
+    EXPECT_EQ(NameKey(kJapanese, pair.a), NameKey(kJapanese, pair.b)) << pair.a;
+  }
+  constexpr Pair kDifferent[] = {
+      {"か", "が"},         {"一々", "一一"},
+      {"つ", "っ"},         {"ー", "-"},
+      {"05", "5"},          {"は", "ぱ"},
+      {"\u301C", "\uFF5E"}, {"-", "\u2212"},
+      {"\uFF3C", "\u00A5"}, {"FＧ（副資材）", "FＧ"},
+      {"コート", "コト"},   {"A", "A\u3000"},
+      {"\u795E", "\uFA19"},
+  };
+  for (const Pair& pair : kDifferent) {
+    EXPECT_FALSE(SameName(kJapanese, pair.a, pair.b)) << pair.a << " " << pair.b;
+    EXPECT_NE(NameKey(kJapanese, pair.a), NameKey(kJapanese, pair.b)) << pair.a;
+  }
+}
+
+TEST(SameName, ComparesNamesWithoutAKeyByTheirUnits) {
+  EXPECT_TRUE(SameName(kJapanese, "\U00020BB7", "\U00020BB7"));
+  EXPECT_FALSE(SameName(kJapanese, "\U00020BB7A", "\U00020BB7a"));
+  EXPECT_FALSE(SameName(kJapanese, "\U00020BB7", "A"));
+  EXPECT_TRUE(SameName({1031, 0, 0}, "Tabelle", "TABELLE"));
+  EXPECT_FALSE(SameName({1031, 0, 0}, "\\", "\u00A5"));
+  EXPECT_NO_THROW(NameKey(kJapanese, "\xFF\xFE"));
+  EXPECT_FALSE(SameName(kJapanese, "\xFF", "\xFE"));
+}
+
+TEST(CheckNewName, HoldsNamesToTheirLimits) {
+  auto code_of = [](std::string_view name) -> std::optional<ErrorCode> {
+    try {
+      CheckNewName(kJapanese, name);
+      return std::nullopt;
+    } catch (const Error& error) {
+      return error.code();
+    }
+  };
+  for (const char* good :
+       {"05", "Spec_形状名（角）", "a b ", "\u3000A", "排煙ダクトシール㎡(プラズマ)"}) {
+    EXPECT_EQ(code_of(good), std::nullopt) << good;
+  }
+  EXPECT_EQ(code_of(Repeated("ﾊ", 64)), std::nullopt);
+  EXPECT_EQ(code_of(Repeated("ﾊ", 65)), ErrorCode::kBadName);
+  for (const char* bad : {"", " A", "A.B", "A!", "[A", "A]", "A`", "A\tB", "A\nB"}) {
+    EXPECT_EQ(code_of(bad), ErrorCode::kBadName) << bad;
+  }
+  EXPECT_EQ(code_of("\U00020BB7"), ErrorCode::kUnsortable);
+  EXPECT_THROW(CheckNewName({1031, 0, 0}, "A"), Error);
+}
+
+}  // namespace
+}  // namespace jet
