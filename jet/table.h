@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "jet/index.h"
+#include "jet/index_key.h"
 #include "jet/row.h"
+#include "jet/slotted_page.h"
 #include "jet/table_def.h"
 #include "jet/usage_map.h"
 #include "jet/value.h"
@@ -39,6 +41,8 @@ class Table {
   const std::string& name() const { return name_; }
   const TableDef& def() const;
   const std::vector<ColumnRules>& rules() const { return rules_; }
+  // The order by which column names compare.
+  SortOrder name_order() const;
   std::uint32_t row_count() const { return def().row_count; }
   // kColumnMissing with the name in it.
   std::size_t OrdinalOf(std::string_view column) const;
@@ -47,7 +51,6 @@ class Table {
   // is when it is updated. Rows inserted meanwhile come at the end.
   std::optional<RowId> First() const;
   std::optional<RowId> Next(RowId row) const;
-  std::optional<RowId> Previous(RowId row) const;
   std::optional<RowId> Last() const;
 
   // A row in hand: its bytes stay valid until the next change or Read.
@@ -65,7 +68,7 @@ class Table {
     friend class TableScan;
     const Table* table_ = nullptr;
     RowId id_;
-    PageRef page_;   // of the bytes
+    PageRef page_;  // of the bytes
     RowView view_;
   };
   // False if the row is deleted or there is none; kDamaged.
@@ -92,19 +95,37 @@ class Table {
   PageAllocator& allocator() const { return *allocator_; }
 
  private:
+  friend class TableScan;
   struct KeyChange;
   void Reload() const;
-  void CheckRules(std::size_t ordinal, const Value& value, bool inserting) const;
+  template <class Body>
+  auto Named(Body&& body) const -> decltype(body());
+  bool IsDataPage(PageNumber page, PageView bytes) const;
+  std::optional<PageNumber> NextDataPage(PageNumber from) const;
+  std::optional<PageNumber> LastDataPage(PageNumber limit) const;
+  bool Locate(RowId id, PageRef& page, RowId& at) const;
+
+  void CheckRules(std::size_t ordinal, const Value& value) const;
+  void GiveAutonumbers(std::vector<Value>& row);
   Bytes StoreField(const ColumnDef& column, const Value& value);
+  std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values) const;
+  void EraseKeys(const Row& row);
+  std::vector<KeyChange> KeyChanges(RowId id, const Row& row,
+                                    std::span<const FieldChange> changes) const;
+  void CheckKey(std::size_t real, const IndexKey& key, RowId except) const;
+  void ApplyKeyChanges(RowId id, const std::vector<KeyChange>& changes);
+
+  PageNumber NewDataPage(PageNumber above, bool mark);
   RowId PlaceRow(ByteView bytes);
-  void PlaceBody(RowId slot, ByteView bytes);
+  RowId PlaceBody(ByteView bytes);
+  void RewriteRow(RowId id, ByteView bytes);
   Pager& pager() const { return allocator_->pager(); }
 
   PageAllocator* allocator_;
   std::string name_;
   mutable TableDef def_;
   mutable std::uint64_t epoch_ = 0;
-  std::vector<ColumnRules> rules_;
+  mutable std::vector<ColumnRules> rules_;
   std::function<DateTime()> now_;
 };
 
@@ -112,7 +133,10 @@ class Table {
 // meanwhile.
 class TableScan {
  public:
-  explicit TableScan(const Table& table);
+  explicit TableScan(const Table& table) : table_(&table) {
+    table.def();
+    row_.table_ = &table;
+  }
   bool Next();
   const Table::Row& row() const { return row_; }
 
@@ -121,8 +145,9 @@ class TableScan {
   const Table* table_;
   Table::Row row_;
   PageRef page_;
-  std::size_t slot_ = 0, slots_ = 0;
-  std::optional<PageNumber> next_page_;
+  std::optional<RowPage> rows_;
+  std::size_t slot_ = 0;
+  PageNumber from_;
 };
 
 }  // namespace jet

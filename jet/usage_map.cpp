@@ -44,11 +44,13 @@ std::optional<std::uint32_t> FirstBit(ByteView bits, std::uint32_t from) {
   return std::nullopt;
 }
 
-std::optional<std::uint32_t> LastBit(ByteView bits) {
-  for (std::size_t at = bits.size(); at-- > 0;) {
-    if (bits[at] != 0) {
-      return static_cast<std::uint32_t>(at * 8 + 7) -
-             static_cast<std::uint32_t>(std::countl_zero(bits[at]));
+// The highest set bit up to `limit`.
+std::optional<std::uint32_t> LastBit(ByteView bits, std::uint32_t limit) {
+  for (std::size_t at = std::min<std::size_t>(bits.size(), limit / 8 + std::size_t{1}); at-- > 0;) {
+    unsigned byte = bits[at];
+    if (at == limit / 8) byte &= 0xFFu >> (7 - limit % 8);
+    if (byte != 0) {
+      return static_cast<std::uint32_t>(at * 8 + std::bit_width(byte) - 1);
     }
   }
   return std::nullopt;
@@ -137,18 +139,21 @@ std::optional<PageNumber> UsageMap::FirstFrom(PageNumber from) const {
   return std::nullopt;
 }
 
-std::optional<PageNumber> UsageMap::Last() const {
+std::optional<PageNumber> UsageMap::LastUpTo(PageNumber limit) const {
   const MapRow map(*pager_, at_);
   if (map.is_inline()) {
-    const auto bit = LastBit(map.bits());
+    if (limit.value < map.start()) return std::nullopt;
+    const auto bit = LastBit(map.bits(), limit.value - map.start());
     if (!bit) return std::nullopt;
     return PageNumber{map.start() + *bit};
   }
-  for (std::size_t k = map.entries(); k-- > 0;) {
+  for (std::size_t k = std::min<std::size_t>(map.entries(), limit.value / kPagesPerBitmap + 1);
+       k-- > 0;) {
     if (!map.entry(k)) continue;
+    const std::uint32_t base = static_cast<std::uint32_t>(k) * kPagesPerBitmap;
     const PageRef bitmap = map.Bitmap(k);
-    if (const auto bit = LastBit(BitmapBits(bitmap.bytes()))) {
-      return PageNumber{static_cast<std::uint32_t>(k) * kPagesPerBitmap + *bit};
+    if (const auto bit = LastBit(BitmapBits(bitmap.bytes()), limit.value - base)) {
+      return PageNumber{base + *bit};
     }
   }
   return std::nullopt;

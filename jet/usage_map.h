@@ -29,7 +29,9 @@ class UsageMap {
   bool Contains(PageNumber page) const;
   // The lowest marked page from `from` on.
   std::optional<PageNumber> FirstFrom(PageNumber from) const;
-  std::optional<PageNumber> Last() const;
+  // The highest marked page up to `limit`, itself included.
+  std::optional<PageNumber> LastUpTo(PageNumber limit) const;
+  std::optional<PageNumber> Last() const { return LastUpTo({0xFFFFFFFF}); }
   // Pages that hold the bits (type 1 only).
   std::vector<PageNumber> BitmapPages() const;
 

@@ -1,0 +1,556 @@
+#include "jet/table.h"
+
+#include <algorithm>
+
+#include "jet/bytes.h"
+#include "jet/default_value.h"
+#include "jet/index_key.h"
+#include "jet/long_value.h"
+#include "jet/slotted_page.h"
+#include "jet/text.h"
+
+namespace jet {
+namespace {
+
+constexpr std::size_t kPointerBytes = 4;  // of a moved row, in its slot
+
+// The stored value is there, but nobody can tell its key.
+bool HasNoKey(const Error& error) {
+  return error.code() == ErrorCode::kUnsortable || error.code() == ErrorCode::kKeyTooLong;
+}
+
+}  // namespace
+
+// What an operation does to one tree.
+struct Table::KeyChange {
+  std::size_t real = 0;
+  std::optional<Bytes> erase;
+  bool erase_by_row = false;  // the old key cannot be built
+  std::optional<Bytes> insert;
+};
+
+Table::Table(PageAllocator& allocator, std::string name, TableDef def,
+             std::vector<ColumnRules> rules, std::function<DateTime()> now)
+    : allocator_(&allocator),
+      name_(std::move(name)),
+      def_(std::move(def)),
+      epoch_(allocator.pager().epoch()),
+      rules_(std::move(rules)),
+      now_(std::move(now)) {
+  rules_.resize(def_.columns.size());
+}
+
+// Gives an error its table and file, and a damaged row its page.
+template <class Body>
+auto Table::Named(Body&& body) const -> decltype(body()) {
+  try {
+    return body();
+  } catch (Error& error) {
+    error.OfTable(name_).In(pager().path());
+    throw;
+  }
+}
+
+void Table::Reload() const {
+  def_ = TableDef::Load(pager(), def_.page);
+  rules_.resize(def_.columns.size());
+  epoch_ = pager().epoch();
+}
+
+const TableDef& Table::def() const {
+  if (epoch_ != pager().epoch()) Reload();
+  return def_;
+}
+
+void Table::ReplaceDef(TableDef def, std::vector<ColumnRules> rules) {
+  def_ = std::move(def);
+  rules_ = std::move(rules);
+  rules_.resize(def_.columns.size());
+  epoch_ = pager().epoch();
+}
+
+std::size_t Table::OrdinalOf(std::string_view column) const {
+  const SortOrder order = def().columns.empty() ? kGeneral : name_order();
+  if (const auto at = def_.FindColumn(column, order)) return *at;
+  throw Error(ErrorCode::kColumnMissing).OfColumn(column).OfTable(name_).In(pager().path());
+}
+
+// Column names compare by the sort order that every descriptor repeats.
+SortOrder Table::name_order() const {
+  for (const ColumnDef& column : def().columns) {
+    if (column.type != ColumnType::kNumeric) return column.order;
+  }
+  return kGeneral;
+}
+
+// Pages that are listed by the map but are not this table's rows are skipped:
+// some writers list definition pages.
+bool Table::IsDataPage(PageNumber page, PageView bytes) const {
+  return RowPage::IsRowPage(bytes) && RowPage(page, bytes).owner() == def_.page.value;
+}
+
+std::optional<PageNumber> Table::NextDataPage(PageNumber from) const {
+  const UsageMap owned(pager(), def().owned_map);
+  for (auto page = owned.FirstFrom(from); page; page = owned.FirstFrom({page->value + 1})) {
+    const PageRef ref = pager().Read(*page);
+    if (IsDataPage(*page, ref.bytes())) return page;
+  }
+  return std::nullopt;
+}
+
+std::optional<PageNumber> Table::LastDataPage(PageNumber limit) const {
+  const UsageMap owned(pager(), def().owned_map);
+  for (auto page = owned.LastUpTo(limit); page; page = owned.LastUpTo({page->value - 1})) {
+    const PageRef ref = pager().Read(*page);
+    if (IsDataPage(*page, ref.bytes())) return page;
+    if (page->value == 0) break;
+  }
+  return std::nullopt;
+}
+
+namespace {
+
+bool IsHome(SlotKind kind) { return kind == SlotKind::kLive || kind == SlotKind::kMoved; }
+
+std::optional<std::size_t> FirstHome(const RowPage& rows, std::size_t from) {
+  for (std::size_t slot = from; slot < rows.row_count(); ++slot) {
+    if (IsHome(rows.kind(slot))) return slot;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<RowId> Table::First() const {
+  return Named([&]() -> std::optional<RowId> {
+    for (auto page = NextDataPage({}); page; page = NextDataPage({page->value + 1})) {
+      const PageRef ref = pager().Read(*page);
+      if (const auto slot = FirstHome(RowPage(*page, ref.bytes()), 0)) {
+        return RowId{*page, static_cast<std::uint8_t>(*slot)};
+      }
+    }
+    return std::nullopt;
+  });
+}
+
+std::optional<RowId> Table::Next(RowId row) const {
+  return Named([&]() -> std::optional<RowId> {
+    std::size_t from = row.row + std::size_t{1};
+    for (std::optional<PageNumber> page = row.page; page; page = NextDataPage({page->value + 1})) {
+      const PageRef ref = pager().Read(*page);
+      if (const auto slot = FirstHome(RowPage(*page, ref.bytes()), from)) {
+        return RowId{*page, static_cast<std::uint8_t>(*slot)};
+      }
+      from = 0;
+    }
+    return std::nullopt;
+  });
+}
+
+std::optional<RowId> Table::Last() const {
+  return Named([&]() -> std::optional<RowId> {
+    for (auto page = LastDataPage({0xFFFFFFFF}); page; page = LastDataPage({page->value - 1})) {
+      const PageRef ref = pager().Read(*page);
+      const RowPage rows(*page, ref.bytes());
+      for (std::size_t slot = rows.row_count(); slot-- > 0;) {
+        if (IsHome(rows.kind(slot))) return RowId{*page, static_cast<std::uint8_t>(slot)};
+      }
+    }
+    return std::nullopt;
+  });
+}
+
+// Where the bytes of a row are: in its slot, or where the slot points.
+bool Table::Locate(RowId id, PageRef& page, RowId& at) const {
+  at = id;
+  page = pager().Read(id.page);
+  if (!IsDataPage(id.page, page.bytes())) return false;
+  const RowPage rows(id.page, page.bytes());
+  if (id.row >= rows.row_count()) return false;
+  const SlotKind kind = rows.kind(id.row);
+  if (kind == SlotKind::kLive) return true;
+  if (kind != SlotKind::kMoved) return false;
+  const ByteView pointer = rows.row(id.row);
+  if (pointer.size() < kPointerBytes) throw Error::Damaged(id.page, "a moved row points nowhere");
+  at = RowId::FromPacked(GetU32(pointer, 0));
+  page = pager().Read(at.page);
+  if (!IsDataPage(at.page, page.bytes())) {
+    throw Error::Damaged(id.page, "a moved row points to a page of another owner");
+  }
+  const RowPage bodies(at.page, page.bytes());
+  if (at.row >= bodies.row_count() || bodies.kind(at.row) != SlotKind::kBody) {
+    throw Error::Damaged(id.page, "a moved row points to no row");
+  }
+  return true;
+}
+
+bool Table::Read(RowId id, Row& row) const {
+  return Named([&] {
+    def();
+    RowId at;
+    PageRef page;
+    if (!Locate(id, page, at)) return false;
+    row.table_ = this;
+    row.id_ = id;
+    try {
+      row.view_ = RowView(def_, RowPage(at.page, page.bytes()).row(at.row));
+    } catch (const Error& error) {
+      throw Error::Damaged(at.page, "row " + std::to_string(at.row) + ": " + error.detail());
+    }
+    row.page_ = std::move(page);
+    return true;
+  });
+}
+
+bool Table::Row::IsNull(std::size_t ordinal) const {
+  const ColumnDef& column = table_->def_.columns[ordinal];
+  return column.type != ColumnType::kBoolean && !view_.Raw(column);
+}
+
+Value Table::Row::Get(std::size_t ordinal) const {
+  const ColumnDef& column = table_->def_.columns[ordinal];
+  return table_->Named([&]() -> Value {
+    if (column.type == ColumnType::kBoolean) return view_.Boolean(column);
+    const auto raw = view_.Raw(column);
+    if (!raw) return Null{};
+    if (!IsLongValue(column.type)) return DecodeField(column, *raw);
+    Bytes bytes = ReadLongValue(table_->pager(), *raw);
+    if (column.type == ColumnType::kMemo) return DecodeText(bytes);
+    return bytes;
+  });
+}
+
+bool Table::Row::GetText(std::size_t ordinal, std::string& out) const {
+  const ColumnDef& column = table_->def_.columns[ordinal];
+  const auto raw = view_.Raw(column);
+  if (!raw) return false;
+  if (column.type == ColumnType::kMemo) {
+    DecodeText(ReadLongValue(table_->pager(), *raw), out);
+  } else {
+    DecodeText(*raw, out);
+  }
+  return true;
+}
+
+std::vector<Value> Table::NewRow() const {
+  return Named([&] {
+    std::vector<Value> row(def().columns.size());
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const ColumnDef& column = def_.columns[i];
+      if (!rules_[i].default_expression.empty()) {
+        row[i] = EvaluateDefault(column, rules_[i].default_expression, now_());
+      }
+      if (column.type == ColumnType::kBoolean && jet::IsNull(row[i])) row[i] = false;
+    }
+    return row;
+  });
+}
+
+void Table::CheckRules(std::size_t ordinal, const Value& value) const {
+  const ColumnDef& column = def_.columns[ordinal];
+  const ColumnRules& rules = rules_[ordinal];
+  if (jet::IsNull(value) && rules.required && column.type != ColumnType::kBoolean) {
+    throw Error(ErrorCode::kRequired).OfColumn(column.name);
+  }
+  const auto* text = std::get_if<std::string>(&value);
+  if (text != nullptr && text->empty() && !rules.allow_zero_length && IsText(column.type)) {
+    throw Error(ErrorCode::kZeroLength).OfColumn(column.name);
+  }
+}
+
+void Table::GiveAutonumbers(std::vector<Value>& row) {
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    const ColumnDef& column = def_.columns[i];
+    if (!column.auto_number() || column.type != ColumnType::kLong) continue;
+    if (jet::IsNull(row[i])) {
+      row[i] = static_cast<std::int32_t>(def_.last_autonumber + def_.autonumber_step);
+    }
+    const auto* number = std::get_if<std::int32_t>(&row[i]);
+    if (number != nullptr && *number > static_cast<std::int32_t>(def_.last_autonumber)) {
+      def_.last_autonumber = static_cast<std::uint32_t>(*number);
+    }
+  }
+}
+
+Bytes Table::StoreField(const ColumnDef& column, const Value& value) {
+  if (column.type == ColumnType::kMemo) {
+    const auto* text = std::get_if<std::string>(&value);
+    if (text == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
+    return WriteMemo(*allocator_, column, *text);
+  }
+  if (column.type == ColumnType::kOle) {
+    const auto* bytes = std::get_if<Bytes>(&value);
+    if (bytes == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
+    return WriteLongValue(*allocator_, column, *bytes);
+  }
+  return EncodeField(column, value);
+}
+
+void Table::CheckKey(std::size_t real, const IndexKey& key, RowId except) const {
+  const RealIndex& index = def_.real_indexes[real];
+  const auto name = [&]() -> std::string_view {
+    for (const LogicalIndex& logical : def_.logical_indexes) {
+      if (logical.real == real) return logical.name;
+    }
+    return {};
+  };
+  if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey).OfColumn(name());
+  if (!index.unique() || key.some_null) return;
+  if (OpenIndex(real).HasKey(key.bytes, except)) {
+    throw Error(ErrorCode::kDuplicateKey).OfColumn(name());
+  }
+}
+
+std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values) const {
+  std::vector<KeyChange> changes;
+  for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
+    const RealIndex& index = def_.real_indexes[real];
+    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) { return values[ordinal]; });
+    CheckKey(real, key, {});
+    if (index.ignore_nulls() && key.all_null) continue;
+    changes.push_back({real, std::nullopt, false, std::move(key.bytes)});
+  }
+  return changes;
+}
+
+std::vector<Table::KeyChange> Table::KeyChanges(RowId id, const Row& row,
+                                                std::span<const FieldChange> changes) const {
+  const auto changed_value = [&](std::size_t ordinal) -> const Value* {
+    for (const FieldChange& change : changes) {
+      if (change.ordinal == ordinal) return &change.value;
+    }
+    return nullptr;
+  };
+  std::vector<KeyChange> out;
+  for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
+    const RealIndex& index = def_.real_indexes[real];
+    const bool touched =
+        std::any_of(index.columns.begin(), index.columns.end(), [&](const IndexColumn& part) {
+          const auto ordinal = def_.FindColumn(part.column);
+          return ordinal && changed_value(*ordinal) != nullptr;
+        });
+    if (!touched) continue;
+    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) {
+      const Value* changed = changed_value(ordinal);
+      return changed != nullptr ? *changed : row.Get(ordinal);
+    });
+    KeyChange change{real, std::nullopt, false, std::nullopt};
+    try {
+      IndexKey old = BuildKey(def_, index, [&](std::size_t ordinal) { return row.Get(ordinal); });
+      if (old.bytes == key.bytes) continue;
+      if (!index.ignore_nulls() || !old.all_null) change.erase = std::move(old.bytes);
+    } catch (const Error& error) {
+      if (!HasNoKey(error)) throw;
+      change.erase_by_row = true;
+    }
+    for (const LogicalIndex& logical : def_.logical_indexes) {
+      if (logical.real == real && logical.kind == LogicalIndex::kRelation) {
+        throw Error(ErrorCode::kNotSupported, "the key of a relationship cannot be changed")
+            .OfColumn(logical.name);
+      }
+    }
+    CheckKey(real, key, id);
+    if (!index.ignore_nulls() || !key.all_null) change.insert = std::move(key.bytes);
+    out.push_back(std::move(change));
+  }
+  return out;
+}
+
+void Table::ApplyKeyChanges(RowId id, const std::vector<KeyChange>& changes) {
+  for (const KeyChange& change : changes) {
+    Index index = OpenIndex(change.real);
+    const bool erased = change.erase_by_row ? index.EraseByRow(*allocator_, id)
+                        : change.erase      ? index.Erase(*allocator_, *change.erase, id)
+                                            : true;
+    if (!erased) {
+      throw Error::Damaged(def_.real_indexes[change.real].root, "an index lacks a row");
+    }
+    if (change.insert && index.Insert(*allocator_, *change.insert, id)) {
+      ++def_.real_indexes[change.real].distinct_keys;
+    }
+  }
+}
+
+void Table::EraseKeys(const Row& row) {
+  for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
+    const RealIndex& index = def_.real_indexes[real];
+    KeyChange change{real, std::nullopt, false, std::nullopt};
+    try {
+      IndexKey key = BuildKey(def_, index, [&](std::size_t i) { return row.Get(i); });
+      if (index.ignore_nulls() && key.all_null) continue;
+      change.erase = std::move(key.bytes);
+    } catch (const Error& error) {
+      if (!HasNoKey(error)) throw;
+      change.erase_by_row = true;
+    }
+    ApplyKeyChanges(row.id(), {change});
+  }
+}
+
+// Above `above`, so that stored order stays insertion order; for pages whose
+// rows are hidden from walks any page will do.
+PageNumber Table::NewDataPage(PageNumber above, bool mark) {
+  const PageNumber page = mark && above ? allocator_->AllocateAbove(above) : allocator_->Allocate();
+  InitRowPage(pager().Edit(page), def_.page.value);
+  UsageMap(pager(), def_.owned_map).Add(page, *allocator_);
+  if (mark) UsageMap(pager(), def_.free_map).MarkOnly(page, *allocator_);
+  return page;
+}
+
+RowId Table::PlaceRow(ByteView bytes) {
+  const auto last = LastDataPage({0xFFFFFFFF});
+  PageNumber page = last.value_or(PageNumber{});
+  if (!last || !FitsNewRow(page, pager().Read(page).bytes(), bytes.size())) {
+    page = NewDataPage(page, true);
+  }
+  return {page, AddRow(page, pager().Edit(page), bytes, SlotKind::kLive)};
+}
+
+RowId Table::PlaceBody(ByteView bytes) {
+  const auto last = LastDataPage({0xFFFFFFFF});
+  PageNumber page = last.value_or(PageNumber{});
+  if (!last || !FitsNewRow(page, pager().Read(page).bytes(), bytes.size())) {
+    page = NewDataPage(page, false);
+  }
+  return {page, AddRow(page, pager().Edit(page), bytes, SlotKind::kBody)};
+}
+
+// The row keeps its slot, and with it its position and its index entries.
+void Table::RewriteRow(RowId id, ByteView bytes) {
+  RowId at;
+  PageRef page;
+  if (!Locate(id, page, at)) throw Error::Damaged(id.page, "the row is gone");
+  const bool moved = at != id;
+  if (ReplaceRow(at.page, pager().Edit(at.page), at.row, bytes,
+                 moved ? SlotKind::kBody : SlotKind::kLive)) {
+    return;
+  }
+  if (moved) DeleteRow(at.page, pager().Edit(at.page), at.row);
+  const RowId body = PlaceBody(bytes);
+  Bytes pointer;
+  AddU32(pointer, body.packed());
+  if (!ReplaceRow(id.page, pager().Edit(id.page), id.row, pointer, SlotKind::kMoved)) {
+    throw Error(ErrorCode::kRowTooLong, "no room for the row's new address");
+  }
+}
+
+RowId Table::Insert(std::span<const Value> values) {
+  return Named([&] {
+    def();
+    Scope scope(pager());
+    std::vector<Value> row(values.begin(), values.end());
+    row.resize(def_.columns.size());
+    GiveAutonumbers(row);
+    for (std::size_t i = 0; i < row.size(); ++i) CheckRules(i, row[i]);
+    const std::vector<KeyChange> keys = KeysOfNewRow(row);
+    StoredFields fields(row.size());
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (!jet::IsNull(row[i])) fields[i] = StoreField(def_.columns[i], row[i]);
+    }
+    const RowId id = PlaceRow(EncodeRow(def_, fields));
+    ApplyKeyChanges(id, keys);
+    ++def_.row_count;
+    def_.StoreCounters(pager());
+    scope.Commit();
+    return id;
+  });
+}
+
+void Table::Update(RowId id, std::span<const FieldChange> changes) {
+  Named([&] {
+    Row row;
+    if (!Read(id, row)) throw Error::Damaged(id.page, "the row is gone");
+    for (const FieldChange& change : changes) CheckRules(change.ordinal, change.value);
+    Scope scope(pager());
+    const std::vector<KeyChange> keys = KeyChanges(id, row, changes);
+    StoredFields fields = DecodeRow(def_, row.view());
+    for (const FieldChange& change : changes) {
+      const ColumnDef& column = def_.columns[change.ordinal];
+      std::optional<Bytes>& field = fields[change.ordinal];
+      const std::optional<Bytes> old = std::move(field);
+      field.reset();
+      if (!jet::IsNull(change.value)) field = StoreField(column, change.value);
+      if (old && IsLongValue(column.type)) FreeLongValue(*allocator_, column, *old);
+    }
+    RewriteRow(id, EncodeRow(def_, fields));
+    ApplyKeyChanges(id, keys);
+    if (!keys.empty()) def_.StoreCounters(pager());
+    scope.Commit();
+  });
+}
+
+void Table::Delete(RowId id) {
+  Named([&] {
+    Row row;
+    if (!Read(id, row)) throw Error::Damaged(id.page, "the row is gone");
+    Scope scope(pager());
+    EraseKeys(row);
+    for (const ColumnDef& column : def_.columns) {
+      if (!IsLongValue(column.type)) continue;
+      if (const auto raw = row.view().Raw(column)) {
+        const Bytes copy(raw->begin(), raw->end());
+        FreeLongValue(*allocator_, column, copy);
+      }
+    }
+    RowId at;
+    PageRef page;
+    if (!Locate(id, page, at)) throw Error::Damaged(id.page, "the row is gone");
+    if (at != id) DeleteRow(at.page, pager().Edit(at.page), at.row);
+    DeleteRow(id.page, pager().Edit(id.page), id.row);
+    if (def_.row_count > 0) --def_.row_count;
+    def_.StoreCounters(pager());
+    scope.Commit();
+  });
+}
+
+Index Table::OpenIndex(std::size_t real) const { return Index(pager(), def(), real); }
+
+std::optional<RowId> Table::Lookup(std::size_t real, std::span<const Value> values) const {
+  return Named([&]() -> std::optional<RowId> {
+    const RealIndex& index = def().real_indexes[real];
+    Bytes key;
+    for (std::size_t i = 0; i < index.columns.size() && i < values.size(); ++i) {
+      const auto ordinal = def_.FindColumn(index.columns[i].column);
+      if (!ordinal) throw Error::Damaged(def_.page, "an index over a column that is not there");
+      AddKeyPart(def_.columns[*ordinal], values[i], index.columns[i].ascending, key);
+    }
+    return OpenIndex(real).Find(key);
+  });
+}
+
+bool TableScan::NextPage() {
+  const auto page = table_->NextDataPage(from_);
+  if (!page) return false;
+  from_ = {page->value + 1};
+  page_ = table_->pager().Read(*page);
+  rows_.emplace(*page, page_.bytes());
+  slot_ = 0;
+  return true;
+}
+
+bool TableScan::Next() {
+  return table_->Named([&] {
+    for (;;) {
+      const auto slot = rows_ ? FirstHome(*rows_, slot_) : std::nullopt;
+      if (!slot) {
+        if (!NextPage()) return false;
+        continue;
+      }
+      slot_ = *slot + 1;
+      const RowId id{page_.number(), static_cast<std::uint8_t>(*slot)};
+      if (rows_->kind(*slot) == SlotKind::kMoved) {
+        if (table_->Read(id, row_)) return true;
+        continue;
+      }
+      row_.id_ = id;
+      try {
+        row_.view_ = RowView(table_->def_, rows_->row(*slot));
+      } catch (const Error& error) {
+        throw Error::Damaged(id.page, "row " + std::to_string(id.row) + ": " + error.detail());
+      }
+      return true;
+    }
+  });
+}
+
+}  // namespace jet
