@@ -39,7 +39,9 @@ struct View {
 };
 
 // A table of a catalog, or a new one that no database holds yet. Appending to
-// a table of a catalog changes the stored table at once.
+// a table of a catalog changes the stored table at once. A new one becomes such
+// a table by Catalog::AppendTable; all copies are the same table, and keep the
+// connection of the catalog open.
 class Table {
  public:
   Table();  // new, nameless
@@ -47,22 +49,21 @@ class Table {
 
   std::vector<Column> Columns() const;
   void AppendColumn(std::string_view column, DataType type, std::size_t defined_size);
-  // Of a new table only; of a stored one: whether values are required.
-  void SetColumnAttributes(std::string_view column, int attributes);  // kErrItemNotFound
+  // Whether values are required. kErrItemNotFound.
+  void SetColumnAttributes(std::string_view column, int attributes);
   void AppendKey(const Key& key);
 
  private:
   friend class Catalog;
-  struct Stored;  // environment and database of a table in a catalog
-  std::shared_ptr<Stored> stored_;
-  std::vector<Column> columns_;
-  std::vector<Key> keys_;
+  struct State;
+  std::shared_ptr<State> state_;
 };
 
 class Catalog {
  public:
   explicit Catalog(Environment& environment);
   // Binds to the file of a connection string, over a connection of its own.
+  // kErrNoConnection for an empty text, as everything else before it.
   void SetActiveConnection(std::string_view connection_string);
 
   // User tables in the order of the catalog.
@@ -73,12 +74,14 @@ class Catalog {
   // Stores the text verbatim and as the rows that the provider runs. kErrSql,
   // kErrObjectExists.
   void AppendView(std::string_view name, const Command& command);
+  // The verbatim text where it still says what is stored, else the stored rows
+  // told as SQL; empty for rows that are no SELECT.
   std::vector<View> Views();
 
  private:
-  Connection& Bound();
+  jet::Database& Bound();
   Environment* environment_;
-  std::unique_ptr<Connection> connection_;
+  std::shared_ptr<Connection> connection_;
 };
 
 }  // namespace ado

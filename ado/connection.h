@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ado/environment.h"
 #include "ado/error.h"
@@ -19,6 +20,8 @@ struct ConnectionString {
   static ConnectionString Parse(std::string_view text);  // kErrFail
 };
 
+class Recordset;
+
 class Connection {
  public:
   explicit Connection(Environment& environment) : environment_(&environment) {}
@@ -29,7 +32,8 @@ class Connection {
   // kErrOpen if open. User and password are those of a workgroup and stay empty.
   void Open(std::string_view connection_string, std::string_view user = {},
             std::string_view password = {}, int options = adOptionUnspecified);
-  void Close();  // kErrClosed
+  // kErrClosed. Closes the recordsets on it, and drops what they have pending.
+  void Close();
   bool is_open() const { return database_ != nullptr; }
 
   Environment& environment() const { return *environment_; }
@@ -37,8 +41,11 @@ class Connection {
   const std::shared_ptr<jet::Database>& database() const;
 
  private:
+  friend class Recordset;  // enters and leaves recordsets_
+  void LetGo();
   Environment* environment_;
   std::shared_ptr<jet::Database> database_;
+  std::vector<Recordset*> recordsets_;  // the open ones
 };
 
 }  // namespace ado

@@ -18,8 +18,7 @@ namespace ado {
 class Environment {
  public:
   // `files` must outlive the environment. An empty clock is the system's.
-  explicit Environment(jet::FileSystem& files, jet::Clock clock = {},
-                       jet::PagerLimits limits = {});
+  explicit Environment(jet::FileSystem& files, jet::Clock clock = {}, jet::PagerLimits limits = {});
   ~Environment();
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;

@@ -13,14 +13,14 @@ namespace ado {
 
 using ErrorNumber = std::int32_t;
 
-inline constexpr ErrorNumber kErrFail = -2147467259;            // 80004005
-inline constexpr ErrorNumber kErrWrongPassword = -2147217843;   // 80040E4D
-inline constexpr ErrorNumber kErrNoTable = -2147217865;         // 80040E37
-inline constexpr ErrorNumber kErrObjectExists = -2147217857;    // 80040E3F
-inline constexpr ErrorNumber kErrColumnExists = -2147217858;    // 80040E3E
-inline constexpr ErrorNumber kErrSql = -2147217900;             // 80040E14
-inline constexpr ErrorNumber kErrIntegrity = -2147217887;       // 80040E21
-inline constexpr ErrorNumber kErrMissingStep = -2147221504;     // 80040000
+inline constexpr ErrorNumber kErrFail = -2147467259;           // 80004005
+inline constexpr ErrorNumber kErrWrongPassword = -2147217843;  // 80040E4D
+inline constexpr ErrorNumber kErrNoTable = -2147217865;        // 80040E37
+inline constexpr ErrorNumber kErrObjectExists = -2147217857;   // 80040E3F
+inline constexpr ErrorNumber kErrColumnExists = -2147217858;   // 80040E3E
+inline constexpr ErrorNumber kErrSql = -2147217900;            // 80040E14
+inline constexpr ErrorNumber kErrIntegrity = -2147217887;      // 80040E21
+inline constexpr ErrorNumber kErrMissingStep = -2147221504;    // 80040000
 inline constexpr ErrorNumber kErrItemNotFound = 3265;
 inline constexpr ErrorNumber kErrNoCurrentRow = 3021;
 inline constexpr ErrorNumber kErrClosed = 3704;

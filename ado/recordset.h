@@ -2,11 +2,12 @@
 //
 // A table's rows come in stored order; rows added come at the end. An edited or
 // new row is saved by Update, by the next AddNew and by any move; Close with
-// one pending is an error, the destructor drops it.
+// one pending is an error, the destructor drops it. A save that fails drops it,
+// too, and raises from the call that caused it. Closing the connection closes
+// the recordset.
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,8 @@ inline constexpr int adCmdUnspecified = -1;
 inline constexpr int adCmdText = 1;
 inline constexpr int adCmdTable = 2;
 
+class RowSource;
+
 class Recordset {
  public:
   Recordset();
@@ -42,8 +45,8 @@ class Recordset {
   bool is_open() const { return connection_ != nullptr; }
 
   bool eof() const;  // kErrClosed
-  void MoveFirst();
-  void MoveNext();  // kErrNoCurrentRow at the end
+  void MoveFirst();  // kErrNoCurrentRow if there is no row, as MoveLast
+  void MoveNext();   // kErrNoCurrentRow at the end
   void MoveLast();
   // Rows of the table or of the query's result.
   std::int32_t RecordCount();
@@ -51,6 +54,7 @@ class Recordset {
   std::size_t field_count() const;
   std::string field_name(std::size_t index) const;
   // Fields are found by name only (SameName); kErrItemNotFound.
+  // Of a decimal number the nearest Double: its scale belongs to the column.
   Value Get(std::string_view field);
   Value Get(std::size_t index);
   void Set(std::string_view field, const Value& value);
@@ -58,21 +62,21 @@ class Recordset {
   void Update();
 
  private:
-  struct Rows;       // the row source: a table or a query's result
-  struct TableRows;
-  struct QueryRows;
+  friend class Connection;  // calls Forget()
+  void Forget();
   void RequireOpen() const;
-  void RequireUpdatable() const;
+  void RequireRow() const;
   void SavePending();
+  void DropPending();
   std::size_t FieldOf(std::string_view name) const;
+  Value& PendingValue(std::size_t ordinal);
 
   Connection* connection_ = nullptr;
-  std::shared_ptr<jet::Database> database_;
-  std::unique_ptr<Rows> rows_;
+  std::unique_ptr<RowSource> rows_;
   bool read_only_ = false;
   bool adding_ = false;
-  std::vector<std::optional<Value>> pending_;  // by field: what was set
-  bool has_pending_ = false;
+  std::vector<Value> new_row_;             // while adding: every column of the table
+  std::vector<jet::FieldChange> changes_;  // of the current row
 };
 
 }  // namespace ado

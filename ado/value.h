@@ -12,6 +12,7 @@ namespace ado {
 
 using Value = jet::Value;
 using Null = jet::Null;
+using Currency = jet::Currency;
 using DateTime = jet::DateTime;
 
 // ADO data types, as far as this system uses them.

@@ -43,7 +43,8 @@ class Session {
 
 // Every operation raises ado::Error, unless a Tolerant lives: then it keeps the
 // error in error(), does nothing and returns an empty value (a null Table or
-// Catalog, Null, 0, AtEnd true after a NextRow that failed).
+// Catalog, Null, 0). AtEnd is then true also after a NextRow that failed, and
+// where there is nothing to ask, so that loops on it end.
 class DbHandle {
  public:
   explicit DbHandle(Session& session) : session_(&session) {}
@@ -71,7 +72,9 @@ class DbHandle {
   void OpenTable(std::string_view name);
   void AddRow();
   void SetField(std::string_view name, const Value& value);
-  void SetField(std::string_view name, const char* text) { SetField(name, Value(std::string(text))); }
+  void SetField(std::string_view name, const char* text) {
+    SetField(name, Value(std::string(text)));
+  }
   void SaveRow();
   Value GetField(std::string_view name);
   void NextRow();
@@ -91,6 +94,7 @@ class DbHandle {
   friend class Tolerant;
   template <class Body>
   auto Guard(Body&& body) -> decltype(body());
+  ado::Recordset& Rows();
 
   Session* session_;
   std::unique_ptr<ado::Recordset> recordset_;

@@ -10,10 +10,10 @@
 namespace db {
 
 struct LadderStep {
-  std::int16_t threshold = 0;                 // runs when the stored version is at most this
-  std::int16_t produces = 0;                  // the version afterwards
-  std::string name;                           // "Data_Up_19"
-  std::function<void()> run;                  // empty: not there yet
+  std::int16_t threshold = 0;  // runs when the stored version is at most this
+  std::int16_t produces = 0;   // the version afterwards
+  std::string name;            // "Data_Up_19"
+  std::function<void()> run;   // empty: not there yet
   std::int16_t except = std::numeric_limits<std::int16_t>::min();  // never from this version
 };
 

@@ -22,9 +22,13 @@ inline constexpr int kTenkaiVersionElement = 1;
 class Module1 {
  public:
   explicit Module1(ado::Environment& environment);
-  // Not null while versions are read or the list is shown.
+  ~Module1();
+  Module1(const Module1&) = delete;
+  Module1& operator=(const Module1&) = delete;
+  // Not null while the list is shown; without one, captions go nowhere.
   void SetView(SessionView* view) { view_ = view; }
-  // The ladders use the handles below, so they come after construction.
+  // The ladders use the handles below, so they come after construction. Sets
+  // the latest versions.
   void SetLadders(Ladder data, Ladder tenkai);
 
   // The state of the sessions.

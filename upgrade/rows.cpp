@@ -18,8 +18,16 @@ void AppendColumns(db::DbHandle& db, const db::Table& table, std::span<const Col
   }
 }
 
+void AppendColumns(db::DbHandle& db, const db::Table& table, std::span<const SettingRow> settings) {
+  for (const SettingRow& row : settings) db.AppendColumn(table, row.field, row.type, 0);
+}
+
 void SetFields(db::DbHandle& db, std::span<const FieldRow> fields) {
   for (const FieldRow& row : fields) db.SetField(row.field, ToValue(row.value));
+}
+
+void SetFields(db::DbHandle& db, std::span<const SettingRow> settings) {
+  for (const SettingRow& row : settings) db.SetField(row.field, ToValue(row.value));
 }
 
 void SetFields(db::DbHandle& db, std::span<const char* const> fields, const Literal& value) {
@@ -32,16 +40,16 @@ bool TryAppendTable(db::DbHandle& db, const db::Catalog& catalog, const db::Tabl
   return !db.error();
 }
 
+bool HasNumber(const db::Value& value, double number) {
+  return !jet::IsNull(value) && ado::ToDouble(value) == number;
+}
+
 bool FindRow(db::DbHandle& db, std::string_view field, double number) {
   while (!db.AtEnd()) {
     if (HasNumber(db.GetField(field), number)) return true;
     db.NextRow();
   }
   return false;
-}
-
-bool HasNumber(const db::Value& value, double number) {
-  return !jet::IsNull(value) && ado::ToDouble(value) == number;
 }
 
 void AddOne(std::int16_t& counter) {

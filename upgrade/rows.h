@@ -30,9 +30,18 @@ struct FieldRow {
   Literal value;
 };
 
+// A column that a step adds, and the value that it then gives it.
+struct SettingRow {
+  const char* field;
+  ado::DataType type;
+  Literal value;
+};
+
 void AppendColumns(db::DbHandle& db, const db::Table& table, std::span<const ColumnRow> columns);
+void AppendColumns(db::DbHandle& db, const db::Table& table, std::span<const SettingRow> settings);
 // On the current row, in this order, without saving.
 void SetFields(db::DbHandle& db, std::span<const FieldRow> fields);
+void SetFields(db::DbHandle& db, std::span<const SettingRow> settings);
 void SetFields(db::DbHandle& db, std::span<const char* const> fields, const Literal& value);
 
 // Appends a new table, error-tolerant for this one operation. False if it

@@ -97,13 +97,17 @@ void Data_Up_M::SetShape(const ShapeRow& shape) {
   db_.SetField("展開ﾌﾗｸﾞ", kUnfold);
 }
 
-void Data_Up_M::AppendShapes(std::span<const ShapeRow> shapes) {
-  db_.OpenTable("Spec_形状名（角）");
+void Data_Up_M::AddShapes(std::span<const ShapeRow> shapes) {
   for (const ShapeRow& shape : shapes) {
     db_.AddRow();
     SetShape(shape);
     db_.SaveRow();
   }
+}
+
+void Data_Up_M::AppendShapes(std::span<const ShapeRow> shapes) {
+  db_.OpenTable("Spec_形状名（角）");
+  AddShapes(shapes);
   db_.CloseTable();
 }
 

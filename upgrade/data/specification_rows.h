@@ -1,5 +1,5 @@
-// The rows that steps add to the specification tables: square-duct shapes, joint
-// methods, opening shapes.
+// The rows that steps add to the specification tables (square-duct shapes, joint
+// methods, opening shapes), and the names that they change there.
 #pragma once
 
 #include <cstdint>
@@ -82,6 +82,23 @@ inline constexpr OpeningRow kOvalOpenings[] = {
     {3, "ｵｰﾊﾞﾙ"},
     {4, "ｵｰﾊﾞﾙφ横"},
     {5, "ｵｰﾊﾞﾙφ縦"},
+};
+
+// The name that a row gets by its position, counted from 1.
+struct PositionName {
+  std::int16_t row;
+  const char* name;
+};
+
+inline constexpr PositionName kFlexibleNames[] = {
+    {11, "HH214"},
+    {12, "HH24ACNN"},
+    {15, "HH214端末なし"},
+    {16, "HH24ACNN端末なし"},
+};
+inline constexpr PositionName kFlexibleChoices[] = {
+    {3, "HH214"},
+    {4, "HH24ACNN"},
 };
 
 }  // namespace upgrade

@@ -33,6 +33,9 @@ inline constexpr ColumnRow kCutWidthColumns[] = {
     {"切幅12t", ado::adDouble, 0},      {"切幅16t", ado::adDouble, 0},
     {"重ねシロ線", ado::adSmallInt, 0},
 };
+inline constexpr const char* kCutWidths[] = {"切幅05t", "切幅06t", "切幅08t",
+                                             "切幅10t", "切幅12t", "切幅16t"};
+inline constexpr const char* kOverlapLine = "重ねシロ線";
 
 inline constexpr const char* kSeamMaterials[] = {"亜鉛鉄板", "SUS", "塩ビ両面", "鋼板"};
 inline constexpr const char* kSeamKinds[] = {"繋ぎﾊｾﾞ", "接合ﾊｾﾞ"};

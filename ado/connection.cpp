@@ -1,0 +1,108 @@
+#include "ado/connection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ado/recordset.h"
+
+namespace ado {
+namespace {
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+  }
+  return lower;
+}
+
+std::string_view Trim(std::string_view text) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
+
+[[noreturn]] void FailSyntax() { throw Error(kErrFail, "接続文字列の形式が正しくありません。"); }
+
+// Takes a value from the front of `rest`, with the ";" behind it. A quote in a
+// quoted value is written twice.
+std::string TakeValue(std::string_view& rest) {
+  const std::string_view start = Trim(rest);
+  if (start.empty() || (start.front() != '"' && start.front() != '\'')) {
+    const std::size_t end = std::min(rest.find(';'), rest.size());
+    std::string value(Trim(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    return value;
+  }
+  const char quote = start.front();
+  std::string value;
+  std::size_t at = rest.find(quote) + 1;
+  for (;; ++at) {
+    if (at >= rest.size()) FailSyntax();
+    if (rest[at] == quote && rest.substr(at + 1, 1) != std::string_view(&quote, 1)) break;
+    if (rest[at] == quote) ++at;
+    value += rest[at];
+  }
+  rest.remove_prefix(at + 1);
+  while (rest.starts_with(' ')) rest.remove_prefix(1);
+  if (!rest.empty() && rest.front() != ';') FailSyntax();
+  if (!rest.empty()) rest.remove_prefix(1);
+  return value;
+}
+
+}  // namespace
+
+ConnectionString ConnectionString::Parse(std::string_view text) {
+  ConnectionString parsed;
+  while (!Trim(text).empty()) {
+    if (Trim(text).front() == ';') {
+      text.remove_prefix(text.find(';') + 1);
+      continue;
+    }
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos || text.substr(0, equals).find(';') < equals) {
+      FailSyntax();
+    }
+    const std::string key = Lower(Trim(text.substr(0, equals)));
+    text.remove_prefix(equals + 1);
+    std::string value = TakeValue(text);
+    if (key == "provider")
+      parsed.provider = std::move(value);
+    else if (key == "data source")
+      parsed.data_source = std::move(value);
+    else if (key == "jet oledb:database password")
+      parsed.password = std::move(value);
+  }
+  return parsed;
+}
+
+Connection::~Connection() {
+  if (is_open()) LetGo();
+}
+
+void Connection::Open(std::string_view connection_string, std::string_view user,
+                      std::string_view password, int) {
+  if (is_open()) throw Error::Standard(kErrOpen);
+  if (!user.empty() || !password.empty()) throw Error::Standard(kErrInvalidCall);
+  const ConnectionString parsed = ConnectionString::Parse(connection_string);
+  if (parsed.data_source.empty()) FailSyntax();
+  database_ = environment_->Use(parsed.data_source, parsed.password);
+}
+
+void Connection::Close() {
+  if (!is_open()) throw Error::Standard(kErrClosed);
+  LetGo();
+}
+
+void Connection::LetGo() {
+  for (Recordset* recordset : std::exchange(recordsets_, {})) recordset->Forget();
+  database_.reset();
+  environment_->Release();
+}
+
+const std::shared_ptr<jet::Database>& Connection::database() const {
+  if (!is_open()) throw Error::Standard(kErrClosed);
+  return database_;
+}
+
+}  // namespace ado

@@ -1,0 +1,73 @@
+#include "ado/environment.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "ado/error.h"
+
+namespace ado {
+
+Environment::Environment(jet::FileSystem& files, jet::Clock clock, jet::PagerLimits limits)
+    : files_(files), clock_(std::move(clock)), limits_(limits) {}
+
+Environment::~Environment() = default;
+
+Environment::Action::Action(Environment& environment) : environment_(&environment) {
+  if (environment.in_action_) throw std::logic_error("an action inside an action");
+  environment.in_action_ = true;
+}
+
+Environment::Action::~Action() { environment_->EndAction(); }
+
+void Environment::Action::Commit() {
+  for (auto& [path, database] : environment_->open_) {
+    if (database->changed()) Translated([&] { database->Commit(); });
+  }
+}
+
+std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
+                                                const std::string& password) {
+  return Translated([&] {
+    const std::string key = jet::NormalisePath(path);
+    if (const auto found = open_.find(key); found != open_.end()) {
+      if (!found->second->header().Accepts(password)) {
+        throw jet::Error(jet::ErrorCode::kWrongPassword).In(key);
+      }
+      return found->second;
+    }
+    jet::OpenOptions options;
+    options.mode = jet::OpenMode::kExclusive;
+    options.password = password;
+    options.limits = limits_;
+    options.clock = clock_;
+    std::shared_ptr<jet::Database> database = jet::Database::Open(files_, key, options);
+    open_.emplace(key, database);
+    return database;
+  });
+}
+
+void Environment::Changed(jet::Database& database) {
+  if (in_action_ || !database.changed()) return;
+  try {
+    Translated([&] { database.Commit(); });
+  } catch (...) {
+    // Nothing has reached the file: the operation has not happened.
+    database.Discard();
+    throw;
+  }
+}
+
+void Environment::Release() {
+  if (in_action_) return;
+  std::erase_if(open_, [](const auto& entry) { return entry.second.use_count() == 1; });
+}
+
+void Environment::EndAction() {
+  in_action_ = false;
+  for (auto& [path, database] : open_) {
+    if (database->changed()) database->Discard();
+  }
+  Release();
+}
+
+}  // namespace ado

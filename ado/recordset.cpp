@@ -1,0 +1,221 @@
+#include "ado/recordset.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "ado/error.h"
+#include "ado/row_source.h"
+#include "jet/collation.h"
+
+namespace ado {
+namespace {
+
+constexpr int adLockPessimistic = 2;
+
+// What no object's name is: a text of one word is a name, any other is SQL.
+bool LooksLikeSql(std::string_view text) {
+  return text.find_first_of(" \t\r\n;") != std::string_view::npos;
+}
+
+}  // namespace
+
+Recordset::Recordset() = default;
+
+Recordset::~Recordset() {
+  if (is_open()) std::erase(connection_->recordsets_, this);
+}
+
+void Recordset::Open(std::string_view source, Connection& connection, int cursor_type,
+                     int lock_type, int options) {
+  if (is_open()) throw Error::Standard(kErrOpen);
+  if (!connection.is_open()) throw Error::Standard(kErrNoConnection);
+  const bool locks = lock_type == adLockPessimistic || lock_type == adLockOptimistic;
+  if (cursor_type < adOpenUnspecified || cursor_type > 3 ||
+      (!locks && lock_type != adLockUnspecified && lock_type != adLockReadOnly) ||
+      (options != adCmdUnspecified && options != adCmdText && options != adCmdTable)) {
+    throw Error::Standard(kErrInvalidCall);
+  }
+  jet::Database& database = *connection.database();
+  rows_ = Translated([&]() -> std::unique_ptr<RowSource> {
+    const auto object = options == adCmdText ? std::nullopt : database.Find(source);
+    std::unique_ptr<RowSource> rows;
+    if (object && object->kind == jet::ObjectKind::kQuery) {
+      rows = MakeQueryRows(database, database.LoadQuery(*object), false);
+    } else if (object) {
+      rows = MakeTableRows(database.OpenTable(*object));
+    } else if (options == adCmdText || (options != adCmdTable && LooksLikeSql(source))) {
+      rows = MakeQueryRows(database, sql::Parse(source), locks);
+    } else {
+      throw Error::Standard(kErrNoTable, source);
+    }
+    rows->MoveFirst();
+    read_only_ = !locks || rows->table() == nullptr ||
+                 (object && object->kind == jet::ObjectKind::kSystemTable);
+    return rows;
+  });
+  connection.recordsets_.push_back(this);
+  connection_ = &connection;
+}
+
+void Recordset::Close() {
+  RequireOpen();
+  if (adding_ || !changes_.empty()) throw Error::Standard(kErrPendingEdit);
+  std::erase(connection_->recordsets_, this);
+  Forget();
+}
+
+void Recordset::Forget() {
+  connection_ = nullptr;
+  rows_.reset();
+  DropPending();
+}
+
+bool Recordset::eof() const {
+  RequireOpen();
+  return !adding_ && rows_->at_end();
+}
+
+void Recordset::MoveFirst() {
+  RequireOpen();
+  SavePending();
+  Translated([&] { rows_->MoveFirst(); });
+  if (rows_->at_end()) throw Error::Standard(kErrNoCurrentRow);
+}
+
+void Recordset::MoveLast() {
+  RequireOpen();
+  SavePending();
+  Translated([&] { rows_->MoveLast(); });
+  if (rows_->at_end()) throw Error::Standard(kErrNoCurrentRow);
+}
+
+void Recordset::MoveNext() {
+  RequireOpen();
+  SavePending();
+  if (rows_->at_end()) throw Error::Standard(kErrNoCurrentRow);
+  Translated([&] { rows_->MoveNext(); });
+}
+
+std::int32_t Recordset::RecordCount() {
+  RequireOpen();
+  constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(Translated([&] { return rows_->Count(); }), most));
+}
+
+std::size_t Recordset::field_count() const {
+  RequireOpen();
+  return rows_->names().size();
+}
+
+std::string Recordset::field_name(std::size_t index) const {
+  RequireOpen();
+  if (index >= rows_->names().size()) throw Error::Standard(kErrItemNotFound);
+  return rows_->names()[index];
+}
+
+Value Recordset::Get(std::string_view field) {
+  RequireOpen();
+  return Get(FieldOf(field));
+}
+
+Value Recordset::Get(std::size_t index) {
+  RequireOpen();
+  if (index >= rows_->names().size()) throw Error::Standard(kErrItemNotFound);
+  RequireRow();
+  const std::size_t ordinal = rows_->OrdinalOf(index);
+  if (adding_) return HandedOver(*rows_->table(), ordinal, new_row_[ordinal]);
+  for (const jet::FieldChange& change : changes_) {
+    if (change.ordinal == ordinal) return HandedOver(*rows_->table(), ordinal, change.value);
+  }
+  std::optional<Value> value = Translated([&] { return rows_->Get(index); });
+  if (!value) throw Error::Standard(kErrNoCurrentRow);
+  return *std::move(value);
+}
+
+void Recordset::Set(std::string_view field, const Value& value) {
+  RequireOpen();
+  const std::size_t index = FieldOf(field);
+  if (read_only_) throw Error::Standard(kErrReadOnly);
+  RequireRow();
+  const std::size_t ordinal = rows_->OrdinalOf(index);
+  Value converted = Translated([&] {
+    const auto& columns = rows_->table()->def().columns;
+    if (ordinal >= columns.size()) throw Error::Standard(kErrItemNotFound, field);
+    return ConvertTo(columns[ordinal], value);
+  });
+  PendingValue(ordinal) = std::move(converted);
+}
+
+void Recordset::AddNew() {
+  RequireOpen();
+  if (read_only_) throw Error::Standard(kErrReadOnly);
+  SavePending();
+  new_row_ = Translated([&] { return rows_->table()->NewRow(); });
+  adding_ = true;
+}
+
+void Recordset::Update() {
+  RequireOpen();
+  SavePending();
+}
+
+void Recordset::SavePending() {
+  const bool adding = std::exchange(adding_, false);
+  if (!adding && changes_.empty()) return;
+  jet::Database& database = *connection_->database();
+  try {
+    jet::RowId row;
+    Translated([&] {
+      jet::Table& table = *rows_->table();
+      if (adding) {
+        new_row_.resize(table.def().columns.size());  // columns may have come since
+        row = table.Insert(new_row_);
+      } else {
+        table.Update(rows_->row(), changes_);
+      }
+    });
+    connection_->environment().Changed(database);
+    if (adding) rows_->StandOnAdded(row);
+  } catch (...) {
+    DropPending();
+    throw;
+  }
+  DropPending();
+}
+
+void Recordset::DropPending() {
+  adding_ = false;
+  new_row_.clear();
+  changes_.clear();
+}
+
+Value& Recordset::PendingValue(std::size_t ordinal) {
+  if (adding_) return new_row_[ordinal];
+  for (jet::FieldChange& change : changes_) {
+    if (change.ordinal == ordinal) return change.value;
+  }
+  return changes_.emplace_back(jet::FieldChange{ordinal, {}}).value;
+}
+
+void Recordset::RequireOpen() const {
+  if (!is_open()) throw Error::Standard(kErrClosed);
+}
+
+void Recordset::RequireRow() const {
+  if (!adding_ && rows_->at_end()) throw Error::Standard(kErrNoCurrentRow);
+}
+
+std::size_t Recordset::FieldOf(std::string_view name) const {
+  const std::vector<std::string>& names = rows_->names();
+  if (const auto exact = std::ranges::find(names, name); exact != names.end()) {
+    return static_cast<std::size_t>(exact - names.begin());
+  }
+  const jet::SortOrder order = connection_->database()->order();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (jet::SameName(order, names[i], name)) return i;
+  }
+  throw Error::Standard(kErrItemNotFound, name);
+}
+
+}  // namespace ado
