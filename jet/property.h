@@ -36,7 +36,7 @@ class Properties {
     std::string column;  // empty for the object's own values
     std::uint16_t kind = 0;
     std::vector<Property> values;
-    Bytes header_tail;   // as read, where longer than we know
+    Bytes header_tail;  // as read, where longer than we know
   };
   const std::vector<Group>& groups() const { return groups_; }
 
@@ -47,6 +47,8 @@ class Properties {
   void SetText(SortOrder order, std::string_view column, std::string_view name, ColumnType type,
                std::uint8_t ddl, std::string_view value);
   void Remove(SortOrder order, std::string_view column, std::string_view name);
+  // Everything that is said of the column; false if that was nothing.
+  bool RemoveColumn(SortOrder order, std::string_view column);
 
  private:
   Property& Put(SortOrder order, std::string_view column, std::string_view name);
