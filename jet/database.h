@@ -36,6 +36,8 @@ struct CreateOptions {
   SortOrder order = kJapanese;
   std::uint16_t code_page = 932;
   std::string password;
+  std::uint32_t engine_build = 0;  // 0: the usual one
+  PagerLimits limits;
   Clock clock;
 };
 
@@ -53,11 +55,11 @@ struct ObjectInfo {
 struct ColumnSpec {
   std::string name;
   ColumnType type = ColumnType::kLong;
-  std::size_t max_size = 0;    // Text: characters; Binary: bytes
-  bool compressed = false;     // Text and Memo
-  bool auto_number = false;    // Long
+  std::size_t max_size = 0;                // Text: characters; Binary: bytes
+  bool compressed = false;                 // Text and Memo
+  bool auto_number = false;                // Long
   std::uint8_t precision = 18, scale = 0;  // Numeric
-  bool required = false;       // recorded as a property; ignored for Boolean
+  bool required = false;                   // recorded as a property; ignored for Boolean
   std::optional<bool> allow_zero_length;
   std::string default_expression;
 };
@@ -112,8 +114,7 @@ class Database {
   void AddIndex(std::string_view table, const IndexSpec& index);
 
   // `text` is kept verbatim as a property of the query; empty: none.
-  void CreateQuery(std::string_view name, const QueryDefinition& definition,
-                   std::string_view text);
+  void CreateQuery(std::string_view name, const QueryDefinition& definition, std::string_view text);
   // The rows as stored. kTableMissing; kDamaged for rows that cannot be read.
   QueryDefinition LoadQuery(const ObjectInfo& query);
 
@@ -130,6 +131,11 @@ class Database {
 
  private:
   Database(std::unique_ptr<Pager> pager, Header header, Clock clock);
+  void RequireFreeName(std::string_view name);
+  // Runs `change` on a copy of the table's definition, as one operation.
+  void ChangeTable(std::string_view name,
+                   const std::function<void(const ObjectInfo&, const Table&, TableDef&)>& change);
+
   std::unique_ptr<Pager> pager_;
   PageAllocator allocator_;
   Header header_;

@@ -1,0 +1,313 @@
+#include "jet/catalog.h"
+
+#include <algorithm>
+
+#include "jet/collation.h"
+#include "jet/error.h"
+
+namespace jet {
+
+namespace {
+
+constexpr std::uint32_t kHiddenSystemFlag = 0x2;
+
+const Bytes kPlainAdmin = {0x03, 0x01};
+const Bytes kPlainCreator = {0x02, 0x04};
+
+ObjectKind KindOf(std::int16_t type, std::uint32_t flags) {
+  switch (type) {
+    case kTableObject:
+      return (flags & (kSystemObjectFlag | kHiddenSystemFlag)) != 0 ? ObjectKind::kSystemTable
+                                                                    : ObjectKind::kTable;
+    case kOdbcLink:
+    case kFileLink:
+      return ObjectKind::kLinkedTable;
+    case kQueryObject:
+      return ObjectKind::kQuery;
+    default:
+      return ObjectKind::kOther;
+  }
+}
+
+template <typename T>
+T GetOr(const Value& value, T otherwise) {
+  const T* held = std::get_if<T>(&value);
+  return held != nullptr ? *held : otherwise;
+}
+
+Value StoredProperties(const Properties& properties) {
+  return properties.empty() ? Value(Null{}) : Value(properties.Serialize());
+}
+
+}  // namespace
+
+Catalog::Catalog(PageAllocator& allocator, const Header& header, Clock clock)
+    : allocator_(&allocator), header_(&header), clock_(std::move(clock)) {}
+
+Table& Catalog::SystemTable(PageNumber page, const char* name) {
+  const auto id = static_cast<std::int32_t>(page.value);
+  const auto there = open_.find(id);
+  if (there != open_.end()) return *there->second.table;
+  auto table = std::make_shared<Table>(*allocator_, name, TableDef::Load(pager(), page),
+                                       std::vector<ColumnRules>{}, clock_);
+  return *open_.emplace(id, OpenedTable{std::move(table), pager().epoch()}).first->second.table;
+}
+
+void Catalog::Refresh() {
+  if (loaded_ && epoch_ == pager().epoch()) return;
+  objects_.clear();
+  rows_.clear();
+  by_id_.clear();
+  by_name_.clear();
+  loaded_ = false;
+
+  const Table& table = ObjectsTable();
+  const std::size_t id = table.OrdinalOf("Id"), name = table.OrdinalOf("Name"),
+                    type = table.OrdinalOf("Type"), flags = table.OrdinalOf("Flags"),
+                    created = table.OrdinalOf("DateCreate"),
+                    updated = table.OrdinalOf("DateUpdate");
+  for (TableScan scan(table); scan.Next();) {
+    const Table::Row& row = scan.row();
+    ObjectInfo object;
+    object.id = GetOr<std::int32_t>(row.Get(id), 0);
+    row.GetText(name, object.name);
+    object.type = GetOr<std::int16_t>(row.Get(type), 0);
+    object.flags = static_cast<std::uint32_t>(GetOr<std::int32_t>(row.Get(flags), 0));
+    object.created = GetOr<DateTime>(row.Get(created), DateTime{});
+    object.updated = GetOr<DateTime>(row.Get(updated), DateTime{});
+    object.kind = KindOf(object.type, object.flags);
+    by_id_.emplace(object.id, objects_.size());
+    if (object.kind != ObjectKind::kOther && !object.name.empty()) {
+      by_name_.emplace(NameKey(order(), object.name), objects_.size());
+    }
+    objects_.push_back(std::move(object));
+    rows_.push_back(row.id());
+  }
+  epoch_ = pager().epoch();
+  loaded_ = true;
+  // Tables of an operation that was undone are no tables any more.
+  std::erase_if(open_, [&](const auto& entry) {
+    if (entry.first <= static_cast<std::int32_t>(kRelationshipsPage.value)) return false;
+    const auto there = by_id_.find(entry.first);
+    return there == by_id_.end() || objects_[there->second].name != entry.second.table->name();
+  });
+}
+
+const std::vector<ObjectInfo>& Catalog::Objects() {
+  Refresh();
+  return objects_;
+}
+
+const ObjectInfo* Catalog::Find(std::string_view name) {
+  Refresh();
+  const auto there = by_name_.find(NameKey(order(), name));
+  return there == by_name_.end() ? nullptr : &objects_[there->second];
+}
+
+std::size_t Catalog::PositionOf(std::int32_t id) {
+  Refresh();
+  const auto there = by_id_.find(id);
+  if (there == by_id_.end()) {
+    throw Error(ErrorCode::kTableMissing, "no object of id " + std::to_string(id));
+  }
+  return there->second;
+}
+
+std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
+  if (object.kind == ObjectKind::kLinkedTable) {
+    throw Error(ErrorCode::kNotSupported, "the table is linked from another file");
+  }
+  if (object.kind != ObjectKind::kTable && object.kind != ObjectKind::kSystemTable) {
+    throw Error(ErrorCode::kTableMissing, "the object is no table");
+  }
+  const std::string name = objects_[PositionOf(object.id)].name;
+  if (object.id <= 0 || static_cast<std::uint32_t>(object.id) >= pager().page_count()) {
+    throw Error::Damaged(kObjectsPage,
+                         "object id " + std::to_string(object.id) + " is no page of the file");
+  }
+  const auto there = open_.find(object.id);
+  if (there == open_.end()) {
+    TableDef def = TableDef::Load(pager(), PageNumber{static_cast<std::uint32_t>(object.id)});
+    std::vector<ColumnRules> rules = LoadRules(def, object.id);
+    auto table =
+        std::make_shared<Table>(*allocator_, name, std::move(def), std::move(rules), clock_);
+    open_[object.id] = {table, pager().epoch()};
+    return table;
+  }
+  if (there->second.epoch != pager().epoch()) ReloadTable(object.id);
+  return there->second.table;
+}
+
+void Catalog::ReloadTable(std::int32_t id) {
+  const auto there = open_.find(id);
+  if (there == open_.end()) return;
+  TableDef def = TableDef::Load(pager(), PageNumber{static_cast<std::uint32_t>(id)});
+  std::vector<ColumnRules> rules = LoadRules(def, id);
+  there->second.table->ReplaceDef(std::move(def), std::move(rules));
+  there->second.epoch = pager().epoch();
+}
+
+std::vector<ColumnRules> Catalog::LoadRules(const TableDef& def, std::int32_t id) {
+  std::vector<ColumnRules> rules(def.columns.size());
+  const Properties properties = LoadProperties(id);
+  for (const Properties::Group& group : properties.groups()) {
+    if (group.column.empty()) continue;
+    const std::optional<std::size_t> ordinal = def.FindColumn(group.column, order());
+    if (!ordinal) continue;
+    ColumnRules& rule = rules[*ordinal];
+    for (const Property& property : group.values) {
+      if (property.name == kRequiredProperty) {
+        // A Yes/No field always has a value.
+        rule.required = property.Boolean() && def.columns[*ordinal].type != ColumnType::kBoolean;
+      } else if (property.name == kAllowZeroLengthProperty) {
+        rule.allow_zero_length = property.Boolean();
+      } else if (property.name == kDefaultValueProperty) {
+        rule.default_expression = property.Text();
+      }
+    }
+  }
+  return rules;
+}
+
+Properties Catalog::LoadProperties(std::int32_t id) {
+  const RowId at = rows_[PositionOf(id)];
+  const Table& table = ObjectsTable();
+  Table::Row row;
+  if (!table.Read(at, row)) throw Error::Damaged(at.page, "the object's row is gone");
+  const Value blob = row.Get(table.OrdinalOf("LvProp"));
+  const Bytes* bytes = std::get_if<Bytes>(&blob);
+  return bytes == nullptr || bytes->empty() ? Properties() : Properties::Parse(*bytes);
+}
+
+void Catalog::StoreProperties(std::int32_t id, const Properties& properties) {
+  const RowId at = rows_[PositionOf(id)];
+  Table& table = ObjectsTable();
+  const FieldChange change{table.OrdinalOf("LvProp"), StoredProperties(properties)};
+  table.Update(at, std::span(&change, 1));
+}
+
+void Catalog::Touch(std::int32_t id) {
+  const std::size_t position = PositionOf(id);
+  Table& table = ObjectsTable();
+  const DateTime now = clock_();
+  const FieldChange change{table.OrdinalOf("DateUpdate"), now};
+  table.Update(rows_[position], std::span(&change, 1));
+  objects_[position].updated = now;
+}
+
+ObjectInfo Catalog::AddObject(std::int32_t id, std::int16_t type, std::uint32_t flags,
+                              std::string_view name, const Properties& properties) {
+  Refresh();
+  const Bytes owner = OwnerSid();
+  const DateTime now = clock_();
+  Table& table = ObjectsTable();
+  std::vector<Value> values(table.def().columns.size());
+  values[table.OrdinalOf("Id")] = id;
+  values[table.OrdinalOf("ParentId")] = kTablesContainer;
+  values[table.OrdinalOf("Name")] = std::string(name);
+  values[table.OrdinalOf("Type")] = type;
+  values[table.OrdinalOf("DateCreate")] = now;
+  values[table.OrdinalOf("DateUpdate")] = now;
+  values[table.OrdinalOf("Owner")] = owner;
+  values[table.OrdinalOf("Flags")] = static_cast<std::int32_t>(flags);
+  values[table.OrdinalOf("LvProp")] = StoredProperties(properties);
+  const RowId at = table.Insert(values);
+
+  Table& rights = SystemTable(kAccessPage, "MSysACEs");
+  for (const AccessRow& row : InheritedRights(owner)) {
+    values.assign(rights.def().columns.size(), Null{});
+    values[rights.OrdinalOf("ObjectId")] = id;
+    values[rights.OrdinalOf("SID")] = row.sid;
+    values[rights.OrdinalOf("ACM")] = row.rights;
+    values[rights.OrdinalOf("FInheritable")] = false;
+    rights.Insert(values);
+  }
+
+  ObjectInfo object{id, std::string(name), KindOf(type, flags), flags, type, now, now};
+  by_id_.emplace(id, objects_.size());
+  by_name_.emplace(NameKey(order(), name), objects_.size());
+  objects_.push_back(object);
+  rows_.push_back(at);
+  return object;
+}
+
+std::int32_t Catalog::NextFreeId() {
+  Refresh();
+  // Signed: the lowest negative number is the first id.
+  constexpr std::int32_t kFirst = INT32_MIN;
+  std::int64_t next = kFirst;
+  for (const ObjectInfo& object : objects_) {
+    if (object.id < 0) next = std::max(next, std::int64_t{object.id} + 1);
+  }
+  if (next >= 0) {
+    for (next = kFirst; by_id_.contains(static_cast<std::int32_t>(next));) ++next;
+  }
+  return static_cast<std::int32_t>(next);
+}
+
+Bytes Catalog::OwnerSid() {
+  Refresh();
+  const auto there = by_id_.find(kDatabaseObject);
+  if (there == by_id_.end()) throw Error::Damaged(kObjectsPage, "MSysDb is missing");
+  const Table& table = ObjectsTable();
+  Table::Row row;
+  const RowId at = rows_[there->second];
+  if (!table.Read(at, row)) throw Error::Damaged(at.page, "the row of MSysDb is gone");
+  Bytes sid = GetOr<Bytes>(row.Get(table.OrdinalOf("Owner")), {});
+  if (sid.empty()) throw Error::Damaged(at.page, "MSysDb has no owner");
+  return sid;
+}
+
+// What the container of tables hands on: its creator's rights go to the owner,
+// together with those the owner has there by name; the rest is copied.
+std::vector<AccessRow> Catalog::InheritedRights(const Bytes& owner) {
+  // The stored ids are worth more than what the header computes: only they
+  // are sure to carry the mask that the file was written with.
+  Bytes creator = header_->MaskSid(kPlainCreator);
+  if (owner.size() == kPlainAdmin.size()) {
+    for (std::size_t i = 0; i < creator.size(); ++i) {
+      creator[i] = static_cast<std::uint8_t>(owner[i] ^ kPlainAdmin[i] ^ kPlainCreator[i]);
+    }
+  }
+  const Table& table = SystemTable(kAccessPage, "MSysACEs");
+  const std::size_t object = table.OrdinalOf("ObjectId"), sid = table.OrdinalOf("SID"),
+                    rights = table.OrdinalOf("ACM"), inheritable = table.OrdinalOf("FInheritable");
+  std::vector<AccessRow> rows{{owner, 0, false}};
+  for (TableScan scan(table); scan.Next();) {
+    const Table::Row& row = scan.row();
+    if (GetOr<std::int32_t>(row.Get(object), 0) != kTablesContainer) continue;
+    if (!GetOr<bool>(row.Get(inheritable), false)) continue;
+    AccessRow found{GetOr<Bytes>(row.Get(sid), {}), GetOr<std::int32_t>(row.Get(rights), 0), false};
+    if (found.sid == creator || found.sid == owner) {
+      rows.front().rights |= found.rights;
+    } else {
+      rows.push_back(std::move(found));
+    }
+  }
+  return rows;
+}
+
+namespace {
+
+void RemaskColumn(Table& table, std::size_t ordinal, const Header& from, const Header& to) {
+  Table::Row row;
+  for (std::optional<RowId> at = table.First(); at; at = table.Next(*at)) {
+    if (!table.Read(*at, row)) continue;
+    const Value stored = row.Get(ordinal);
+    const Bytes* sid = std::get_if<Bytes>(&stored);
+    if (sid == nullptr || sid->empty()) continue;
+    const FieldChange change{ordinal, to.MaskSid(from.MaskSid(*sid))};
+    table.Update(*at, std::span(&change, 1));
+  }
+}
+
+}  // namespace
+
+void Catalog::RemaskSecurityIds(const Header& from, const Header& to) {
+  Table& objects = ObjectsTable();
+  RemaskColumn(objects, objects.OrdinalOf("Owner"), from, to);
+  Table& rights = SystemTable(kAccessPage, "MSysACEs");
+  RemaskColumn(rights, rights.OrdinalOf("SID"), from, to);
+}
+
+}  // namespace jet

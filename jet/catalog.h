@@ -1,0 +1,110 @@
+// The object list of a database: what tables and saved queries there are, who
+// may use them, and what properties they have. It stands in four system tables
+// that are read and written like any other table:
+//
+//   page 2  MSysObjects        one row an object
+//   page 3  MSysACEs           one row an object and group of users: its rights
+//   page 4  MSysQueries        the rows of saved queries
+//   page 5  MSysRelationships
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "jet/database.h"
+
+namespace jet {
+
+inline constexpr PageNumber kObjectsPage{2};
+inline constexpr PageNumber kAccessPage{3};
+inline constexpr PageNumber kQueriesPage{4};
+inline constexpr PageNumber kRelationshipsPage{5};
+
+// Types of MSysObjects rows.
+inline constexpr std::int16_t kTableObject = 1, kContainerDatabase = 2, kContainer = 3,
+                              kOdbcLink = 4, kQueryObject = 5, kFileLink = 6;
+
+// Ids of the containers that every file has.
+inline constexpr std::int32_t kRootContainer = 0x0F000000, kTablesContainer = 0x0F000001,
+                              kDatabasesContainer = 0x0F000002,
+                              kRelationshipsContainer = 0x0F000003,
+                              kDatabaseObject = 0x10000000;  // MSysDb
+
+inline constexpr std::uint32_t kSystemObjectFlag = 0x8000'0000;
+inline constexpr std::uint32_t kProviderQueryFlag = 0x1000'0000;
+
+// A row of an object's rights.
+struct AccessRow {
+  Bytes sid;  // masked, as stored
+  std::int32_t rights = 0;
+  bool inheritable = false;
+};
+
+// Methods that change something are called inside a Scope; when that is undone,
+// the list is read anew.
+class Catalog {
+ public:
+  // `header` must stay where it is and be the file's current one.
+  Catalog(PageAllocator& allocator, const Header& header, Clock clock);
+
+  // In the order of the rows.
+  const std::vector<ObjectInfo>& Objects();
+  // A table, linked table or query.
+  const ObjectInfo* Find(std::string_view name);
+  // The same object for the same id.
+  std::shared_ptr<Table> OpenTable(const ObjectInfo& object);
+
+  // The object's row and its rights, inherited from the container of tables.
+  ObjectInfo AddObject(std::int32_t id, std::int16_t type, std::uint32_t flags,
+                       std::string_view name, const Properties& properties);
+  // The object was changed now.
+  void Touch(std::int32_t id);
+  // An id for an object that has no definition page.
+  std::int32_t NextFreeId();
+
+  Properties LoadProperties(std::int32_t id);
+  // Does not touch tables that are open; see ReloadTable.
+  void StoreProperties(std::int32_t id, const Properties& properties);
+  // Open tables see what their definition and properties say now.
+  void ReloadTable(std::int32_t id);
+
+  QueryDefinition LoadQuery(std::int32_t id);
+  void AddQuery(std::int32_t id, const QueryDefinition& definition);
+
+  // Every stored security id from the mask of one header to that of another.
+  void RemaskSecurityIds(const Header& from, const Header& to);
+
+ private:
+  struct OpenedTable {
+    std::shared_ptr<Table> table;
+    std::uint64_t epoch = 0;
+  };
+
+  void Refresh();
+  std::size_t PositionOf(std::int32_t id);
+  Table& SystemTable(PageNumber page, const char* name);
+  Table& ObjectsTable() { return SystemTable(kObjectsPage, "MSysObjects"); }
+  std::vector<ColumnRules> LoadRules(const TableDef& def, std::int32_t id);
+  Bytes OwnerSid();
+  std::vector<AccessRow> InheritedRights(const Bytes& owner);
+  SortOrder order() const { return header_->order(); }
+  Pager& pager() { return allocator_->pager(); }
+
+  PageAllocator* allocator_;
+  const Header* header_;
+  Clock clock_;
+  bool loaded_ = false;
+  std::uint64_t epoch_ = 0;
+  std::vector<ObjectInfo> objects_;
+  std::vector<RowId> rows_;  // of objects_
+  std::unordered_map<std::int32_t, std::size_t> by_id_;
+  std::unordered_map<std::string, std::size_t> by_name_;  // NameKey of tables and queries
+  std::map<std::int32_t, OpenedTable> open_;
+};
+
+}  // namespace jet

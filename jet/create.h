@@ -1,0 +1,14 @@
+// A new empty database from nothing: the header, the map of free pages, the
+// four system tables with their maps and indexes, and the rows that every
+// database starts with.
+#pragma once
+
+#include "jet/header.h"
+#include "jet/usage_map.h"
+
+namespace jet {
+
+// Fills the pager of an empty file. All changes stay in its cache.
+void InitDatabase(PageAllocator& allocator, const Header::NewFile& file);
+
+}  // namespace jet

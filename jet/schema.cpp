@@ -1,0 +1,284 @@
+#include "jet/schema.h"
+
+#include <algorithm>
+
+#include "jet/collation.h"
+#include "jet/error.h"
+#include "jet/index_key.h"
+
+namespace jet {
+
+namespace {
+
+// What a column descriptor says of a type that takes no size.
+struct TypeShape {
+  bool fixed = true;
+  std::uint16_t length = 0;     // the descriptor's length field
+  std::uint16_t row_bytes = 0;  // in the fixed region
+};
+
+TypeShape ShapeOf(const ColumnSpec& spec) {
+  const auto sized = [&](std::size_t bytes, std::size_t limit) {
+    if (bytes == 0 || bytes > limit) {
+      throw Error(ErrorCode::kOutOfRange, "size " + std::to_string(spec.max_size));
+    }
+    return TypeShape{false, static_cast<std::uint16_t>(bytes), 0};
+  };
+  switch (spec.type) {
+    case ColumnType::kBoolean:
+      return {true, 1, 0};
+    case ColumnType::kByte:
+      return {true, 1, 1};
+    case ColumnType::kInteger:
+      return {true, 2, 2};
+    case ColumnType::kLong:
+    case ColumnType::kSingle:
+      return {true, 4, 4};
+    case ColumnType::kCurrency:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      return {true, 8, 8};
+    case ColumnType::kBinary:
+      return sized(spec.max_size, kMaxBinaryBytes);
+    case ColumnType::kText:
+      return sized(std::min(spec.max_size, kMaxTextChars + 1) * 2, kMaxTextChars * 2);
+    case ColumnType::kOle:
+    case ColumnType::kMemo:
+      return {false, 0, 0};
+    case ColumnType::kGuid:
+      return {false, 16, 0};
+    case ColumnType::kNumeric:
+      if (spec.precision < 1 || spec.precision > 28 || spec.scale > spec.precision) {
+        throw Error(ErrorCode::kOutOfRange, "precision and scale");
+      }
+      return {true, 17, 17};
+    case ColumnType::kRaw:
+      break;
+  }
+  throw Error(ErrorCode::kNotSupported, "type " + TypeName(spec.type));
+}
+
+// The width that every row may have at least, as checked when a file is opened.
+void CheckWidth(const TableDef& def) {
+  const std::size_t variables = def.next_variable_slot;
+  const std::size_t offsets = variables == 0 ? 4 : 2 * (variables + 1) + 2;
+  const std::size_t width =
+      2 + def.fixed_width() + offsets + (std::size_t{def.next_column_id} + 7) / 8;
+  if (width > kMaxRowBytes) {
+    throw Error(ErrorCode::kRowTooLong, std::to_string(width) + " bytes without any text");
+  }
+}
+
+// Adds the column to `def`, with maps for a long value. The definition is not
+// stored yet.
+void AddColumn(PageAllocator& allocator, SortOrder order, TableDef& def, const ColumnSpec& spec,
+               PageNumber& page_of_maps) {
+  CheckNewName(order, spec.name);
+  if (def.FindColumn(spec.name, order)) throw Error(ErrorCode::kColumnExists);
+  if (def.next_column_id >= kMaxColumns) throw Error(ErrorCode::kTooManyColumns);
+  const TypeShape shape = ShapeOf(spec);
+  ColumnDef column;
+  column.name = spec.name;
+  column.type = spec.type;
+  column.id = ColumnId{def.next_column_id};
+  column.position = def.next_column_id;
+  column.variable_slot = def.next_variable_slot;
+  column.order = order;
+  column.length = shape.length;
+  column.flags = ColumnDef::kUpdatable;
+  if (shape.fixed) {
+    column.flags |= ColumnDef::kFixed;
+    if (shape.row_bytes != 0) column.fixed_offset = static_cast<std::uint16_t>(def.fixed_width());
+  } else {
+    ++def.next_variable_slot;
+  }
+  if (spec.auto_number) {
+    const auto numbered = [](const ColumnDef& other) { return other.auto_number(); };
+    if (spec.type != ColumnType::kLong || def.row_count != 0 ||
+        std::any_of(def.columns.begin(), def.columns.end(), numbered)) {
+      throw Error(ErrorCode::kNotSupported, "an autonumber here");
+    }
+    column.flags |= ColumnDef::kAutoNumber;
+  }
+  if (IsText(spec.type) && spec.compressed) column.text_flags = ColumnDef::kCompressed;
+  if (spec.type == ColumnType::kNumeric) {
+    column.precision = spec.precision;
+    column.scale = spec.scale;
+  }
+  if (IsLongValue(spec.type)) {
+    column.owned_map = allocator.NewMap(page_of_maps);
+    column.free_map = allocator.NewMap(column.owned_map.page);
+    page_of_maps = column.free_map.page;
+  }
+  ++def.next_column_id;
+  def.columns.push_back(std::move(column));
+  CheckWidth(def);
+}
+
+std::uint8_t IndexFlags(const IndexSpec& spec) {
+  if (spec.primary) return RealIndex::kPrimaryKey;
+  int flags = RealIndex::kAlways;
+  if (spec.unique) flags |= RealIndex::kUnique;
+  if (spec.ignore_nulls) flags |= RealIndex::kIgnoreNulls;
+  if (spec.required) flags |= RealIndex::kRequired;
+  return static_cast<std::uint8_t>(flags);
+}
+
+// Adds an empty tree and its name to `def`; returns the ordinal of the tree.
+std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def,
+                        const IndexSpec& spec, PageNumber& page_of_maps) {
+  CheckNewName(order, spec.name);
+  std::uint32_t number = 0;
+  for (const LogicalIndex& other : def.logical_indexes) {
+    if (SameName(order, other.name, spec.name)) throw Error(ErrorCode::kIndexExists);
+    if (spec.primary && other.kind == LogicalIndex::kPrimary) {
+      throw Error(ErrorCode::kIndexExists, "the table has a primary key");
+    }
+    number = std::max(number, other.number + 1);
+  }
+  if (def.real_indexes.size() >= kMaxIndexes || def.logical_indexes.size() >= kMaxIndexes) {
+    throw Error(ErrorCode::kTooManyIndexes);
+  }
+  if (spec.columns.empty() || spec.columns.size() > kMaxIndexColumns) {
+    throw Error(ErrorCode::kTooManyColumns, std::to_string(spec.columns.size()) + " in an index");
+  }
+  RealIndex real;
+  real.flags = IndexFlags(spec);
+  for (std::size_t i = 0; i < spec.columns.size(); ++i) {
+    const std::optional<std::size_t> ordinal = def.FindColumn(spec.columns[i], order);
+    if (!ordinal) throw Error(ErrorCode::kColumnMissing, spec.columns[i]);
+    const ColumnDef& column = def.columns[*ordinal];
+    if (column.type == ColumnType::kBoolean || column.type == ColumnType::kOle) {
+      throw Error(ErrorCode::kNotSupported, "an index of " + TypeName(column.type));
+    }
+    const auto same = [&](const IndexColumn& other) { return other.column == column.id; };
+    if (std::any_of(real.columns.begin(), real.columns.end(), same)) {
+      throw Error(ErrorCode::kColumnExists, spec.columns[i] + " twice in an index");
+    }
+    real.columns.push_back({column.id, i >= spec.descending.size() || !spec.descending[i]});
+  }
+  Pager& pager = allocator.pager();
+  real.root = allocator.Allocate();
+  Index::InitRoot(pager.Edit(real.root), def.page);
+  real.page_map = allocator.NewMap(page_of_maps);
+  page_of_maps = real.page_map.page;
+  UsageMap(pager, real.page_map).Add(real.root, allocator);
+
+  LogicalIndex logical;
+  logical.name = spec.name;
+  logical.number = number;
+  logical.real = static_cast<std::uint32_t>(def.real_indexes.size());
+  logical.kind = spec.primary ? LogicalIndex::kPrimary : LogicalIndex::kPlain;
+  const std::string key = NameKey(order, spec.name);
+  const auto place =
+      std::find_if(def.logical_indexes.begin(), def.logical_indexes.end(),
+                   [&](const LogicalIndex& other) { return NameKey(order, other.name) > key; });
+  def.logical_indexes.insert(place, std::move(logical));
+  def.real_indexes.push_back(std::move(real));
+  return def.real_indexes.size() - 1;
+}
+
+// Runs `action`, naming the column or index in any error.
+template <typename Action>
+auto Named(const std::string& name, Action&& action) {
+  try {
+    return action();
+  } catch (Error& error) {
+    error.OfColumn(name);
+    throw;
+  }
+}
+
+std::vector<IndexEntry> SortedEntries(const Table& table, const TableDef& def,
+                                      const RealIndex& index) {
+  std::vector<IndexEntry> entries;
+  std::vector<bool> has_null;
+  for (TableScan scan(table); scan.Next();) {
+    const Table::Row& row = scan.row();
+    IndexKey key = BuildKey(def, index, [&](std::size_t ordinal) { return row.Get(ordinal); });
+    if (key.all_null && index.ignore_nulls()) continue;
+    if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey);
+    // Keys with a Null part never collide.
+    key.bytes.push_back(key.some_null ? 1 : 0);
+    entries.push_back({std::move(key.bytes), row.id()});
+  }
+  std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
+    return a.key != b.key ? a.key < b.key : a.row < b.row;
+  });
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (index.unique() && i != 0 && entries[i].key == entries[i - 1].key &&
+        entries[i].key.back() == 0) {
+      throw Error(ErrorCode::kDuplicateKey);
+    }
+  }
+  for (IndexEntry& entry : entries) entry.key.pop_back();
+  return entries;
+}
+
+}  // namespace
+
+void RequireProvenOrder(SortOrder order) {
+  if (IsSupportedOrder(order)) return;
+  throw Error(ErrorCode::kUnsortable, "sort order " + std::to_string(order.language) + "/" +
+                                          std::to_string(order.sort_id) + " version " +
+                                          std::to_string(order.version));
+}
+
+TableDef BuildTable(PageAllocator& allocator, SortOrder order, const TableSpec& spec) {
+  RequireProvenOrder(order);
+  TableDef def;
+  def.page = allocator.Allocate();
+  def.pages = {def.page};
+  def.owned_map = allocator.NewMap(PageNumber{});
+  def.free_map = allocator.NewMap(def.owned_map.page);
+  PageNumber page_of_maps = def.free_map.page;
+  for (const ColumnSpec& column : spec.columns) {
+    Named(column.name, [&] { AddColumn(allocator, order, def, column, page_of_maps); });
+  }
+  for (const IndexSpec& index : spec.indexes) {
+    Named(index.name, [&] { AddIndexDef(allocator, order, def, index, page_of_maps); });
+  }
+  def.Store(allocator.pager(), allocator);
+  return def;
+}
+
+void AppendColumnTo(PageAllocator& allocator, SortOrder order, TableDef& def,
+                    const ColumnSpec& spec) {
+  RequireProvenOrder(order);
+  PageNumber page_of_maps = def.owned_map.page;
+  Named(spec.name, [&] { AddColumn(allocator, order, def, spec, page_of_maps); });
+  def.Store(allocator.pager(), allocator);
+}
+
+void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, TableDef& def,
+                const IndexSpec& spec) {
+  RequireProvenOrder(order);
+  Named(spec.name, [&] {
+    PageNumber page_of_maps = def.owned_map.page;
+    const std::size_t ordinal = AddIndexDef(allocator, order, def, spec, page_of_maps);
+    const std::vector<IndexEntry> entries = SortedEntries(table, def, def.real_indexes[ordinal]);
+    def.real_indexes[ordinal].distinct_keys =
+        Index(allocator.pager(), def, ordinal).Build(allocator, entries);
+    def.Store(allocator.pager(), allocator);
+  });
+}
+
+bool AddColumnProperties(Properties& properties, SortOrder order, const ColumnSpec& spec) {
+  bool added = false;
+  if (!spec.default_expression.empty()) {
+    properties.SetText(order, spec.name, kDefaultValueProperty, ColumnType::kMemo, 1,
+                       spec.default_expression);
+    added = true;
+  }
+  if (spec.required && spec.type != ColumnType::kBoolean) {
+    properties.SetBoolean(order, spec.name, kRequiredProperty, true);
+    added = true;
+  }
+  if (spec.allow_zero_length && IsText(spec.type)) {
+    properties.SetBoolean(order, spec.name, kAllowZeroLengthProperty, *spec.allow_zero_length);
+    added = true;
+  }
+  return added;
+}
+
+}  // namespace jet

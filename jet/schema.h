@@ -1,0 +1,33 @@
+// Changes of a table's definition: from what a caller asks for to columns and
+// indexes as the format wants them, with every limit checked.
+#pragma once
+
+#include "jet/database.h"
+
+namespace jet {
+
+inline constexpr std::size_t kMaxColumns = 255;  // in a table's lifetime
+inline constexpr std::size_t kMaxIndexes = 32;   // trees, and names of indexes
+inline constexpr std::size_t kMaxIndexColumns = 10;
+
+// Throws kUnsortable, with the order in the detail, for files whose text keys we
+// cannot write.
+void RequireProvenOrder(SortOrder order);
+
+// A new table: definition, usage maps, roots of its indexes. Inside a Scope.
+// Pages are taken, nothing is entered into the catalog.
+TableDef BuildTable(PageAllocator& allocator, SortOrder order, const TableSpec& spec);
+
+// Both change `def` and store it. Inside a Scope. No row is touched.
+void AppendColumnTo(PageAllocator& allocator, SortOrder order, TableDef& def,
+                    const ColumnSpec& spec);
+// `table` holds the rows that the index is filled from; its definition is left
+// alone.
+void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, TableDef& def,
+                const IndexSpec& spec);
+
+// What the properties of the table have to say about a new column; false if
+// that is nothing.
+bool AddColumnProperties(Properties& properties, SortOrder order, const ColumnSpec& spec);
+
+}  // namespace jet
