@@ -1,18 +1,15 @@
 // A B-tree over the rows of a table.
 //
-//   0x00 u16 03|04 01  node | leaf      0x18 u16 bytes shared by all entries
-//   0x02 u16 free                       0x1A u8  level, 0 = leaf
-//   0x04 u32 owner                      0x1B     bit mask: entry ends
-//   0x0C u32 previous, 0x10 u32 next    0x1E0    entries, 3616 bytes
-//   0x14 u32 tail child (nodes)
-//
-// An entry is the key, then page (3 bytes) and row of the table's row, most
-// significant first; in a node the child page (4 bytes) follows.
+// Leaves hold the entries, chained in order; a node entry repeats the greatest
+// entry of its child's subtree, the tail child holds what is above. The root
+// keeps its page for good, the definition names it. A separator greater than
+// everything in its subtree is legal.
 #pragma once
 
 #include <optional>
 #include <vector>
 
+#include "jet/index_page.h"
 #include "jet/table_def.h"
 #include "jet/usage_map.h"
 
@@ -35,21 +32,21 @@ class Index {
     // False at the end; then key() and row() must not be asked.
     bool valid() const { return valid_; }
     void Next();
-    ByteView key() const { return {entry_.data(), entry_.size() - 4}; }
+    ByteView key() const { return entry_.first(entry_.size() - kIndexRowBytes); }
     RowId row() const;
-    PageNumber page() const { return page_; }
+    PageNumber page() const { return leaf_.page.number(); }
 
    private:
     friend class Index;
-    void LoadLeaf(PageNumber page);
-    void SkipToValid();
-    Pager* pager_ = nullptr;
+    Cursor(Pager& pager, PageNumber owner) : pager_(&pager), owner_(owner) {}
+    // Passes over the ends of leaves, then takes the entry.
+    void Settle();
+    Pager* pager_;
     PageNumber owner_;
-    PageNumber page_;
-    PageNumber next_;
-    std::vector<Bytes> entries_;
-    std::size_t at_ = 0;
-    Bytes entry_;
+    HeldIndexPage leaf_;
+    IndexSlot slot_;
+    ByteView entry_;  // in the leaf or in buffer_
+    Bytes buffer_, last_;
     std::uint32_t leaves_seen_ = 0;
     bool valid_ = false;
   };
@@ -62,7 +59,8 @@ class Index {
   bool HasKey(ByteView key, RowId except = {}) const;
 
   // Returns whether the key was new to the tree (distinct count). Inserting an
-  // entry that is there already is kDamaged.
+  // entry that is there already is kDamaged; kKeyTooLong over
+  // kMaxIndexEntryBytes.
   bool Insert(PageAllocator& allocator, ByteView key, RowId row);
   // False if there is no such entry.
   bool Erase(PageAllocator& allocator, ByteView key, RowId row);
@@ -77,6 +75,10 @@ class Index {
   static void InitRoot(PageSpan page, PageNumber owner);
 
  private:
+  const RealIndex& real() const { return def_->real_indexes[ordinal_]; }
+  // At the first entry that is, row included, not less than `bytes`.
+  Cursor Seek(ByteView bytes) const;
+
   Pager* pager_;
   const TableDef* def_;
   std::size_t ordinal_;

@@ -1,0 +1,394 @@
+#include "jet/index_page.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cassert>
+
+#include "jet/bytes.h"
+
+namespace jet {
+namespace {
+
+constexpr std::size_t kTypeAt = 0x00, kFreeAt = 0x02, kOwnerAt = 0x04, kPreviousAt = 0x0C,
+                      kNextAt = 0x10, kTailAt = 0x14, kPrefixAt = 0x18, kLevelAt = 0x1A,
+                      kMaskAt = 0x1B, kAreaAt = 0x1E0;
+constexpr std::uint16_t kNodeType = 0x0103, kLeafType = 0x0104;
+constexpr std::size_t kMaskBytes = kAreaAt - kMaskAt;
+constexpr std::size_t kMaskWords = (kMaskBytes + 7) / 8;
+constexpr std::size_t kNoBit = ~std::size_t{0};
+static_assert(kAreaAt + kIndexArea == kPageSize);
+static_assert(std::endian::native == std::endian::little, "the mask is read as words");
+
+using MaskWords = std::array<std::uint64_t, kMaskWords>;
+
+std::uint64_t WordAt(const std::uint8_t* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// The lowest bit set above `bit`; there must be one in the mask.
+std::size_t NextBit(const std::uint8_t* mask, std::size_t bit) {
+  ++bit;
+  for (;;) {
+    // Behind the mask lies the entry area: the load stays on the page.
+    const std::uint64_t word = WordAt(mask + bit / 8) >> (bit % 8);
+    if (word != 0) return bit + static_cast<std::size_t>(std::countr_zero(word));
+    bit += 64 - bit % 8;
+  }
+}
+
+// The highest bit set in (floor, bit]; `floor` if there is none.
+std::size_t BitBelow(const std::uint8_t* mask, std::size_t bit, std::size_t floor) {
+  auto at = static_cast<std::ptrdiff_t>(bit);
+  const auto lowest = static_cast<std::ptrdiff_t>(floor);
+  while (at > lowest) {
+    // Before the mask lies the page's head: the load stays on the page, and
+    // what it finds there is below any floor.
+    const std::uint64_t word = WordAt(mask + at / 8 - 7) << (7 - at % 8);
+    if (word != 0) return static_cast<std::size_t>(std::max(at - std::countl_zero(word), lowest));
+    at = at / 8 * 8 - 57;
+  }
+  return floor;
+}
+
+std::size_t HighestBit(const std::uint8_t* mask) {
+  constexpr std::size_t kBits = kMaskBytes * 8;
+  const std::size_t found = BitBelow(mask, kBits - 1, 0);
+  if (found != 0) return found;
+  return (mask[0] & 1) != 0 ? 0 : kNoBit;
+}
+
+MaskWords LoadMask(const std::uint8_t* mask) {
+  MaskWords words;
+  words.back() = 0;
+  std::memcpy(words.data(), mask, kMaskBytes);
+  return words;
+}
+
+// The bits above `bit` move up by `distance`.
+void OpenGap(std::uint8_t* mask, std::size_t bit, std::size_t distance) {
+  MaskWords words = LoadMask(mask);
+  const std::size_t first = (bit + 1) / 64, skip = distance / 64, shift = distance % 64;
+  const std::uint64_t below = (std::uint64_t{1} << ((bit + 1) % 64)) - 1;
+  const std::uint64_t kept = words[first] & below;
+  words[first] &= ~below;
+  for (std::size_t i = kMaskWords; i-- > first;) {
+    std::uint64_t word = 0;
+    if (i >= first + skip) word = words[i - skip] << shift;
+    if (shift != 0 && i > first + skip) word |= words[i - skip - 1] >> (64 - shift);
+    words[i] = word;
+  }
+  words[first] |= kept;
+  std::memcpy(mask, words.data(), kMaskBytes);
+}
+
+// The bits in (from, to] go, those above move down to close the gap.
+void CloseGap(std::uint8_t* mask, std::size_t from, std::size_t to) {
+  MaskWords words = LoadMask(mask);
+  const std::size_t first = (from + 1) / 64, skip = (to - from) / 64, shift = (to - from) % 64;
+  const std::uint64_t below = (std::uint64_t{1} << ((from + 1) % 64)) - 1;
+  const std::uint64_t kept = words[first] & below;
+  for (std::size_t i = first; i < kMaskWords; ++i) {
+    std::uint64_t word = 0;
+    if (i + skip < kMaskWords) word = words[i + skip] >> shift;
+    if (shift != 0 && i + skip + 1 < kMaskWords) word |= words[i + skip + 1] << (64 - shift);
+    words[i] = word;
+  }
+  words[first] = (words[first] & ~below) | kept;
+  std::memcpy(mask, words.data(), kMaskBytes);
+}
+
+void SetBit(std::uint8_t* mask, std::size_t bit) {
+  mask[bit / 8] = static_cast<std::uint8_t>(mask[bit / 8] | 1u << (bit % 8));
+}
+
+int Compare(ByteView a, ByteView b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  const int order = common == 0 ? 0 : std::memcmp(a.data(), b.data(), common);
+  if (order != 0) return order;
+  return a.size() < b.size() ? -1 : a.size() > b.size();
+}
+
+std::size_t CommonLength(ByteView a, ByteView b) {
+  const std::size_t limit = std::min(a.size(), b.size());
+  return static_cast<std::size_t>(
+      std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(limit), b.begin()).first -
+      a.begin());
+}
+
+}  // namespace
+
+// ---- reading
+
+IndexPage::IndexPage(PageNumber number, PageView page, PageNumber owner)
+    : number_(number), page_(page.data()) {
+  const std::uint16_t type = GetU16(page, kTypeAt);
+  if (type != kNodeType && type != kLeafType) Damaged("not a page of an index");
+  if (GetU32(page, kOwnerAt) != owner.value) Damaged("an index page of another table");
+  leaf_ = type == kLeafType;
+  CheckEntries();
+}
+
+void IndexPage::CheckEntries() {
+  const std::uint8_t* mask = page_ + kMaskAt;
+  const std::size_t highest = HighestBit(mask);
+  used_ = 0;
+  prefix_ = 0;
+  if (highest == kNoBit) return;
+  if (highest > kIndexArea || (mask[0] & 1) != 0) Damaged("index mask outside the entry area");
+  used_ = highest;
+  const std::size_t first = NextBit(mask, 0);
+  if (first == used_) return;  // one entry shares nothing, whatever the page says
+  prefix_ = GetU16(bytes(), kPrefixAt);
+  if (prefix_ >= first) Damaged("index prefix longer than the first entry");
+}
+
+void IndexPage::Damaged(const char* why) const { throw Error::Damaged(number_, why); }
+
+std::uint8_t IndexPage::level() const { return page_[kLevelAt]; }
+PageNumber IndexPage::owner() const { return {GetU32(bytes(), kOwnerAt)}; }
+PageNumber IndexPage::previous() const { return {GetU32(bytes(), kPreviousAt)}; }
+PageNumber IndexPage::next() const { return {GetU32(bytes(), kNextAt)}; }
+PageNumber IndexPage::tail() const { return {GetU32(bytes(), kTailAt)}; }
+ByteView IndexPage::Area() const { return {page_ + kAreaAt, kIndexArea}; }
+
+IndexSlot IndexPage::SlotAt(std::size_t start) const {
+  if (start >= used_) return End();
+  return {start, NextBit(page_ + kMaskAt, start)};
+}
+
+IndexSlot IndexPage::Last() const {
+  if (empty()) return End();
+  return {BitBelow(page_ + kMaskAt, used_ - 1, prefix_), used_};
+}
+
+IndexSlot IndexPage::Before(IndexSlot slot) const {
+  if (slot.start <= prefix_) return slot;
+  return {BitBelow(page_ + kMaskAt, slot.start - 1, prefix_), slot.start};
+}
+
+ByteView IndexPage::Own(IndexSlot slot) const {
+  const std::size_t length = slot.end - slot.start;
+  if (length < ChildBytes() || prefix_ + length <= kIndexRowBytes + ChildBytes()) {
+    Damaged("an index entry is too short");
+  }
+  return {page_ + kAreaAt + slot.start, length - ChildBytes()};
+}
+
+IndexSlot IndexPage::LowerBound(ByteView bytes) const {
+  const ByteView shared = Prefix();
+  const int order = Compare(shared, bytes.first(std::min(bytes.size(), shared.size())));
+  if (order > 0) return First();
+  if (order < 0) return End();
+  const ByteView rest = bytes.subspan(shared.size());
+  // Entries that start below `low` are less, those from `high` on are not. The
+  // middle is a byte; the entry around it decides.
+  std::size_t low = prefix_, high = used_, high_end = used_;
+  while (low < high) {
+    const std::size_t middle = low + (high - low) / 2;
+    const IndexSlot slot{BitBelow(page_ + kMaskAt, middle, low), NextBit(page_ + kMaskAt, middle)};
+    if (Compare(Own(slot), rest) < 0) {
+      low = slot.end;
+    } else {
+      high = slot.start;
+      high_end = slot.end;
+    }
+  }
+  return {high, high_end};
+}
+
+bool IndexPage::Matches(IndexSlot slot, ByteView bytes, std::size_t more) const {
+  const ByteView own = Own(slot);
+  if (prefix_ + own.size() != bytes.size() + more) return false;
+  const ByteView shared = Prefix();
+  const std::size_t from_prefix = std::min(prefix_, bytes.size());
+  return std::equal(shared.begin(), shared.begin() + static_cast<std::ptrdiff_t>(from_prefix),
+                    bytes.begin()) &&
+         std::equal(bytes.begin() + static_cast<std::ptrdiff_t>(from_prefix), bytes.end(),
+                    own.begin());
+}
+
+ByteView IndexPage::Entry(IndexSlot slot, Bytes& buffer) const {
+  const ByteView own = Own(slot);
+  if (slot.start == prefix_) return Area().first(prefix_ + own.size());
+  if (prefix_ == 0) return own;
+  buffer.resize(prefix_ + own.size());
+  std::copy_n(Area().begin(), prefix_, buffer.begin());
+  std::copy(own.begin(), own.end(), buffer.begin() + static_cast<std::ptrdiff_t>(prefix_));
+  return buffer;
+}
+
+PageNumber IndexPage::Child(IndexSlot slot) const {
+  if (leaf_) Damaged("a leaf where a node is due");
+  PageNumber child = tail();
+  if (!slot.at_end()) {
+    const std::uint8_t* at = Own(slot).data() + Own(slot).size();
+    child.value = static_cast<std::uint32_t>(at[0]) << 24 |
+                  static_cast<std::uint32_t>(at[1]) << 16 | static_cast<std::uint32_t>(at[2]) << 8 |
+                  at[3];
+  }
+  if (!child || child == number_) Damaged("an index node without a proper child");
+  return child;
+}
+
+// ---- changing
+
+IndexPageEditor::IndexPageEditor(PageNumber number, PageSpan page, PageNumber owner)
+    : IndexPage(number, page, owner), edit_(page.data()) {
+  StorePrefix(prefix_);
+}
+
+IndexPageEditor IndexPageEditor::Format(PageNumber number, PageSpan page, PageNumber owner,
+                                        std::uint8_t level) {
+  std::fill(page.begin(), page.end(), std::uint8_t{0});
+  PutU16(page, kTypeAt, level == 0 ? kLeafType : kNodeType);
+  PutU16(page, kFreeAt, kIndexArea);
+  PutU32(page, kOwnerAt, owner.value);
+  PutU8(page, kLevelAt, level);
+  return IndexPageEditor(number, page, owner);
+}
+
+void IndexPageEditor::SetPrevious(PageNumber page) { PutU32(Span(), kPreviousAt, page.value); }
+void IndexPageEditor::SetNext(PageNumber page) { PutU32(Span(), kNextAt, page.value); }
+void IndexPageEditor::SetTail(PageNumber page) { PutU32(Span(), kTailAt, page.value); }
+
+void IndexPageEditor::SetChild(IndexSlot slot, PageNumber child) {
+  if (slot.at_end()) return SetTail(child);
+  const std::size_t at = kAreaAt + slot.start + Own(slot).size();
+  for (std::size_t i = 0; i < kIndexChildBytes; ++i) {
+    edit_[at + i] = static_cast<std::uint8_t>(child.value >> (24 - 8 * i));
+  }
+}
+
+void IndexPageEditor::SetUsed(std::size_t used) {
+  used_ = used;
+  PutU16(Span(), kFreeAt, kIndexArea - used);
+}
+
+void IndexPageEditor::StorePrefix(std::size_t prefix) {
+  prefix_ = prefix;
+  PutU16(Span(), kPrefixAt, prefix);
+}
+
+bool IndexPageEditor::SharesPrefix(ByteView entry) const {
+  return entry.size() > prefix_ + ChildBytes() && CommonLength(Prefix(), entry) == prefix_;
+}
+
+bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
+  if (SharesPrefix(entry) && used_ + entry.size() - prefix_ <= kIndexArea) {
+    Place(slot.start, entry.subspan(prefix_));
+    return true;
+  }
+  const ByteView bare = entry.first(entry.size() - ChildBytes());
+  // A node is given no prefix; one that it has may have to give way.
+  const std::size_t prefix =
+      leaf_ ? PrefixWith(bare) : std::min(CommonLength(Prefix(), bare), bare.size() - 1);
+  if (prefix == prefix_) return false;
+  // Every entry but the first changes by the difference.
+  const std::size_t others = CountEntries() - 1;
+  if (used_ + others * prefix_ + entry.size() > kIndexArea + others * prefix + prefix) return false;
+  const std::size_t at = Recode(prefix, slot.start);
+  Place(at, entry.subspan(prefix));
+  return true;
+}
+
+// The longest prefix that a page of these entries and `entry` can have.
+std::size_t IndexPageEditor::PrefixWith(ByteView entry) const {
+  if (empty()) return 0;
+  const ByteView first = Area().first(First().end);
+  const std::size_t length =
+      std::min(CommonLength(first, entry), prefix_ + CommonLength(Own(First()), Own(Last())));
+  return std::min({length, first.size() - 1, entry.size() - 1});
+}
+
+std::size_t IndexPageEditor::CountEntries() const {
+  std::size_t count = 0;
+  for (const std::uint64_t word : LoadMask(page_ + kMaskAt)) {
+    count += static_cast<std::size_t>(std::popcount(word));
+  }
+  return count;
+}
+
+// Writes all entries with another prefix; the result must fit. Returns where
+// the entry that started at `follow` starts now.
+std::size_t IndexPageEditor::Recode(std::size_t prefix, std::size_t follow) {
+  std::array<std::uint8_t, kIndexArea> area{};
+  std::array<std::uint8_t, kMaskBytes> mask{};
+  std::copy_n(Area().begin(), prefix, area.begin());
+  std::size_t at = prefix, followed = prefix;
+  const auto append = [&](ByteView bytes) {
+    assert(bytes.size() <= area.size() - at);
+    std::copy(bytes.begin(), bytes.end(), area.begin() + static_cast<std::ptrdiff_t>(at));
+    at += bytes.size();
+  };
+  for (IndexSlot slot = First(); !slot.at_end(); slot = After(slot)) {
+    if (slot.start == follow) followed = at;
+    ByteView own = Area().subspan(slot.start, slot.end - slot.start);
+    if (prefix < prefix_) append(Prefix().subspan(prefix));
+    if (prefix > prefix_) {
+      if (Own(slot).size() < prefix - prefix_) Damaged("index entries out of order");
+      own = own.subspan(prefix - prefix_);
+    }
+    append(own);
+    SetBit(mask.data(), at);
+  }
+  if (follow >= used_) followed = at;
+  std::copy(area.begin(), area.end(), edit_ + kAreaAt);
+  std::copy(mask.begin(), mask.end(), edit_ + kMaskAt);
+  StorePrefix(prefix);
+  SetUsed(at);
+  return followed;
+}
+
+void IndexPageEditor::Place(std::size_t at, ByteView own) {
+  std::uint8_t* const entries = edit_ + kAreaAt;
+  std::memmove(entries + at + own.size(), entries + at, used_ - at);
+  std::memcpy(entries + at, own.data(), own.size());
+  OpenGap(edit_ + kMaskAt, at, own.size());
+  SetBit(edit_ + kMaskAt, at + own.size());
+  SetUsed(used_ + own.size());
+}
+
+// Takes out the entries that stand in [from, to).
+void IndexPageEditor::RemoveRange(std::size_t from, std::size_t to) {
+  if (from == to) return;
+  std::uint8_t* const entries = edit_ + kAreaAt;
+  const std::size_t left = used_ - (to - from);
+  std::memmove(entries + from, entries + to, used_ - to);
+  std::memset(entries + left, 0, used_ - left);
+  CloseGap(edit_ + kMaskAt, from, to);
+  if (left == prefix_) {  // nothing but the prefix
+    std::memset(entries, 0, left);
+    StorePrefix(0);
+    SetUsed(0);
+    return;
+  }
+  SetUsed(left);
+  if (First().end == used_) StorePrefix(0);
+}
+
+std::size_t IndexPageEditor::Middle() const {
+  const std::size_t found = BitBelow(page_ + kMaskAt, prefix_ + (used_ - prefix_) / 2, prefix_);
+  return found != prefix_ ? found : First().end;
+}
+
+IndexPageEditor IndexPageEditor::MoveUpperPart(std::size_t boundary, PageNumber right,
+                                               PageSpan right_page) {
+  std::copy_n(page_, kPageSize, right_page.begin());
+  IndexPageEditor upper(right, right_page, owner());
+  upper.RemoveRange(upper.prefix_, boundary);
+  RemoveRange(boundary, used_);
+  return upper;
+}
+
+void IndexPageEditor::TakeContent(const IndexPage& other) {
+  const PageNumber before = previous(), behind = next();
+  std::copy_n(other.bytes().begin(), kPageSize, edit_);
+  SetPrevious(before);
+  SetNext(behind);
+  *this = IndexPageEditor(number_, Span(), owner());
+}
+
+}  // namespace jet
