@@ -16,8 +16,8 @@ struct QueryRow {
     kOutput = 6, kJoin = 7, kWhere = 8, kGroupBy = 9, kHaving = 10, kOrderBy = 11, kEnd = 255,
   };
   std::uint8_t attribute = kStart;
-  std::optional<std::int16_t> flag;
-  std::optional<std::string> name1, name2, expression;
+  std::optional<std::int16_t> flag = {};
+  std::optional<std::string> name1 = {}, name2 = {}, expression = {};
   friend bool operator==(const QueryRow&, const QueryRow&) = default;
 };
 
