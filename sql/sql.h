@@ -20,8 +20,12 @@ jet::QueryDefinition Parse(std::string_view text);
 // programs. kBadQuery.
 std::string Format(const jet::QueryDefinition& definition);
 
+// Whether two definitions ask the same: rows that say nothing (as designers
+// write them) and the order of the sources do not count.
+bool SameQuery(const jet::QueryDefinition& a, const jet::QueryDefinition& b);
+
 struct OutputColumn {
-  std::string name;     // as the provider names it: duplicates are told apart by "table.column"
+  std::string name;  // as the provider names it: duplicates are told apart by "table.column"
   jet::ColumnType type = jet::ColumnType::kText;
   std::size_t max_chars = 0;  // of text columns, 0 = no limit
 };

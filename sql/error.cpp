@@ -1,0 +1,8 @@
+#include "sql/error.h"
+
+namespace sql {
+
+Error::Error(ErrorCode code, std::string text, std::size_t line, std::size_t column)
+    : code_(code), text_(std::move(text)), line_(line), column_(column) {}
+
+}  // namespace sql

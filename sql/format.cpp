@@ -1,0 +1,234 @@
+// Rows -> text. Lines end with CR LF, as designers of queries write them.
+
+#include <fmt/format.h>
+
+#include "sql/definition.h"
+#include "sql/sql.h"
+
+namespace sql {
+namespace {
+
+using jet::QueryRow;
+
+constexpr std::string_view kNewLine = "\r\n";
+
+std::string Column(const OutputItem& item) {
+  if (!item.alias) return item.expression.text;
+  return fmt::format("{} AS {}", item.expression.text, QuoteName(*item.alias));
+}
+
+std::string Source(const SourceItem& source) {
+  std::string text =
+      source.subquery.empty() ? QuoteName(source.table) : fmt::format("({})", source.subquery);
+  if (source.alias) text += fmt::format(" AS {}", QuoteName(*source.alias));
+  return text;
+}
+
+std::string_view JoinWord(JoinKind kind) {
+  switch (kind) {
+    case JoinKind::kLeft:
+      return "LEFT";
+    case JoinKind::kRight:
+      return "RIGHT";
+    case JoinKind::kInner:
+      break;
+  }
+  return "INNER";
+}
+
+std::string Tree(const Select& select, const FromNode& node) {
+  if (node.leaf()) return Source(select.sources[node.source]);
+  const auto operand = [&](const FromNode& child) {
+    return child.leaf() ? Tree(select, child) : fmt::format("({})", Tree(select, child));
+  };
+  std::string on;
+  for (const SqlText& term : node.on) {
+    if (!on.empty()) on += " AND ";
+    on += node.on.size() == 1 ? term.text : fmt::format("({})", term.text);
+  }
+  return fmt::format("{} {} JOIN {} ON {}", operand(*node.left), JoinWord(node.kind),
+                     operand(*node.right), on);
+}
+
+template <typename Items, typename ToText>
+std::string List(const Items& items, const ToText& to_text) {
+  std::string text;
+  for (const auto& each : items) {
+    if (!text.empty()) text += ", ";
+    text += to_text(each);
+  }
+  return text;
+}
+
+std::string TypeWord(std::int16_t type) {
+  switch (type) {
+    case 0:
+      return "Value";
+    case static_cast<int>(jet::ColumnType::kBoolean):
+      return "Bit";
+    case static_cast<int>(jet::ColumnType::kInteger):
+      return "Short";
+    case static_cast<int>(jet::ColumnType::kOle):
+      return "LongBinary";
+    case static_cast<int>(jet::ColumnType::kNumeric):
+      return "Decimal";
+    default:
+      return type > 0 && type <= static_cast<int>(jet::ColumnType::kGuid)
+                 ? jet::TypeName(static_cast<jet::ColumnType>(type))
+                 : "Value";
+  }
+}
+
+std::string Predicate(const Select& select) {
+  std::string text;
+  if (select.distinct) text += "DISTINCT ";
+  if (select.distinct_row) text += "DISTINCTROW ";
+  if (!select.top.empty()) {
+    text += fmt::format("TOP {} {}", select.top, select.percent ? "PERCENT " : "");
+  }
+  return text;
+}
+
+std::string Outputs(const Select& select) {
+  return select.outputs.empty() ? "*" : List(select.outputs, Column);
+}
+
+std::string From(const Select& select) {
+  return List(select.from, [&](const auto& node) { return Tree(select, *node); });
+}
+
+// WHERE and all that follows it.
+std::string Tail(const Select& select) {
+  const auto text_of = [](const SqlText& each) { return each.text; };
+  std::string text;
+  if (select.where) text += fmt::format("{}WHERE {}", kNewLine, select.where->text);
+  if (!select.group_by.empty()) {
+    text += fmt::format("{}GROUP BY {}", kNewLine, List(select.group_by, text_of));
+  }
+  if (select.having) text += fmt::format("{}HAVING {}", kNewLine, select.having->text);
+  if (!select.order_by.empty()) {
+    text += fmt::format("{}ORDER BY {}", kNewLine, List(select.order_by, [](const auto& each) {
+                          return each.expression.text + (each.descending ? " DESC" : "");
+                        }));
+  }
+  if (select.owner_access) text += fmt::format("{}WITH OWNERACCESS OPTION", kNewLine);
+  return text + ";";
+}
+
+std::string FormatSelect(const Select& select, std::string_view into = {}) {
+  std::string text = fmt::format("SELECT {}{}{}", Predicate(select), Outputs(select), into);
+  if (!select.from.empty()) text += fmt::format("{}FROM {}", kNewLine, From(select));
+  return text + Tail(select);
+}
+
+const QueryRow* FindRow(const jet::QueryDefinition& definition, QueryRow::Attribute attribute) {
+  for (const QueryRow& row : definition.rows) {
+    if (row.attribute == attribute) return &row;
+  }
+  return nullptr;
+}
+
+// The table that a query makes or fills.
+std::string Target(const jet::QueryDefinition& definition) {
+  const QueryRow* row = FindRow(definition, QueryRow::kKind);
+  if (row == nullptr || !row->name1 || row->name1->empty()) {
+    throw Error(ErrorCode::kBadQuery, "the target of the query is missing");
+  }
+  std::string text = QuoteName(*row->name1);
+  if (row->name2 && !row->name2->empty()) text += fmt::format(" IN '{}'", *row->name2);
+  return text;
+}
+
+// The target column of an output of an append or update query.
+std::string TargetColumn(const QueryRow& row) {
+  const std::string& name = row.name2.value_or("");
+  if (name.empty()) throw Error(ErrorCode::kBadQuery, "a target column is missing");
+  // Updates name it as in an expression, appends by the bare name.
+  return name.find_first_of(".[") == name.npos ? QuoteName(name) : name;
+}
+
+template <typename ToText>
+std::string OutputRows(const jet::QueryDefinition& definition, const ToText& to_text) {
+  std::vector<const QueryRow*> rows;
+  for (const QueryRow& row : definition.rows) {
+    if (row.attribute == QueryRow::kOutput) rows.push_back(&row);
+  }
+  return List(rows, [&](const QueryRow* row) { return to_text(*row); });
+}
+
+std::string FormatUpdate(const jet::QueryDefinition& definition, const Select& select) {
+  return fmt::format("UPDATE {}{}SET {}{}", From(select), kNewLine,
+                     OutputRows(definition,
+                                [](const QueryRow& row) {
+                                  return fmt::format("{} = {}", TargetColumn(row),
+                                                     row.expression.value_or(""));
+                                }),
+                     Tail(select));
+}
+
+std::string FormatAppend(const jet::QueryDefinition& definition, const Select& select) {
+  return fmt::format("INSERT INTO {} ( {} ){}{}", Target(definition),
+                     OutputRows(definition, TargetColumn), kNewLine, FormatSelect(select));
+}
+
+std::string FormatUnion(const jet::QueryDefinition& definition, const Select& select) {
+  const QueryRow* options = FindRow(definition, QueryRow::kOptions);
+  const bool distinct = options != nullptr && (options->flag.value_or(0) & kOptionUnion) != 0;
+  std::string text;
+  for (const SourceItem& source : select.sources) {
+    if (source.subquery.empty()) {
+      throw Error(ErrorCode::kBadQuery, "a part of a union has no text");
+    }
+    if (!text.empty()) text += fmt::format("{}UNION {}", kNewLine, distinct ? "" : "ALL ");
+    std::string_view part = source.subquery;
+    const std::size_t end = part.find_last_not_of(" \t\r\n;");
+    text += part.substr(0, end == part.npos ? 0 : end + 1);
+  }
+  return text + Tail(select);
+}
+
+std::string Parameters(const Select& select) {
+  if (select.parameters.empty()) return {};
+  return fmt::format("PARAMETERS {};{}",
+                     List(select.parameters,
+                          [](const Parameter& each) {
+                            return fmt::format("{} {}", QuoteName(each.name), TypeWord(each.type));
+                          }),
+                     kNewLine);
+}
+
+std::string FormatBody(const jet::QueryDefinition& definition, QueryKind kind) {
+  const Select select = FromRows(definition);
+  const std::string parameters = Parameters(select);
+  switch (kind) {
+    case QueryKind::kSelect:
+      return parameters + FormatSelect(select);
+    case QueryKind::kMakeTable:
+      return parameters + FormatSelect(select, fmt::format(" INTO {}", Target(definition)));
+    case QueryKind::kAppend:
+      return parameters + FormatAppend(definition, select);
+    case QueryKind::kUpdate:
+      return parameters + FormatUpdate(definition, select);
+    case QueryKind::kDelete:
+      return parameters + fmt::format("DELETE {}{}FROM {}{}", Outputs(select), kNewLine,
+                                      From(select), Tail(select));
+    case QueryKind::kUnion:
+      return parameters + FormatUnion(definition, select);
+    default:
+      throw Error(ErrorCode::kNotSupported, "a crosstab query cannot be written as text");
+  }
+}
+
+}  // namespace
+
+std::string Format(const jet::QueryDefinition& definition) {
+  const QueryKind kind = KindOf(definition);
+  if (kind != QueryKind::kDataDefinition && kind != QueryKind::kPassThrough) {
+    return FormatBody(definition, kind);
+  }
+  const QueryRow* row = FindRow(definition, QueryRow::kKind);
+  if (!row->expression) throw Error(ErrorCode::kBadQuery, "the text of the query is missing");
+  return *row->expression;
+}
+
+}  // namespace sql
