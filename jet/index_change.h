@@ -22,14 +22,10 @@ struct IndexPath {
   std::size_t depth = 0;
 };
 
-// Where the first entry that is not less than some bytes stands, or would.
-struct IndexPlace {
-  HeldIndexPage leaf;
-  IndexSlot slot;
-};
+// The leaf where an entry that is not less than `bytes` would stand first.
 // Fills `path`, unless null, down to and with the leaf.
-IndexPlace DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
-                        IndexPath* path);
+HeldIndexPage DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
+                           IndexPath* path);
 
 class IndexChange {
  public:

@@ -1,0 +1,508 @@
+#include "jet/check_definition.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "jet/bytes.h"
+#include "jet/collation.h"
+#include "jet/text.h"
+
+namespace jet::check {
+
+namespace {
+
+constexpr std::uint32_t kMarker = 0x659, kIndexMarker = 0x783;
+constexpr std::size_t kChainHead = 8;  // of every page of a definition
+constexpr std::size_t kReserved = 8;   // behind the end of a definition
+constexpr std::size_t kMaxChain = 64;  // pages; 255 columns with long names need 14
+constexpr std::size_t kFixedPart = 63;
+constexpr std::size_t kMaxColumns = 255, kMaxRealIndexes = 32, kMaxLogicalIndexes = 1000;
+constexpr std::size_t kMaxNameChars = 64, kMaxIndexColumns = 10;
+constexpr std::uint16_t kNoColumn = 0xFFFF;
+constexpr std::size_t kStatisticBytes = 12, kColumnBytes = 25, kRealIndexBytes = 52,
+                      kLogicalIndexBytes = 28;
+
+class DefinitionReader {
+ public:
+  DefinitionReader(const Context& context, PageNumber page, std::string_view table)
+      : context_(&context), table_(table) {
+    def_.page = page;
+  }
+
+  std::optional<TableDef> Read() {
+    if (!ReadChain()) return std::nullopt;
+    try {
+      Decode();
+    } catch (const Error& error) {
+      Problem(fmt::format("the definition contradicts its length: {}", error.detail()));
+      return std::nullopt;
+    }
+    if (refused_) return std::nullopt;
+    CheckColumns();
+    CheckIndexes();
+    CheckWidth();
+    return std::move(def_);
+  }
+
+ private:
+  void Problem(std::string text) {
+    context_->report.Problem(At(table_, def_.page), std::move(text));
+  }
+  void Warning(std::string text) {
+    context_->report.Warning(At(table_, def_.page), std::move(text));
+  }
+
+  bool ReadChain();
+  bool AppendPage(PageNumber page, PageNumber& next);
+  void CheckFreeFields();
+  void Decode();
+  void DecodeColumns(std::size_t count);
+  void DecodeRealIndexes(std::size_t count);
+  void DecodeLogicalIndexes(std::size_t count);
+  void DecodeLongValueMaps();
+  void PutLongValueMaps(ColumnId id, RowId owned, RowId free);
+  std::string TakeName();
+  ByteView Take(std::size_t length) {
+    const ByteView part = Slice(content_, at_, length);
+    at_ += length;
+    return part;
+  }
+  void CheckColumns();
+  void CheckColumn(const ColumnDef& column);
+  void CheckColumnLength(const ColumnDef& column);
+  void CheckIndexes();
+  void CheckRealIndex(std::size_t ordinal);
+  void CheckWidth();
+
+  const Context* context_;
+  std::string_view table_;
+  TableDef def_;
+  Bytes content_;
+  std::vector<std::uint16_t> free_fields_;
+  std::size_t length_ = 0;
+  std::size_t at_ = 0;
+  bool refused_ = false;
+};
+
+bool DefinitionReader::AppendPage(PageNumber page, PageNumber& next) {
+  if (!context_->ledger.Exists(page)) {
+    Problem(
+        fmt::format("the definition goes on at page {} beyond the end of the file", page.value));
+    return false;
+  }
+  const PageRef ref = context_->pager.Read(page);
+  const PageView bytes = ref.bytes();
+  if (bytes[0] != 2 || bytes[1] != 1) {
+    context_->report.Problem(
+        At(table_, page),
+        fmt::format("should hold the definition but starts {:02X} {:02X}", bytes[0], bytes[1]));
+    return false;
+  }
+  AddBytes(content_, def_.pages.empty() ? ByteView(bytes) : bytes.subspan(kChainHead));
+  free_fields_.push_back(GetU16(bytes, 2));
+  def_.pages.push_back(page);
+  next = PageNumber{GetU32(bytes, 4)};
+  return true;
+}
+
+bool DefinitionReader::ReadChain() {
+  const Ledger::OwnerId owner =
+      context_->ledger.Register(fmt::format("the definition of {}", table_));
+  for (PageNumber page = def_.page, next; page || def_.pages.empty(); page = next) {
+    if (def_.pages.size() == kMaxChain) {
+      Problem("the chain of definition pages does not end");
+      return false;
+    }
+    if (std::find(def_.pages.begin(), def_.pages.end(), page) != def_.pages.end()) {
+      Problem(fmt::format("the chain of definition pages returns to page {}", page.value));
+      return false;
+    }
+    if (!AppendPage(page, next)) return false;
+    context_->ledger.Claim(page, owner, At(table_, page));
+  }
+  length_ = GetU32(content_, 8);
+  if (length_ > content_.size() || length_ < kFixedPart) {
+    Problem(
+        fmt::format("the definition says it has {} bytes; {} are there", length_, content_.size()));
+    return false;
+  }
+  CheckFreeFields();
+  content_.resize(length_);
+  return true;
+}
+
+void DefinitionReader::CheckFreeFields() {
+  const auto pages_for = [](std::size_t bytes) {
+    return bytes <= kPageSize ? 1 : 2 + (bytes - kPageSize - 1) / (kPageSize - kChainHead);
+  };
+  if (def_.pages.size() < pages_for(length_) ||
+      def_.pages.size() > pages_for(length_ + kReserved)) {
+    Warning(fmt::format("{} bytes of definition lie on {} pages", length_, def_.pages.size()));
+    return;
+  }
+  std::size_t left = length_ - kChainHead;
+  for (std::size_t i = 0; i < def_.pages.size(); ++i) {
+    const std::size_t room = kPageSize - kChainHead;
+    const std::size_t used = std::min(left, room);
+    left -= used;
+    const std::size_t free = room - std::min(room, used + kReserved);
+    if (free_fields_[i] != free && used != 0) {
+      context_->report.Problem(
+          At(table_, def_.pages[i]),
+          fmt::format("the definition page says that {} bytes are free; {} are", free_fields_[i],
+                      free));
+    }
+  }
+}
+
+void DefinitionReader::Decode() {
+  const ByteView head = Take(kFixedPart);
+  if (GetU32(head, 0x0C) != kMarker) Problem("the definition lacks its marker");
+  def_.row_count = GetU32(head, 0x10);
+  def_.last_autonumber = GetU32(head, 0x14);
+  def_.autonumber_step = GetU32(head, 0x18);
+  def_.unknown1C = GetU32(head, 0x1C);
+  def_.unknown20 = GetU64(head, 0x20);
+  def_.kind = head[0x28];
+  def_.next_column_id = GetU16(head, 0x29);
+  def_.next_variable_slot = GetU16(head, 0x2B);
+  const std::size_t columns = GetU16(head, 0x2D);
+  const std::size_t logical = GetU32(head, 0x2F), real = GetU32(head, 0x33);
+  def_.owned_map = RowId::FromPacked(GetU32(head, 0x37));
+  def_.free_map = RowId::FromPacked(GetU32(head, 0x3B));
+  if (def_.kind != TableDef::kUser && def_.kind != TableDef::kSystem) {
+    Problem(fmt::format("the table is of the unknown kind {:02X}", def_.kind));
+  }
+  if (columns > kMaxColumns || real > kMaxRealIndexes || logical > kMaxLogicalIndexes) {
+    Problem(fmt::format("the definition claims {} columns and {} and {} indexes", columns, real,
+                        logical));
+    refused_ = true;
+    return;
+  }
+  if (def_.next_column_id < columns) {
+    Problem(fmt::format("the next column number is {} although there are {} columns",
+                        def_.next_column_id, columns));
+  }
+  def_.real_indexes.resize(real);
+  for (RealIndex& index : def_.real_indexes) {
+    const ByteView block = Take(kStatisticBytes);
+    index.rows_at_compact = GetU32(block, 0);
+    index.distinct_keys = GetU32(block, 4);
+    index.statistic8 = GetU32(block, 8);
+  }
+  DecodeColumns(columns);
+  DecodeRealIndexes(real);
+  DecodeLogicalIndexes(logical);
+  DecodeLongValueMaps();
+}
+
+void DefinitionReader::DecodeColumns(std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const ByteView block = Take(kColumnBytes);
+    ColumnDef column;
+    column.type = static_cast<ColumnType>(block[0]);
+    if (GetU32(block, 1) != kMarker) Problem(fmt::format("column {} lacks its marker", i));
+    column.id = ColumnId{GetU16(block, 5)};
+    column.variable_slot = GetU16(block, 7);
+    column.position = GetU16(block, 9);
+    if (column.type == ColumnType::kNumeric) {
+      column.precision = block[11];
+      column.scale = block[12];
+    } else {
+      column.order = {GetU16(block, 11), block[13], block[14]};
+    }
+    column.flags = block[15];
+    column.text_flags = block[16];
+    column.unknown17 = GetU32(block, 17);
+    (column.fixed() ? column.fixed_offset : column.unknown21) = GetU16(block, 21);
+    column.length = GetU16(block, 23);
+    def_.columns.push_back(std::move(column));
+  }
+  for (ColumnDef& column : def_.columns) column.name = TakeName();
+}
+
+std::string DefinitionReader::TakeName() {
+  const std::size_t bytes = GetU16(Take(2), 0);
+  const ByteView name = Take(bytes);
+  if (bytes % 2 != 0) {
+    Problem(fmt::format("a name has the odd length of {} bytes", bytes));
+    refused_ = true;
+    return {};
+  }
+  if (bytes == 0 || bytes > 2 * kMaxNameChars) {
+    Problem(fmt::format("a name has {} characters", bytes / 2));
+  }
+  return DecodePlain(name);
+}
+
+void DefinitionReader::DecodeRealIndexes(std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const ByteView block = Take(kRealIndexBytes);
+    RealIndex& index = def_.real_indexes[i];
+    if (GetU32(block, 0) != kIndexMarker) Problem(fmt::format("index tree {} lacks its marker", i));
+    for (std::size_t part = 0; part < kMaxIndexColumns; ++part) {
+      const std::uint16_t id = GetU16(block, 4 + 3 * part);
+      if (id == kNoColumn) continue;
+      const std::uint8_t order = block[6 + 3 * part];
+      if (order > 1) Warning(fmt::format("index tree {} has the unknown order {}", i, order));
+      index.columns.push_back({ColumnId{id}, (order & 1) != 0});
+    }
+    index.page_map = RowId::FromPacked(GetU32(block, 34));
+    index.root = PageNumber{GetU32(block, 38)};
+    index.unknown42 = GetU32(block, 42);
+    index.flags = block[46];
+    const ByteView tail = block.subspan(47);
+    if (std::any_of(tail.begin(), tail.end(), [](std::uint8_t byte) { return byte != 0; })) {
+      Warning(fmt::format("index tree {} has unknown bytes at its end", i));
+    }
+  }
+}
+
+void DefinitionReader::DecodeLogicalIndexes(std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const ByteView block = Take(kLogicalIndexBytes);
+    LogicalIndex index;
+    if (GetU32(block, 0) != kMarker) Problem(fmt::format("index {} lacks its marker", i));
+    index.number = GetU32(block, 4);
+    index.real = GetU32(block, 8);
+    index.relation_side = block[12];
+    index.related_index = GetU32(block, 13);
+    index.related_table = GetU32(block, 17);
+    index.cascade_update = block[21];
+    index.cascade_delete = block[22];
+    index.kind = block[23];
+    index.unknown24 = GetU32(block, 24);
+    def_.logical_indexes.push_back(std::move(index));
+  }
+  for (LogicalIndex& index : def_.logical_indexes) index.name = TakeName();
+}
+
+void DefinitionReader::DecodeLongValueMaps() {
+  // Every turn takes ten bytes, so the length bounds the loop.
+  for (;;) {
+    const std::uint16_t id = GetU16(Take(2), 0);
+    if (id == kNoColumn) break;
+    const ByteView maps = Take(8);
+    PutLongValueMaps(ColumnId{id}, RowId::FromPacked(GetU32(maps, 0)),
+                     RowId::FromPacked(GetU32(maps, 4)));
+  }
+  if (at_ != content_.size()) {
+    Problem(fmt::format("the definition ends {} bytes before its stated length",
+                        content_.size() - at_));
+  }
+}
+
+void DefinitionReader::PutLongValueMaps(ColumnId id, RowId owned, RowId free) {
+  const auto column = std::find_if(def_.columns.begin(), def_.columns.end(),
+                                   [id](const ColumnDef& other) { return other.id == id; });
+  if (column == def_.columns.end() || !IsLongValue(column->type)) {
+    Warning(fmt::format("there are maps of long values for column number {}, which has none",
+                        id.value));
+    return;
+  }
+  if (column->owned_map) {
+    Problem(fmt::format("column {} has its maps of long values twice", column->name));
+  }
+  column->owned_map = owned;
+  column->free_map = free;
+}
+
+void DefinitionReader::CheckColumns() {
+  const SortOrder order = context_->header.order();
+  std::set<std::uint16_t> ids, slots;
+  std::map<std::string, const ColumnDef*> names;
+  std::vector<const ColumnDef*> fixed;
+  for (const ColumnDef& column : def_.columns) {
+    CheckColumn(column);
+    if (!ids.insert(column.id.value).second) {
+      Problem(fmt::format("two columns have the number {}", column.id.value));
+    }
+    if (!column.fixed() && !slots.insert(column.variable_slot).second) {
+      Problem(fmt::format("two columns have the variable slot {}", column.variable_slot));
+    }
+    const auto [other, is_new] = names.try_emplace(NameKey(order, column.name), &column);
+    if (!is_new) {
+      Problem(
+          fmt::format("two columns have one name: {} and {}", other->second->name, column.name));
+    }
+    if (column.fixed() && ExactSize(column).value_or(0) != 0) fixed.push_back(&column);
+  }
+  std::sort(fixed.begin(), fixed.end(), [](const ColumnDef* a, const ColumnDef* b) {
+    return a->fixed_offset < b->fixed_offset;
+  });
+  for (std::size_t i = 1; i < fixed.size(); ++i) {
+    if (fixed[i - 1]->fixed_offset + *ExactSize(*fixed[i - 1]) > fixed[i]->fixed_offset) {
+      Problem(fmt::format("the columns {} and {} overlap", fixed[i - 1]->name, fixed[i]->name));
+    }
+  }
+}
+
+void DefinitionReader::CheckColumn(const ColumnDef& column) {
+  if (!IsKnownType(column.type)) {
+    Problem(fmt::format("column {} is of the unknown type {}", column.name,
+                        static_cast<int>(column.type)));
+    return;
+  }
+  if (column.id.value >= def_.next_column_id) {
+    Problem(fmt::format("column {} has the number {}, but the next one is {}", column.name,
+                        column.id.value, def_.next_column_id));
+  }
+  if (!column.fixed() && column.variable_slot >= def_.next_variable_slot) {
+    Problem(fmt::format("column {} has the variable slot {}, but the next one is {}", column.name,
+                        column.variable_slot, def_.next_variable_slot));
+  }
+  if (IsLongValue(column.type)) {
+    if (column.fixed()) Problem(fmt::format("column {} is a fixed long value", column.name));
+    if (!column.owned_map) Warning(fmt::format("column {} has no map of its pages", column.name));
+  }
+  if (column.type == ColumnType::kBoolean && !column.fixed()) {
+    Problem(fmt::format("column {} is a variable Boolean", column.name));
+  }
+  if (column.type == ColumnType::kNumeric &&
+      (column.precision < 1 || column.precision > 28 || column.scale > column.precision)) {
+    Problem(fmt::format("column {} has precision {} and scale {}", column.name, column.precision,
+                        column.scale));
+  }
+  if (IsText(column.type) && column.order != context_->header.order()) {
+    Warning(fmt::format("column {} has another sort order than the file", column.name));
+  }
+  CheckColumnLength(column);
+}
+
+void DefinitionReader::CheckColumnLength(const ColumnDef& column) {
+  const std::size_t length = column.length;
+  if (column.type == ColumnType::kText) {
+    if (length % 2 != 0 || length < 2 || length > 510) {
+      Problem(fmt::format("the text column {} is {} bytes wide", column.name, length));
+    }
+  } else if (column.type == ColumnType::kBinary) {
+    if (length < 1 || length > 510) {
+      Problem(fmt::format("the binary column {} is {} bytes wide", column.name, length));
+    }
+  } else if (column.type != ColumnType::kRaw) {
+    const std::size_t customary = IsLongValue(column.type) ? 0 : *ExactSize(column);
+    const bool fits = column.type == ColumnType::kBoolean ? length <= 1 : length == customary;
+    if (!fits) {
+      Warning(fmt::format("column {} of type {} is {} bytes wide", column.name,
+                          TypeName(column.type), length));
+    }
+  }
+}
+
+void DefinitionReader::CheckIndexes() {
+  std::set<std::uint32_t> numbers, reals;
+  std::map<std::string, const LogicalIndex*> names;
+  int primaries = 0;
+  for (const LogicalIndex& index : def_.logical_indexes) {
+    if (!numbers.insert(index.number).second) {
+      Problem(fmt::format("two indexes have the number {}", index.number));
+    }
+    const auto [other, is_new] =
+        names.try_emplace(NameKey(context_->header.order(), index.name), &index);
+    if (!is_new) {
+      Problem(fmt::format("two indexes have one name: {} and {}", other->second->name, index.name));
+    }
+    if (index.real >= def_.real_indexes.size()) {
+      Problem(fmt::format("index {} refers to tree {}", index.name, index.real));
+    } else if (index.kind == LogicalIndex::kPrimary && !def_.real_indexes[index.real].unique()) {
+      Problem(fmt::format("the primary key {} has a tree that is not unique", index.name));
+    }
+    reals.insert(index.real);
+    if (index.kind > LogicalIndex::kRelation) {
+      Problem(fmt::format("index {} is of the unknown kind {}", index.name, index.kind));
+    }
+    if (index.kind == LogicalIndex::kPrimary && ++primaries == 2) {
+      Problem("there are two primary keys");
+    }
+  }
+  for (std::size_t i = 0; i < def_.real_indexes.size(); ++i) {
+    if (!reals.contains(static_cast<std::uint32_t>(i))) {
+      Problem(fmt::format("index tree {} has no name", i));
+    }
+    CheckRealIndex(i);
+  }
+}
+
+void DefinitionReader::CheckRealIndex(std::size_t ordinal) {
+  const RealIndex& index = def_.real_indexes[ordinal];
+  if (index.columns.empty()) Problem(fmt::format("index tree {} has no column", ordinal));
+  for (const IndexColumn& part : index.columns) {
+    if (!def_.FindColumn(part.column)) {
+      Problem(fmt::format("index tree {} refers to column number {}", ordinal, part.column.value));
+    }
+  }
+  constexpr std::uint8_t kKnown =
+      RealIndex::kUnique | RealIndex::kIgnoreNulls | RealIndex::kRequired | RealIndex::kAlways;
+  if ((index.flags & RealIndex::kAlways) == 0 || (index.flags & ~kKnown) != 0) {
+    Warning(fmt::format("index tree {} has the unusual flags {:02X}", ordinal, index.flags));
+  }
+}
+
+// The engine refuses a file with a table whose declared width is over the limit.
+void DefinitionReader::CheckWidth() {
+  std::size_t fixed = 0;
+  for (const ColumnDef& column : def_.columns) {
+    if (column.fixed() && IsKnownType(column.type)) {
+      fixed = std::max(fixed, column.fixed_offset + ExactSize(column).value_or(0));
+    }
+  }
+  const std::size_t variables = def_.next_variable_slot;
+  const std::size_t width =
+      2 + fixed + (variables == 0 ? 4 : 2 * (variables + 1) + 2) + (def_.next_column_id + 7U) / 8U;
+  constexpr std::size_t kLimit = 4060;
+  if (width > kLimit) {
+    Problem(fmt::format("the declared width is {} bytes, more than {}", width, kLimit));
+  }
+}
+
+}  // namespace
+
+bool IsKnownType(ColumnType type) {
+  const auto code = static_cast<int>(type);
+  return (code >= 1 && code <= 12) || (code >= 15 && code <= 17);
+}
+
+std::optional<std::size_t> ExactSize(const ColumnDef& column) {
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      return 0;
+    case ColumnType::kByte:
+      return 1;
+    case ColumnType::kInteger:
+      return 2;
+    case ColumnType::kLong:
+    case ColumnType::kSingle:
+      return 4;
+    case ColumnType::kCurrency:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      return 8;
+    case ColumnType::kGuid:
+      return 16;
+    case ColumnType::kNumeric:
+      return 17;
+    default:
+      if (column.fixed()) return column.length;
+      return std::nullopt;
+  }
+}
+
+std::optional<TableDef> ReadDefinition(const Context& context, PageNumber page,
+                                       std::string_view table) {
+  const std::uint64_t before = context.report.problems();
+  std::optional<TableDef> def = DefinitionReader(context, page, table).Read();
+  if (!def || context.report.problems() != before) return def;
+  // What the engine refuses is damage even where the rules above are silent.
+  try {
+    TableDef::Load(context.pager, page);
+  } catch (const Error& error) {
+    if (error.code() == ErrorCode::kIo) throw;
+    context.report.Problem(At(table, page), error.detail());
+  }
+  return def;
+}
+
+}  // namespace jet::check

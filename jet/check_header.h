@@ -1,0 +1,10 @@
+// The integrity checker on page 0.
+#pragma once
+
+#include "jet/check_report.h"
+
+namespace jet::check {
+
+void CheckHeader(PageView page, Report& report);
+
+}  // namespace jet::check

@@ -1,0 +1,227 @@
+#include "jet/check_long_values.h"
+
+#include <fmt/format.h>
+
+#include "jet/bytes.h"
+#include "jet/check_rows.h"
+
+namespace jet::check {
+
+namespace {
+
+constexpr std::size_t kOwner = 4, kStamp = 8;
+constexpr std::uint32_t kLengthBits = 0x3FFF'FFFF, kKindBits = 0xC000'0000;
+constexpr std::uint32_t kInlineBits = 0x8000'0000, kSingleBits = 0x4000'0000;
+
+std::string TextFault(const TextScan& scan, bool is_memo) {
+  return is_memo ? scan.Fault() : std::string();
+}
+
+}  // namespace
+
+LongValues::LongValues(const Context& context, std::string_view table, const TableDef& def)
+    : context_(&context), table_(table), def_(&def), columns_(def.columns.size()) {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    columns_[i].is_long_value = IsLongValue(def.columns[i].type);
+    columns_[i].has_map = static_cast<bool>(def.columns[i].owned_map);
+  }
+}
+
+std::string LongValues::PlaceText(std::size_t ordinal) const {
+  return fmt::format("the long values of {}.{}", table_, def_->columns[ordinal].name);
+}
+
+void LongValues::ReadMaps() {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!columns_[i].is_long_value) continue;
+    columns_[i].owner = context_->ledger.Register(PlaceText(i));
+    if (columns_[i].has_map) ReadColumnMaps(i);
+  }
+}
+
+void LongValues::ReadColumnMaps(std::size_t ordinal) {
+  const ColumnDef& def = def_->columns[ordinal];
+  const Place here = At(table_, def_->page);
+  Column& column = columns_[ordinal];
+  column.owned = context_->ledger.ReadMap(def.owned_map, here,
+                                          fmt::format("map of the pages of column {}", def.name));
+  if (!column.owned) return;
+  if (column.owned->outside != 0) {
+    context_->report.Problem(At(table_, def.owned_map),
+                             fmt::format("{} include page {} beyond the end of the file",
+                                         PlaceText(ordinal), column.owned->first_outside));
+  }
+  ClaimPages(ordinal);
+  if (!def.free_map) {
+    context_->report.Warning(here, fmt::format("column {} has no map of free space", def.name));
+    return;
+  }
+  const auto free = context_->ledger.ReadMap(
+      def.free_map, here, fmt::format("map of the free space of column {}", def.name));
+  if (!free) return;
+  if (free->outside != 0) {
+    context_->report.Problem(At(table_, def.free_map),
+                             fmt::format("marks page {} beyond the end of the file as having room",
+                                         free->first_outside));
+  }
+  if (const auto stray = free->pages.FirstMissingIn(column.owned->pages)) {
+    context_->report.Warning(At(table_, def.free_map),
+                             fmt::format("marks page {}, which is not in the map of the pages of "
+                                         "column {}",
+                                         stray->value, def.name));
+  }
+}
+
+void LongValues::ClaimPages(std::size_t ordinal) {
+  Column& column = columns_[ordinal];
+  const PageSet& pages = column.owned->pages;
+  for (auto page = pages.FirstFrom(0); page; page = pages.FirstFrom(page->value + 1)) {
+    const PageRef ref = context_->pager.Read(*page);
+    const Place here = At(table_, *page);
+    Slots slots;
+    if (std::string fault = slots.Parse(ref.bytes()); !fault.empty()) {
+      context_->report.Problem(
+          here, fmt::format("{}, but is in the map of {}", fault, PlaceText(ordinal)));
+      continue;
+    }
+    if (const std::uint32_t owner = GetU32(ref.bytes(), kOwner); owner != kLvalOwner) {
+      context_->report.Problem(here, fmt::format("names {:X} as owner, but is in the map of {}",
+                                                 owner, PlaceText(ordinal)));
+      continue;
+    }
+    context_->ledger.Claim(*page, column.owner, here);
+    context_->ledger.ReadSlots(*page, ref.bytes(), here, slots);
+  }
+}
+
+std::string LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes) {
+  if (!context_->ledger.Exists(at.page) || !at.page) {
+    return fmt::format("points to page {}, which does not exist", at.page.value);
+  }
+  page = context_->pager.Read(at.page);
+  if (slots_page_ != at.page) {
+    slots_page_ = PageNumber{};
+    if (!slots_.Parse(page.bytes()).empty() || GetU32(page.bytes(), kOwner) != kLvalOwner) {
+      return fmt::format("points to page {}, which is no page of long values", at.page.value);
+    }
+    slots_page_ = at.page;
+  }
+  if (column.owned && !column.owned->pages.Contains(at.page)) {
+    return fmt::format("points to page {}, which is not in the column's map", at.page.value);
+  }
+  if (!column.owned && context_->ledger.Claim(at.page, column.owner, At(table_, at.page)) ==
+                           Ledger::Claimed::kForeign) {
+    return fmt::format("points to page {} of another owner", at.page.value);
+  }
+  if (at.row >= slots_.size() || slots_.kind(at.row) != SlotKind::kLive) {
+    return fmt::format("points to row {} of page {}, which is not there", at.row, at.page.value);
+  }
+  RowBits& used = column.used[at.page.value];
+  const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
+  if ((used[at.row / 64] & bit) != 0) {
+    return fmt::format("points to row {} of page {}, which is in use already", at.row,
+                       at.page.value);
+  }
+  used[at.row / 64] |= bit;
+  bytes = page.bytes().subspan(slots_.start(at.row), slots_.end(at.row) - slots_.start(at.row));
+  return {};
+}
+
+std::string LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content) {
+  Column& column = columns_[ordinal];
+  const bool is_memo = def_->columns[ordinal].type == ColumnType::kMemo;
+  const auto untidy = [&](std::string text) {
+    context_->report.Warning(At(table_, row),
+                             fmt::format("column {} {}", def_->columns[ordinal].name, text));
+  };
+  const std::uint32_t word = GetU32(stored, 0);
+  const LongValueDescriptor value{.kind = LongValueKind::kChain,
+                                  .length = word & kLengthBits,
+                                  .at = RowId::FromPacked(GetU32(stored, 4)),
+                                  .stamp = GetU32(stored, 8)};
+  TextScan scan;
+  if ((word & kKindBits) == kInlineBits) {
+    const ByteView bytes = stored.subspan(kLongValueDescriptorBytes);
+    if (bytes.size() != value.length) {
+      return fmt::format("says it has {} bytes, but {} are in the row", value.length, bytes.size());
+    }
+    if (bytes.size() > kMaxInlineBytes) untidy("has more bytes in the row than is customary");
+    scan.Feed(bytes);
+    if (content != nullptr) content->assign(bytes.begin(), bytes.end());
+    return TextFault(scan, is_memo);
+  }
+  if (stored.size() != kLongValueDescriptorBytes) {
+    return fmt::format("has a descriptor of {} bytes", stored.size());
+  }
+  if ((word & kKindBits) == kSingleBits) {
+    PageRef page;
+    ByteView bytes;
+    if (std::string fault = Take(column, value.at, page, bytes); !fault.empty()) return fault;
+    if (bytes.size() < value.length) {
+      return fmt::format("says it has {} bytes, but its row holds {}", value.length, bytes.size());
+    }
+    if (bytes.size() > value.length) untidy("has more bytes on its page than it says");
+    bytes = bytes.first(value.length);
+    scan.Feed(bytes);
+    if (content != nullptr) content->assign(bytes.begin(), bytes.end());
+    return TextFault(scan, is_memo);
+  }
+  if ((word & kKindBits) != 0) return "is of an unknown kind";
+  if (value.at && value.stamp == 0) untidy("is a chain without a stamp");
+  return FollowChain(column, value, is_memo, content);
+}
+
+std::string LongValues::FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
+                                    Bytes* content) {
+  TextScan scan;
+  std::size_t length = 0;
+  if (content != nullptr) content->clear();
+  // Every row can be taken once, which ends a chain that returns to itself.
+  for (RowId at = value.at; at.packed() != 0;) {
+    PageRef page;
+    ByteView bytes;
+    if (std::string fault = Take(column, at, page, bytes); !fault.empty()) return fault;
+    if (at == value.at && GetU32(page.bytes(), kStamp) != value.stamp) {
+      return fmt::format("has the stamp {:X}, but its chain on page {} has {:X}", value.stamp,
+                         at.page.value, GetU32(page.bytes(), kStamp));
+    }
+    if (bytes.size() < 4) return fmt::format("has a piece of {} bytes", bytes.size());
+    at = RowId::FromPacked(GetU32(bytes, 0));
+    const ByteView piece = bytes.subspan(4);
+    length += piece.size();
+    if (length > value.length) break;
+    if (is_memo) scan.Feed(piece);
+    if (content != nullptr) AddBytes(*content, piece);
+  }
+  if (length != value.length) {
+    return fmt::format("says it has {} bytes, but its chain holds {}{}", value.length,
+                       length > value.length ? "at least " : "", length);
+  }
+  return TextFault(scan, is_memo);
+}
+
+Bytes LongValues::Reread(ByteView stored) const { return ReadLongValue(context_->pager, stored); }
+
+void LongValues::ReportOrphans() {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const Column& column = columns_[i];
+    if (!column.owned) continue;
+    const PageSet& pages = column.owned->pages;
+    for (auto page = pages.FirstFrom(0); page; page = pages.FirstFrom(page->value + 1)) {
+      const PageRef ref = context_->pager.Read(*page);
+      Slots slots;
+      if (!slots.Parse(ref.bytes()).empty()) continue;
+      const auto found = column.used.find(page->value);
+      const RowBits used = found == column.used.end() ? RowBits{} : found->second;
+      for (std::size_t row = 0; row < slots.size(); ++row) {
+        if (slots.kind(row) != SlotKind::kLive && slots.kind(row) != SlotKind::kMoved) continue;
+        if ((used[row / 64] >> row % 64 & 1) != 0) continue;
+        context_->report.Warning(
+            {table_, *page, static_cast<std::uint8_t>(row)},
+            fmt::format("is a piece of {} that belongs to no row", PlaceText(i)));
+      }
+    }
+  }
+}
+
+}  // namespace jet::check

@@ -1,0 +1,55 @@
+// The integrity checker on memo and OLE values: every value is whole and alone
+// on its rows, and those lie on pages of its column.
+#pragma once
+
+#include <array>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "jet/check_definition.h"
+#include "jet/long_value.h"
+
+namespace jet::check {
+
+// All long-value columns of one table.
+class LongValues {
+ public:
+  LongValues(const Context& context, std::string_view table, const TableDef& def);
+
+  // Claims the pages of every column.
+  void ReadMaps();
+  // Follows the value of row `row` that `stored` describes; `content`, if given,
+  // receives it. What is wrong, in words; empty if nothing is.
+  std::string Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content);
+  // The content alone, for a value that has been followed already.
+  Bytes Reread(ByteView stored) const;
+  // After all rows: long values that belong to none.
+  void ReportOrphans();
+
+ private:
+  using RowBits = std::array<std::uint64_t, 4>;
+  struct Column {
+    bool is_long_value = false;
+    bool has_map = false;
+    Ledger::OwnerId owner = 0;
+    std::optional<MapPages> owned;
+    std::unordered_map<std::uint32_t, RowBits> used;  // by page
+  };
+
+  void ReadColumnMaps(std::size_t ordinal);
+  void ClaimPages(std::size_t ordinal);
+  std::string FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
+                          Bytes* content);
+  std::string Take(Column& column, RowId at, PageRef& page, ByteView& bytes);
+  std::string PlaceText(std::size_t ordinal) const;
+
+  const Context* context_;
+  std::string_view table_;
+  const TableDef* def_;
+  std::vector<Column> columns_;  // by ordinal
+  Slots slots_;                  // of slots_page_
+  PageNumber slots_page_;
+};
+
+}  // namespace jet::check

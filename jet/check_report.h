@@ -1,0 +1,35 @@
+// Where the parts of the integrity checker put what they find.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "jet/check.h"
+
+namespace jet::check {
+
+// What a finding is about, as narrowly as it is known.
+struct Place {
+  std::string_view table = {};
+  std::optional<PageNumber> page = std::nullopt;
+  std::optional<std::uint8_t> row = std::nullopt;
+};
+inline Place At(std::string_view table, PageNumber page) { return {table, page, std::nullopt}; }
+inline Place At(std::string_view table, RowId id) { return {table, id.page, id.row}; }
+
+// Keeps a bounded number of findings and counts the rest.
+class Report {
+ public:
+  explicit Report(CheckResult& result) : result_(&result) {}
+
+  void Problem(const Place& place, std::string text);
+  void Warning(const Place& place, std::string text);
+  std::uint64_t problems() const { return result_->problems; }
+
+ private:
+  void Add(Finding::Severity severity, const Place& place, std::string text);
+  CheckResult* result_;
+};
+
+}  // namespace jet::check
