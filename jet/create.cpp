@@ -300,7 +300,7 @@ void AddRightRows(Table& table, const Header& header) {
 
 }  // namespace
 
-void InitDatabase(PageAllocator& allocator, const Header::NewFile& file) {
+void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTime rows_created) {
   Pager& pager = allocator.pager();
   Scope scope(pager);
   const PageSpan first = pager.EditNew(PageNumber{0});
@@ -321,9 +321,9 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file) {
     def.pages = {def.page};
     def.Store(pager, allocator);
   }
-  const auto now = [&] { return file.created; };
+  const auto now = [&] { return rows_created; };
   Table objects(allocator, kSystemTables[0].name, defs[0], {}, now);
-  AddObjectRows(objects, header, file.created);
+  AddObjectRows(objects, header, rows_created);
   Table rights(allocator, kSystemTables[1].name, defs[1], {}, now);
   AddRightRows(rights, header);
   scope.Commit();

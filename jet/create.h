@@ -8,7 +8,8 @@
 
 namespace jet {
 
-// Fills the pager of an empty file. All changes stay in its cache.
-void InitDatabase(PageAllocator& allocator, const Header::NewFile& file);
+// Fills the pager of an empty file. All changes stay in its cache. `rows_created`
+// is the date of the first objects.
+void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTime rows_created);
 
 }  // namespace jet

@@ -97,7 +97,7 @@ std::unique_ptr<Database> Database::Create(FileSystem& files, const std::string&
     start.created = clock();
     auto pager = std::make_unique<Pager>(files.Create(path), true, options.limits);
     PageAllocator allocator(*pager);
-    InitDatabase(allocator, start);
+    InitDatabase(allocator, start, clock());
     Header header = Header::Parse(pager->Read(PageNumber{0}).bytes());
     return std::unique_ptr<Database>(new Database(std::move(pager), std::move(header), clock));
   });

@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "jet/error.h"
 
 namespace test_support {
 
@@ -41,6 +44,18 @@ void WriteFileBytes(const std::string& path, std::string_view bytes);
 // verifier where there is one. `strict`: nothing untidy either, for files that
 // are all our own.
 void ExpectSound(const std::string& path, bool strict = false);
+
+// The code of the engine's error that `action` ends with; nothing if it ends
+// well.
+template <typename Action>
+std::optional<jet::ErrorCode> CodeOf(Action&& action) {
+  try {
+    action();
+  } catch (const jet::Error& error) {
+    return error.code();
+  }
+  return std::nullopt;
+}
 
 }  // namespace test_support
 

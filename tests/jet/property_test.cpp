@@ -1,0 +1,103 @@
+#include "jet/property.h"
+
+#include <gtest/gtest.h>
+
+#include "jet/bytes.h"
+#include "jet/database.h"
+#include "tests/support/temp_db.h"
+
+namespace jet {
+namespace {
+
+// The smallest blob of a real file: one binary value of the object itself.
+const Bytes kSmallest = {0x4D, 0x52, 0x32, 0x00, 0x0E, 0x00, 0x00, 0x00, 0x80, 0x00, 0x06,
+                         0x00, 0x44, 0x00, 0x4F, 0x00, 0x4C, 0x00, 0x18, 0x00, 0x00, 0x00,
+                         0x00, 0x00, 0x06, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x00, 0x00,
+                         0x0B, 0x00, 0x00, 0x04, 0x00, 0x0A, 0xCC, 0x0E, 0x55};
+
+std::optional<ErrorCode> CodeOf(const Bytes& blob) {
+  return test_support::CodeOf([&] { Properties::Parse(blob); });
+}
+
+TEST(Properties, ReadsWritesAndEditsABlob) {
+  Properties properties = Properties::Parse(kSmallest);
+  EXPECT_EQ(properties.Serialize(), kSmallest);
+  ASSERT_NE(properties.Find(kGeneral, {}, "DOL"), nullptr);
+  EXPECT_EQ(properties.Find(kGeneral, {}, "DOL")->value, (Bytes{0x0A, 0xCC, 0x0E, 0x55}));
+  EXPECT_EQ(properties.Find(kGeneral, "DOL", "DOL"), nullptr);
+
+  properties.SetBoolean(kJapanese, "ﾊｾﾞ", kRequiredProperty, true);
+  // Found whatever its width; the default goes before the required mark.
+  properties.SetText(kJapanese, "ハゼ", kDefaultValueProperty, ColumnType::kMemo, 1, "\"共板\"");
+  const Properties again = Properties::Parse(properties.Serialize());
+  EXPECT_EQ(again.Serialize(), properties.Serialize());
+  ASSERT_EQ(again.groups().size(), 2u);
+  const Properties::Group& column = again.groups()[1];
+  EXPECT_EQ(column.column, "ﾊｾﾞ");
+  ASSERT_EQ(column.values.size(), 2u);
+  EXPECT_EQ(column.values[0].name, kDefaultValueProperty);
+  EXPECT_EQ(column.values[0].Text(), "\"共板\"");
+  EXPECT_TRUE(column.values[1].Boolean());
+
+  properties.Remove(kJapanese, "ハゼ", kRequiredProperty);
+  EXPECT_EQ(properties.Find(kJapanese, "ﾊｾﾞ", kRequiredProperty), nullptr);
+  EXPECT_TRUE(properties.RemoveColumn(kJapanese, "ハゼ"));
+  EXPECT_FALSE(properties.RemoveColumn(kJapanese, "ハゼ"));
+  properties.Remove(kJapanese, {}, "DOL");
+  EXPECT_TRUE(properties.empty());
+}
+
+TEST(Properties, KeepChunksAndHeadersThatWeDoNotKnow) {
+  Bytes blob = kSmallest;
+  AddBytes(blob, Bytes{0x08, 0, 0, 0, 0x33, 0, 0xAB, 0xCD});  // a chunk of kind 33
+  AddBytes(blob, Bytes{0x10, 0, 0, 0, 0x01, 0, 0x0A, 0, 0, 0, 0x02, 0, 0x41, 0, 0xEE, 0xFF});
+  const Properties properties = Properties::Parse(blob);
+  ASSERT_EQ(properties.groups().size(), 2u);
+  EXPECT_EQ(properties.groups()[1].header_tail, (Bytes{0xEE, 0xFF}));
+  const Bytes written = properties.Serialize();
+  EXPECT_EQ(written.size(), blob.size());
+  EXPECT_EQ(Properties::Parse(written).Serialize(), written);
+  EXPECT_EQ(Bytes(written.end() - 8, written.end()), (Bytes{0x08, 0, 0, 0, 0x33, 0, 0xAB, 0xCD}));
+}
+
+TEST(Properties, CallEveryCutOrBentBlobDamaged) {
+  EXPECT_EQ(CodeOf({}), ErrorCode::kDamaged);
+  for (std::size_t size = 5; size < kSmallest.size(); ++size) {
+    if (size == 18) continue;  // the names alone are a whole blob
+    EXPECT_EQ(CodeOf(Bytes(kSmallest.begin(), kSmallest.begin() + static_cast<int>(size))),
+              ErrorCode::kDamaged)
+        << size;
+  }
+  // Magic, chunk length, name length, owner length, entry length, name number,
+  // value length.
+  for (std::size_t at : {0u, 4u, 10u, 24u, 30u, 34u, 36u}) {
+    Bytes bent = kSmallest;
+    bent[at] ^= 0x41;
+    EXPECT_EQ(CodeOf(bent), ErrorCode::kDamaged) << at;
+  }
+  Properties properties;
+  EXPECT_THROW(
+      properties.SetText(kGeneral, {}, "x", ColumnType::kMemo, 0, std::string(32'764, 'x')), Error);
+}
+
+TEST(Properties, OfRealFilesComeBackByteForByte) {
+  SKIP_WITHOUT_SAMPLES();
+  const auto files = MakeSystemFiles();
+  std::size_t blobs = 0;
+  for (const std::string& name : test_support::SampleNames()) {
+    const auto database =
+        Database::Open(*files, test_support::SamplePath(name), {.password = "ucanaccess"});
+    const auto objects = database->OpenTable("MSysObjects");
+    for (TableScan scan(*objects); scan.Next();) {
+      const Value blob = scan.row().Get(objects->OrdinalOf("LvProp"));
+      if (IsNull(blob)) continue;
+      ++blobs;
+      EXPECT_EQ(Properties::Parse(std::get<Bytes>(blob)).Serialize(), std::get<Bytes>(blob))
+          << name << " row " << scan.row().id().packed();
+    }
+  }
+  EXPECT_GT(blobs, 100u);
+}
+
+}  // namespace
+}  // namespace jet
