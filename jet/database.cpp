@@ -145,14 +145,21 @@ std::shared_ptr<Table> Database::CreateTable(const TableSpec& spec) {
 }
 
 void Database::AppendColumn(std::string_view table, const ColumnSpec& column) {
+  Scope scope(*pager_);
+  bool first_variable = false;
   ChangeTable(table, [&](const ObjectInfo& object, const Table&, TableDef& def) {
+    first_variable = !def.has_variable_columns();
     AppendColumnTo(allocator_, order(), def, column);
     Properties properties = catalog_->LoadProperties(object.id);
     // A column of that name that was dropped may have left some.
     const bool removed = properties.RemoveColumn(order(), column.name);
     const bool added = AddColumnProperties(properties, order(), column);
     if (removed || added) catalog_->StoreProperties(object.id, properties);
+    first_variable = first_variable && def.has_variable_columns();
   });
+  // Readers expect offsets in every row of a table that has variable columns.
+  if (first_variable) OpenTable(table)->RewriteRows();
+  scope.Commit();
 }
 
 void Database::AddIndex(std::string_view table, const IndexSpec& index) {

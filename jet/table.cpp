@@ -371,6 +371,17 @@ void Table::ApplyKeyChanges(RowId id, const std::vector<KeyChange>& changes) {
   }
 }
 
+void Table::RewriteRows() {
+  Scope scope(pager());
+  Row row;
+  for (auto id = First(); id; id = Next(*id)) {
+    Named([&] {
+      if (Read(*id, row)) RewriteRow(*id, EncodeRow(def_, DecodeRow(def_, row.view())));
+    });
+  }
+  scope.Commit();
+}
+
 void Table::EraseKeys(const Row& row) {
   for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
     const RealIndex& index = def_.real_indexes[real];

@@ -83,6 +83,8 @@ class Table {
   // Fields that are not named keep their bytes. Whole or not at all.
   void Update(RowId id, std::span<const FieldChange> changes);
   void Delete(RowId id);
+  // Writes every row again as the definition stands now; values stay.
+  void RewriteRows();
 
   // Trees by ordinal of def().real_indexes.
   Index OpenIndex(std::size_t real) const;
