@@ -110,7 +110,7 @@ std::optional<Refusal> KeyParts::Take(std::u16string_view text) {
 }
 
 const char* KeyParts::TakeUnit(char16_t unit) {
-  const CharEntry& entry = table_[unit];
+  CharEntry entry = table_[unit];
   switch (entry.kind) {
     case CharKind::kLetter:
       AddWeight(entry.weight, entry.secondary);

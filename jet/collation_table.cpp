@@ -15,10 +15,6 @@ constexpr std::uint32_t ParseHex(std::string_view digits) {
   return value;
 }
 
-constexpr std::uint16_t NextWeight(std::uint16_t weight) {
-  return static_cast<std::uint16_t>((weight & 0xFF) == 0xFF ? weight + 3 : weight + 1);
-}
-
 struct Run {
   std::uint32_t first = 0;
   CharEntry entry;
@@ -28,8 +24,7 @@ struct Run {
 constexpr std::size_t kRunDigits = 11;
 constexpr std::uint32_t kCountsUp = 0xF;
 
-constexpr Run ParseRun(std::string_view runs, std::size_t index) {
-  std::string_view digits = runs.substr(index * kRunDigits, kRunDigits);
+constexpr Run ParseRun(std::string_view digits) {
   std::uint32_t kind = ParseHex(digits.substr(4, 1));
   Run run;
   run.first = ParseHex(digits.substr(0, 4));
@@ -40,88 +35,129 @@ constexpr Run ParseRun(std::string_view runs, std::size_t index) {
   return run;
 }
 
+template <std::size_t kCount>
+constexpr std::array<Run, kCount> ParseRuns(std::string_view digits) {
+  std::array<Run, kCount> runs{};
+  for (std::size_t i = 0; i < kCount; ++i) {
+    runs[i] = ParseRun(digits.substr(i * kRunDigits, kRunDigits));
+  }
+  return runs;
+}
+
+constexpr auto kRuns = ParseRuns<kGeneralRuns.size() / kRunDigits>(kGeneralRuns);
+
+constexpr std::size_t RunEnd(std::size_t run) {
+  return run + 1 < kRuns.size() ? kRuns[run + 1].first : 0x10000;
+}
+
+// Where the list of each page lies among the lists.
 using PageIndex = std::array<std::uint8_t, 256>;
-inline constexpr std::uint8_t kUnchanged = 0xFF;
+constexpr std::uint8_t kUnlisted = 0xFF;
 
-constexpr std::array<CollationTable::Page, 256> UnpackGeneral() {
-  std::array<CollationTable::Page, 256> pages{};
-  std::size_t count = kGeneralRuns.size() / kRunDigits;
-  for (std::size_t i = 0; i < count; ++i) {
-    Run run = ParseRun(kGeneralRuns, i);
-    std::uint32_t end = i + 1 < count ? ParseRun(kGeneralRuns, i + 1).first : 0x10000;
-    for (std::uint32_t unit = run.first; unit < end; ++unit) {
-      pages[unit >> 8][unit & 0xFF] = run.entry;
-      if (run.counts_up) run.entry.weight = NextWeight(run.entry.weight);
-    }
-  }
-  return pages;
-}
-
-// Calls visit(unit, entry) for everything that the Japanese order changes.
-template <typename Visit>
-constexpr void ForEachJapanese(Visit visit) {
-  for (std::size_t i = 0; i < kJapaneseRuns.size() / kRunDigits; ++i) {
-    Run run = ParseRun(kJapaneseRuns, i);
-    visit(run.first, run.entry);
-  }
-  auto count_up = [&visit](std::string_view codes, std::uint16_t weight) {
-    for (std::size_t i = 0; i < codes.size(); i += 4) {
-      visit(ParseHex(codes.substr(i, 4)), CharEntry{weight, kPlainSecondary, CharKind::kLetter});
-      weight = NextWeight(weight);
-    }
-  };
-  count_up(kKanji0, kKanjiWeight0);
-  count_up(kKanji1, kKanjiWeight1);
-}
-
-// Where the pages that the Japanese order changes lie in kJapanesePages.
-constexpr PageIndex IndexJapanese() {
-  std::array<bool, 256> changed{};
-  ForEachJapanese([&changed](std::uint32_t unit, CharEntry) { changed[unit >> 8] = true; });
+constexpr PageIndex NumberPages(const std::array<bool, 256>& listed) {
   PageIndex index{};
   std::uint8_t next = 0;
-  for (std::size_t i = 0; i < index.size(); ++i) index[i] = changed[i] ? next++ : kUnchanged;
+  for (std::size_t page = 0; page < 256; ++page) index[page] = listed[page] ? next++ : kUnlisted;
   return index;
 }
 
-constexpr std::size_t CountChanged(const PageIndex& index) {
+constexpr std::size_t CountLists(const PageIndex& index) {
   std::size_t count = 0;
-  for (std::uint8_t at : index) count += at != kUnchanged;
+  for (std::uint8_t at : index) count += at != kUnlisted;
   return count;
 }
 
-constexpr auto kGeneralPages = UnpackGeneral();
-constexpr PageIndex kJapaneseIndex = IndexJapanese();
-
-constexpr auto UnpackJapanese() {
-  std::array<CollationTable::Page, CountChanged(kJapaneseIndex)> pages{};
-  for (std::size_t i = 0; i < kJapaneseIndex.size(); ++i) {
-    if (kJapaneseIndex[i] != kUnchanged) pages[kJapaneseIndex[i]] = kGeneralPages[i];
+// A page needs a list unless a single run fills it.
+constexpr PageIndex IndexGeneral() {
+  std::array<bool, 256> listed{};
+  for (const Run& run : kRuns) {
+    if ((run.first & 0xFF) != 0) listed[run.first >> 8] = true;
   }
-  ForEachJapanese([&pages](std::uint32_t unit, CharEntry entry) {
-    pages[kJapaneseIndex[unit >> 8]][unit & 0xFF] = entry;
-  });
-  return pages;
+  return NumberPages(listed);
 }
 
-constexpr auto kJapanesePages = UnpackJapanese();
+constexpr PageIndex kGeneralIndex = IndexGeneral();
+
+constexpr auto UnpackGeneral() {
+  std::array<CollationTable::Page, CountLists(kGeneralIndex)> lists{};
+  for (std::size_t i = 0; i < kRuns.size(); ++i) {
+    const Run& run = kRuns[i];
+    for (std::size_t unit = run.first; unit < RunEnd(i); ++unit) {
+      if (kGeneralIndex[unit >> 8] == kUnlisted) {
+        unit |= 0xFF;
+        continue;
+      }
+      lists[kGeneralIndex[unit >> 8]][unit & 0xFF] =
+          run.counts_up ? CountUp(run.entry, unit - run.first) : run.entry;
+    }
+  }
+  return lists;
+}
+
+constexpr auto kGeneralLists = UnpackGeneral();
 
 constexpr CollationTable MakeGeneral() {
   CollationTable::Pages pages{};
-  for (std::size_t i = 0; i < pages.size(); ++i) pages[i] = &kGeneralPages[i];
-  return CollationTable(pages);
-}
-
-constexpr CollationTable MakeJapanese() {
-  CollationTable::Pages pages{};
-  for (std::size_t i = 0; i < pages.size(); ++i) {
-    bool changed = kJapaneseIndex[i] != kUnchanged;
-    pages[i] = changed ? &kJapanesePages[kJapaneseIndex[i]] : &kGeneralPages[i];
+  std::size_t at = 0;  // the run that holds the first unit of the page
+  for (std::size_t page = 0; page < 256; ++page) {
+    while (RunEnd(at) <= page << 8) ++at;
+    const Run& run = kRuns[at];
+    CharEntry first = run.counts_up ? CountUp(run.entry, (page << 8) - run.first) : run.entry;
+    std::uint8_t list = kGeneralIndex[page];
+    pages[page] = {list != kUnlisted ? &kGeneralLists[list] : nullptr, first, run.counts_up};
   }
   return CollationTable(pages);
 }
 
 constexpr CollationTable kGeneralTable = MakeGeneral();
+
+// Calls visit(unit, entry) for everything that the Japanese order changes.
+template <typename Visit>
+constexpr void ForEachJapanese(Visit visit) {
+  for (const Run& run : ParseRuns<kJapaneseRuns.size() / kRunDigits>(kJapaneseRuns)) {
+    visit(run.first, run.entry);
+  }
+  auto visit_kanji = [&visit](std::u16string_view kanji, std::uint16_t weight) {
+    CharEntry first{weight, kPlainSecondary, CharKind::kLetter};
+    for (std::size_t i = 0; i < kanji.size(); ++i) visit(kanji[i], CountUp(first, i));
+  };
+  visit_kanji(kKanji0, kKanjiWeight0);
+  visit_kanji(kKanji1, kKanjiWeight1);
+}
+
+constexpr PageIndex IndexJapanese() {
+  std::array<bool, 256> listed{};
+  ForEachJapanese([&listed](std::uint32_t unit, CharEntry) { listed[unit >> 8] = true; });
+  return NumberPages(listed);
+}
+
+constexpr PageIndex kJapaneseIndex = IndexJapanese();
+
+constexpr auto UnpackJapanese() {
+  std::array<CollationTable::Page, CountLists(kJapaneseIndex)> lists{};
+  for (std::size_t page = 0; page < 256; ++page) {
+    if (kJapaneseIndex[page] == kUnlisted) continue;
+    for (std::size_t i = 0; i < 256; ++i) {
+      lists[kJapaneseIndex[page]][i] = kGeneralTable[static_cast<char16_t>(page << 8 | i)];
+    }
+  }
+  ForEachJapanese([&lists](std::uint32_t unit, CharEntry entry) {
+    lists[kJapaneseIndex[unit >> 8]][unit & 0xFF] = entry;
+  });
+  return lists;
+}
+
+constexpr auto kJapaneseLists = UnpackJapanese();
+
+constexpr CollationTable MakeJapanese() {
+  CollationTable::Pages pages = kGeneralTable.pages();
+  for (std::size_t page = 0; page < 256; ++page) {
+    std::uint8_t list = kJapaneseIndex[page];
+    if (list != kUnlisted) pages[page].listed = &kJapaneseLists[list];
+  }
+  return CollationTable(pages);
+}
+
 constexpr CollationTable kJapaneseTable = MakeJapanese();
 
 }  // namespace

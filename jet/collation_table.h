@@ -36,15 +36,35 @@ struct Letter {
   std::uint8_t secondary = 0;
 };
 
+// The entry `steps` behind `first` in a run whose weights count up. The low byte
+// of a weight of two bytes goes from 02 to FF.
+constexpr CharEntry CountUp(CharEntry first, std::size_t steps) {
+  std::size_t place = (first.weight >> 8) * 254U + (first.weight & 0xFFU) - 2 + steps;
+  first.weight = static_cast<std::uint16_t>(place / 254 << 8 | (place % 254 + 2));
+  return first;
+}
+
 inline constexpr std::size_t kMaxLetters = 3;  // that one character counts as
 
 class CollationTable {
  public:
   using Page = std::array<CharEntry, 256>;
-  using Pages = std::array<const Page*, 256>;
+  // 256 units: listed one by one, or all like the first, or counting up from it.
+  struct PageInfo {
+    const Page* listed = nullptr;
+    CharEntry first;
+    bool counts_up = false;
+  };
+  using Pages = std::array<PageInfo, 256>;
   explicit constexpr CollationTable(const Pages& pages) : pages_(pages) {}
 
-  const CharEntry& operator[](char16_t unit) const { return (*pages_[unit >> 8])[unit & 0xFF]; }
+  constexpr CharEntry operator[](char16_t unit) const {
+    const PageInfo& page = pages_[unit >> 8];
+    std::size_t offset = unit & 0xFF;
+    if (page.listed != nullptr) return (*page.listed)[offset];
+    return page.counts_up ? CountUp(page.first, offset) : page.first;
+  }
+  constexpr const Pages& pages() const { return pages_; }
   // Of an entry of kind kLetters.
   static std::span<const Letter> LettersOf(const CharEntry& entry);
 

@@ -96,9 +96,9 @@ def runs(table):
     return out
 
 
-def quoted(name, text, width):
-    lines = [f'    "{text[i:i + width]}"' for i in range(0, len(text), width)]
-    return f'constexpr std::string_view {name} =\n' + '\n'.join(lines) + ';\n'
+def quoted(name, text, width, view='std::string_view', prefix=''):
+    lines = [f'    {prefix}"{text[i:i + width]}"' for i in range(0, len(text), width)]
+    return f'constexpr {view} {name} =\n' + '\n'.join(lines) + ';\n'
 
 
 def packed(found):
@@ -140,10 +140,11 @@ def main(general_path, japanese_path, output):
         out.write('\n// What the Japanese order changes, kanji apart: one code point a run.\n')
         out.write(quoted('kJapaneseRuns', packed((c, *others[c]) for c in sorted(others)), 88))
         out.write('\n// Kanji and their forms in the Japanese order: from which weight on, and the\n'
-                  '// code points in the order of the weights, four digits each.\n')
+                  '// code points in the order of the weights.\n')
         for number, (weight, codes) in enumerate(pieces):
             out.write(f'constexpr std::uint16_t kKanjiWeight{number} = 0x{weight:04X};\n')
-            out.write(quoted(f'kKanji{number}', ''.join(f'{c:04X}' for c in codes), 88))
+            out.write(quoted(f'kKanji{number}', ''.join(f'\\u{c:04X}' for c in codes), 90,
+                             'std::u16string_view', 'u'))
 
 
 if __name__ == '__main__':
