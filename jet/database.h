@@ -27,18 +27,18 @@ Clock SystemClock();
 
 struct OpenOptions {
   OpenMode mode = OpenMode::kRead;
-  std::string password;
-  PagerLimits limits;
-  Clock clock;  // empty: SystemClock()
+  std::string password{};
+  PagerLimits limits{};
+  Clock clock{};  // empty: SystemClock()
 };
 
 struct CreateOptions {
   SortOrder order = kJapanese;
   std::uint16_t code_page = 932;
-  std::string password;
+  std::string password{};
   std::uint32_t engine_build = 0;  // 0: the usual one
-  PagerLimits limits;
-  Clock clock;
+  PagerLimits limits{};
+  Clock clock{};
 };
 
 enum class ObjectKind { kTable, kSystemTable, kLinkedTable, kQuery, kOther };
@@ -53,21 +53,21 @@ struct ObjectInfo {
 };
 
 struct ColumnSpec {
-  std::string name;
+  std::string name{};
   ColumnType type = ColumnType::kLong;
   std::size_t max_size = 0;                // Text: characters; Binary: bytes
   bool compressed = false;                 // Text and Memo
   bool auto_number = false;                // Long
   std::uint8_t precision = 18, scale = 0;  // Numeric
   bool required = false;                   // recorded as a property; ignored for Boolean
-  std::optional<bool> allow_zero_length;
-  std::string default_expression;
+  std::optional<bool> allow_zero_length{};
+  std::string default_expression{};
 };
 
 struct IndexSpec {
-  std::string name;
-  std::vector<std::string> columns;
-  std::vector<bool> descending;  // empty: all ascending
+  std::string name{};
+  std::vector<std::string> columns{};
+  std::vector<bool> descending{};  // empty: all ascending
   bool primary = false;
   bool unique = false;
   bool required = false;
@@ -75,9 +75,9 @@ struct IndexSpec {
 };
 
 struct TableSpec {
-  std::string name;
-  std::vector<ColumnSpec> columns;  // may be empty
-  std::vector<IndexSpec> indexes;
+  std::string name{};
+  std::vector<ColumnSpec> columns{};  // may be empty
+  std::vector<IndexSpec> indexes{};
 };
 
 class Database {

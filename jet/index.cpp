@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 #include "jet/error.h"
 #include "jet/index_change.h"
@@ -15,19 +16,19 @@ bool StartsWith(ByteView bytes, ByteView start) {
 
 }  // namespace
 
-HeldIndexPage DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
-                           IndexPath* path) {
-  HeldIndexPage held;
+IndexPlace DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
+                        IndexPath* path) {
+  IndexPlace place;
   PageNumber number = root;
   for (std::size_t depth = 0; depth < IndexPath::kMaxDepth; ++depth) {
-    held.Read(pager, number, owner);
-    const IndexSlot slot = held.page.LowerBound(bytes);
+    place.leaf.Read(pager, number, owner);
+    place.slot = place.leaf.page.LowerBound(bytes);
     if (path != nullptr) {
-      path->steps[depth] = {number, slot};
+      path->steps[depth] = {number, place.slot};
       path->depth = depth + 1;
     }
-    if (held.page.leaf()) return held;
-    number = held.page.Child(slot);
+    if (place.leaf.page.leaf()) return place;
+    number = place.leaf.page.Child(place.slot);
   }
   throw Error::Damaged(root, "an index deeper than any can be");
 }
@@ -79,8 +80,9 @@ RowId Index::Cursor::row() const {
 
 Index::Cursor Index::Seek(ByteView bytes) const {
   Cursor cursor(*pager_, def_->page);
-  cursor.leaf_ = DescendIndex(*pager_, real().root, def_->page, bytes, nullptr);
-  cursor.slot_ = cursor.leaf_.page.LowerBound(bytes);
+  IndexPlace place = DescendIndex(*pager_, real().root, def_->page, bytes, nullptr);
+  cursor.leaf_ = std::move(place.leaf);
+  cursor.slot_ = place.slot;
   cursor.Settle();
   return cursor;
 }

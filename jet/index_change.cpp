@@ -108,8 +108,7 @@ bool IndexChange::Insert(ByteView key, RowId row) {
   assert(!key.empty());
   if (key.size() > kMaxIndexEntryBytes) throw Error(ErrorCode::kKeyTooLong);
   const EntryBuffer entry(key, row);
-  const HeldIndexPage leaf = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_);
-  const IndexSlot slot = path_.steps[path_.depth - 1].slot;
+  const auto [leaf, slot] = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_);
   if (!slot.at_end() && leaf.page.Equals(slot, entry.view())) {
     throw Error::Damaged(leaf.page.number(), "the index has an entry for a row that is new");
   }
@@ -207,12 +206,8 @@ void IndexChange::PushRootDown() {
 
 bool IndexChange::Erase(ByteView key, RowId row) {
   const EntryBuffer entry(key, row);
-  IndexSlot slot;
-  {
-    const HeldIndexPage held = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_);
-    slot = path_.steps[path_.depth - 1].slot;
-    if (slot.at_end() || !held.page.Equals(slot, entry.view())) return false;
-  }
+  const auto [held, slot] = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_);
+  if (slot.at_end() || !held.page.Equals(slot, entry.view())) return false;
   const std::size_t level = path_.depth - 1;
   IndexPageEditor leaf = Edit(path_.steps[level].page);
   const bool was_greatest = slot.end == leaf.used();

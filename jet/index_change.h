@@ -22,10 +22,14 @@ struct IndexPath {
   std::size_t depth = 0;
 };
 
-// The leaf where an entry that is not less than `bytes` would stand first.
+// Where the first entry that is not less than some bytes stands, or would.
+struct IndexPlace {
+  HeldIndexPage leaf;
+  IndexSlot slot;
+};
 // Fills `path`, unless null, down to and with the leaf.
-HeldIndexPage DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
-                           IndexPath* path);
+IndexPlace DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
+                        IndexPath* path);
 
 class IndexChange {
  public:

@@ -41,16 +41,19 @@ std::size_t NextBit(const std::uint8_t* mask, std::size_t bit) {
 
 // The highest bit set in (floor, bit]; `floor` if there is none.
 std::size_t BitBelow(const std::uint8_t* mask, std::size_t bit, std::size_t floor) {
-  auto at = static_cast<std::ptrdiff_t>(bit);
-  const auto lowest = static_cast<std::ptrdiff_t>(floor);
-  while (at > lowest) {
+  for (;;) {
     // Before the mask lies the page's head: the load stays on the page, and
     // what it finds there is below any floor.
-    const std::uint64_t word = WordAt(mask + at / 8 - 7) << (7 - at % 8);
-    if (word != 0) return static_cast<std::size_t>(std::max(at - std::countl_zero(word), lowest));
-    at = at / 8 * 8 - 57;
+    const std::uint64_t word = WordAt(mask + bit / 8 - 7) << (7 - bit % 8);
+    const std::size_t above = bit - floor;
+    if (word != 0) {
+      const auto distance = static_cast<std::size_t>(std::countl_zero(word));
+      return distance < above ? bit - distance : floor;
+    }
+    const std::size_t looked_at = 57 + bit % 8;
+    if (above < looked_at) return floor;
+    bit -= looked_at;
   }
-  return floor;
 }
 
 std::size_t HighestBit(const std::uint8_t* mask) {

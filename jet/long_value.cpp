@@ -17,7 +17,6 @@ constexpr std::uint32_t kLengthBits = 0x3FFF'FFFF;
 constexpr std::size_t kChunkBytes = 4072;        // of a chain's row, behind the next address
 constexpr std::size_t kWorthMarkingBytes = 257;  // pages with more room are in the free map
 constexpr std::size_t kPagesTried = 16;          // of the free map, before a new page is taken
-constexpr std::uint16_t kReleasedType = 0x0901;  // type word of an emptied page
 
 // The row's bytes behind `at`; the page must be one of long values.
 ByteView LongValueRow(RowId at, PageView page) {
@@ -158,7 +157,7 @@ void FreeRow(PageAllocator& allocator, const ColumnDef& column, RowId at) {
   }
   owned.Remove(at.page);
   UsageMap(pager, column.free_map).Remove(at.page);
-  PutU16(pager.Edit(at.page), 0, kReleasedType);
+  MarkReleased(pager.Edit(at.page));
   allocator.Free(at.page);
 }
 

@@ -9,6 +9,7 @@ namespace jet {
 namespace {
 
 constexpr std::uint16_t kPageType = 0x0101;
+constexpr std::uint16_t kReleasedPageType = 0x0109;
 constexpr std::size_t kFree = 0x02;
 constexpr std::size_t kOwner = 0x04;
 constexpr std::size_t kRowCount = 0x0C;
@@ -153,6 +154,8 @@ void DeleteRow(PageNumber number, PageSpan page, std::size_t row) {
   Resize(page, rows.row_count(), row, 0);
   PutU16(page, kSlots + kSlotSize * row, Offset(page, row) | Flags(SlotKind::kDeleted));
 }
+
+void MarkReleased(PageSpan page) { PutU16(page, 0, kReleasedPageType); }
 
 void PutStamp(PageSpan page, std::uint32_t stamp) { PutU32(page, kStampOffset, stamp); }
 

@@ -58,6 +58,8 @@ std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind k
 bool ReplaceRow(PageNumber number, PageSpan page, std::size_t row, ByteView bytes, SlotKind kind);
 // Marks the row deleted and gives its bytes back to the page.
 void DeleteRow(PageNumber number, PageSpan page, std::size_t row);
+// The type word of a page that lost its last row and goes back to the file.
+void MarkReleased(PageSpan page);
 void PutStamp(PageSpan page, std::uint32_t stamp);
 
 }  // namespace jet

@@ -426,6 +426,24 @@ RowId Table::PlaceBody(ByteView bytes) {
   return {page, AddRow(page, pager().Edit(page), bytes, SlotKind::kBody)};
 }
 
+// Deletes a row's bytes; a page that holds none any more goes back to the file,
+// unless it is the table's last one.
+void Table::RemoveBytes(RowId at) {
+  DeleteRow(at.page, pager().Edit(at.page), at.row);
+  const PageRef page = pager().Read(at.page);
+  const RowPage rows(at.page, page.bytes());
+  for (std::size_t slot = 0; slot < rows.row_count(); ++slot) {
+    if (rows.kind(slot) != SlotKind::kDeleted) return;
+  }
+  const auto first = NextDataPage({});
+  const auto last = LastDataPage({0xFFFFFFFF});
+  if (first == last) return;
+  UsageMap(pager(), def_.owned_map).Remove(at.page);
+  UsageMap(pager(), def_.free_map).Remove(at.page);
+  MarkReleased(pager().Edit(at.page));
+  allocator_->Free(at.page);
+}
+
 // The row keeps its slot, and with it its position and its index entries.
 void Table::RewriteRow(RowId id, ByteView bytes) {
   RowId at;
@@ -436,7 +454,7 @@ void Table::RewriteRow(RowId id, ByteView bytes) {
                  moved ? SlotKind::kBody : SlotKind::kLive)) {
     return;
   }
-  if (moved) DeleteRow(at.page, pager().Edit(at.page), at.row);
+  if (moved) RemoveBytes(at);
   const RowId body = PlaceBody(bytes);
   Bytes pointer;
   AddU32(pointer, body.packed());
@@ -506,8 +524,8 @@ void Table::Delete(RowId id) {
     RowId at;
     PageRef page;
     if (!Locate(id, page, at)) throw Error::Damaged(id.page, "the row is gone");
-    if (at != id) DeleteRow(at.page, pager().Edit(at.page), at.row);
-    DeleteRow(id.page, pager().Edit(id.page), id.row);
+    if (at != id) RemoveBytes(at);
+    RemoveBytes(id);
     if (def_.row_count > 0) --def_.row_count;
     def_.StoreCounters(pager());
     scope.Commit();

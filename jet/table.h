@@ -121,6 +121,7 @@ class Table {
   RowId PlaceRow(ByteView bytes);
   RowId PlaceBody(ByteView bytes);
   void RewriteRow(RowId id, ByteView bytes);
+  void RemoveBytes(RowId at);
   Pager& pager() const { return allocator_->pager(); }
 
   PageAllocator* allocator_;

@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
 
 #include "jet/bytes.h"
+#include "jet/database.h"
 #include "jet/index_key.h"
 #include "jet/slotted_page.h"
 #include "tests/support/temp_db.h"
@@ -53,6 +55,7 @@ class TreeFile {
   Index index() { return Index(*pager_, def_, 0); }
   Pager& pager() { return *pager_; }
   PageAllocator& allocator() { return *allocator_; }
+  const TableDef& def() const { return def_; }
   TreeReport Check() { return CheckTree(*allocator_, def_); }
 
   bool Insert(ByteView key, RowId row) {
@@ -66,11 +69,6 @@ class TreeFile {
     const bool found = index().Erase(*allocator_, key, row);
     scope.Commit();
     return found;
-  }
-  void Poke(PageNumber page, std::size_t at, std::uint8_t value) {
-    Scope scope(*pager_);
-    pager_->Edit(page)[at] = value;
-    scope.Commit();
   }
   std::vector<Bytes> Image() {
     std::vector<Bytes> pages;
@@ -249,6 +247,246 @@ TEST_P(IndexModelTest, AgreesWithASortedMap) {
 
 INSTANTIATE_TEST_SUITE_P(Keys, IndexModelTest, ::testing::ValuesIn(kDistributions),
                          [](const auto& info) { return info.param.name; });
+
+// ---- what others wrote
+
+// Entries of 510 bytes that share all but the last few.
+void FillAlike(TreeFile& tree, std::uint32_t count) {
+  for (std::uint32_t n = 0; n < count; ++n) tree.Insert(Padded(n, 509, 0x60), Row(n));
+}
+
+TEST(IndexTest, KeepsPagesWithAPrefixReadable) {
+  TreeFile tree;
+  FillAlike(tree, 300);
+  ASSERT_EQ(tree.Check().pages, 1u) << "on a page that cannot stand without its prefix";
+  // Keys that spoil the prefix, on both sides.
+  for (std::uint32_t n = 0; n < 40; ++n) {
+    EXPECT_TRUE(tree.Insert({{0x7F, 0x10, static_cast<std::uint8_t>(n), 0}}, Row(1000 + n)));
+    EXPECT_TRUE(tree.Insert({{0x7F, 0x90, static_cast<std::uint8_t>(n), 0}}, Row(2000 + n)));
+  }
+  const TreeReport report = tree.Check();
+  EXPECT_THAT(report.faults, IsEmpty());
+  EXPECT_EQ(report.entries.size(), 380u);
+  EXPECT_EQ(tree.index().Find(Padded(299, 509, 0x60)), Row(299));
+}
+
+// Rewrites a node so that its entries share `prefix` bytes.
+void CompressNode(TreeFile& tree, PageNumber number, std::size_t prefix) {
+  Scope scope(tree.pager());
+  const PageSpan page = tree.pager().Edit(number);
+  const IndexPage old(number, page, tree.def().page);
+  Bytes area, mask(453), buffer;
+  for (IndexSlot slot = old.First(); !slot.at_end(); slot = old.After(slot)) {
+    Bytes own(page.begin() + 0x1E0 +
+                  static_cast<std::ptrdiff_t>(slot.start + (area.empty() ? 0 : prefix)),
+              page.begin() + 0x1E0 + static_cast<std::ptrdiff_t>(slot.end));
+    AddBytes(area, own);
+    mask[area.size() / 8] = static_cast<std::uint8_t>(mask[area.size() / 8] | 1 << area.size() % 8);
+  }
+  PutU16(page, 2, 3616 - area.size());
+  PutU16(page, 0x18, prefix);
+  PutBytes(page, 0x1B, mask);
+  PutBytes(page, 0x1E0, area);
+  scope.Commit();
+}
+
+TEST(IndexTest, ChangesNodesWithAPrefix) {
+  TreeFile tree;
+  FillAlike(tree, 1500);
+  ASSERT_EQ(tree.Check().height, 2u);
+  CompressNode(tree, {3}, 400);
+  ASSERT_THAT(tree.Check().faults, IsEmpty());
+  for (std::uint32_t n = 0; n < 900; ++n) {
+    Bytes key = Padded(n, 509, n % 2 == 0 ? 0x5F : 0x61);
+    key[n % 450 + 1] = 0x5E;
+    EXPECT_TRUE(tree.Insert(key, Row(5000 + n)));
+  }
+  EXPECT_THAT(tree.Check().faults, IsEmpty());
+  for (std::uint32_t n = 0; n < 1500; ++n) EXPECT_TRUE(tree.Erase(Padded(n, 509, 0x60), Row(n)));
+  const TreeReport report = tree.Check();
+  EXPECT_THAT(report.faults, IsEmpty());
+  EXPECT_EQ(report.entries.size(), 900u);
+}
+
+TEST(IndexTest, ReadsAndRewritesRealTrees) {
+  SKIP_WITHOUT_SAMPLES();
+  std::size_t trees = 0, tall = 0, compressed = 0;
+  for (const std::string& name : test_support::SampleNames()) {
+    SCOPED_TRACE(name);
+    test_support::TempFolder folder;
+    const auto files = MakeSystemFiles();
+    OpenOptions options;
+    options.mode = OpenMode::kExclusive;
+    options.password = "ucanaccess";  // of the one file that has any
+    const auto db = Database::Open(*files, folder.CopySample(name), options);
+    for (const ObjectInfo& object : db->Objects()) {
+      if (object.kind != ObjectKind::kTable && object.kind != ObjectKind::kSystemTable) continue;
+      const auto table = db->OpenTable(object);
+      std::set<RowId> rows;
+      for (TableScan scan(*table); scan.Next();) rows.insert(scan.row().id());
+      for (std::size_t i = 0; i < table->def().real_indexes.size(); ++i) {
+        SCOPED_TRACE(fmt::format("{} index {}", object.name, i));
+        Index index = table->OpenIndex(i);
+        const TreeReport before = CheckTree(db->allocator(), table->def(), i);
+        EXPECT_THAT(before.faults, IsEmpty());
+        std::vector<IndexEntry> entries;
+        for (Index::Cursor at = index.First(); at.valid(); at.Next()) {
+          entries.push_back({Bytes(at.key().begin(), at.key().end()), at.row()});
+          EXPECT_TRUE(rows.contains(at.row()));
+          EXPECT_TRUE(index.HasKey(at.key()));
+        }
+        EXPECT_EQ(entries.size(), before.entries.size());
+        EXPECT_TRUE(entries.size() == rows.size() || table->def().real_indexes[i].ignore_nulls());
+
+        Scope scope(db->pager());
+        std::mt19937 random(7);
+        std::shuffle(entries.begin(), entries.end(), random);
+        std::erase_if(entries,
+                      [](const IndexEntry& e) { return e.key.size() > kMaxIndexEntryBytes; });
+        for (std::size_t k = 0; k < entries.size() * 3 / 4; ++k) {
+          EXPECT_TRUE(index.Erase(db->allocator(), entries[k].key, entries[k].row));
+        }
+        EXPECT_THAT(CheckTree(db->allocator(), table->def(), i).faults, IsEmpty());
+        for (std::size_t k = 0; k < entries.size() * 3 / 4; ++k) {
+          index.Insert(db->allocator(), entries[k].key, entries[k].row);
+        }
+        const TreeReport after = CheckTree(db->allocator(), table->def(), i);
+        EXPECT_THAT(after.faults, IsEmpty());
+        EXPECT_EQ(after.entries, before.entries);
+        ++trees;
+        tall += before.height > 1;
+        compressed += before.compressed_leaves;
+      }
+    }
+  }
+  EXPECT_GT(trees, 100u);
+  EXPECT_GT(tall, 0u);
+  EXPECT_GT(compressed, 0u);
+}
+
+// ---- failure
+
+TEST(IndexTest, PutsEverythingBackWhenTheScopeIsDropped) {
+  TreeFile tree;
+  for (std::uint32_t n = 0; n < 40; ++n) tree.Insert(Padded(n * 7919 % 1000, 480, 0x33), Row(n));
+  const std::vector<Bytes> before = tree.Image();
+  {
+    Scope scope(tree.pager());
+    Index index = tree.index();
+    for (std::uint32_t n = 1000; n < 1400; ++n) {
+      index.Insert(tree.allocator(), LongKey(n * 2654435761u), Row(n));
+      index.Insert(tree.allocator(), Padded(n, 500, 0x34), Row(n));
+    }
+    for (std::uint32_t n = 0; n < 40; ++n) EXPECT_TRUE(index.EraseByRow(tree.allocator(), Row(n)));
+    EXPECT_FALSE(index.EraseByRow(tree.allocator(), Row(0)));
+    EXPECT_THAT(tree.Check().faults, IsEmpty());
+  }
+  EXPECT_EQ(tree.Image(), before);
+  EXPECT_EQ(tree.Check().entries.size(), 40u);
+}
+
+ErrorCode CodeOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Error& error) {
+    return error.code();
+  }
+  ADD_FAILURE() << "no error";
+  return {};
+}
+
+TEST(IndexTest, RefusesWhatItCannotHold) {
+  TreeFile tree;
+  tree.Insert(LongKey(1), Row(1));
+  EXPECT_EQ(CodeOf([&] { tree.Insert(Bytes(511, 0x7F), Row(2)); }), ErrorCode::kKeyTooLong);
+  EXPECT_EQ(CodeOf([&] { tree.Insert(LongKey(1), Row(1)); }), ErrorCode::kDamaged);
+  EXPECT_FALSE(tree.Erase(LongKey(1), Row(2)));
+  EXPECT_EQ(tree.Check().entries.size(), 1u);
+}
+
+// Whatever a caller may do with a tree of these entries; leaves it as it is.
+void UseTree(TreeFile& tree, const std::vector<Bytes>& entries) {
+  Scope scope(tree.pager());
+  Index index = tree.index();
+  for (Index::Cursor at = index.First(); at.valid();) at.Next();
+  for (std::size_t i = 0; i < entries.size(); i += 7) index.LowerBound(entries[i]);
+  for (std::uint32_t n = 0; n < 60; ++n) {
+    const Bytes key = Padded(n * 37, 100, 0x33);
+    index.HasKey(key);
+    index.Erase(tree.allocator(), key, Row(n * 37));
+    index.Insert(tree.allocator(), Padded(n * 37 + 1, 90, 0x33), Row(n));
+  }
+}
+
+TEST(IndexTest, NamesDamage) {
+  TreeFile tree;
+  for (std::uint32_t n = 0; n < 2400; ++n) {
+    Bytes key = Padded(n, 100, 0x33);
+    key[1 + n % 3] = 0x44;  // little in common: no prefixes
+    tree.Insert(key, Row(n));
+  }
+  const TreeReport report = tree.Check();
+  ASSERT_EQ(report.height, 3u);
+  const PageNumber root{3}, node = report.first_node_child, leaf = report.a_leaf;
+  const auto number = [](std::uint32_t n) {
+    Bytes bytes;
+    AddU32(bytes, n);
+    return bytes;
+  };
+  const std::size_t entry = 102 + 4;  // in the root: where the first child stands
+  const struct {
+    const char* what;
+    PageNumber page;
+    std::size_t at;
+    Bytes bytes;
+  } kCases[] = {
+      {"a node's type", root, 0, {1, 1}},
+      {"a leaf's type", leaf, 0, {1, 1}},
+      {"another owner", node, 4, number(99)},
+      {"a leaf that follows itself", leaf, 0x10, number(leaf.value)},
+      {"a leaf followed by a node", leaf, 0x10, number(root.value)},
+      {"a leaf followed by a page outside the file", leaf, 0x10, number(0x00123456)},
+      {"a child outside the file", root, 0x1E0 + entry, {0x00, 0xFF, 0xFF, 0xFF}},
+      {"a child that is the node itself", root, 0x1E0 + entry, {0, 0, 0, 3}},
+      {"a child that is the node above", node, 0x14, number(root.value)},
+      {"no tail", root, 0x14, number(0)},
+      {"a mask beyond the entries", leaf, 0x1DF, {0x80}},
+      {"an entry that ends at its start", leaf, 0x1B, {0x01}},
+      {"entries too short", leaf, 0x1B, {0x06}},
+      {"a prefix longer than the first entry", leaf, 0x18, {0xFF, 0x00}},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.what);
+    Scope scope(tree.pager());
+    PutBytes(tree.pager().Edit(c.page), c.at, c.bytes);
+    EXPECT_EQ(CodeOf([&] { UseTree(tree, report.entries); }), ErrorCode::kDamaged);
+  }
+  UseTree(tree, report.entries);
+}
+
+TEST(IndexTest, SurvivesRandomDamage) {
+  TreeFile tree;
+  for (std::uint32_t n = 0; n < 1500; ++n) tree.Insert(Padded(n, 100, 0x33), Row(n));
+  const TreeReport report = tree.Check();
+  std::mt19937 random(4711);
+  int refused = 0;
+  for (int round = 0; round < 400; ++round) {
+    Scope scope(tree.pager());
+    for (unsigned i = 0; i <= round % 4u; ++i) {
+      const PageNumber page{3 +
+                            static_cast<std::uint32_t>(random()) % (tree.pager().page_count() - 3)};
+      const std::size_t at = random() % (random() % 3 == 0 ? kPageSize : 0x40);
+      tree.pager().Edit(page)[at] = static_cast<std::uint8_t>(random());
+    }
+    try {
+      UseTree(tree, report.entries);
+    } catch (const Error&) {
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, 50);
+  UseTree(tree, report.entries);
+}
 
 }  // namespace
 }  // namespace jet
