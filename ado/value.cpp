@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "ado/error.h"
+#include "jet/text.h"
 
 namespace ado {
 namespace {
@@ -158,5 +159,11 @@ double LeadingNumber(std::string_view text) {
 
 std::int16_t ToInt16(double number) { return RoundTo<std::int16_t>(number); }
 std::int32_t ToInt32(double number) { return RoundTo<std::int32_t>(number); }
+
+std::string WithoutLast(std::string_view text, std::size_t units) {
+  std::u16string cut = jet::ToUtf16(text);
+  cut.resize(cut.size() > units ? cut.size() - units : 0);
+  return jet::ToUtf8(cut);
+}
 
 }  // namespace ado

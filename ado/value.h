@@ -51,6 +51,9 @@ std::int32_t ToInt32(double number);
 // A number from any value; error 94 for Null, kErrIntegrity for text that is none.
 double ToDouble(const Value& value);
 
+// Text counts in UTF-16 units, as the provider does.
+std::string WithoutLast(std::string_view text, std::size_t units);
+
 // To the type of a column, as the provider converts on assignment. kErrIntegrity
 // with the field's name for what cannot be converted or is out of range.
 Value ConvertTo(const jet::ColumnDef& column, const Value& value);

@@ -1,0 +1,184 @@
+#include "app/form1.h"
+
+#include <fmt/format.h>
+
+#include <new>
+#include <utility>
+
+#include "db/action.h"
+
+namespace app {
+namespace {
+
+constexpr std::string_view kNotSelected = "未選択";
+constexpr std::string_view kLatestPrefix = "最新　            Ver ";
+constexpr std::string_view kFilter = "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb";
+constexpr std::string_view kNoFile = "ファイルが選択されていません";
+constexpr std::string_view kWrongFile = "選択されたファイルはZVTデータファイルではありません";
+constexpr std::string_view kSelectionError = "選択エラー";
+constexpr int kLatestElementOffset = 2;  // the latest version's label stands two behind
+
+// What the runtime says of faults that are our own.
+constexpr std::int32_t kOutOfMemory = 7;
+constexpr std::string_view kOutOfMemoryText = "メモリが不足しています。";
+constexpr std::int32_t kInternalError = 51;
+constexpr std::string_view kInternalErrorText = "内部エラーです。";
+
+std::string NameOf(const std::string& path) {
+  const std::size_t separator = path.find_last_of("/\\");
+  return separator == std::string::npos ? path : path.substr(separator + 1);
+}
+
+}  // namespace
+
+struct Form1::Kind {
+  std::string_view file_name;
+  int version_element;
+  Button upgrade_button;
+  std::size_t cut_characters;  // of the full path, to get the folder
+  std::string db::Module1::*path;
+  double db::Module1::*version;
+  double db::Module1::*latest;
+  void (db::Module1::*access)(std::string_view);
+  void (db::Module1::*read_version)();
+  void (db::Module1::*upgrade)(std::int16_t);
+};
+
+const Form1::Kind& Form1::DataKind() {
+  static constexpr Kind kKind{db::kDataFileName,           db::kDataVersionElement,
+                              Button::kCB_DB_Up,           9,
+                              &db::Module1::DataDB_Path,   &db::Module1::DataDB_Ver,
+                              &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
+                              &db::Module1::Get_DataVer,   &db::Module1::Data_Up};
+  return kKind;
+}
+
+// One character fewer is cut than the name with its separator has: the folder
+// keeps its separator, and the connection string doubles it.
+const Form1::Kind& Form1::TenkaiKind() {
+  static constexpr Kind kKind{db::kTenkaiFileName,           db::kTenkaiVersionElement,
+                              Button::kCB_TenkaiDB_Up,       10,
+                              &db::Module1::TenkaiDB_Path,   &db::Module1::TenkaiDB_Ver,
+                              &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
+                              &db::Module1::Get_TenkaiVer,   &db::Module1::Tenkai_Up};
+  return kKind;
+}
+
+Form1::Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string application_folder)
+    : module_(module),
+      repairs_(std::move(repairs)),
+      view_(view),
+      application_folder_(std::move(application_folder)) {
+  module_.SetView(this);
+}
+
+Form1::~Form1() { module_.SetView(nullptr); }
+
+void Form1::Form_Load() {
+  SetVersionCaption(db::kDataVersionElement, std::string(kNotSelected));
+  SetVersionCaption(db::kTenkaiVersionElement, std::string(kNotSelected));
+  module_.DataDB_NewVer = module_.data_ladder().latest();
+  module_.TenkaiDB_NewVer = module_.tenkai_ladder().latest();
+  for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
+    SetVersionCaption(kind->version_element + kLatestElementOffset,
+                      std::string(kLatestPrefix) + db::VersionText(module_.*kind->latest));
+  }
+}
+
+void Form1::CB_DataDB_Click() { Choose(DataKind()); }
+void Form1::CB_TenkaiDB_Click() { Choose(TenkaiKind()); }
+void Form1::CB_DB_Up_Click() { Upgrade(DataKind()); }
+void Form1::CB_TenkaiDB_Up_Click() { Upgrade(TenkaiKind()); }
+void Form1::Command1_Click() { RunEvent(repairs_.reinforcements); }
+void Form1::Command4_Click() { RunEvent(repairs_.flex_names); }
+void Form1::Command5_Click() { RunEvent(repairs_.english_names); }
+
+void Form1::Choose(const Kind& kind) {
+  if (ended_ || running_) return;
+  const std::string path =
+      view_.AskFile(application_folder_ + "\\" + std::string(kind.file_name), std::string(kFilter));
+  const std::string name = NameOf(path);
+  if (name.empty()) {
+    view_.ShowMessage(std::string(kNoFile), std::string(kSelectionError));
+    return;
+  }
+  if (name != kind.file_name) {
+    view_.ShowMessage(std::string(kWrongFile), std::string(kSelectionError));
+    return;
+  }
+  RunEvent([&] { OpenChosen(kind, path); });
+}
+
+void Form1::OpenChosen(const Kind& kind, const std::string& path) {
+  module_.*kind.path = db::WithoutLast(path, kind.cut_characters);
+  if (captions_[static_cast<std::size_t>(kind.version_element)] != kNotSelected) {
+    (module_.*kind.access)("Close");
+  }
+  (module_.*kind.access)("Open");
+  (module_.*kind.read_version)();
+  if (module_.*kind.version != module_.*kind.latest) view_.SetVisible(kind.upgrade_button, true);
+  if (&kind == &DataKind()) module_.Show_HokyoList();
+}
+
+void Form1::Upgrade(const Kind& kind) {
+  RunEvent([&] {
+    (module_.*kind.upgrade)(db::RoundVersion(module_.*kind.version));
+    module_.*kind.version = module_.*kind.latest;
+    SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
+    view_.SetVisible(kind.upgrade_button, false);
+  });
+}
+
+void Form1::RunEvent(const std::function<void()>& body) {
+  if (ended_ || running_) return;
+  running_ = true;
+  view_.SetBusy(true);
+  std::int32_t number = 0;
+  std::string text;
+  try {
+    db::Action action(module_.environment());
+    try {
+      body();
+    } catch (const db::Error& error) {
+      number = error.number();
+      text = error.text();
+    }
+    action.Commit();  // after an error, too: completed operations stay
+  } catch (const db::Error& error) {
+    // Nothing of this event has reached the file.
+    text = text.empty() ? error.text() : text + "\n\n" + error.text();
+    if (number == 0) number = error.number();
+  } catch (const std::bad_alloc&) {
+    number = kOutOfMemory;
+    text = kOutOfMemoryText;
+  } catch (const std::exception& fault) {
+    number = kInternalError;
+    text = std::string(kInternalErrorText) + "\n" + fault.what();
+  }
+  view_.SetBusy(false);
+  running_ = false;
+  if (number != 0) FailWith(number, text);
+}
+
+void Form1::FailWith(std::int32_t number, const std::string& text) {
+  ended_ = true;
+  view_.ShowError(ErrorBoxText(number, text));
+  view_.End(1);
+}
+
+void Form1::SetVersionCaption(int element, const std::string& caption) {
+  captions_.at(static_cast<std::size_t>(element)) = caption;
+  view_.SetVersionCaption(element, caption);
+}
+
+void Form1::ShowReinforcementRepair(bool visible) { view_.SetVisible(Button::kCommand1, visible); }
+void Form1::ClearList() { view_.ClearList(); }
+void Form1::AddListItem(const std::string& text) { view_.AddListItem(text); }
+
+std::string ErrorBoxText(std::int32_t number, const std::string& description) {
+  std::string head = fmt::format("実行時エラー '{}", number);
+  if (number < 0) head += fmt::format(" ({:08X})", static_cast<std::uint32_t>(number));
+  return head + "':\n\n" + description;
+}
+
+}  // namespace app

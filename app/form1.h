@@ -1,0 +1,76 @@
+// The one window's event procedures, apart from any toolkit.
+//
+// Each event is one action on the files: what it changed reaches them at its
+// end. An error that nobody handled keeps what completed operations did, shows
+// the standard error box and ends the program.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "app/form1_view.h"
+#include "db/module1.h"
+
+namespace app {
+
+// The procedures behind the three buttons that run a single one.
+struct Repairs {
+  std::function<void()> reinforcements;  // Command1
+  std::function<void()> flex_names;      // Command4
+  std::function<void()> english_names;   // Command5
+};
+
+class Form1 : private db::SessionView {
+ public:
+  // All must outlive the form. `application_folder` without a trailing separator.
+  Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string application_folder);
+  ~Form1() override;
+  Form1(const Form1&) = delete;
+  Form1& operator=(const Form1&) = delete;
+
+  void Form_Load();
+  void CB_DataDB_Click();
+  void CB_DB_Up_Click();
+  void CB_TenkaiDB_Click();
+  void CB_TenkaiDB_Up_Click();
+  void Command1_Click();
+  void Command4_Click();
+  void Command5_Click();
+
+  // True once an unhandled error has been shown; events do nothing from then on.
+  bool ended() const { return ended_; }
+
+ private:
+  // What differs between the two databases.
+  struct Kind;
+  static const Kind& DataKind();
+  static const Kind& TenkaiKind();
+
+  void Choose(const Kind& kind);
+  void OpenChosen(const Kind& kind, const std::string& path);
+  void Upgrade(const Kind& kind);
+  // Runs an event's body as one action, busy meanwhile.
+  void RunEvent(const std::function<void()>& body);
+  void FailWith(std::int32_t number, const std::string& text);
+
+  void SetVersionCaption(int element, const std::string& caption) override;
+  void ShowReinforcementRepair(bool visible) override;
+  void ClearList() override;
+  void AddListItem(const std::string& text) override;
+
+  db::Module1& module_;
+  Repairs repairs_;
+  Form1View& view_;
+  std::string application_folder_;
+  std::array<std::string, 4> captions_;
+  bool ended_ = false;
+  bool running_ = false;
+};
+
+// "実行時エラー '3265':" and what follows, as the standard error box shows it.
+std::string ErrorBoxText(std::int32_t number, const std::string& description);
+
+}  // namespace app
