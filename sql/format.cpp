@@ -228,7 +228,8 @@ std::string Format(const jet::QueryDefinition& definition) {
   }
   const QueryRow* row = FindRow(definition, QueryRow::kKind);
   if (!row->expression) throw Error(ErrorCode::kBadQuery, "the text of the query is missing");
-  return *row->expression;
+  // Designers store the zero that ends their text, too.
+  return row->expression->substr(0, row->expression->find('\0'));
 }
 
 }  // namespace sql

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 #include "jet/database.h"
 #include "sql/sql.h"
@@ -187,6 +188,40 @@ TEST(ParserTest, RowsOfOtherProgramsBecomeText) {
 
   EXPECT_TRUE(sql::SameQuery(sql::Parse(cases[0].text), cases[0].rows));
   EXPECT_FALSE(sql::SameQuery(sql::Parse("SELECT T1.* FROM T1, T2, T3"), cases[0].rows));
+}
+
+TEST(ParserTest, SavedQueriesOfARealFile) {
+  SKIP_WITHOUT_SAMPLES();
+  const auto files = jet::MakeSystemFiles();
+  const auto database =
+      jet::Database::Open(*files, test_support::SamplePath("queryTestV2000.mdb"), {});
+  std::map<std::string, std::string> texts;
+  for (const jet::ObjectInfo& object : database->Objects()) {
+    if (object.kind != jet::ObjectKind::kQuery) continue;
+    const QueryDefinition rows = database->LoadQuery(object);
+    try {
+      texts[object.name] = sql::Format(rows);
+    } catch (const sql::Error& error) {
+      texts[object.name] = error.what();
+      continue;
+    }
+    if (object.name == "SelectQuery") {
+      EXPECT_TRUE(sql::SameQuery(sql::Parse(texts[object.name]), rows));
+    }
+  }
+  EXPECT_EQ(texts["SelectQuery"],
+            "SELECT DISTINCT Table1.*, Table2.col1, Table2.col2, Table3.col3\r\nFROM (Table1 LEFT "
+            "JOIN Table3 ON Table1.col1 = Table3.col1) INNER JOIN Table2 ON (Table3.col1 = "
+            "Table2.col1) AND (Table3.col1 = Table2.col2)\r\nWHERE (((Table2.col2)=\"foo\" Or "
+            "(Table2.col2) In (\"buzz\",\"bazz\")))\r\nORDER BY Table2.col1;");
+  EXPECT_EQ(
+      texts["UpdateQuery"],
+      "PARAMETERS [User Name] Text;\r\nUPDATE Table1\r\nSET Table1.col1 = \"foo\", Table1.col2 "
+      "= [Table2].[col3], [Table2].[col1] = [User Name]\r\nWHERE ((([Table2].[col1]) Is Not "
+      "Null));");
+  EXPECT_EQ(texts["CrosstabQuery"], "a crosstab query cannot be written as text");
+  EXPECT_EQ(texts["DataDefinitionQuery"], "CREATE TABLE Table5 (col1 CHAR, col2 CHAR);");
+  EXPECT_EQ(texts.size(), 9u);
 }
 
 TEST(ParserTest, RowsThatMakeNoSenseAreRefused) {

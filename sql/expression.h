@@ -1,0 +1,59 @@
+// Compiled expressions: names are resolved, and each node keeps the value it
+// computed last, so that a row costs no allocation.
+#pragma once
+
+#include <bitset>
+#include <memory>
+#include <vector>
+
+#include "sql/datum.h"
+#include "sql/select_ast.h"
+#include "sql/source.h"
+
+namespace sql {
+
+inline constexpr std::size_t kMaxSources = 255;
+using SourceSet = std::bitset<kMaxSources>;
+
+// What a column of expressions is declared as.
+struct TypeInfo {
+  jet::ColumnType type = jet::ColumnType::kText;
+  std::size_t max_chars = 0;
+};
+
+class Node {
+ public:
+  explicit Node(TypeInfo type) : type_(type) {}
+  virtual ~Node() = default;
+  // The value for the rows in `context`; valid until the next call.
+  virtual const Datum& Evaluate(Context& context) = 0;
+  const TypeInfo& type() const { return type_; }
+  bool is_text() const { return jet::IsText(type_.type); }
+
+ protected:
+  Datum result_;
+
+ private:
+  TypeInfo type_;
+};
+using NodePtr = std::unique_ptr<Node>;
+
+NodePtr MakeLiteral(const jet::Value& value);
+NodePtr MakeColumn(std::size_t source, std::size_t ordinal, TypeInfo type);
+// The value of another node, which must outlive this one.
+NodePtr MakeAlias(Node& node);
+NodePtr MakeAggregateRef(std::size_t index, TypeInfo type);
+NodePtr MakeNot(NodePtr operand);
+NodePtr MakeNegate(NodePtr operand);
+NodePtr MakeBinary(Operator op, NodePtr left, NodePtr right);
+NodePtr MakeIsNull(NodePtr operand, bool negated);
+NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated);
+NodePtr MakeBetween(std::vector<NodePtr> operands, bool negated);
+NodePtr MakeIn(std::vector<NodePtr> operands, bool negated);
+
+// The expression holds for the rows in `context`: neither False nor Null.
+inline bool Holds(Node& node, Context& context) {
+  return TruthOf(node.Evaluate(context)).value_or(false);
+}
+
+}  // namespace sql

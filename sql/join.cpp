@@ -1,0 +1,190 @@
+#include "sql/join.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+
+namespace sql {
+namespace {
+
+// Left rows held before the right side is looked at: a quarter of what the
+// right side is expected to have.
+std::size_t HoldLimit(double right_estimate) {
+  return static_cast<std::size_t>(std::clamp(right_estimate / 4, 16.0, 16e6));
+}
+
+std::uint64_t Mix(std::uint64_t bits) {
+  bits ^= bits >> 32;
+  bits *= 0x9E3779B97F4A7C15u;
+  return bits ^ bits >> 29;
+}
+
+bool IsWide(const std::vector<JoinKey>& keys) { return keys.size() != 1 || keys[0].as_text; }
+
+}  // namespace
+
+bool HoldAll(const std::vector<NodePtr>& conditions, Context& context) {
+  return std::all_of(conditions.begin(), conditions.end(),
+                     [&](const NodePtr& each) { return Holds(*each, context); });
+}
+
+bool FilterStep::Next() {
+  while (input_->Next()) {
+    if (HoldAll(conditions_, context_)) return true;
+  }
+  return false;
+}
+
+std::uint64_t HashIndex::Digest(const std::string& key) const {
+  if (wide_) return std::hash<std::string_view>()(key);
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, key.data(), sizeof bits);
+  return bits;
+}
+
+void HashIndex::Add(const std::string& key) {
+  digests_.push_back(Digest(key));
+  if (!wide_) return;
+  arena_ += key;
+  ends_.push_back(arena_.size());
+}
+
+std::string_view HashIndex::WideKey(std::uint32_t entry) const {
+  const std::uint64_t begin = entry == 0 ? 0 : ends_[entry - 1];
+  return std::string_view(arena_).substr(begin, ends_[entry] - begin);
+}
+
+bool HashIndex::Matches(std::uint32_t entry, std::uint64_t digest, std::string_view key) const {
+  return digests_[entry] == digest && (!wide_ || WideKey(entry) == key);
+}
+
+std::size_t HashIndex::SlotOf(std::uint64_t digest) const {
+  return static_cast<std::size_t>(Mix(digest)) & mask_;
+}
+
+// From the last entry to the first, so that each chain runs forward.
+void HashIndex::Finish() {
+  std::size_t slots = 16;
+  while (slots < digests_.size() * 2) slots *= 2;
+  mask_ = slots - 1;
+  slots_.assign(slots, kNone);
+  next_.assign(digests_.size(), kNone);
+  for (std::size_t i = digests_.size(); i-- > 0;) {
+    const auto entry = static_cast<std::uint32_t>(i);
+    const std::string_view key = wide_ ? WideKey(entry) : std::string_view();
+    std::size_t slot = SlotOf(digests_[i]);
+    while (slots_[slot] != kNone && !Matches(slots_[slot], digests_[i], key)) {
+      slot = (slot + 1) & mask_;
+    }
+    next_[i] = slots_[slot];
+    slots_[slot] = entry;
+  }
+}
+
+std::uint32_t HashIndex::First(const std::string& key) const {
+  const std::uint64_t digest = Digest(key);
+  for (std::size_t slot = SlotOf(digest);; slot = (slot + 1) & mask_) {
+    const std::uint32_t entry = slots_[slot];
+    if (entry == kNone || Matches(entry, digest, key)) return entry;
+  }
+}
+
+JoinStep::JoinStep(Context& context, JoinInput left, JoinInput right, std::vector<JoinKey> keys,
+                   std::vector<NodePtr> conditions, bool outer)
+    : context_(context),
+      left_(std::move(left)),
+      right_(std::move(right)),
+      keys_(std::move(keys)),
+      conditions_(std::move(conditions)),
+      outer_(outer),
+      held_({}),
+      index_(IsWide(keys_)),
+      waiting_(left_.sources) {}
+
+// The key of the row in hand. False: it joins nothing.
+bool JoinStep::MakeKey(bool left) {
+  key_.clear();
+  for (const JoinKey& each : keys_) {
+    Node& node = left ? *each.left : *each.right;
+    if (!AppendJoinKey(context_.order, node.Evaluate(context_), each.as_text, each.words, key_)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void JoinStep::Prepare() {
+  prepared_ = true;
+  left_held_ = !outer_ && HoldLeft();
+  if (left_held_) {
+    held_ = std::move(waiting_);
+    waiting_ = SavedRows({});
+  } else {
+    HoldRight();
+  }
+  index_.Finish();
+}
+
+// False if there are too many rows; those read so far wait for their turn.
+bool JoinStep::HoldLeft() {
+  const std::size_t limit = HoldLimit(right_.estimate);
+  while (left_.step->Next()) {
+    if (!MakeKey(true)) continue;
+    waiting_.Save(context_);
+    index_.Add(key_);
+    if (waiting_.size() == limit) {
+      index_ = HashIndex(IsWide(keys_));
+      return false;
+    }
+  }
+  return true;
+}
+
+void JoinStep::HoldRight() {
+  held_ = SavedRows(right_.sources);
+  while (right_.step->Next()) {
+    if (!MakeKey(false)) continue;
+    held_.Save(context_);
+    index_.Add(key_);
+  }
+}
+
+bool JoinStep::NextOfStream() {
+  if (left_held_) return right_.step->Next();
+  if (next_waiting_ < waiting_.size()) {
+    waiting_.Restore(next_waiting_++, context_);
+    return true;
+  }
+  return left_.step->Next();
+}
+
+// Sets the held side to the next entry that fits the row in hand.
+bool JoinStep::Lookup() {
+  while (entry_ != HashIndex::kNone) {
+    held_.Restore(entry_, context_);
+    entry_ = index_.Next(entry_);
+    if (HoldAll(conditions_, context_)) return true;
+  }
+  return false;
+}
+
+bool JoinStep::Next() {
+  if (!prepared_) Prepare();
+  for (;;) {
+    if (Lookup()) {
+      matched_ = true;
+      return true;
+    }
+    if (!matched_) {
+      matched_ = true;
+      held_.SetNull(context_);
+      return true;
+    }
+    if (!NextOfStream()) return false;
+    // The row in hand is of the side that is not held.
+    entry_ = MakeKey(!left_held_) ? index_.First(key_) : HashIndex::kNone;
+    matched_ = !outer_;
+  }
+}
+
+}  // namespace sql
