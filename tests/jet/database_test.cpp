@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "jet/bytes.h"
 #include "jet/catalog.h"
@@ -429,13 +430,18 @@ TEST_F(DatabaseTest, ReadsTheQueriesOfRealFiles) {
   EXPECT_EQ(queries, 9u);
 }
 
-TEST_F(DatabaseTest, AppendsColumnsToEveryRealTableAndLeavesItsRows) {
+TEST_F(DatabaseTest, ChangesEveryRealFileAndLeavesItsRows) {
   SKIP_WITHOUT_SAMPLES();
+  // The verifier's second opinion where something is out of the ordinary:
+  // Japanese, dropped columns, moved rows, long values, encoded pages.
+  const std::set<std::string> verified = {
+      "ja/schedule.mdb",       "ja/seikyu2.mdb", "ja/exampledb.mdb", "delColTestV2000.mdb",
+      "overflowTestV2000.mdb", "test2V2000.mdb", "db-enc.mdb",       "password.mdb"};
   for (const std::string& name : test_support::SampleNames()) {
     SCOPED_TRACE(name);
     auto database = CopyOf(name);
     const std::string path = database->path();
-    auto expected = Contents(*database);
+    TableRows expected = Contents(*database);
     for (auto& [table, rows] : expected) {
       database->AppendColumn(table, {.name = "新しい旗", .type = ColumnType::kBoolean});
       database->AppendColumn(
@@ -446,19 +452,65 @@ TEST_F(DatabaseTest, AppendsColumnsToEveryRealTableAndLeavesItsRows) {
       for (std::vector<Value>& row : rows) {
         row.insert(row.end(), {Value(false), Null{}, Null{}, Null{}});
       }
+      EXPECT_EQ(database->Find(table)->updated, kMoment);
     }
+    const auto fresh = database->CreateTable(
+        {.name = "新しい表",
+         .columns = {{.name = "ＩＤ"}, {.name = "注", .type = ColumnType::kMemo}},
+         .indexes = {{.name = "PrimaryKey", .columns = {"ＩＤ"}, .primary = true}}});
+    const std::vector<Value> row = {std::int32_t{1}, std::string(100, 'x')};
+    fresh->Insert(row);
+    expected["新しい表"] = {row};
+    database->CreateQuery("新しい問合せ",
+                          {{{QueryRow::kStart, 1, {}, {}, {}},
+                            {QueryRow::kEnd, {}, {}, {}, {}},
+                            {QueryRow::kSource, {}, "新しい表", {}, {}}}},
+                          "SELECT * FROM 新しい表");
     EXPECT_EQ(Contents(*database), expected);
     database->Commit();
     database.reset();
-    ExpectSound(path);
+    verified.contains(name) ? ExpectSound(path) : test_support::ExpectSoundByOurs(path);
     EXPECT_EQ(Contents(*Open(path, OpenMode::kRead)), expected);
   }
 }
 
+// Objects whose row promises more than the file holds.
+TEST_F(DatabaseTest, DoesNotTrustTheObjectList) {
+  const auto database = Create();
+  const auto objects = database->OpenTable("MSysObjects");
+  const struct {
+    const char* name;
+    std::int16_t type;
+    std::int32_t id;
+    ErrorCode code;
+  } cases[] = {{"外", kTableObject, 999'999, ErrorCode::kDamaged},
+               {"負", kTableObject, -7, ErrorCode::kDamaged},
+               {"行", kTableObject, 14, ErrorCode::kDamaged},
+               {"ODBC", kOdbcLink, -8, ErrorCode::kNotSupported},
+               {"file", kFileLink, -9, ErrorCode::kNotSupported}};
+  for (const auto& c : cases) {
+    std::vector<Value> row(objects->def().columns.size());
+    row[objects->OrdinalOf("Id")] = c.id;
+    row[objects->OrdinalOf("ParentId")] = kTablesContainer;
+    row[objects->OrdinalOf("Name")] = std::string(c.name);
+    row[objects->OrdinalOf("Type")] = c.type;
+    row[objects->OrdinalOf("Flags")] = std::int32_t{0};
+    objects->Insert(row);
+  }
+  database->Commit();
+  database->Discard();
+  for (const auto& c : cases) {
+    EXPECT_EQ(CodeOf([&] { database->OpenTable(c.name); }), c.code) << c.name;
+    EXPECT_EQ(CodeOf([&] { database->CreateTable({.name = c.name}); }), ErrorCode::kNameTaken);
+  }
+  // Ids of queries go on from the greatest negative one.
+  database->CreateQuery("q", {}, {});
+  EXPECT_EQ(database->Find("q")->id, -6);
+}
+
 TEST_F(DatabaseTest, ChangesThePasswordAndKeepsEverybodysRights) {
   SKIP_WITHOUT_SAMPLES();
-  for (const char* name : {"password.mdb", "adox_jet4.mdb", "ja/schedule.mdb", "ja/seikyu2.mdb",
-                           "test2V2000.mdb", "db-enc.mdb"}) {
+  for (const char* name : {"password.mdb", "ja/schedule.mdb", "db-enc.mdb"}) {
     SCOPED_TRACE(name);
     auto database = CopyOf(name);
     const std::string path = database->path();

@@ -44,6 +44,8 @@ void WriteFileBytes(const std::string& path, std::string_view bytes);
 // verifier where there is one. `strict`: nothing untidy either, for files that
 // are all our own.
 void ExpectSound(const std::string& path, bool strict = false);
+// The same without the independent verifier, which takes a second a file.
+void ExpectSoundByOurs(const std::string& path, bool strict = false);
 
 // The code of the engine's error that `action` ends with; nothing if it ends
 // well.
