@@ -364,6 +364,36 @@ TEST(IndexTest, ReadsAndRewritesRealTrees) {
   EXPECT_GT(compressed, 0u);
 }
 
+TEST(IndexTest, LeavesFilesThatTheCheckersFindSound) {
+  test_support::TempFolder folder;
+  const std::string path = folder.File("new.mdb");
+  const auto files = MakeSystemFiles();
+  {
+    const auto db = Database::Create(*files, path, {});
+    TableSpec spec{
+        "T", {{.name = "Id"}, {.name = "Name", .type = ColumnType::kText, .max_size = 120}}, {}};
+    spec.indexes = {{.name = "PrimaryKey", .columns = {"Id"}, .primary = true},
+                    {.name = "Name", .columns = {"Name", "Id"}, .descending = {true, false}}};
+    const auto table = db->CreateTable(spec);
+    std::mt19937 random(99);
+    std::vector<RowId> rows;
+    for (std::int32_t n = 0; n < 3000; ++n) {
+      std::string name(1 + random() % 100, 'a');
+      for (char& c : name) c = static_cast<char>('a' + random() % 26);
+      rows.push_back(table->Insert({{Value(n * 7919 % 3001), Value(name)}}));
+    }
+    std::shuffle(rows.begin(), rows.end(), random);
+    for (std::size_t i = 0; i < 2500; ++i) table->Delete(rows[i]);
+    for (std::size_t i = 0; i < table->def().real_indexes.size(); ++i) {
+      const TreeReport report = CheckTree(db->allocator(), table->def(), i);
+      EXPECT_THAT(report.faults, IsEmpty());
+      EXPECT_EQ(report.entries.size(), 500u);
+    }
+    db->Commit();
+  }
+  test_support::ExpectSound(path, true);
+}
+
 // ---- failure
 
 TEST(IndexTest, PutsEverythingBackWhenTheScopeIsDropped) {
