@@ -80,6 +80,7 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
     pager->SetPageKey(header.page_key());
     std::unique_ptr<Database> database(
         new Database(std::move(pager), std::move(header), options.clock));
+    if (writable) database->pager_->CutLeftovers(database->allocator_.HighestTaken());
     database->catalog_->Objects();
     return database;
   });
@@ -95,7 +96,8 @@ std::unique_ptr<Database> Database::Create(FileSystem& files, const std::string&
     start.password = options.password;
     start.engine_build = options.engine_build;
     start.created = clock();
-    auto pager = std::make_unique<Pager>(files.Create(path), true, options.limits);
+    auto pager =
+        std::make_unique<Pager>(files.Create(path), true, options.limits, FlushMode::kPlain);
     PageAllocator allocator(*pager);
     InitDatabase(allocator, start, clock());
     Header header = Header::Parse(pager->Read(PageNumber{0}).bytes());

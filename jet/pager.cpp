@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "jet/error.h"
+#include "jet/flush.h"
 #include "jet/header.h"
 
 namespace jet {
@@ -57,13 +58,39 @@ PageRef::~PageRef() {
 PageNumber PageRef::number() const { return frame_->number; }
 PageView PageRef::bytes() const { return frame_->bytes; }
 
-Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits)
-    : file_(std::move(file)), writable_(writable), limits_(limits) {
+Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits, FlushMode mode)
+    : file_(std::move(file)), writable_(writable), limits_(limits), mode_(mode) {
+  Recover();
   file_pages_ = static_cast<std::uint32_t>(std::min(file_->Size(), kMaxFileSize) / kPageSize);
   page_count_ = file_pages_;
 }
 
 Pager::~Pager() = default;
+
+void Pager::Recover() {
+  const std::optional<FlushTail> tail = FindTail(*file_);
+  if (!tail || !TailFits(*file_, *tail)) return;
+  if (writable_) {
+    FinishFlush(*file_, *tail);
+    return;
+  }
+  for (std::size_t i = 0; i < tail->entries.size(); ++i) {
+    redirected_[tail->entries[i].page] = tail->ImageAt(i);
+  }
+}
+
+void Pager::CutLeftovers(PageNumber highest_taken) {
+  constexpr std::uint32_t kMaxLook = 1u << 16;
+  if (!writable_ || highest_taken.value + 1 >= file_pages_) return;
+  const auto head = FindTailHead(*file_, {highest_taken.value + 1}, kMaxLook);
+  if (!head) return;
+  const std::uint32_t keep = std::max(highest_taken.value + 1, head->pages_before);
+  if (keep >= file_pages_) return;
+  file_->Truncate(std::uint64_t{keep} * kPageSize);
+  file_->Sync();
+  file_pages_ = page_count_ = keep;
+  ++epoch_;
+}
 
 const std::string& Pager::path() const { return file_->path(); }
 
@@ -128,7 +155,10 @@ Frame* Pager::Load(PageNumber page) {
     frame->bytes.fill(0);
   } else {
     try {
-      file_->Read(std::uint64_t{page.value} * kPageSize, frame->bytes);
+      const auto redirected = redirected_.find(page);
+      file_->Read(redirected != redirected_.end() ? redirected->second
+                                                  : std::uint64_t{page.value} * kPageSize,
+                  frame->bytes);
     } catch (...) {
       frames_.erase(page);
       throw;
@@ -182,7 +212,15 @@ void Pager::SaveBefore(Frame* frame, bool existed) {
 
 void Pager::RequireWritable() const {
   if (!writable_) throw Error(ErrorCode::kReadOnly).In(path());
+  RequireWhole();
   assert(!scopes_.empty());
+}
+
+void Pager::RequireWhole() const {
+  if (broken_) {
+    throw Error(ErrorCode::kIo, "saving was interrupted; the next opening will finish it")
+        .In(path());
+  }
 }
 
 PageSpan Pager::Edit(PageNumber page) {
@@ -289,27 +327,16 @@ void Pager::Discard() {
 
 void Pager::Flush() {
   assert(scopes_.empty());
+  RequireWhole();
   if (!changed()) return;
-  WriteChangedPages();
-}
-
-void Pager::WriteChangedPages() {
   std::vector<Frame*> changed;
   for (const auto& [number, frame] : frames_) {
     if (frame->changed) changed.push_back(frame.get());
   }
   std::sort(changed.begin(), changed.end(),
             [](const Frame* a, const Frame* b) { return a->number < b->number; });
-  file_->Reserve(std::uint64_t{page_count_} * kPageSize);
-  Image image;
-  for (Frame* frame : changed) {
-    image = frame->bytes;
-    Cipher(frame->number, image);
-    file_->Write(std::uint64_t{frame->number.value} * kPageSize, image);
-    ++counters_.pages_written;
-  }
-  file_->Sync();
-  ++counters_.syncs;
+  WriteChangedPages(changed);
+  counters_.pages_written += changed.size();
   file_pages_ = page_count_;
   for (Frame* frame : changed) {
     frame->changed = false;
@@ -317,6 +344,27 @@ void Pager::WriteChangedPages() {
     TouchClean(frame);
   }
   EvictClean();
+}
+
+void Pager::WriteChangedPages(const std::vector<Frame*>& changed) {
+  FlushJob job{file_pages_, page_count_, {}, {}};
+  for (const Frame* frame : changed) job.pages.push_back(frame->number);
+  job.image = [&](std::size_t i, PageSpan out) {
+    std::ranges::copy(changed[i]->bytes, out.begin());
+    Cipher(changed[i]->number, out);
+  };
+  if (mode_ == FlushMode::kAtomic) {
+    FlushAtomically(*file_, job, broken_);
+    broken_ = false;
+    return;
+  }
+  file_->Reserve(std::uint64_t{page_count_} * kPageSize);
+  Image image;
+  for (std::size_t i = 0; i < changed.size(); ++i) {
+    job.image(i, image);
+    file_->Write(std::uint64_t{changed[i]->number.value} * kPageSize, image);
+  }
+  file_->Sync();
 }
 
 }  // namespace jet

@@ -48,16 +48,24 @@ struct PagerLimits {
   std::size_t changed_bytes = std::size_t{1} << 30;  // changed pages, kFileTooLarge beyond
 };
 
+// How changed pages reach the file.
+enum class FlushMode {
+  kAtomic,
+  kPlain,  // straight to their places: for a file that nobody relies on yet
+};
+
 struct PagerCounters {
   std::uint64_t pages_read = 0;
   std::uint64_t pages_written = 0;
-  std::uint64_t syncs = 0;
 };
 
 class Pager {
  public:
-  // Takes the file. `writable` false: Edit throws kReadOnly.
-  Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits = {});
+  // Takes the file, and finishes a flush that was interrupted: in the file if
+  // `writable`, else in what is read of it. `writable` false: Edit throws
+  // kReadOnly, and nothing is ever written.
+  Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits = {},
+        FlushMode mode = FlushMode::kAtomic);
   ~Pager();
   Pager(const Pager&) = delete;
   Pager& operator=(const Pager&) = delete;
@@ -78,8 +86,13 @@ class Pager {
   // file grows to it (pages in the gap are zero).
   PageSpan EditNew(PageNumber page);
 
-  // Writes all changed pages, whole or not at all. No scope may be open.
+  // Writes all changed pages, whole or not at all. No scope may be open. After an
+  // error in the middle of it the pager refuses all further work: the next open
+  // finishes the flush.
   void Flush();
+  // Cuts off what an interrupted flush left behind the pages in use, of which
+  // `highest_taken` is the last.
+  void CutLeftovers(PageNumber highest_taken);
   // Forgets all changed pages.
   void Discard();
   bool changed() const { return changed_count_ != 0 || page_count_ != file_pages_; }
@@ -106,15 +119,21 @@ class Pager {
   void MarkChanged(internal::Frame* frame);
   void Cipher(PageNumber page, PageSpan bytes) const;
   void RequireWritable() const;
+  void RequireWhole() const;
   void BeginScope();
   void CommitScope();
   void UndoScope() noexcept;
+  void Recover();
   // The one place where pages reach the disk.
-  void WriteChangedPages();
+  void WriteChangedPages(const std::vector<internal::Frame*>& changed);
 
   std::unique_ptr<File> file_;
   bool writable_;
   PagerLimits limits_;
+  FlushMode mode_;
+  bool broken_ = false;  // a flush was interrupted; the file and the cache differ
+  // Pages whose newest image stands in the tail of an interrupted flush.
+  std::unordered_map<PageNumber, std::uint64_t> redirected_;
   std::uint32_t page_key_ = 0;
   std::uint32_t file_pages_ = 0;
   std::uint32_t page_count_ = 0;
