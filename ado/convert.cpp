@@ -157,7 +157,7 @@ Value TextFor(const ColumnDef& column, const Value& value) {
   std::string text = ToText(value);
   std::size_t units = 0;
   try {
-    units = jet::Utf16Length(text);
+    units = jet::ToUtf16(text).size();
   } catch (const jet::Error&) {
     Fail(column, "の文字列が正しい Unicode ではありません。");
   }

@@ -1,5 +1,6 @@
 #include "ado/environment.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -48,12 +49,26 @@ std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
 
 void Environment::Changed(jet::Database& database) {
   if (in_action_ || !database.changed()) return;
+  const auto entry = std::ranges::find_if(
+      open_, [&](const auto& candidate) { return candidate.second.get() == &database; });
+  if (entry == open_.end()) throw Error::Standard(kErrClosed);  // given up by Drop()
   try {
     Translated([&] { database.Commit(); });
   } catch (...) {
     // Nothing has reached the file: the operation has not happened.
-    database.Discard();
+    if (!Drop(database)) open_.erase(entry);
     throw;
+  }
+}
+
+bool Environment::Drop(jet::Database& database) noexcept {
+  try {
+    if (database.changed()) database.Discard();
+    return true;
+  } catch (const jet::Error&) {
+    // The file cannot be read back. What is in memory must never be flushed, so
+    // the caller forgets the database; who still holds it gets errors.
+    return false;
   }
 }
 
@@ -64,9 +79,7 @@ void Environment::Release() {
 
 void Environment::EndAction() {
   in_action_ = false;
-  for (auto& [path, database] : open_) {
-    if (database->changed()) database->Discard();
-  }
+  std::erase_if(open_, [](const auto& entry) { return !Drop(*entry.second); });
   Release();
 }
 

@@ -48,6 +48,8 @@ class Environment {
 
  private:
   void EndAction();
+  // Back to what the file holds. False if that cannot be read.
+  static bool Drop(jet::Database& database) noexcept;
   jet::FileSystem& files_;
   jet::Clock clock_;
   jet::PagerLimits limits_;

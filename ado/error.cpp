@@ -19,7 +19,7 @@ struct StandardText {
 constexpr StandardText kStandardTexts[] = {
     {kErrFail, "データベースの操作に失敗しました。", "データベースの操作に失敗しました: {}"},
     {kErrWrongPassword, "データベースのパスワードが正しくありません。",
-     "'{}' のデータベース パスワードが正しくありません。"},
+     "ファイル '{}' のデータベース パスワードが正しくありません。"},
     {kErrNoTable, "テーブルまたはクエリが見つかりません。",
      "テーブルまたはクエリ '{}' が見つかりません。名前が正しいかどうかを確認してください。"},
     {kErrObjectExists, "同じ名前のテーブルまたはクエリが既に存在します。",
@@ -71,7 +71,7 @@ constexpr Translation kTranslations[] = {
     {ErrorCode::kNotJet4, kErrFail,
      "ファイル '{file}' は Jet 4.0 形式のデータベースではありません。（{detail}）"},
     {ErrorCode::kWrongPassword, kErrWrongPassword,
-     "'{file}' のデータベース パスワードが正しくありません。"},
+     "ファイル '{file}' のデータベース パスワードが正しくありません。"},
     {ErrorCode::kNeedsRepair, kErrFail,
      "ファイル '{file}' は書き込みの途中で中断されています。書き込んだプログラムで修復して"
      "ください。ファイルは変更されていません。"},
@@ -97,7 +97,7 @@ constexpr Translation kTranslations[] = {
      "フィールド '{column}' はテーブル '{table}' に既に存在します。"},
     {ErrorCode::kIndexExists, kErrObjectExists,
      "インデックス '{column}' はテーブル '{table}' に既に存在します。"},
-    {ErrorCode::kBadName, kErrFail, "名前 '{column}{table}' は使用できません。（{detail}）"},
+    {ErrorCode::kBadName, kErrFail, "名前 '{name}' は使用できません。（{detail}）"},
     {ErrorCode::kTooManyColumns, kErrFail,
      "テーブル '{table}' のフィールドが多すぎます。（{detail}）"},
     {ErrorCode::kTooManyIndexes, kErrFail,
@@ -130,12 +130,13 @@ constexpr Translation kTranslations[] = {
 };
 
 std::string Compose(std::string_view text, const jet::Error& error) {
+  const std::string& name = error.column().empty() ? error.table() : error.column();
   const std::string page =
       error.page() ? fmt::format("のページ {} ", error.page()->value) : std::string();
-  std::string filled =
-      fmt::format(fmt::runtime(text), fmt::arg("file", error.file()),
-                  fmt::arg("table", error.table()), fmt::arg("column", error.column()),
-                  fmt::arg("page", page), fmt::arg("detail", error.detail()));
+  std::string filled = fmt::format(fmt::runtime(text), fmt::arg("file", error.file()),
+                                   fmt::arg("table", error.table()), fmt::arg("name", name),
+                                   fmt::arg("column", error.column()), fmt::arg("page", page),
+                                   fmt::arg("detail", error.detail()));
   // A place that the engine could not name leaves no empty quotes or brackets.
   for (std::string_view empty : {"（）", " ''", "（''）"}) {
     for (std::size_t at; (at = filled.find(empty)) != std::string::npos;) {

@@ -1,0 +1,192 @@
+#include "ado/catalog.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/support/ado_fixture.h"
+
+namespace test_support {
+namespace {
+
+using ado::Null;
+using ado::Value;
+using jet::ColumnType;
+using ::testing::ElementsAre;
+using Long = std::int32_t;
+using Text = std::string;
+
+class CatalogTest : public AdoTest {
+ protected:
+  void SetUp() override {
+    path_ = MakeFile(
+        "Data.mdb", {{{.name = "設定",
+                       .columns = {Col("幅", ColumnType::kLong), Col("記号", ColumnType::kText, 9)},
+                       .indexes = {}},
+                      {{Long{1}}, {Long{2}}}}});
+    catalog_.SetActiveConnection(ConnectionTo(path_));
+    connection_.Open(ConnectionTo(path_));
+  }
+  void OpenTable(ado::Recordset& rows, const char* table) {
+    rows.Open(table, connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  }
+
+  std::string path_;
+  ado::Environment environment_{*files_, [] { return kTestNow; }};
+  ado::Catalog catalog_{environment_};
+  ado::Connection connection_{environment_};
+};
+
+TEST_F(CatalogTest, AppendedColumnIsRequiredButOldRowsStayUpdatable) {
+  ado::Table table = catalog_.GetTable("設定");
+  table.AppendColumn("名称", ado::adWChar, 50);
+  table.AppendColumn("有効", ado::adBoolean, 0);
+  EXPECT_RAISES(ado::kErrColumnExists, table.AppendColumn("名称", ado::adWChar, 50));
+  EXPECT_EQ(OnDisk(path_, "設定"), "1,Null,Null,False|2,Null,Null,False");
+
+  ado::Recordset rows;
+  OpenTable(rows, "設定");
+  rows.Set("幅", Long{5});  // another field of a row that holds Null
+  rows.Update();
+  rows.Set("名称", Null());
+  EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
+  rows.Set("名称", Text(""));  // no text is not Null
+  rows.MoveNext();
+  rows.AddNew();
+  rows.Set("幅", Long{6});
+  const ado::Error error = ErrorOf([&] { rows.Update(); });
+  EXPECT_EQ(error.number(), ado::kErrIntegrity);
+  EXPECT_THAT(error.text(), ::testing::HasSubstr("'名称'"));
+  rows.AddNew();
+  rows.Set("名称", Text("x"));
+  rows.Update();
+  EXPECT_EQ(OnDisk(path_, "設定"), "5,Null,,False|2,Null,Null,False|Null,Null,x,False");
+  ExpectSound(path_);
+}
+
+TEST_F(CatalogTest, NewTableIsStoredWholeWithItsKey) {
+  ado::Table table;
+  table.name = "作業";
+  const std::pair<const char*, ado::DataType> columns[] = {
+      {"通し番号", ado::adInteger},  {"日付", ado::adDate},     {"階", ado::adWChar},
+      {"数量", ado::adDouble},       {"金額", ado::adCurrency}, {"区分", ado::adSmallInt},
+      {"率", ado::adSingle},         {"有無", ado::adBoolean},  {"段", ado::adUnsignedTinyInt},
+      {"備考", ado::adLongVarWChar},
+  };
+  for (const auto& [name, type] : columns) {
+    table.AppendColumn(name, type, type == ado::adWChar ? 50 : 0);
+    if (type != ado::adDate) table.SetColumnAttributes(name, ado::adColNullable);
+  }
+  EXPECT_RAISES(ado::kErrColumnExists, table.AppendColumn("区分", ado::adDouble, 0));
+  EXPECT_RAISES(ado::kErrItemNotFound, table.SetColumnAttributes("無い", 0));
+  table.AppendKey({"PrimaryKey", ado::adKeyPrimary, {"通し番号"}});
+  EXPECT_THAT(catalog_.TableNames(), ElementsAre("設定"));
+  catalog_.AppendTable(table);
+  EXPECT_THAT(catalog_.TableNames(), ElementsAre("設定", "作業"));
+  EXPECT_RAISES(ado::kErrObjectExists, catalog_.AppendTable(table));
+
+  const std::vector<ado::Column> stored = catalog_.GetTable("作業").Columns();
+  ASSERT_EQ(stored.size(), std::size(columns));
+  for (std::size_t i = 0; i < stored.size(); ++i) {
+    SCOPED_TRACE(stored[i].name);
+    EXPECT_EQ(stored[i].name, columns[i].first);
+    EXPECT_EQ(stored[i].type,
+              columns[i].second == ado::adWChar ? ado::adVarWChar : columns[i].second);
+    EXPECT_EQ(stored[i].defined_size, columns[i].second == ado::adWChar ? 50U : 0U);
+    EXPECT_EQ((stored[i].attributes & ado::adColNullable) == 0, i == 1);
+  }
+  const auto inner = connection_.database()->OpenTable("作業");
+  EXPECT_FALSE(inner->def().columns[2].compressed());
+  EXPECT_FALSE(inner->def().columns[2].fixed());
+
+  ado::Recordset rows;
+  OpenTable(rows, "作業");
+  for (const auto& [key, date, good] :
+       std::initializer_list<std::tuple<Value, Value, bool>>{{Long{1}, kTestNow, true},
+                                                             {Long{1}, kTestNow, false},
+                                                             {Null(), kTestNow, false},
+                                                             {Long{2}, Null(), false},
+                                                             {Long{3}, kTestNow, true}}) {
+    rows.AddNew();
+    rows.Set("通し番号", key);
+    rows.Set("日付", date);
+    if (good) {
+      rows.Update();
+    } else {
+      EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
+    }
+  }
+  EXPECT_EQ(rows.RecordCount(), 2);
+  ExpectSound(path_);
+}
+
+TEST_F(CatalogTest, ColumnlessTableGetsItsColumnsAfterwards) {
+  ado::Table table;
+  table.name = "拾い";
+  catalog_.AppendTable(table);
+  ExpectSound(path_);
+  EXPECT_TRUE(catalog_.GetTable("拾い").Columns().empty());
+  table.AppendColumn("転送㎡", ado::adDouble, 0);  // the same object, stored by now
+  catalog_.GetTable("拾い").AppendColumn("㎡制限", ado::adDouble, 0);
+  EXPECT_EQ(table.Columns().size(), 2U);
+  ado::Recordset rows;
+  OpenTable(rows, "拾い");
+  rows.AddNew();
+  rows.Set("転送㎡", std::int16_t{1});
+  rows.Set("㎡制限", Text("0.5"));
+  rows.Update();
+  EXPECT_EQ(OnDisk(path_, "拾い"), "1,0.5");
+  ExpectSound(path_);
+}
+
+TEST_F(CatalogTest, NamesAreFoundAndTakenWithoutRegardToWidth) {
+  ado::Table table;
+  table.name = "設定";
+  EXPECT_RAISES(ado::kErrObjectExists, catalog_.AppendTable(table));
+  table.name = "ﾌﾚｷ変換";
+  catalog_.AppendTable(table);
+  EXPECT_EQ(catalog_.GetTable("フレキ変換").name, "ﾌﾚｷ変換");
+  EXPECT_RAISES(ado::kErrItemNotFound, catalog_.GetTable("フレキ"));
+  EXPECT_RAISES(ado::kErrObjectExists,
+                catalog_.AppendView("フレキ変換", {"SELECT 設定.幅 FROM 設定;"}));
+  ado::Catalog unbound(environment_);
+  EXPECT_RAISES(ado::kErrNoConnection, unbound.TableNames());
+  EXPECT_RAISES(ado::kErrNoConnection, unbound.SetActiveConnection(""));
+}
+
+TEST_F(CatalogTest, ViewKeepsItsTextAndRuns) {
+  const std::string text = "SELECT 設定.幅, Sum(設定.幅) AS 計\rFROM 設定\rGROUP BY 設定.幅";
+  EXPECT_RAISES(ado::kErrSql, catalog_.AppendView("集計", {"SELECT FROM 設定"}));
+  EXPECT_TRUE(catalog_.Views().empty());
+  catalog_.AppendView("集計", {text});
+  ASSERT_EQ(catalog_.Views().size(), 1U);
+  EXPECT_EQ(catalog_.Views()[0].name, "集計");
+  EXPECT_EQ(catalog_.Views()[0].command_text, text);
+  EXPECT_EQ(RowsOf(connection_, "集計"), "1,1|2,2");
+  EXPECT_EQ(RowsOf(connection_, "集計", ado::adCmdUnspecified), "1,1|2,2");
+
+  // Rows that another program changed are told as they are.
+  jet::Database& database = *connection_.database();
+  const auto query = database.Find("集計");
+  ASSERT_TRUE(query);
+  jet::Properties properties = database.LoadProperties(*query);
+  properties.SetText(database.order(), {}, jet::kCommandTextProperty, ColumnType::kMemo, 0,
+                     "SELECT 設定.幅 FROM 設定");
+  database.StoreProperties(*query, properties);
+  EXPECT_THAT(catalog_.Views()[0].command_text, ::testing::HasSubstr("Sum("));
+}
+
+TEST_F(CatalogTest, AttributesOfAStoredColumnDecideWhetherItIsRequired) {
+  ado::Table table = catalog_.GetTable("設定");
+  table.SetColumnAttributes("幅", 0);
+  EXPECT_EQ(table.Columns()[0].attributes & ado::adColNullable, 0);
+  ado::Recordset rows;
+  OpenTable(rows, "設定");
+  rows.AddNew();
+  EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
+  table.SetColumnAttributes("幅", ado::adColNullable);
+  rows.AddNew();
+  rows.Update();
+  EXPECT_EQ(OnDisk(path_, "設定"), "1,Null|2,Null|Null,Null");
+}
+
+}  // namespace
+}  // namespace test_support

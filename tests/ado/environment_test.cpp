@@ -1,0 +1,245 @@
+#include "ado/environment.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+
+#include "tests/support/ado_fixture.h"
+
+namespace test_support {
+namespace {
+
+using jet::ColumnType;
+
+// The files of this machine, which a test can make refuse every access.
+class RefusingFiles : public jet::FileSystem {
+ public:
+  explicit RefusingFiles(jet::FileSystem& files) : files_(files) {}
+  bool refuse = false, refuse_reading = false;
+
+  std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
+    return std::make_unique<Guarded>(files_.Open(path, mode), *this);
+  }
+  std::unique_ptr<jet::File> Create(const std::string& path) override {
+    return files_.Create(path);
+  }
+  void Rename(const std::string& from, const std::string& to) override { files_.Rename(from, to); }
+  void Remove(const std::string& path) override { files_.Remove(path); }
+  bool Exists(const std::string& path) override { return files_.Exists(path); }
+
+ private:
+  class Guarded : public jet::File {
+   public:
+    Guarded(std::unique_ptr<jet::File> file, const RefusingFiles& files)
+        : file_(std::move(file)), files_(files) {}
+    std::uint64_t Size() override { return file_->Size(); }
+    void Read(std::uint64_t at, std::span<std::uint8_t> into) override {
+      if (files_.refuse_reading) throw jet::Error(jet::ErrorCode::kIo).In(path());
+      file_->Read(at, into);
+    }
+    void Write(std::uint64_t at, jet::ByteView bytes) override {
+      Check();
+      file_->Write(at, bytes);
+    }
+    void Reserve(std::uint64_t size) override {
+      Check();
+      file_->Reserve(size);
+    }
+    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
+    void Sync() override { file_->Sync(); }
+    const std::string& path() const override { return file_->path(); }
+
+   private:
+    void Check() const {
+      if (files_.refuse) throw jet::Error(jet::ErrorCode::kDiskFull).In(path());
+    }
+    std::unique_ptr<jet::File> file_;
+    const RefusingFiles& files_;
+  };
+  jet::FileSystem& files_;
+};
+
+class EnvironmentTest : public AdoTest {
+ protected:
+  void SetUp() override {
+    path_ = MakeFile("Data.mdb",
+                     {{{.name = "番号", .columns = {Col("n", ColumnType::kLong)}, .indexes = {}},
+                       {{std::int32_t{1}}}}},
+                     "secret");
+  }
+  std::string ConnectionTo(const std::string& path) {
+    return AdoTest::ConnectionTo(path, "secret");
+  }
+  std::string OnDisk() { return AdoTest::OnDisk(path_, "番号", "secret"); }
+
+  void AddRow(ado::Connection& connection, std::int32_t n) {
+    ado::Recordset rows;
+    rows.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+    rows.AddNew();
+    rows.Set("n", n);
+    rows.Update();
+    rows.Close();
+  }
+
+  ado::ErrorNumber OpenElsewhere() {
+    ado::Environment other(*files_);
+    ado::Connection connection(other);
+    try {
+      connection.Open(ConnectionTo(path_));
+    } catch (const ado::Error& error) {
+      return error.number();
+    }
+    return 0;
+  }
+
+  std::string path_;
+};
+
+TEST_F(EnvironmentTest, OutsideAnActionEveryOperationCommitsItself) {
+  ado::Environment environment(*files_);
+  ado::Connection connection(environment);
+  connection.Open(ConnectionTo(path_));
+  AddRow(connection, 2);
+  EXPECT_EQ(OnDisk(), "1|2");
+  EXPECT_EQ(OpenElsewhere(), ado::kErrFail);
+  connection.Close();
+  EXPECT_EQ(OpenElsewhere(), 0);
+}
+
+TEST_F(EnvironmentTest, ActionKeepsLockAndChangesWhileEveryConnectionIsClosed) {
+  ado::Environment environment(*files_);
+  {
+    ado::Environment::Action action(environment);
+    ado::Connection connection(environment);
+    connection.Open(ConnectionTo(path_));
+    const jet::Database* database = connection.database().get();
+    AddRow(connection, 2);
+    connection.Close();
+    EXPECT_EQ(OpenElsewhere(), ado::kErrFail);
+    EXPECT_EQ(OnDisk(), "1");
+    connection.Open(ConnectionTo(path_));
+    EXPECT_EQ(connection.database().get(), database);
+    EXPECT_EQ(RowsOf(connection, "番号"), "1|2");
+    action.Commit();
+    EXPECT_EQ(OnDisk(), "1|2");
+    AddRow(connection, 3);
+  }
+  // What came after the commit is gone, and so is the lock.
+  EXPECT_EQ(OnDisk(), "1|2");
+  EXPECT_EQ(OpenElsewhere(), 0);
+  ExpectSound(path_);
+}
+
+TEST_F(EnvironmentTest, DroppedActionLeavesOpenConnectionsUsable) {
+  ado::Environment environment(*files_);
+  ado::Connection connection(environment);
+  connection.Open(ConnectionTo(path_));
+  ado::Recordset stays;
+  stays.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  {
+    ado::Environment::Action action(environment);
+    stays.AddNew();
+    stays.Set("n", std::int32_t{2});
+    stays.Update();
+  }
+  EXPECT_RAISES(ado::kErrNoCurrentRow, stays.Get("n"));  // its row is not there any more
+  EXPECT_EQ(RowsOf(connection, "番号"), "1");
+  AddRow(connection, 3);
+  EXPECT_EQ(OnDisk(), "1|3");
+}
+
+TEST_F(EnvironmentTest, OneFileIsOneDatabaseHoweverItsPathIsSpelt) {
+  ado::Environment environment(*files_);
+  ado::Connection plain(environment), doubled(environment), mixed(environment);
+  plain.Open(ConnectionTo(path_));
+  doubled.Open(ConnectionTo(folder_.path() + "/\\Data.mdb"));
+  mixed.Open(ConnectionTo(folder_.path() + "\\Data.mdb"));
+  EXPECT_EQ(plain.database(), doubled.database());
+  EXPECT_EQ(plain.database(), mixed.database());
+  ado::Catalog catalog(environment);
+  catalog.SetActiveConnection(ConnectionTo(path_));
+  EXPECT_THAT(catalog.TableNames(), ::testing::ElementsAre("番号"));
+}
+
+TEST_F(EnvironmentTest, PasswordIsAskedOfEveryConnection) {
+  ado::Environment environment(*files_);
+  ado::Connection first(environment), second(environment);
+  const ado::Error error = ErrorOf([&] { first.Open(AdoTest::ConnectionTo(path_, "Secret")); });
+  EXPECT_EQ(error.number(), ado::kErrWrongPassword);
+  EXPECT_THAT(error.text(), ::testing::HasSubstr("Data.mdb"));
+  first.Open(ConnectionTo(path_));
+  EXPECT_RAISES(ado::kErrWrongPassword, second.Open(AdoTest::ConnectionTo(path_)));
+  EXPECT_RAISES(ado::kErrOpen, first.Open(ConnectionTo(path_)));
+  EXPECT_RAISES(ado::kErrClosed, second.Close());
+  EXPECT_RAISES(ado::kErrClosed, second.database());
+  EXPECT_RAISES(ado::kErrFail, second.Open(ConnectionTo(folder_.File("none.mdb"))));
+}
+
+TEST_F(EnvironmentTest, OperationWhoseFlushFailsHasNotHappened) {
+  RefusingFiles files(*files_);
+  ado::Environment environment(files);
+  ado::Connection connection(environment);
+  connection.Open(ConnectionTo(path_));
+  ado::Recordset rows;
+  rows.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  files.refuse = true;
+  rows.AddNew();
+  rows.Set("n", std::int32_t{2});
+  EXPECT_RAISES(ado::kErrFail, rows.Update());
+  files.refuse = false;
+  EXPECT_EQ(rows.Get("n"), ado::Value(std::int32_t{1}));
+  EXPECT_EQ(RowsOf(connection, "番号"), "1");
+  rows.Close();
+  AddRow(connection, 3);
+  EXPECT_EQ(OnDisk(), "1|3");
+}
+
+TEST_F(EnvironmentTest, ChangesThatCannotBeDroppedAreNeverFlushed) {
+  RefusingFiles files(*files_);
+  ado::Environment environment(files);
+  ado::Connection connection(environment);
+  connection.Open(ConnectionTo(path_));
+  {
+    const auto table = connection.database()->OpenTable("番号");
+    jet::Table::Row pinned;  // its page must be read again
+    ASSERT_TRUE(table->Read(*table->First(), pinned));
+    ado::Environment::Action action(environment);
+    AddRow(connection, 2);
+    files.refuse_reading = true;
+  }
+  files.refuse_reading = false;
+  EXPECT_ANY_THROW(AddRow(connection, 3));
+  connection.Close();
+  EXPECT_EQ(OnDisk(), "1");
+  ado::Connection again(environment);
+  again.Open(ConnectionTo(path_));
+  AddRow(again, 3);
+  EXPECT_EQ(OnDisk(), "1|3");
+}
+
+TEST(ConnectionStrings, AreReadAsWritten) {
+  using ado::ConnectionString;
+  struct Case {
+    const char *text, *source, *password;
+  };
+  const Case cases[] = {
+      {"Provider=P;Data Source=C:\\W\\\\Data.mdb;Jet OLEDB:Database Password=Pw;",
+       "C:\\W\\\\Data.mdb", "Pw"},
+      {"data source = a=b ;;JET OLEDB:DATABASE PASSWORD=", "a=b", ""},
+      {"Data Source=\"a;b\"\"c\";Jet OLEDB:Database Password='p\"w'", "a;b\"c", "p\"w"},
+      {"Data Source=C:\\O'Neil\\Data.mdb;Mode=3", "C:\\O'Neil\\Data.mdb", ""},
+      {"", "", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    const ConnectionString parsed = ConnectionString::Parse(c.text);
+    EXPECT_EQ(parsed.data_source, c.source);
+    EXPECT_EQ(parsed.password, c.password);
+  }
+  for (const char* bad : {"Data Source", "a;b=c", "a=\"b", "a=\"b\"c;d=e"}) {
+    EXPECT_RAISES(ado::kErrFail, ConnectionString::Parse(bad)) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace test_support
