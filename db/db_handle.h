@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "ado/catalog.h"
 #include "ado/recordset.h"
@@ -72,9 +73,11 @@ class DbHandle {
   void OpenTable(std::string_view name);
   void AddRow();
   void SetField(std::string_view name, const Value& value);
-  void SetField(std::string_view name, const char* text) {
-    SetField(name, Value(std::string(text)));
-  }
+  // Text alone: a plain `const char*` would take a typed zero, too (as the null
+  // pointer, by compilers that still see a null pointer constant in it).
+  template <class Text>
+  requires std::is_same_v<Text, const char*>
+  void SetField(std::string_view name, Text text) { SetField(name, Value(std::string(text))); }
   void SaveRow();
   Value GetField(std::string_view name);
   void NextRow();

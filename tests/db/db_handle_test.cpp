@@ -89,6 +89,14 @@ TEST_F(DbHandleTest, StepChangesSchemaReopensAndWritesRows) {
   ExpectSound(path_);
 }
 
+// A zero of a number's type is no null pointer, and so no text.
+TEST_F(DbHandleTest, TypedZeroIsANumber) {
+  db_.OpenTable("名称");
+  db_.SetField("番号", std::int16_t{0});
+  db_.SaveRow();
+  EXPECT_EQ(db_.GetField("番号"), Value(Long{0}));
+}
+
 TEST_F(DbHandleTest, RaisingModeRaisesAndKeepsNoError) {
   EXPECT_RAISES(ado::kErrNoTable, db_.OpenTable("無い"));
   EXPECT_RAISES(ado::kErrClosed, db_.GetField("番号"));
