@@ -65,7 +65,7 @@ bool Environment::Drop(jet::Database& database) noexcept {
   try {
     if (database.changed()) database.Discard();
     return true;
-  } catch (const jet::Error&) {
+  } catch (...) {
     // The file cannot be read back. What is in memory must never be flushed, so
     // the caller forgets the database; who still holds it gets errors.
     return false;

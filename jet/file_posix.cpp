@@ -120,29 +120,44 @@ void Lock(int fd, OpenMode mode, const std::string& path) {
   }
 }
 
+std::string AsciiLower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
+
+// Whether somebody holds a lock of either kind on the file. What cannot even be
+// opened to read counts as held: nobody can tell.
+bool IsHeld(const std::string& path) {
+  const Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (fd.get() < 0) return errno != ENOENT;
+  struct flock range {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  if (::fcntl(fd.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK) return true;
+  return ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 // Other programs lock through a file of the same name with the ending ".ldb",
 // in any letter case. One that nobody holds was left by a crash.
 void ProbeLockFile(const std::string& path) {
   namespace fs = std::filesystem;
   const fs::path file(path);
-  std::error_code ignored;
-  for (const auto& entry : fs::directory_iterator(file.parent_path(), ignored)) {
-    const fs::path& other = entry.path();
-    std::string ending = other.extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    if (ending != ".ldb" || other.stem() != file.stem()) continue;
-    const Descriptor fd(::open(other.c_str(), O_RDWR | O_CLOEXEC));
-    if (fd.get() < 0) continue;
-    struct flock range {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    const bool range_held = ::fcntl(fd.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
-    const bool flock_held = ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    if (range_held || flock_held) {
-      throw Error(ErrorCode::kInUse, "another program holds " + other.string()).In(path);
+  const std::string wanted = AsciiLower(file.stem().string() + ".ldb");
+  std::error_code failure;
+  fs::directory_iterator entry(file.parent_path(), failure);
+  if (failure) {  // a folder that may be entered but not listed
+    for (const char* ending : {".ldb", ".LDB"}) {
+      const std::string other = fs::path(file).replace_extension(ending).string();
+      if (IsHeld(other)) throw Error(ErrorCode::kInUse, "another program holds " + other).In(path);
     }
+    return;
+  }
+  for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+    if (AsciiLower(entry->path().filename().string()) != wanted) continue;
+    const std::string other = entry->path().string();
+    if (IsHeld(other)) throw Error(ErrorCode::kInUse, "another program holds " + other).In(path);
   }
 }
 
@@ -159,7 +174,7 @@ class PosixFileSystem : public FileSystem {
       throw Error(ErrorCode::kNotJet4, "not a regular file").In(real);
     }
     Lock(fd.get(), mode, real);
-    if (exclusive) ProbeLockFile(real);
+    ProbeLockFile(real);
     return std::make_unique<PosixFile>(std::move(fd), real);
   }
 
@@ -175,6 +190,11 @@ class PosixFileSystem : public FileSystem {
   void Rename(const std::string& from, const std::string& to) override {
     const std::string real_from = NormalisePath(from), real_to = NormalisePath(to);
     if (::rename(real_from.c_str(), real_to.c_str()) != 0) ThrowErrno(errno, real_to, "rename");
+    // The new name survives a power cut once the folder is on the disk. Folders of
+    // some file systems cannot be synced; the file itself is whole either way.
+    const std::filesystem::path folder = std::filesystem::path(real_to).parent_path();
+    const Descriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.get() >= 0) ::fsync(fd.get());
   }
 
   void Remove(const std::string& path) override {

@@ -29,10 +29,12 @@ constexpr std::size_t kFooterBytes = 40;  // at the very end of the trailer
 constexpr std::size_t kFooterSlot = 0;
 constexpr std::size_t kFooterHead = 4;
 constexpr std::size_t kFooterImages = 8;
+constexpr std::size_t kFooterBefore = 12;
 constexpr std::size_t kFooterChecksum = 16;
 constexpr std::size_t kFooterMagic = 24;
 
-constexpr std::uint64_t kCommitSlot = 0xE00;  // slot 0, on page 0
+// The commit slots, the last sector of page 0: other programs count them up, so
+// that a flush neither writes nor compares them, but for slot 0, the mark.
 constexpr std::size_t kCommitSlots = 0xE00;
 constexpr std::uint16_t kSlotWriting = 0;
 
@@ -79,14 +81,14 @@ void ReadInPlace(File& file, std::uint64_t size, PageNumber page, Image& out) {
 }
 
 void WriteSlot(File& file, std::uint16_t value) {
-  Bytes bytes;
-  AddU16(bytes, value);
-  file.Write(kCommitSlot, bytes);
+  std::array<std::uint8_t, 2> bytes{};
+  PutU16(bytes, 0, value);
+  file.Write(kCommitSlots, bytes);
 }
 
 std::uint16_t ReadSlot(File& file) {
   std::array<std::uint8_t, 2> bytes{};
-  file.Read(kCommitSlot, bytes);
+  file.Read(kCommitSlots, bytes);
   return GetU16(bytes, 0);
 }
 
@@ -99,8 +101,8 @@ void PutInPlace(File& file, const std::vector<PageNumber>& pages, std::uint32_t 
   Image bytes;
   for (std::size_t i = 0; i < pages.size(); ++i) {
     image(i, bytes);
-    if (pages[i].value == 0) PutU16(bytes, kCommitSlots, kSlotWriting);
-    file.Write(Position(pages[i].value), bytes);
+    const std::size_t length = pages[i].value == 0 ? kCommitSlots : kPageSize;
+    file.Write(Position(pages[i].value), std::span(bytes).first(length));
   }
   file.Sync();
   WriteSlot(file, slot_before);
@@ -137,6 +139,7 @@ void WriteTail(File& file, const FlushJob& job, std::uint64_t old_size, std::uin
   PutU16(trailer, footer + kFooterSlot, slot);
   PutU32(trailer, footer + kFooterHead, job.pages_after);
   PutU32(trailer, footer + kFooterImages, static_cast<std::uint32_t>(job.pages.size()));
+  PutU32(trailer, footer + kFooterBefore, job.pages_before);
   checksum.Add(ByteView(trailer).first(footer + kFooterChecksum));
   PutU64(trailer, footer + kFooterChecksum, checksum.value());
   PutBytes(trailer, footer + kFooterMagic, kTrailerMagic);
@@ -145,17 +148,20 @@ void WriteTail(File& file, const FlushJob& job, std::uint64_t old_size, std::uin
 
 // Takes back a tail that will not be used: what is left must not look complete.
 void DropTail(File& file, const FlushJob& job, std::uint64_t old_size) noexcept {
-  try {
-    file.Truncate(old_size);
-    return;
-  } catch (...) {
-  }
-  try {
-    const Image zeros{};
-    file.Write(Position(job.pages_after), zeros);
-  } catch (...) {
-    // The file is out of reach; a complete tail will be finished, a torn one
-    // ignored: both are sound.
+  const auto done = [](const auto& action) {
+    try {
+      action();
+      return true;
+    } catch (...) {
+      return false;
+    }
+  };
+  const Image zeros{};
+  // If neither is possible the file is out of reach; a complete tail will be
+  // finished, a torn one ignored: both are sound.
+  if (done([&] { file.Truncate(old_size); }) ||
+      done([&] { file.Write(Position(job.pages_after), zeros); })) {
+    done([&] { file.Sync(); });
   }
 }
 
@@ -175,6 +181,9 @@ void FlushAtomically(File& file, const FlushJob& job, bool& began) {
   const std::uint16_t slot = ReadSlot(file);
   try {
     file.Reserve(new_size);
+    // Recovery looks for the trailer at the very end: what an earlier attempt left
+    // behind there must go.
+    if (old_size > new_size) file.Truncate(new_size);
     WriteTail(file, job, old_size, slot);
     file.Sync();
   } catch (...) {
@@ -256,9 +265,35 @@ bool TailFits(File& file, const FlushTail& tail) {
 void FinishFlush(File& file, const FlushTail& tail) {
   std::vector<PageNumber> pages;
   for (const FlushTail::Entry& entry : tail.entries) pages.push_back(entry.page);
-  PutInPlace(file, pages, tail.pages_after, tail.slot_before,
+  // A process killed before its first sync leaves a tail that can be read but may
+  // not have reached the disk yet.
+  file.Sync();
+  // Before the mark was set, another program may have counted up the slot.
+  const std::uint16_t in_place = ReadSlot(file);
+  const std::uint16_t slot = in_place == kSlotWriting ? tail.slot_before : in_place;
+  PutInPlace(file, pages, tail.pages_after, slot,
              [&](std::size_t i, PageSpan out) { file.Read(tail.ImageAt(i), out); });
 }
+
+namespace {
+
+// Of a tail whose head page never reached the disk, or was taken by another
+// program since.
+std::optional<TailHead> HeadByTrailer(File& file, std::uint64_t size) {
+  if (size % kPageSize != 0 || size < 4 * kPageSize) return std::nullopt;
+  std::array<std::uint8_t, kFooterBytes> footer{};
+  file.Read(size - kFooterBytes, footer);
+  const bool trailer = std::ranges::equal(std::span(footer).subspan(kFooterMagic), kTrailerMagic);
+  const PageNumber head{GetU32(footer, kFooterHead)};
+  const std::uint32_t images = GetU32(footer, kFooterImages);
+  if (!trailer || images > kMaxImages ||
+      Position(head.value) + kPageSize + Position(images) + TrailerBytes(images) != size) {
+    return std::nullopt;
+  }
+  return TailHead{head, GetU32(footer, kFooterBefore)};
+}
+
+}  // namespace
 
 std::optional<TailHead> FindTailHead(File& file, PageNumber from, std::uint32_t max_pages) {
   const std::uint64_t size = file.Size();
@@ -271,7 +306,7 @@ std::optional<TailHead> FindTailHead(File& file, PageNumber from, std::uint32_t 
     if (GetU32(bytes, kHeadAfter) != page.value) continue;
     return TailHead{page, GetU32(bytes, kHeadBefore)};
   }
-  return std::nullopt;
+  return HeadByTrailer(file, size);
 }
 
 }  // namespace jet

@@ -7,8 +7,8 @@
 //   images      one page each, as they will stand in place (encoded)
 //   trailer     per image: u32 page number, 8 x u64 checksum of the sectors of
 //               the page as it stood before; then zeros; in the last 40 bytes:
-//               u16 commit slot before, u16 0, u32 head page, u32 images, u32 0,
-//               u64 checksum of all of the above, 16 bytes magic
+//               u16 commit slot before, u16 0, u32 head page, u32 images,
+//               u32 pages before, u64 checksum of all of the above, 16 bytes magic
 //
 // then sync; commit slot 0 of page 0 says "in the middle of a write"; sync; the
 // pages go to their places; sync; the slot goes back; sync; the tail is cut off.
@@ -69,7 +69,8 @@ bool TailFits(File& file, const FlushTail& tail);
 void FinishFlush(File& file, const FlushTail& tail);
 
 // The head page of a tail, complete or not, among the pages from `from` on;
-// looks at no more than `max_pages` of them. Returns it with the page count
+// looks at no more than `max_pages` of them, and for a trailer at the end of the
+// file. Returns it with the page count
 // before the flush.
 struct TailHead {
   PageNumber head;

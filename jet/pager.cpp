@@ -13,6 +13,10 @@ namespace jet {
 
 using Image = std::array<std::uint8_t, kPageSize>;
 
+namespace {
+constexpr char kInterrupted[] = "saving was interrupted; the next opening will finish it";
+}
+
 namespace internal {
 
 struct Frame {
@@ -60,8 +64,11 @@ PageView PageRef::bytes() const { return frame_->bytes; }
 
 Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits, FlushMode mode)
     : file_(std::move(file)), writable_(writable), limits_(limits), mode_(mode) {
+  spare_images_.reserve(kSpareImages);
   Recover();
-  file_pages_ = static_cast<std::uint32_t>(std::min(file_->Size(), kMaxFileSize) / kPageSize);
+  if (redirected_.empty()) {
+    file_pages_ = static_cast<std::uint32_t>(std::min(file_->Size(), kMaxFileSize) / kPageSize);
+  }
   page_count_ = file_pages_;
 }
 
@@ -77,6 +84,7 @@ void Pager::Recover() {
   for (std::size_t i = 0; i < tail->entries.size(); ++i) {
     redirected_[tail->entries[i].page] = tail->ImageAt(i);
   }
+  file_pages_ = tail->pages_after;
 }
 
 void Pager::CutLeftovers(PageNumber highest_taken) {
@@ -142,12 +150,13 @@ void Pager::EvictClean() {
 }
 
 Frame* Pager::Load(PageNumber page) {
+  RequireWhole();
+  if (page.value >= page_count_) {
+    throw Error::Damaged(page, "a pointer leads outside the file").In(path());
+  }
   if (Frame* frame = Find(page)) {
     if (!frame->changed) TouchClean(frame);
     return frame;
-  }
-  if (page.value >= page_count_) {
-    throw Error::Damaged(page, "a pointer leads outside the file").In(path());
   }
   EvictClean();
   Frame* frame = NewFrame(page);
@@ -218,8 +227,7 @@ void Pager::RequireWritable() const {
 
 void Pager::RequireWhole() const {
   if (broken_) {
-    throw Error(ErrorCode::kIo, "saving was interrupted; the next opening will finish it")
-        .In(path());
+    throw Error(ErrorCode::kIo, kInterrupted).In(path());
   }
 }
 
@@ -250,6 +258,12 @@ PageSpan Pager::EditNew(PageNumber page) {
 void Pager::BeginScope() { scopes_.push_back({next_scope_++, page_count_, {}}); }
 
 void Pager::CommitScope() {
+  if (scopes_.size() > 1) {
+    // Room first: from here on nothing can fail.
+    std::vector<Saved>& outer = scopes_[scopes_.size() - 2].saved;
+    const std::size_t needed = outer.size() + scopes_.back().saved.size();
+    if (needed > outer.capacity()) outer.reserve(std::max(needed, 2 * outer.capacity()));
+  }
   ScopeLog inner = std::move(scopes_.back());
   scopes_.pop_back();
   for (Saved& saved : inner.saved) {
@@ -261,7 +275,7 @@ void Pager::CommitScope() {
       continue;
     }
     frame->saved_in = saved.saved_in;
-    if (saved.image && spare_images_.size() < kSpareImages) {
+    if (saved.image && spare_images_.size() < spare_images_.capacity()) {
       spare_images_.push_back(std::move(saved.image));
     }
   }
@@ -305,14 +319,19 @@ void Pager::Forget(Frame* frame) noexcept {
 
 void Pager::Discard() {
   assert(scopes_.empty());
-  std::vector<Frame*> changed;
-  for (const auto& [number, frame] : frames_) {
-    if (frame->changed) changed.push_back(frame.get());
-  }
-  for (Frame* frame : changed) {
+  page_count_ = file_pages_;
+  ++epoch_;
+  for (auto next = frames_.begin(); next != frames_.end();) {
+    Frame* frame = (next++)->second.get();  // Forget() may erase it
+    if (!frame->changed) continue;
     const bool in_file = frame->number.value < file_pages_;
-    if (frame->references != 0 && in_file) {
-      file_->Read(std::uint64_t{frame->number.value} * kPageSize, frame->bytes);
+    if (frame->references != 0 && in_file && !broken_) {
+      try {
+        file_->Read(std::uint64_t{frame->number.value} * kPageSize, frame->bytes);
+      } catch (...) {
+        broken_ = true;
+        throw;
+      }
       Cipher(frame->number, frame->bytes);
       frame->changed = false;
       --changed_count_;
@@ -321,8 +340,6 @@ void Pager::Discard() {
       Forget(frame);
     }
   }
-  page_count_ = file_pages_;
-  ++epoch_;
 }
 
 void Pager::Flush() {
@@ -335,7 +352,14 @@ void Pager::Flush() {
   }
   std::sort(changed.begin(), changed.end(),
             [](const Frame* a, const Frame* b) { return a->number < b->number; });
+  // Page 0 always goes along: whoever lays the tail over the pages finds the
+  // commit slots there as they were before the mark.
+  const PageRef first = Read({0});
+  Frame* const first_frame = Find({0});
+  const bool added = mode_ == FlushMode::kAtomic && !first_frame->changed;
+  if (added) changed.insert(changed.begin(), first_frame);
   WriteChangedPages(changed);
+  if (added) changed.erase(changed.begin());
   counters_.pages_written += changed.size();
   file_pages_ = page_count_;
   for (Frame* frame : changed) {
@@ -354,7 +378,12 @@ void Pager::WriteChangedPages(const std::vector<Frame*>& changed) {
     Cipher(changed[i]->number, out);
   };
   if (mode_ == FlushMode::kAtomic) {
-    FlushAtomically(*file_, job, broken_);
+    try {
+      FlushAtomically(*file_, job, broken_);
+    } catch (const Error& error) {
+      if (!broken_) throw;
+      throw Error(ErrorCode::kIo, error.detail() + "; " + kInterrupted).In(path());
+    }
     broken_ = false;
     return;
   }

@@ -102,6 +102,14 @@ class MapRow {
   ByteView row_;
 };
 
+// The end of the pages that the map has a bit for.
+std::uint32_t PagesCovered(const MapRow& map) {
+  if (map.is_inline()) return map.start() + map.bit_count();
+  std::size_t k = map.entries();
+  while (k > 0 && !map.entry(k - 1)) --k;
+  return static_cast<std::uint32_t>(k) * kPagesPerBitmap;
+}
+
 ByteView BitmapBits(PageView page) { return page.subspan(kBitmapBits); }
 
 std::span<std::uint8_t> InitBitmap(PageSpan page) {
@@ -342,7 +350,7 @@ bool PageAllocator::IsFree(PageNumber page) const {
 
 PageNumber PageAllocator::HighestTaken() const {
   const UsageMap global(*pager_, kGlobalMap);
-  std::uint32_t page = pager_->page_count();
+  std::uint32_t page = std::min(pager_->page_count(), PagesCovered(MapRow(*pager_, kGlobalMap)));
   while (page > 0 && global.Contains({page - 1})) --page;
   return {page == 0 ? 0 : page - 1};
 }

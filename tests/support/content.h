@@ -1,0 +1,13 @@
+// What a database says, whatever its bytes: to compare files by content.
+#pragma once
+
+#include <string>
+
+#include "jet/database.h"
+
+namespace test_support {
+
+// Every object, column, index, query and row, one a line.
+std::string ContentOf(jet::Database& database);
+
+}  // namespace test_support
