@@ -21,8 +21,9 @@ Environment::Action::Action(Environment& environment) : environment_(&environmen
 Environment::Action::~Action() { environment_->EndAction(); }
 
 void Environment::Action::Commit() {
-  for (auto& [path, database] : environment_->open_) {
-    if (database->changed()) Translated([&] { database->Commit(); });
+  for (const auto& entry : environment_->open_) {
+    jet::Database& database = *entry.second;
+    if (database.changed()) Translated([&] { database.Commit(); });
   }
 }
 

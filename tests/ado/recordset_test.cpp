@@ -117,17 +117,17 @@ TEST_F(RecordsetTest, FailedSaveDropsTheRowAndRaisesFromItsCause) {
       {"MoveLast", [](ado::Recordset& rows) { rows.MoveLast(); }},
       {"Update", [](ado::Recordset& rows) { rows.Update(); }},
   };
-  for (const auto& [name, cause] : causes) {
-    SCOPED_TRACE(name);
+  for (const auto& cause : causes) {
+    SCOPED_TRACE(cause.first);
     ado::Recordset rows;
     OpenTable(rows);
     rows.MoveNext();
     rows.AddNew();
     rows.Set("番号", Long{3});  // there already
-    EXPECT_RAISES(ado::kErrIntegrity, cause(rows));
+    EXPECT_RAISES(ado::kErrIntegrity, cause.second(rows));
     EXPECT_EQ(rows.Get("番号"), Value(Long{1}));
     rows.Set("番号", Long{3});
-    EXPECT_RAISES(ado::kErrIntegrity, cause(rows));
+    EXPECT_RAISES(ado::kErrIntegrity, cause.second(rows));
     rows.Close();
     EXPECT_EQ(Content(), kInitial);
   }

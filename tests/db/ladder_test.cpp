@@ -19,7 +19,7 @@ class LadderTest : public ::testing::Test {
       return db::LadderStep{.threshold = threshold,
                             .produces = static_cast<std::int16_t>(threshold + 1),
                             .name = name,
-                            .run = [this, name] { ran_.push_back(name); }};
+                            .run = [this, name] { ran_.emplace_back(name); }};
     };
     steps_ = {step(2, "to 3"),  step(3, "to 4"), step(4, "to 5a"),
               step(4, "to 5b"), step(5, "to 6"), step(6, "to 7")};

@@ -22,7 +22,7 @@ struct RecordingView : db::SessionView {
     events.push_back(std::to_string(element) + caption);
   }
   void ShowReinforcementRepair(bool visible) override {
-    events.push_back(visible ? "show" : "hide");
+    events.emplace_back(visible ? "show" : "hide");
   }
   void ClearList() override { list.clear(); }
   void AddListItem(const std::string& text) override { list.push_back(text); }
@@ -154,7 +154,7 @@ TEST_F(Module1Test, LadderEndsByStoringTheLatestVersionInTheFirstRow) {
                           .name = name,
                           .run = [&ran, &db, name] {
                             db.ReopenDb();
-                            ran.push_back(name);
+                            ran.emplace_back(name);
                           }};
   };
   module_.SetLadders(db::Ladder(27, {step(27, module_.data(), "data 27")}),

@@ -51,7 +51,7 @@ class AdoTest : public ::testing::Test {
  protected:
   std::string MakeFile(const std::string& name, const std::vector<TestTable>& tables,
                        const std::string& password = {}) {
-    const std::string path = folder_.File(name);
+    std::string path = folder_.File(name);
     jet::CreateOptions options;
     options.password = password;
     options.clock = [] { return kTestNow; };
