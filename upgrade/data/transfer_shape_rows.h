@@ -205,11 +205,13 @@ inline constexpr TextRule kShapeChangedNames[] = {
     {0, 146, "角ダクト㎡"},
 };
 inline constexpr TextRule kShapeClasses[] = {
+    {0, 0, "-"},
     {104, 122, "丸ダクト"},
     {129, 129, "丸ダクト"},
     {0, 146, "角ダクト"},
 };
 inline constexpr TextRule kShapeSizes[] = {
+    {0, 0, "-"},
     {25, 31, "W1_L1_H1"},
     {54, 55, "W1_L1_H1"},
     {99, 99, "W1_L1_H1"},
@@ -227,9 +229,9 @@ inline constexpr TextRule kShapeSizes[] = {
     {0, 146, "特殊"},
 };
 inline constexpr TextRule kShapeQuantities[] = {
-    {1, 2, "㎡数"},     {25, 33, "個数"},   {54, 55, "個数"},
-    {61, 63, "個数"},   {99, 99, "個数"},   {103, 106, "個数"},
-    {109, 122, "個数"}, {129, 129, "個数"}, {0, 146, "ダクト㎡"},
+    {0, 0, "-"},        {1, 2, "㎡数"},       {25, 33, "個数"},   {54, 55, "個数"},
+    {61, 63, "個数"},   {99, 99, "個数"},     {103, 106, "個数"}, {109, 122, "個数"},
+    {129, 129, "個数"}, {0, 146, "ダクト㎡"},
 };
 
 // Round ducts and accessories. Number 1 first.

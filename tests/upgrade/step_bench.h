@@ -1,0 +1,236 @@
+// A sample database with its session open, and every step of its ladder by name.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "db/module1.h"
+#include "tests/support/temp_db.h"
+#include "tools/samples/columns.h"
+#include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
+
+namespace upgrade_test {
+
+using samples::BaseTable;
+using samples::Kind;
+using samples::TableNamed;
+using Tables = std::vector<BaseTable>;
+using Change = std::function<void(Tables&)>;
+using Texts = std::vector<std::string>;
+
+inline constexpr const char* kNull = "<Null>";
+inline constexpr const char* kShapes = "Spec_形状名（角）";
+inline constexpr const char* kReinforcements = "Spec_補強名称";
+inline constexpr const char* kVersions = "ﾊﾞｰｼﾞｮﾝ番号";
+
+class StepBench {
+ public:
+  explicit StepBench(Kind kind, std::int16_t version = samples::kBaseVersion, Change change = {})
+      : kind_(kind),
+        files_(jet::MakeSystemFiles()),
+        environment_(*files_),
+        module_(environment_),
+        data_(module_.data()),
+        english_(module_.data()),
+        tenkai_(module_.tenkai()) {
+    samples::SampleOptions options;
+    options.version = version;
+    options.jobs = 2;
+    options.change = std::move(change);
+    samples::MakeSample(*files_, path(), kind, options);
+    module_.SetLadders(upgrade::MakeDataLadder(data_, english_),
+                       upgrade::MakeTenkaiLadder(tenkai_));
+    module_.DataDB_Path = module_.TenkaiDB_Path = folder_.path();
+    db().OpenDb();
+  }
+
+  std::string path() const { return folder_.File(tools::FileNameOf(kind_)); }
+  db::DbHandle& db() { return kind_ == Kind::kData ? module_.data() : module_.tenkai(); }
+  const db::Ladder& ladder() const {
+    return kind_ == Kind::kData ? module_.data_ladder() : module_.tenkai_ladder();
+  }
+
+  // Runs `body` as a button does: what completed operations did stays. The
+  // number of its error, 0 for none. Afterwards the file is closed and reopened.
+  ado::ErrorNumber Edit(const std::function<void(db::DbHandle&)>& body) {
+    ado::ErrorNumber number = 0;
+    {
+      ado::Environment::Action action(environment_);
+      try {
+        body(db());
+      } catch (const ado::Error& error) {
+        number = error.number();
+      }
+      db().ReleaseTable();
+      action.Commit();
+      db().CloseDb();
+    }
+    db().OpenDb();
+    return number;
+  }
+
+  // Steps in one go, up to the first that fails.
+  ado::ErrorNumber Run(std::initializer_list<std::string_view> names) {
+    return Edit([&](db::DbHandle&) {
+      for (std::string_view name : names) {
+        const auto step = std::ranges::find(ladder().steps(), name, &db::LadderStep::name);
+        ASSERT_NE(step, ladder().steps().end()) << name;
+        step->run();
+      }
+    });
+  }
+  ado::ErrorNumber Run(std::string_view name) { return Run({name}); }
+
+  // The ladder from the stored version.
+  ado::ErrorNumber Upgrade(std::int16_t to) {
+    const auto from = static_cast<std::int16_t>(std::stoi(Values(kVersions, "Ver_No").at(0)));
+    return Edit([&](db::DbHandle&) {
+      kind_ == Kind::kData ? module_.Data_Up_To(from, to, nullptr)
+                           : module_.Tenkai_Up_To(from, to, nullptr);
+    });
+  }
+
+  // A field of all rows in stored order; one text "!number" for an error.
+  Texts Values(std::string_view table, std::string_view field) {
+    Texts values;
+    try {
+      ado::Recordset rows;
+      Open(rows, table);
+      if (rows.eof()) rows.Get(field);  // an unknown field shows even without rows
+      for (; !rows.eof(); rows.MoveNext()) values.push_back(Text(rows.Get(field)));
+    } catch (const ado::Error& error) {
+      if (error.number() != ado::kErrNoCurrentRow) return {"!" + std::to_string(error.number())};
+    }
+    return values;
+  }
+  // All fields of all rows, one text a row.
+  Texts Rows(std::string_view table) {
+    return Walk(table, [](ado::Recordset& rows) {
+      std::string row;
+      for (std::size_t i = 0; i < rows.field_count(); ++i) row += Text(rows.Get(i)) + "|";
+      return row;
+    });
+  }
+  std::size_t Count(std::string_view table) { return Rows(table).size(); }
+  std::string Value(std::string_view table, std::string_view field, std::size_t row) {
+    const Texts values = Values(table, field);
+    return row < values.size() ? values[row] : "!no row";
+  }
+
+  // "name type size", with "!" behind it if a value is required.
+  Texts Columns(std::string_view table) {
+    Texts columns;
+    try {
+      db().EachColumn(db().GetTable(db().BindCatalog(), table), [&](const ado::Column& column) {
+        columns.push_back(column.name + " " + std::to_string(column.type) + " " +
+                          std::to_string(column.defined_size) +
+                          ((column.attributes & ado::adColNullable) != 0 ? "" : "!"));
+        return true;
+      });
+    } catch (const ado::Error& error) {
+      columns.push_back("!" + std::to_string(error.number()));
+    }
+    return columns;
+  }
+  bool HasTable(std::string_view table) { return Columns(table) != Texts{"!3265"}; }
+  Texts Tables() { return db().BindCatalog()->TableNames(); }
+  std::vector<ado::View> Queries() { return db().BindCatalog()->Views(); }
+  Texts QueryNames() {
+    Texts names;
+    for (const ado::View& view : Queries()) names.push_back(view.name);
+    return names;
+  }
+  // Everything that the database holds.
+  std::map<std::string, Texts> Content() {
+    std::map<std::string, Texts> content;
+    for (const std::string& table : Tables()) {
+      content[table] = Rows(table);
+      for (const std::string& column : Columns(table)) content[table].push_back(column);
+    }
+    for (const ado::View& view : Queries()) content[view.name] = {view.command_text};
+    return content;
+  }
+
+  jet::Database& database() { return *Connection().database(); }
+  // Deletes the rows of a table from the row numbered `first` (from 0) on.
+  void DeleteRows(std::string_view table, std::size_t first, std::size_t count = SIZE_MAX) {
+    Edit([&](db::DbHandle&) {
+      jet::Table& rows = *database().OpenTable(table);
+      auto at = rows.First();
+      for (; first > 0; --first) at = rows.Next(*at);
+      for (; at && count > 0; --count) {
+        const jet::RowId gone = *at;
+        at = rows.Next(gone);
+        rows.Delete(gone);
+      }
+    });
+  }
+
+ private:
+  static std::string Text(const ado::Value& value) {
+    return jet::IsNull(value) ? kNull : ado::ToText(value);
+  }
+  ado::Connection& Connection() {
+    return kind_ == Kind::kData ? *module_.DataDB_Con : *module_.TenkaiDB_Con;
+  }
+  void Open(ado::Recordset& rows, std::string_view table) {
+    rows.Open(table, Connection(), ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  }
+  Texts Walk(std::string_view table, const std::function<std::string(ado::Recordset&)>& text) {
+    Texts texts;
+    ado::Recordset rows;
+    Open(rows, table);
+    for (; !rows.eof(); rows.MoveNext()) texts.push_back(text(rows));
+    return texts;
+  }
+
+  Kind kind_;
+  test_support::TempFolder folder_;
+  std::unique_ptr<jet::FileSystem> files_;
+  ado::Environment environment_;
+  db::Module1 module_;
+  upgrade::Data_Up_M data_;
+  upgrade::Eng_M english_;
+  upgrade::Tenkai_UP_M tenkai_;
+};
+
+// What tests put in a step's way.
+inline void MakeTable(db::DbHandle& db, std::string_view name) {
+  db.AppendTable(db.BindCatalog(), db.CreateTable(name));
+}
+inline void MakeQuery(db::DbHandle& db, std::string_view name) {
+  db.AddQuery(db.BindCatalog(), name, "SELECT Ver_No FROM ﾊﾞｰｼﾞｮﾝ番号;");
+}
+inline Change SetRows(const char* table, std::vector<samples::Row> rows) {
+  return [=](Tables& tables) { TableNamed(tables, table).rows = rows; };
+}
+// Keeps the first `count` rows, or repeats the last under new identifiers.
+inline Change ResizeRows(const char* table, std::size_t count) {
+  return [=](Tables& tables) {
+    auto& rows = TableNamed(tables, table).rows;
+    if (count < rows.size()) rows.resize(count);
+    while (rows.size() < count) {
+      rows.push_back(rows.back());
+      rows.back()[0] = std::get<std::int32_t>(rows.back()[0]) + 1;
+    }
+  };
+}
+inline Texts Repeat(std::size_t count, const std::string& text) { return Texts(count, text); }
+inline Texts operator+(Texts texts, const Texts& more) {
+  texts.insert(texts.end(), more.begin(), more.end());
+  return texts;
+}
+// Consecutive numbers as text.
+inline Texts Numbers(int first, int last) {
+  Texts texts;
+  for (int number = first; number <= last; ++number) texts.push_back(std::to_string(number));
+  return texts;
+}
+
+}  // namespace upgrade_test
