@@ -21,6 +21,21 @@ constexpr std::string_view kObjectsTable = "MSysObjects", kAcesTable = "MSysACEs
 constexpr std::array kSystemTables = {kObjectsTable, kAcesTable, kQueriesTable,
                                       kRelationshipsTable};
 constexpr std::uint32_t kFirstSystemPage = 2;  // in the order of kSystemTables
+// Without these a system table is not what it should be.
+constexpr std::string_view kObjectColumns[] = {"Id",         "ParentId",    "Name",    "Type",
+                                               "DateCreate", "DateUpdate",  "Flags",   "Owner",
+                                               "Database",   "ForeignName", "Connect", "LvProp"};
+constexpr std::string_view kAceColumns[] = {"ObjectId", "SID", "ACM", "FInheritable"};
+constexpr std::string_view kQueryColumns[] = {"ObjectId", "Attribute",  "Order", "Name1",
+                                              "Name2",    "Expression", "Flag"};
+constexpr std::string_view kRelationshipColumns[] = {"szRelationship",
+                                                     "grbit",
+                                                     "ccolumn",
+                                                     "icolumn",
+                                                     "szObject",
+                                                     "szColumn",
+                                                     "szReferencedObject",
+                                                     "szReferencedColumn"};
 
 constexpr std::int32_t kTable = 1, kDatabase = 2, kContainer = 3, kLinkedOdbc = 4, kQuery = 5,
                        kLinked = 6;
@@ -64,6 +79,13 @@ std::optional<std::string> Text(const RowFields& row, std::size_t ordinal) {
   }
 }
 
+// The position of a column; behind the last one if there is none.
+std::size_t Ordinal(const TableDef& def, std::string_view name) {
+  const auto found = std::find_if(def.columns.begin(), def.columns.end(),
+                                  [name](const ColumnDef& column) { return column.name == name; });
+  return static_cast<std::size_t>(found - def.columns.begin());
+}
+
 }  // namespace
 
 void CatalogCheck::Problem(const Object& object, std::string text) {
@@ -72,13 +94,15 @@ void CatalogCheck::Problem(const Object& object, std::string text) {
       fmt::format("object {}: {}", object.name.value_or("without a name"), text));
 }
 
-std::optional<std::size_t> CatalogCheck::Ordinal(const TableDef& def, std::string_view column) {
-  for (std::size_t i = 0; i < def.columns.size(); ++i) {
-    if (def.columns[i].name == column) return i;
+bool CatalogCheck::HasColumns(const TableDef& def, std::span<const std::string_view> columns) {
+  bool whole = true;
+  for (const std::string_view column : columns) {
+    if (Ordinal(def, column) != def.columns.size()) continue;
+    context_->report.Problem({{}, def.page},
+                             fmt::format("a system table lacks its column {}", column));
+    whole = false;
   }
-  context_->report.Problem({{}, def.page},
-                           fmt::format("a system table lacks its column {}", column));
-  return std::nullopt;
+  return whole;
 }
 
 bool CatalogCheck::Run() {
@@ -112,27 +136,23 @@ bool CatalogCheck::ReadObjects() {
   }
   std::optional<TableDef> def = ReadDefinition(*context_, page, kObjectsTable);
   if (!def) return false;
-  const auto properties = Ordinal(*def, "LvProp");
-  bool whole = properties.has_value();
-  for (const std::string_view column :
-       {"Id", "ParentId", "Name", "Type", "DateCreate", "DateUpdate", "Flags", "Owner"}) {
-    if (!Ordinal(*def, column)) whole = false;
-  }
+  const bool whole = HasColumns(*def, kObjectColumns);
   TableCheck table(*context_, std::string(kObjectsTable), std::move(*def));
   table_names_[page.value] = kObjectsTable;
   if (!whole) {
     table.Run();
     return false;
   }
-  table.Run({*properties}, [&](RowId id, const RowFields& row) {
+  const std::size_t properties = Ordinal(table.def(), "LvProp");
+  table.Run({properties}, [&](RowId id, const RowFields& row) {
     AddObject(table.def(), id, row);
-    if (row.stored[*properties]) CheckProperties(id, row.contents[*properties]);
+    if (row.stored[properties]) CheckProperties(id, row.contents[properties]);
   });
   return true;
 }
 
 void CatalogCheck::AddObject(const TableDef& def, RowId id, const RowFields& row) {
-  const auto at = [&](std::string_view column) { return *Ordinal(def, column); };
+  const auto at = [&](std::string_view column) { return Ordinal(def, column); };
   Object object{.row = id,
                 .id = Number(row, at("Id")),
                 .parent = Number(row, at("ParentId")),
@@ -285,11 +305,11 @@ void CatalogCheck::RunTable(const std::string& name, TableDef def) {
 }
 
 void CatalogCheck::VisitAces(TableCheck& table) {
-  const auto object = Ordinal(table.def(), "ObjectId"), sid = Ordinal(table.def(), "SID");
-  if (!object || !sid) return table.Run();
+  if (!HasColumns(table.def(), kAceColumns)) return table.Run();
+  const std::size_t object = Ordinal(table.def(), "ObjectId"), sid = Ordinal(table.def(), "SID");
   table.Run({}, [&](RowId id, const RowFields& row) {
-    if (const auto of = Number(row, *object)) aces_.try_emplace(*of, id);
-    if (!row.stored[*sid] || !IsKnownSid(context_->header.MaskSid(*row.stored[*sid]))) {
+    if (const auto of = Number(row, object)) aces_.try_emplace(*of, id);
+    if (!row.stored[sid] || !IsKnownSid(context_->header.MaskSid(*row.stored[sid]))) {
       context_->report.Problem(At(kAcesTable, id), "its security id does not fit this file");
     }
   });
@@ -297,12 +317,12 @@ void CatalogCheck::VisitAces(TableCheck& table) {
 }
 
 void CatalogCheck::VisitQueries(TableCheck& table) {
-  const auto object = Ordinal(table.def(), "ObjectId"),
-             attribute = Ordinal(table.def(), "Attribute");
-  if (!object || !attribute) return table.Run();
+  if (!HasColumns(table.def(), kQueryColumns)) return table.Run();
+  const std::size_t object = Ordinal(table.def(), "ObjectId"),
+                    attribute = Ordinal(table.def(), "Attribute");
   table.Run({}, [&](RowId id, const RowFields& row) {
-    const auto of = Number(row, *object);
-    const auto kind = Number(row, *attribute);
+    const auto of = Number(row, object);
+    const auto kind = Number(row, attribute);
     if (!of || !kind) return;
     QueryRows& query = queries_.try_emplace(*of, QueryRows{.first = id}).first->second;
     ++query.rows;
@@ -313,9 +333,9 @@ void CatalogCheck::VisitQueries(TableCheck& table) {
 }
 
 void CatalogCheck::VisitRelationships(TableCheck& table) {
-  const auto from = Ordinal(table.def(), "szObject"),
-             to = Ordinal(table.def(), "szReferencedObject");
-  if (!from || !to) return table.Run();
+  if (!HasColumns(table.def(), kRelationshipColumns)) return table.Run();
+  const std::size_t from = Ordinal(table.def(), "szObject"),
+                    to = Ordinal(table.def(), "szReferencedObject");
   const SortOrder order = context_->header.order();
   std::set<std::string> names;
   for (const Object& object : objects_) {
@@ -324,7 +344,7 @@ void CatalogCheck::VisitRelationships(TableCheck& table) {
     if (is_table && object.name) names.insert(NameKey(order, *object.name));
   }
   table.Run({}, [&](RowId id, const RowFields& row) {
-    for (const std::size_t ordinal : {*from, *to}) {
+    for (const std::size_t ordinal : {from, to}) {
       const auto name = Text(row, ordinal);
       if (!name || !names.contains(NameKey(order, *name))) {
         context_->report.Warning(

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,7 +51,7 @@ class CatalogCheck {
   void CheckQueries();
   void CheckRelations();
   const Object* FindObject(std::string_view name, std::int32_t type) const;
-  std::optional<std::size_t> Ordinal(const TableDef& def, std::string_view column);
+  bool HasColumns(const TableDef& def, std::span<const std::string_view> columns);
   void Problem(const Object& object, std::string text);
 
   const Context* context_;

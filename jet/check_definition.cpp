@@ -82,6 +82,7 @@ class DefinitionReader {
   TableDef def_;
   Bytes content_;
   std::vector<std::uint16_t> free_fields_;
+  std::set<std::uint16_t> mapped_;  // columns with maps of long values
   std::size_t length_ = 0;
   std::size_t at_ = 0;
   bool refused_ = false;
@@ -303,9 +304,10 @@ void DefinitionReader::PutLongValueMaps(ColumnId id, RowId owned, RowId free) {
                         id.value));
     return;
   }
-  if (column->owned_map) {
+  if (!mapped_.insert(id.value).second) {
     Problem(fmt::format("column {} has its maps of long values twice", column->name));
   }
+  if (!owned) Problem(fmt::format("column {} has no page for the map of its pages", column->name));
   column->owned_map = owned;
   column->free_map = free;
 }
@@ -356,7 +358,9 @@ void DefinitionReader::CheckColumn(const ColumnDef& column) {
   }
   if (IsLongValue(column.type)) {
     if (column.fixed()) Problem(fmt::format("column {} is a fixed long value", column.name));
-    if (!column.owned_map) Warning(fmt::format("column {} has no map of its pages", column.name));
+    if (!mapped_.contains(column.id.value)) {
+      Warning(fmt::format("column {} has no map of its pages", column.name));
+    }
   }
   if (column.type == ColumnType::kBoolean && !column.fixed()) {
     Problem(fmt::format("column {} is a variable Boolean", column.name));

@@ -6,7 +6,6 @@
 #include "jet/collation.h"
 #include "jet/index_key.h"
 #include "jet/row.h"
-#include "jet/text.h"
 
 namespace jet::check {
 
@@ -34,7 +33,26 @@ std::vector<std::size_t> KeyMaker::memos() const {
   return ordinals;
 }
 
-bool KeyMaker::Append(const Part& part, const RowFields& row, Bytes& key) const {
+// Straight from the stored bytes: texts are most of the work of a check.
+void KeyMaker::AppendText(const Part& part, ByteView stored, Bytes& key) {
+  units_.clear();
+  const bool compressed = stored.size() >= 2 && stored[0] == 0xFF && stored[1] == 0xFE;
+  bool narrow = compressed;
+  for (std::size_t at = compressed ? 2 : 0; at < stored.size() && units_.size() < kMaxTextChars;) {
+    if (compressed && stored[at] == 0) {
+      narrow = !narrow;
+      ++at;
+    } else if (narrow) {
+      units_.push_back(stored[at++]);
+    } else {
+      units_.push_back(static_cast<char16_t>(GetU16(stored, at)));
+      at += 2;
+    }
+  }
+  AddTextKey(part.column->order, units_, part.ascending, key);
+}
+
+bool KeyMaker::Append(const Part& part, const RowFields& row, Bytes& key) {
   const std::optional<ByteView>& stored = row.stored[part.ordinal];
   if (!stored) {
     AddU8(key, part.ascending ? 0x00 : 0xFF);
@@ -43,10 +61,13 @@ bool KeyMaker::Append(const Part& part, const RowFields& row, Bytes& key) const 
   if (!part.provable) return false;
   const std::size_t before = key.size();
   try {
-    const Value value = part.column->type == ColumnType::kMemo
-                            ? Value(DecodeText(row.contents[part.ordinal]))
-                            : DecodeField(*part.column, *stored);
-    AddKeyPart(*part.column, value, part.ascending, key);
+    if (part.column->type == ColumnType::kMemo) {
+      AppendText(part, row.contents[part.ordinal], key);
+    } else if (part.column->type == ColumnType::kText) {
+      AppendText(part, *stored, key);
+    } else {
+      AddKeyPart(*part.column, DecodeField(*part.column, *stored), part.ascending, key);
+    }
     return true;
   } catch (const Error&) {
     key.resize(before);

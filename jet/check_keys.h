@@ -38,9 +38,11 @@ class KeyMaker {
     bool ascending = true;
     bool provable = true;
   };
-  bool Append(const Part& part, const RowFields& row, Bytes& key) const;
+  bool Append(const Part& part, const RowFields& row, Bytes& key);
+  void AppendText(const Part& part, ByteView stored, Bytes& key);
 
   std::vector<Part> parts_;
+  std::u16string units_;
   std::size_t nulls_ = 0;
 };
 

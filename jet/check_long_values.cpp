@@ -51,8 +51,7 @@ void LongValues::ReadColumnMaps(std::size_t ordinal) {
                              fmt::format("{} include page {} beyond the end of the file",
                                          PlaceText(ordinal), column.owned->first_outside));
   }
-  ClaimPages(ordinal);
-  if (!def.free_map) {
+  if (def.free_map.packed() == 0) {
     context_->report.Warning(here, fmt::format("column {} has no map of free space", def.name));
     return;
   }
@@ -72,58 +71,57 @@ void LongValues::ReadColumnMaps(std::size_t ordinal) {
   }
 }
 
-void LongValues::ClaimPages(std::size_t ordinal) {
-  Column& column = columns_[ordinal];
-  const PageSet& pages = column.owned->pages;
-  for (auto page = pages.FirstFrom(0); page; page = pages.FirstFrom(page->value + 1)) {
-    const PageRef ref = context_->pager.Read(*page);
-    const Place here = At(table_, *page);
-    Slots slots;
-    if (std::string fault = slots.Parse(ref.bytes()); !fault.empty()) {
-      context_->report.Problem(
-          here, fmt::format("{}, but is in the map of {}", fault, PlaceText(ordinal)));
-      continue;
-    }
-    if (const std::uint32_t owner = GetU32(ref.bytes(), kOwner); owner != kLvalOwner) {
-      context_->report.Problem(here, fmt::format("names {:X} as owner, but is in the map of {}",
-                                                 owner, PlaceText(ordinal)));
-      continue;
-    }
-    context_->ledger.Claim(*page, column.owner, here);
-    context_->ledger.ReadSlots(*page, ref.bytes(), here, slots);
+LongValues::Page LongValues::CheckPage(const Column& column, PageNumber page, PageView bytes) {
+  Page checked;
+  const Place here = At(table_, page);
+  const std::string_view owner_text = context_->ledger.TextOf(column.owner);
+  Slots slots;
+  if (std::string fault = slots.Parse(bytes); !fault.empty()) {
+    context_->report.Problem(here, fmt::format("{}, but should be one of {}", fault, owner_text));
+    return checked;
   }
+  if (const std::uint32_t owner = GetU32(bytes, kOwner); owner != kLvalOwner) {
+    context_->report.Problem(
+        here, fmt::format("names {:X} as owner, but should be one of {}", owner, owner_text));
+    return checked;
+  }
+  if (context_->ledger.Claim(page, column.owner, here) != Ledger::Claimed::kNew) return checked;
+  checked.usable = context_->ledger.ReadSlots(page, bytes, here, slots);
+  for (std::size_t row = 0; row < slots.size(); ++row) {
+    if (slots.kind(row) == SlotKind::kLive) {
+      checked.present[row / 64] |= std::uint64_t{1} << (row % 64);
+    } else if (slots.kind(row) != SlotKind::kDeleted) {
+      context_->report.Warning({table_, page, static_cast<std::uint8_t>(row)},
+                               "is marked as moved, which long values cannot be");
+    }
+  }
+  return checked;
 }
 
 std::string LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes) {
   if (!context_->ledger.Exists(at.page) || !at.page) {
     return fmt::format("points to page {}, which does not exist", at.page.value);
   }
-  page = context_->pager.Read(at.page);
-  if (slots_page_ != at.page) {
-    slots_page_ = PageNumber{};
-    if (!slots_.Parse(page.bytes()).empty() || GetU32(page.bytes(), kOwner) != kLvalOwner) {
-      return fmt::format("points to page {}, which is no page of long values", at.page.value);
-    }
-    slots_page_ = at.page;
-  }
   if (column.owned && !column.owned->pages.Contains(at.page)) {
     return fmt::format("points to page {}, which is not in the column's map", at.page.value);
   }
-  if (!column.owned && context_->ledger.Claim(at.page, column.owner, At(table_, at.page)) ==
-                           Ledger::Claimed::kForeign) {
-    return fmt::format("points to page {} of another owner", at.page.value);
+  page = context_->pager.Read(at.page);
+  const auto [found, is_new] = column.pages.try_emplace(at.page.value);
+  Page& state = found->second;
+  if (is_new) state = CheckPage(column, at.page, page.bytes());
+  if (!state.usable) {
+    return fmt::format("points to page {}, which is no page of its column", at.page.value);
   }
-  if (at.row >= slots_.size() || slots_.kind(at.row) != SlotKind::kLive) {
+  const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
+  if ((state.present[at.row / 64] & bit) == 0) {
     return fmt::format("points to row {} of page {}, which is not there", at.row, at.page.value);
   }
-  RowBits& used = column.used[at.page.value];
-  const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
-  if ((used[at.row / 64] & bit) != 0) {
+  if ((state.used[at.row / 64] & bit) != 0) {
     return fmt::format("points to row {} of page {}, which is in use already", at.row,
                        at.page.value);
   }
-  used[at.row / 64] |= bit;
-  bytes = page.bytes().subspan(slots_.start(at.row), slots_.end(at.row) - slots_.start(at.row));
+  state.used[at.row / 64] |= bit;
+  bytes = Slots::Bytes(page.bytes(), at.row);
   return {};
 }
 
@@ -202,23 +200,19 @@ std::string LongValues::FollowChain(Column& column, const LongValueDescriptor& v
 
 Bytes LongValues::Reread(ByteView stored) const { return ReadLongValue(context_->pager, stored); }
 
-void LongValues::ReportOrphans() {
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const Column& column = columns_[i];
+void LongValues::CheckRest() {
+  for (Column& column : columns_) {
     if (!column.owned) continue;
     const PageSet& pages = column.owned->pages;
     for (auto page = pages.FirstFrom(0); page; page = pages.FirstFrom(page->value + 1)) {
-      const PageRef ref = context_->pager.Read(*page);
-      Slots slots;
-      if (!slots.Parse(ref.bytes()).empty()) continue;
-      const auto found = column.used.find(page->value);
-      const RowBits used = found == column.used.end() ? RowBits{} : found->second;
-      for (std::size_t row = 0; row < slots.size(); ++row) {
-        if (slots.kind(row) != SlotKind::kLive && slots.kind(row) != SlotKind::kMoved) continue;
-        if ((used[row / 64] >> row % 64 & 1) != 0) continue;
-        context_->report.Warning(
-            {table_, *page, static_cast<std::uint8_t>(row)},
-            fmt::format("is a piece of {} that belongs to no row", PlaceText(i)));
+      const auto [found, is_new] = column.pages.try_emplace(page->value);
+      Page& state = found->second;
+      if (is_new) state = CheckPage(column, *page, context_->pager.Read(*page).bytes());
+      for (std::size_t row = 0; row < kMaxRowsOnPage; ++row) {
+        if (((state.present[row / 64] & ~state.used[row / 64]) >> row % 64 & 1) == 0) continue;
+        context_->report.Warning({table_, *page, static_cast<std::uint8_t>(row)},
+                                 fmt::format("is a piece of {} that belongs to no row",
+                                             context_->ledger.TextOf(column.owner)));
       }
     }
   }

@@ -17,28 +17,33 @@ class LongValues {
  public:
   LongValues(const Context& context, std::string_view table, const TableDef& def);
 
-  // Claims the pages of every column.
+  // Which pages each column owns.
   void ReadMaps();
   // Follows the value of row `row` that `stored` describes; `content`, if given,
   // receives it. What is wrong, in words; empty if nothing is.
   std::string Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content);
   // The content alone, for a value that has been followed already.
   Bytes Reread(ByteView stored) const;
-  // After all rows: long values that belong to none.
-  void ReportOrphans();
+  // After all rows: pages that none of them led to, and long values of no row.
+  void CheckRest();
 
  private:
   using RowBits = std::array<std::uint64_t, 4>;
+  // A page that was looked at: its rows, and those that belong to a value.
+  struct Page {
+    bool usable = false;
+    RowBits present{}, used{};
+  };
   struct Column {
     bool is_long_value = false;
     bool has_map = false;
     Ledger::OwnerId owner = 0;
     std::optional<MapPages> owned;
-    std::unordered_map<std::uint32_t, RowBits> used;  // by page
+    std::unordered_map<std::uint32_t, Page> pages;
   };
 
   void ReadColumnMaps(std::size_t ordinal);
-  void ClaimPages(std::size_t ordinal);
+  Page CheckPage(const Column& column, PageNumber page, PageView bytes);
   std::string FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
                           Bytes* content);
   std::string Take(Column& column, RowId at, PageRef& page, ByteView& bytes);
@@ -48,8 +53,6 @@ class LongValues {
   std::string_view table_;
   const TableDef* def_;
   std::vector<Column> columns_;  // by ordinal
-  Slots slots_;                  // of slots_page_
-  PageNumber slots_page_;
 };
 
 }  // namespace jet::check

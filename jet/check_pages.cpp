@@ -19,6 +19,8 @@ constexpr std::size_t kOwner = 4;
 constexpr std::size_t kRowCount = 12;
 constexpr std::size_t kSlots = 14;
 
+constexpr std::uint8_t kReleased = 9;  // second byte of a page whose last row is gone
+
 constexpr PageNumber kGlobalMapPage{1};
 constexpr std::uint8_t kInlineMap = 0, kMapOfBitmaps = 1;
 constexpr std::size_t kMapHead = 5;     // of an inline map: type and first page
@@ -51,7 +53,7 @@ std::optional<PageNumber> PageSet::FirstMissingIn(const PageSet& other) const {
 
 std::string Slots::Parse(PageView page) {
   count_ = 0;
-  if (page[0] != 1 || (page[1] != 1 && page[1] != 9)) {
+  if (page[0] != 1 || (page[1] != 1 && page[1] != kReleased)) {
     return fmt::format("is no page of rows: it starts {:02X} {:02X}", page[0], page[1]);
   }
   const std::size_t rows = GetU16(page, kRowCount);
@@ -68,6 +70,20 @@ std::string Slots::Parse(PageView page) {
   count_ = rows;
   free_ = end - top;
   return {};
+}
+
+ByteView Slots::Bytes(PageView page, std::size_t row) {
+  const std::size_t start = GetU16(page, kSlots + kSlotSize * row) & 0x1FFFU;
+  const std::size_t end =
+      row == 0 ? kPageSize : GetU16(page, kSlots + kSlotSize * (row - 1)) & 0x1FFFU;
+  return Slice(page, start, end - start);
+}
+
+bool Slots::has_rows() const {
+  for (std::size_t row = 0; row < count_; ++row) {
+    if (kind(row) != SlotKind::kDeleted) return true;
+  }
+  return false;
 }
 
 Ledger::Ledger(Pager& pager, Report& report)
@@ -118,7 +134,14 @@ bool Ledger::ReadSlots(PageNumber page, PageView bytes, const Place& place, Slot
     report_->Problem(here, std::move(fault));
     return false;
   }
-  if (bytes[1] == 9) report_->Warning(here, "is marked as released although it is in use");
+  if (bytes[1] == kReleased) {
+    // Readers pass such a page over.
+    if (slots.has_rows()) {
+      report_->Problem(here, "is marked as released although it holds rows");
+    } else {
+      report_->Warning(here, "is marked as released although it is in use");
+    }
+  }
   if (const std::size_t stated = GetU16(bytes, kFreeBytes); stated != slots.free_bytes()) {
     report_->Problem(
         here, fmt::format("says that {} bytes are free; {} are", stated, slots.free_bytes()));
@@ -193,6 +216,9 @@ std::optional<MapPages> Ledger::DecodeMap(ByteView row, RowId at, const Place& p
     const std::uint32_t first = GetU32(row, 1);
     if (first % 8 != 0) {
       report_->Warning(here, fmt::format("the {} starts at page {}", what, first));
+    }
+    if (row.size() < kNewMapBytes || (row.size() - kMapHead) % 4 != 0) {
+      report_->Warning(here, fmt::format("the {} has the odd width of {} bytes", what, row.size()));
     }
     AddBits(row.subspan(kMapHead), first, map);
     return map;

@@ -50,8 +50,12 @@ class Slots {
   SlotKind kind(std::size_t row) const { return static_cast<SlotKind>(slots_[row] >> 14); }
   std::size_t start(std::size_t row) const { return slots_[row] & 0x1FFFU; }
   std::size_t end(std::size_t row) const { return row == 0 ? kPageSize : start(row - 1); }
+  bool has_rows() const;  // that are not deleted
   bool has_unknown_flag(std::size_t row) const { return (slots_[row] & 0x2000U) != 0; }
   std::size_t free_bytes() const { return free_; }
+
+  // The bytes of a row of a page that was parsed before.
+  static ByteView Bytes(PageView page, std::size_t row);
 
  private:
   std::array<std::uint16_t, kMaxRowsOnPage> slots_{};
@@ -77,7 +81,8 @@ class Ledger {
   // For a page that only a map names: nothing if it is somebody's already,
   // which may still become so later without being two owners.
   bool ClaimSpare(PageNumber page, OwnerId owner);
-  // The owner's text; empty for none.
+  std::string_view TextOf(OwnerId owner) const { return names_[owner]; }
+  // The same of a page's owner; empty for none.
   std::string_view OwnerOf(PageNumber page) const;
 
   // The map in row `at`, which nobody else may use; `what` names it in findings

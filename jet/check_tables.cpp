@@ -36,10 +36,17 @@ void TableCheck::Run(const std::vector<std::size_t>& contents_of, const Visitor&
   ++context_->result.tables;
   long_values_.ReadMaps();
   if (!ReadMaps()) return;
-  for (const PageNumber page : data_pages_) CheckRows(page, visit);
+  for (auto page = owned_->pages.FirstFrom(0); page;
+       page = owned_->pages.FirstFrom(page->value + 1)) {
+    const PageRef ref = context_->pager.Read(*page);
+    Slots slots;
+    if (!CheckPage(*page, ref.bytes(), slots)) continue;
+    data_pages_.push_back(*page);
+    CheckRows(*page, ref.bytes(), slots, visit);
+  }
   CompareBodies();
   CompareCounters();
-  long_values_.ReportOrphans();
+  long_values_.CheckRest();
   for (IndexCheck& index : indexes_) index.CompareWithTree(*this);
 }
 
@@ -69,25 +76,19 @@ bool TableCheck::ReadMaps() {
                                            stray->value));
     }
   }
-  for (auto page = owned_->pages.FirstFrom(0); page;
-       page = owned_->pages.FirstFrom(page->value + 1)) {
-    if (CheckPage(*page)) data_pages_.push_back(*page);
-  }
   return true;
 }
 
 // Whether rows of the table are to be looked for on a page of its map.
-bool TableCheck::CheckPage(PageNumber page) {
+bool TableCheck::CheckPage(PageNumber page, PageView bytes, Slots& slots) {
   if (std::find(def_.pages.begin(), def_.pages.end(), page) != def_.pages.end()) return false;
-  const PageRef ref = context_->pager.Read(page);
   const Place here = At(name_, page);
-  Slots slots;
-  if (std::string fault = slots.Parse(ref.bytes()); !fault.empty()) {
+  if (std::string fault = slots.Parse(bytes); !fault.empty()) {
     context_->report.Problem(here,
                              fmt::format("{}, but is in the map of the table's pages", fault));
     return false;
   }
-  const std::uint32_t owner = GetU32(ref.bytes(), kOwner);
+  const std::uint32_t owner = GetU32(bytes, kOwner);
   if (owner == kLvalOwner) {
     context_->report.Warning(here, "is a page of long values in the map of the table's pages");
     return false;
@@ -99,17 +100,14 @@ bool TableCheck::CheckPage(PageNumber page) {
     return false;
   }
   if (context_->ledger.Claim(page, rows_owner_, here) != Ledger::Claimed::kNew) return false;
-  return context_->ledger.ReadSlots(page, ref.bytes(), here, slots);
+  return context_->ledger.ReadSlots(page, bytes, here, slots);
 }
 
-void TableCheck::CheckRows(PageNumber page, const Visitor& visit) {
-  const PageRef ref = context_->pager.Read(page);
-  Slots slots;
-  slots.Parse(ref.bytes());
+void TableCheck::CheckRows(PageNumber page, PageView bytes, const Slots& slots,
+                           const Visitor& visit) {
   for (std::size_t row = 0; row < slots.size(); ++row) {
     const RowId id{page, static_cast<std::uint8_t>(row)};
-    const ByteView stored =
-        ref.bytes().subspan(slots.start(row), slots.end(row) - slots.start(row));
+    const ByteView stored = bytes.subspan(slots.start(row), slots.end(row) - slots.start(row));
     switch (slots.kind(row)) {
       case SlotKind::kDeleted:
         continue;
@@ -124,15 +122,15 @@ void TableCheck::CheckRows(PageNumber page, const Visitor& visit) {
         break;
     }
     ++live_rows_;
-    PageRef body;
-    ByteView bytes;
-    if (const std::string fault = FollowMoved(stored, body, bytes); !fault.empty()) {
+    PageRef body_page;
+    ByteView body;
+    if (const std::string fault = FollowMoved(stored, body_page, body); !fault.empty()) {
       context_->report.Problem(At(name_, id), fault);
       unreadable_.push_back(id.packed());
       continue;
     }
     targets_.push_back(GetU32(stored, 0));
-    if (!CheckRow(id, bytes, visit)) unreadable_.push_back(id.packed());
+    if (!CheckRow(id, body, visit)) unreadable_.push_back(id.packed());
   }
 }
 

@@ -29,8 +29,8 @@ class TableCheck : private RowSource {
   const std::vector<std::uint32_t>& unreadable() const override { return unreadable_; }
 
   bool ReadMaps();
-  bool CheckPage(PageNumber page);
-  void CheckRows(PageNumber page, const Visitor& visit);
+  bool CheckPage(PageNumber page, PageView bytes, Slots& slots);
+  void CheckRows(PageNumber page, PageView bytes, const Slots& slots, const Visitor& visit);
   bool CheckRow(RowId id, ByteView bytes, const Visitor& visit);
   // The bytes of a live row, wherever they are; `body` keeps their page.
   std::string FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) const;

@@ -87,7 +87,7 @@ void TreeCheck::Run(const RealIndex& index, const Visitor& visit) {
   visit_ = &visit;
   Visit(index.root, 0, std::nullopt, nullptr);
   EndChains();
-  if (index.page_map) {
+  if (index.page_map.packed() != 0) {
     CompareWithMap(index.page_map);
   } else {
     Warning(owner_, "has no map of its pages");

@@ -40,6 +40,10 @@ std::vector<std::string> SampleNames();
 std::string ReadFileBytes(const std::string& path);
 void WriteFileBytes(const std::string& path, std::string_view bytes);
 
+// What the independent verifier says about each file: empty if it is content;
+// nothing at all if there is no verifier. `strict`: what is untidy counts, too.
+std::optional<std::vector<std::string>> VerifierFinds(const std::vector<std::string>& paths,
+                                                      bool strict);
 // The integrity checker finds no problem, and neither does the independent
 // verifier where there is one. `strict`: nothing untidy either, for files that
 // are all our own.
