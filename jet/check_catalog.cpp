@@ -40,6 +40,8 @@ constexpr std::string_view kRelationshipColumns[] = {"szRelationship",
 constexpr std::int32_t kTable = 1, kDatabase = 2, kContainer = 3, kLinkedOdbc = 4, kQuery = 5,
                        kLinked = 6;
 constexpr std::int32_t kRootId = 0x0F000000;
+constexpr std::size_t kPropertyMark = 4;  // bytes before the first chunk
+constexpr std::uint16_t kPropertyChunks[] = {0x80, 0, 1};
 constexpr std::uint8_t kQueryStart = 0, kQueryEnd = 255;
 constexpr std::uint8_t kRelationKind = LogicalIndex::kRelation;
 
@@ -183,6 +185,14 @@ void CatalogCheck::CheckProperties(RowId row, ByteView blob) {
   if (blob.empty()) return;
   try {
     Properties::Parse(blob);
+    for (std::size_t at = kPropertyMark; at < blob.size();) {
+      const std::uint16_t kind = GetU16(blob, at + 4);
+      if (std::find(std::begin(kPropertyChunks), std::end(kPropertyChunks), kind) ==
+          std::end(kPropertyChunks)) {
+        throw Error(ErrorCode::kDamaged, fmt::format("a part is of the unknown kind {:X}", kind));
+      }
+      at += std::max(kPropertyMark, std::size_t{GetU32(blob, at)});
+    }
   } catch (const Error& error) {
     context_->report.Problem(At(kObjectsTable, row),
                              fmt::format("the properties cannot be read: {}", error.detail()));
@@ -283,7 +293,15 @@ void CatalogCheck::CheckTable(const Object& object) {
   const std::string name = object.name.value_or("");
   const auto [other, is_new] = table_names_.try_emplace(page, name);
   if (!is_new) return Problem(object, fmt::format("its definition is that of {}", other->second));
-  if (auto def = ReadDefinition(*context_, PageNumber{page}, name)) RunTable(name, std::move(*def));
+  // Damage that nobody foresaw ends this table only.
+  try {
+    if (auto def = ReadDefinition(*context_, PageNumber{page}, name)) {
+      RunTable(name, std::move(*def));
+    }
+  } catch (const Error& error) {
+    if (error.code() == ErrorCode::kIo) throw;
+    context_->report.Problem(At(name, error.page().value_or(PageNumber{page})), error.detail());
+  }
 }
 
 void CatalogCheck::RunTable(const std::string& name, TableDef def) {

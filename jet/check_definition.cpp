@@ -236,6 +236,14 @@ std::string DefinitionReader::TakeName() {
   if (bytes == 0 || bytes > 2 * kMaxNameChars) {
     Problem(fmt::format("a name has {} characters", bytes / 2));
   }
+  for (std::size_t at = 0; at < bytes; at += 2) {
+    const bool lead = (GetU16(name, at) & 0xFC00) == 0xD800;
+    const bool paired = lead && at + 2 < bytes && (GetU16(name, at + 2) & 0xFC00) == 0xDC00;
+    if ((GetU16(name, at) & 0xF800) == 0xD800 && !paired) {
+      Problem("a name holds half of a surrogate pair");
+    }
+    if (paired) at += 2;
+  }
   return DecodePlain(name);
 }
 
