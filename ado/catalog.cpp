@@ -222,8 +222,6 @@ void Catalog::AppendView(std::string_view name, const Command& command) {
   environment_->Changed(database);
 }
 
-namespace {
-
 std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
   const jet::QueryDefinition stored = database.LoadQuery(query);
   const jet::Properties properties = database.LoadProperties(query);
@@ -242,8 +240,6 @@ std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
     return {};
   }
 }
-
-}  // namespace
 
 std::vector<View> Catalog::Views() {
   jet::Database& database = Bound();

@@ -59,6 +59,10 @@ class Table {
   std::shared_ptr<State> state_;
 };
 
+// The text of a saved query: as it was given, as long as it still says what the
+// query's rows say, else made from the rows; empty where that cannot be.
+std::string CommandText(jet::Database& database, const jet::ObjectInfo& query);
+
 class Catalog {
  public:
   explicit Catalog(Environment& environment);

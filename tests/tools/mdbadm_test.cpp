@@ -1,0 +1,263 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "tests/tools/program.h"
+
+namespace {
+
+using namespace test_support;
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+class MdbAdmTest : public ::testing::Test {
+ protected:
+  // The pair at these versions, in the folder of the test.
+  void MakePair(int data_version, int tenkai_version, int jobs = 3) {
+    MdbAdmOut({"sample", folder_.path(), "--data", std::to_string(data_version), "--tenkai",
+               std::to_string(tenkai_version), "--jobs", std::to_string(jobs)});
+  }
+  static nlohmann::json Rows(const std::string& file, const std::string& table) {
+    return MdbAdmJson({"rows", file, table});
+  }
+
+  TempFolder folder_;
+  const std::string data_ = folder_.File("Data.mdb");
+  const std::string tenkai_ = folder_.File("展開Data.mdb");
+};
+
+TEST_F(MdbAdmTest, TellsUsageFromFailure) {
+  MakePair(2, 2);
+  const std::string none = folder_.File("none.mdb");
+  const std::string other = folder_.File("other.mdb");
+  std::filesystem::copy_file(data_, other);
+  struct Case {
+    std::vector<std::string> arguments;
+    int status;
+  };
+  const Case cases[] = {
+      {{"--help"}, 0},
+      {{"upgrade", "--help"}, 0},
+      {{}, 2},
+      {{"frobnicate"}, 2},
+      {{"info"}, 2},
+      {{"info", data_, "--frobnicate"}, 2},
+      {{"info", none}, 1},
+      {{"info", data_, "--password", "wrong"}, 1},
+      {{"rows", data_, "none"}, 1},
+      {{"sample", folder_.path()}, 1},
+      {{"sample", folder_.File("new"), "--data", "28"}, 2},
+      {{"sample", folder_.File("new"), "--tenkai", "1"}, 2},
+      {{"sample", "--into", data_}, 2},
+      {{"sample", "--into", data_, "--kind", "data"}, 1},
+      {{"new", data_}, 1},
+      {{"upgrade", other}, 2},
+      {{"upgrade", data_, "--to", "28"}, 2},
+      {{"upgrade", other, "--kind", "tenkai"}, 1},
+  };
+  const std::string before = ReadFileBytes(data_);
+  for (const Case& call : cases) {
+    const Outcome outcome = MdbAdm(call.arguments);
+    EXPECT_EQ(outcome.status, call.status) << ::testing::PrintToString(call.arguments);
+    EXPECT_EQ(outcome.err.empty(), call.status == 0) << outcome.err;
+  }
+  EXPECT_EQ(ReadFileBytes(data_), before);
+  EXPECT_EQ(ReadFileBytes(other), before);
+  EXPECT_FALSE(std::filesystem::exists(folder_.File("new")));
+}
+
+TEST_F(MdbAdmTest, InfoSaysWhatAFileIs) {
+  MakePair(2, 7);
+  nlohmann::json info = MdbAdmJson({"info", tenkai_});
+  EXPECT_EQ(info["format"], "Jet 4.0");
+  EXPECT_EQ(info["sort_order"], "1041/0/0 Japanese");
+  EXPECT_EQ(info["code_page"], 932);
+  EXPECT_EQ(info["password"], true);
+  EXPECT_EQ(info["encoded"], false);
+  EXPECT_EQ(info["version"], 7);
+  EXPECT_THAT(MdbAdmOut({"info", tenkai_}), HasSubstr("version\t7\n"));
+
+  MdbAdmOut({"set-version", data_, "13.5"});
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 13.5);
+  MdbAdmOut({"password", data_, "--new", ""});
+  EXPECT_EQ(MdbAdmJson({"info", data_, "--password", "any"})["password"], false);
+
+  const std::string fresh = folder_.File("fresh.mdb");
+  MdbAdmOut({"new", fresh, "--password", "合言葉"});
+  EXPECT_EQ(MdbAdm({"info", fresh}).status, 1);
+  info = MdbAdmJson({"info", fresh, "--password", "合言葉"});
+  EXPECT_EQ(info["tables"], 0);
+  EXPECT_FALSE(info.contains("version"));
+  ExpectSound(fresh, true);
+}
+
+TEST_F(MdbAdmTest, ListsSayWhatTheFileHolds) {
+  MakePair(27, 4);
+  EXPECT_THAT(MdbAdmOut({"tables", data_}), AllOf(HasSubstr("Spec_形状名（角）\ttable\t160\t"),
+                                                  HasSubstr("Data_ﾒｲﾝ_設定\ttable\t3\t")));
+  EXPECT_THAT(MdbAdmOut({"columns", data_, "Spec_形状名（丸副）"}),
+              HasSubstr("Spec_形状名（丸副）\t展開ﾌﾗｸﾞ\tInteger\t2\tno\tyes\t1\tno\tno\n"));
+  EXPECT_THAT(MdbAdmOut({"indexes", data_, "Data_角_開口"}),
+              HasSubstr("PrimaryKey\t入力ＩＤ, 開口番号\tyes\tyes\tyes\tno\n"));
+  EXPECT_THAT(MdbAdmOut({"props", data_, "Data_角_開口"}),
+              HasSubstr("Data_角_開口\t開口形状ID\tRequired\tBoolean\tyes\n"));
+  EXPECT_THAT(MdbAdmOut({"rows", data_, "Spec_補強名称", "--limit", "5"}),
+              EndsWith("4\t相FG\t相ＦＧ\n"));
+  EXPECT_THAT(MdbAdmOut({"check", data_}), IsEmpty());
+}
+
+TEST_F(MdbAdmTest, RowsTellNullFromEmptyAndKeepLinesWhole) {
+  MakePair(27, 4);
+  const nlohmann::json shapes = Rows(data_, "Spec_形状名（角）");
+  EXPECT_EQ(shapes[0]["形状名_英語"], "");
+  const nlohmann::json jobs = Rows(data_, "Data_ﾒｲﾝ_設定");
+  EXPECT_EQ(jobs[0]["備考"], nullptr);
+  EXPECT_THAT(MdbAdmOut({"rows", data_, "Spec_形状名（角）"}), HasSubstr("\n0\tなし\t0\t0\t0\t\n"));
+  EXPECT_THAT(MdbAdmOut({"rows", data_, "Data_ﾒｲﾝ_設定"}), HasSubstr("\t\\N"));
+}
+
+TEST_F(MdbAdmTest, IndependentReaderSeesTheSameTables) {
+  if (std::system("command -v mdb-tables >/dev/null") != 0) GTEST_SKIP() << "no mdbtools here";
+  MakePair(2, 2);
+  std::string names;
+  for (const nlohmann::json& table : MdbAdmJson({"tables", tenkai_})) {
+    names += table["table"].get<std::string>() + "\n";
+  }
+  // Both as bytes: names are kept to the code point.
+  const std::string list = folder_.File("list");
+  ASSERT_EQ(std::system(("mdb-tables -1 '" + tenkai_ + "' >'" + list + "'").c_str()), 0);
+  EXPECT_EQ(ReadFileBytes(list), names);
+  ASSERT_EQ(
+      std::system(
+          ("mdb-export -H -Q -d '\t' '" + tenkai_ + "' 設定_材質別ｺｰﾄﾞ >'" + list + "'").c_str()),
+      0);
+  const std::string ours = MdbAdmOut({"rows", tenkai_, "設定_材質別ｺｰﾄﾞ"});
+  EXPECT_EQ(ReadFileBytes(list), ours.substr(ours.find('\n') + 1));
+}
+
+TEST_F(MdbAdmTest, UpgradeNamesEveryStepAndStoresTheVersion) {
+  MakePair(2, 2);
+  const nlohmann::json steps = MdbAdmJson({"upgrade", data_, tenkai_, "--to", "8"});
+  ASSERT_EQ(steps.size(), 14U);
+  EXPECT_EQ(steps[0]["step"], "Data_Up_3");
+  EXPECT_EQ(steps[6]["step"], "done");
+  EXPECT_EQ(steps[12]["step"], "Tenkai_Up_8");
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 8);
+  const std::string renamed = folder_.File("copy of data.mdb");
+  std::filesystem::rename(data_, renamed);
+  EXPECT_THAT(MdbAdmOut({"upgrade", renamed, "--kind", "data"}), HasSubstr("\tEng_Apply\t19\t"));
+  EXPECT_EQ(MdbAdmJson({"info", renamed})["version"], 27);
+  ExpectSound(renamed, true);
+  ExpectSound(tenkai_, true);
+}
+
+// A Data ladder that starts again meets its own columns; nothing of it stays.
+TEST_F(MdbAdmTest, FailedUpgradeLeavesTheFileAsItWas) {
+  MakePair(2, 2);
+  MdbAdmOut({"upgrade", data_, "--to", "8"});
+  MdbAdmOut({"set-version", data_, "2"});
+  const std::string before = ReadFileBytes(data_);
+  const Outcome again = MdbAdm({"upgrade", data_, "--to", "8"});
+  EXPECT_EQ(again.status, 1);
+  EXPECT_THAT(again.err,
+              AllOf(HasSubstr("Data_Up_3: -2147217858"), HasSubstr("ネスティングフラグ")));
+  EXPECT_EQ(ReadFileBytes(data_), before);
+  ExpectSound(data_, true);
+}
+
+// A Tenkai ladder that starts again adds rows again and goes through.
+TEST_F(MdbAdmTest, TenkaiStepsRunAgain) {
+  MakePair(2, 2);
+  const std::string angles = "ｼﾛ_ｱﾝｸﾞﾙ別設定_塩ﾋﾞ";
+  MdbAdmOut({"upgrade", tenkai_, "--to", "4"});
+  EXPECT_EQ(Rows(tenkai_, angles).size(), 8U);
+  MdbAdmOut({"set-version", tenkai_, "2"});
+  MdbAdmOut({"upgrade", tenkai_, "--to", "4"});
+  EXPECT_EQ(Rows(tenkai_, angles).size(), 10U);
+  EXPECT_EQ(Rows(tenkai_, "丸ダクト設定").size(), 24U);
+  EXPECT_EQ(MdbAdmJson({"info", tenkai_})["version"], 4);
+  ExpectSound(tenkai_, true);
+}
+
+TEST_F(MdbAdmTest, PartialResultsStayOnlyWhenAskedFor) {
+  MakePair(27, 2);
+  MdbAdmOut({"set-version", data_, "13"});  // step 14 leaves early, 15 works, 16a fails
+  const std::string before = ReadFileBytes(data_);
+  EXPECT_EQ(MdbAdm({"upgrade", data_}).status, 1);
+  EXPECT_TRUE(ReadFileBytes(data_) == before);
+  EXPECT_EQ(MdbAdm({"upgrade", data_, "--keep-partial"}).status, 1);
+  EXPECT_FALSE(ReadFileBytes(data_) == before);
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 13);
+  ExpectSound(data_, true);
+}
+
+TEST_F(MdbAdmTest, RefusesAFileOfAnotherFormat) {
+  SKIP_WITHOUT_SAMPLES();
+  const std::string old = folder_.CopySample("jet3.mdb");
+  const std::string before = ReadFileBytes(old);
+  for (const char* verb : {"info", "check", "upgrade"}) {
+    std::vector<std::string> arguments{verb, old};
+    if (*verb == 'u') arguments.insert(arguments.end(), {"--kind", "data"});
+    const Outcome outcome = MdbAdm(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("Jet 4.0"));
+  }
+  EXPECT_EQ(ReadFileBytes(old), before);
+}
+
+// Every real file takes the base tables and the ladder beside its own content.
+class RealFileTest : public ::testing::TestWithParam<std::string> {
+ protected:
+  // What a file holds, in the named tables.
+  nlohmann::json ContentOf(const nlohmann::json& tables) {
+    nlohmann::json content;
+    for (const nlohmann::json& table : tables) {
+      for (const char* verb : {"columns", "indexes", "props", "rows"}) {
+        content[verb][table["table"].get<std::string>()] =
+            Read({verb, file_, table["table"].get<std::string>()});
+      }
+    }
+    return content;
+  }
+  nlohmann::json Read(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--password", password_});
+    return MdbAdmJson(arguments);
+  }
+
+  TempFolder folder_;
+  std::string file_;
+  const std::string password_ = GetParam() == "password.mdb" ? "ucanaccess" : "";
+};
+
+TEST_P(RealFileTest, KeepsItsOwnContentThroughALadder) {
+  SKIP_WITHOUT_SAMPLES();
+  for (const auto& [kind, latest] : {std::pair("data", 27), std::pair("tenkai", 22)}) {
+    SCOPED_TRACE(kind);
+    file_ = folder_.CopySample(GetParam());
+    const nlohmann::json tables = Read({"tables", file_}), info = Read({"info", file_});
+    const nlohmann::json content = ContentOf(tables);
+    MdbAdmOut({"sample", "--into", file_, "--kind", kind, "--jobs", "2", "--password", password_});
+    MdbAdmOut({"upgrade", file_, "--kind", kind, "--password", password_});
+    EXPECT_EQ(ContentOf(tables), content);
+    const nlohmann::json now = Read({"info", file_});
+    EXPECT_EQ(now["version"], latest);
+    for (const char* kept : {"sort_order", "code_page", "password", "encoded", "created"}) {
+      EXPECT_EQ(now[kept], info[kept]) << kept;
+    }
+    EXPECT_EQ(MdbAdm({"check", file_, "--password", password_}).status, 0);
+    ExpectSound(file_);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RealFileTest, ::testing::ValuesIn(SampleNames()),
+                         [](const auto& test) {
+                           std::string name;
+                           for (char c : test.param) name += std::isalnum(c) != 0 ? c : '_';
+                           return name;
+                         });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RealFileTest);
+
+}  // namespace

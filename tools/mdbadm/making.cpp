@@ -1,0 +1,109 @@
+// Verbs that make databases or change them as a whole: sample, new, password,
+// set-version.
+#include <filesystem>
+
+#include "ado/value.h"
+#include "tools/mdbadm/output.h"
+#include "tools/mdbadm/verbs.h"
+#include "tools/samples/sample.h"
+
+namespace mdbadm {
+namespace {
+
+samples::SampleOptions ToSampleOptions(const SampleVerbOptions& options) {
+  samples::SampleOptions sample;
+  sample.jobs = options.jobs;
+  sample.password = options.password;
+  if (options.now) sample.now = jet::SystemClock()();
+  return sample;
+}
+
+int SampleInto(Program& program, const SampleVerbOptions& options) {
+  if (!options.kind) throw UsageError("--into needs --kind");
+  const auto database = OpenToChange(program, options.into, options.password);
+  samples::AddSample(*database, *options.kind, ToSampleOptions(options));
+  database->Commit();
+  return kDone;
+}
+
+void RefuseExisting(Program& program, const std::string& path) {
+  if (program.files.Exists(path)) throw std::runtime_error(path + ": exists already");
+}
+
+int SamplePair(Program& program, const SampleVerbOptions& options) {
+  // Neither version named: both files.
+  const bool both = !options.data && !options.tenkai;
+  std::vector<std::pair<Kind, std::int16_t>> wanted;
+  if (both || options.data) {
+    wanted.emplace_back(Kind::kData, options.data.value_or(samples::kBaseVersion));
+  }
+  if (both || options.tenkai) {
+    wanted.emplace_back(Kind::kTenkai, options.tenkai.value_or(samples::kBaseVersion));
+  }
+  const auto path_of = [&](Kind kind) {
+    return options.folder + "/" + std::string(tools::FileNameOf(kind));
+  };
+  for (const auto& [kind, version] : wanted) {
+    if (version < samples::kBaseVersion || version > tools::LatestVersion(kind)) {
+      throw UsageError(fmt::format("no sample of version {}", version));
+    }
+    RefuseExisting(program, path_of(kind));
+  }
+  std::filesystem::create_directories(std::filesystem::u8path(options.folder));
+  for (const auto& [kind, version] : wanted) {
+    samples::SampleOptions sample = ToSampleOptions(options);
+    sample.version = version;
+    samples::MakeSample(program.files, path_of(kind), kind, sample);
+    Print(fmt::format("{}\t{}\n", path_of(kind), version));
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int Sample(Program& program, const SampleVerbOptions& options) {
+  if (options.folder.empty() == options.into.empty()) {
+    throw UsageError("give either a folder or --into a database");
+  }
+  return options.into.empty() ? SamplePair(program, options) : SampleInto(program, options);
+}
+
+int New(Program& program, const MakeOptions& options) {
+  RefuseExisting(program, options.file);
+  const std::string unfinished = options.file + ".new";
+  jet::CreateOptions create;
+  create.password = options.password;
+  if (options.general) {
+    create.order = jet::kGeneral;
+    create.code_page = 1252;
+  }
+  jet::Database::Create(program.files, unfinished, create)->Commit();
+  program.files.Rename(unfinished, options.file);
+  return kDone;
+}
+
+int Password(Program& program, const MakeOptions& options) {
+  const auto database = OpenToChange(program, options.file, options.password);
+  database->SetPassword(options.new_password);
+  database->Commit();
+  return kDone;
+}
+
+int SetVersion(Program& program, const MakeOptions& options) {
+  const auto database = OpenToChange(program, options.file, options.password);
+  const std::shared_ptr<jet::Table> table = database->OpenTable(tools::kVersionTable);
+  const std::size_t ordinal = table->OrdinalOf(tools::kVersionField);
+  const jet::Value version = ado::ConvertTo(table->def().columns[ordinal], options.version);
+  if (const std::optional<jet::RowId> first = table->First()) {
+    const jet::FieldChange change{ordinal, version};
+    table->Update(*first, {&change, 1});
+  } else {
+    std::vector<jet::Value> row = table->NewRow();
+    row[ordinal] = version;
+    table->Insert(row);
+  }
+  database->Commit();
+  return kDone;
+}
+
+}  // namespace mdbadm

@@ -1,0 +1,139 @@
+#include "tools/mdbadm/output.h"
+
+#include <cstdio>
+
+#include "ado/value.h"
+
+namespace mdbadm {
+namespace {
+
+constexpr std::string_view kNull = "\\N";
+
+std::string Hex(jet::ByteView bytes) {
+  std::string text;
+  for (std::uint8_t byte : bytes) fmt::format_to(std::back_inserter(text), "{:02X}", byte);
+  return text;
+}
+
+void AppendEscaped(std::string& line, std::string_view text) {
+  for (char c : text) {
+    switch (c) {
+      case '\t':
+        line += "\\t";
+        break;
+      case '\n':
+        line += "\\n";
+        break;
+      case '\r':
+        line += "\\r";
+        break;
+      case '\\':
+        line += "\\\\";
+        break;
+      default:
+        line += c;
+    }
+  }
+}
+
+}  // namespace
+
+void Print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+bool Flush() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
+
+std::string Escaped(std::string_view text) {
+  std::string line;
+  AppendEscaped(line, text);
+  return line;
+}
+
+std::string Dump(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string Cell(const Json& value) {
+  if (value.is_null()) return std::string(kNull);
+  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+  if (value.is_string()) return Escaped(value.get_ref<const std::string&>());
+  if (value.is_number_float()) return ado::ToText(value.get<double>());
+  return Dump(value);
+}
+
+Json ToJson(const jet::Value& value, int scale) {
+  if (jet::IsNull(value)) return nullptr;
+  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
+  if (const auto* byte = std::get_if<std::uint8_t>(&value)) return *byte;
+  if (const auto* number = std::get_if<std::int16_t>(&value)) return *number;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) return *number;
+  if (const auto* number = std::get_if<double>(&value)) return *number;
+  std::string text;
+  if (const auto* bytes = std::get_if<jet::Bytes>(&value)) {
+    text = Hex(*bytes);
+  } else if (const auto* guid = std::get_if<jet::Guid>(&value)) {
+    text = jet::FormatGuid(*guid);
+  } else if (const auto* number = std::get_if<jet::Numeric>(&value)) {
+    text = jet::FormatNumeric(*number, scale);
+  } else {
+    text = ado::ToText(value);
+  }
+  return text;
+}
+
+void AppendCell(std::string& line, const jet::Value& value, int scale) {
+  if (jet::IsNull(value)) {
+    line += kNull;
+  } else if (const auto* text = std::get_if<std::string>(&value)) {
+    AppendEscaped(line, *text);
+  } else if (std::holds_alternative<jet::Bytes>(value) ||
+             std::holds_alternative<jet::Guid>(value) ||
+             std::holds_alternative<jet::Numeric>(value)) {
+    line += ToJson(value, scale).get_ref<const std::string&>();
+  } else {
+    line += ado::ToText(value);
+  }
+}
+
+Listing::Listing(bool json, std::vector<std::string> names)
+    : json_(json), names_(std::move(names)) {
+  if (json_) {
+    Print("[");
+    return;
+  }
+  std::string line;
+  for (const std::string& name : names_) {
+    if (!line.empty()) line += '\t';
+    AppendEscaped(line, name);
+  }
+  Print(line + "\n");
+}
+
+void Listing::Add(const std::vector<Json>& row) {
+  if (json_) {
+    Json object = Json::object();
+    for (std::size_t i = 0; i < row.size(); ++i) object[names_[i]] = row[i];
+    Print((first_ ? "\n" : ",\n") + Dump(object));
+  } else {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (i != 0) line += '\t';
+      line += Cell(row[i]);
+    }
+    Print(line + "\n");
+  }
+  first_ = false;
+}
+
+void Listing::Finish() {
+  if (json_) Print("\n]\n");
+}
+
+void PrintObject(bool json, const Json& object) {
+  if (json) {
+    Print(Dump(object) + "\n");
+    return;
+  }
+  for (const auto& [name, value] : object.items()) Print(name + "\t" + Cell(value) + "\n");
+}
+
+}  // namespace mdbadm

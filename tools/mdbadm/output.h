@@ -1,0 +1,50 @@
+// What the program writes on standard output: lists, as tab-separated lines or
+// as JSON.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "jet/value.h"
+
+namespace mdbadm {
+
+using Json = nlohmann::ordered_json;
+
+// Everything goes through here; nothing is printed before it must.
+void Print(std::string_view text);
+// False if standard output does not take it.
+bool Flush();
+
+// One line: a tab-separated cell. Yes/no for Booleans, \N for null.
+std::string Cell(const Json& value);
+std::string Escaped(std::string_view text);
+
+// A field's value, as JSON and as a cell. `scale` is that of a Numeric column.
+Json ToJson(const jet::Value& value, int scale = 0);
+void AppendCell(std::string& line, const jet::Value& value, int scale = 0);
+
+// A list of rows with named fields, printed row by row: a line of names and one
+// a row, or an array of objects.
+class Listing {
+ public:
+  Listing(bool json, std::vector<std::string> names);
+  void Add(const std::vector<Json>& row);
+  void Finish();
+
+ private:
+  bool json_;
+  bool first_ = true;
+  std::vector<std::string> names_;
+};
+
+// One object: a line "name<tab>value" a field, or a JSON object.
+void PrintObject(bool json, const Json& object);
+
+std::string Dump(const Json& value);
+
+}  // namespace mdbadm

@@ -1,0 +1,106 @@
+// What each verb of the program takes and does. How a command line becomes one
+// of these calls stands in arguments.cpp.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "db/module1.h"
+#include "jet/database.h"
+#include "tools/session/file_upgrade.h"
+
+namespace mdbadm {
+
+using tools::Kind;
+
+// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;
+inline constexpr int kUsage = 2;
+
+// What was asked for makes no sense; ends with kUsage.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One run of the program. Verbs print their result, throw for what went wrong,
+// and return the exit status.
+struct Program {
+  jet::FileSystem& files;
+};
+
+struct CommonOptions {
+  std::string password{db::kDatabasePassword};
+  bool json = false;
+};
+
+// Making databases, and changing them as a whole.
+struct SampleVerbOptions : CommonOptions {
+  std::string folder, into;
+  std::optional<Kind> kind;
+  std::optional<std::int16_t> data, tenkai;
+  int jobs = 50;
+  bool now = false;
+};
+int Sample(Program& program, const SampleVerbOptions& options);
+
+struct MakeOptions : CommonOptions {
+  std::string file;
+  std::string new_password;
+  double version = 0;
+  bool general = false;
+};
+int New(Program& program, const MakeOptions& options);
+int Password(Program& program, const MakeOptions& options);
+int SetVersion(Program& program, const MakeOptions& options);
+
+// Looking at a database.
+struct ReadOptions : CommonOptions {
+  std::string file;
+  std::string object;  // empty: all
+  bool system = false;
+};
+int Info(Program& program, const ReadOptions& options);
+int Tables(Program& program, const ReadOptions& options);
+int Columns(Program& program, const ReadOptions& options);
+int Indexes(Program& program, const ReadOptions& options);
+int Props(Program& program, const ReadOptions& options);
+int Queries(Program& program, const ReadOptions& options);
+int Check(Program& program, const ReadOptions& options);
+
+struct RowOptions : CommonOptions {
+  std::string file;
+  std::string source;  // a table; for sql a saved query or a text
+  std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
+};
+int Rows(Program& program, const RowOptions& options);
+int Sql(Program& program, const RowOptions& options);
+
+// Running ladders.
+struct UpgradeOptions : CommonOptions {
+  std::vector<std::string> files;
+  std::optional<std::int16_t> to;
+  std::optional<Kind> kind;
+  bool keep_partial = false;
+};
+int Upgrade(Program& program, const UpgradeOptions& options);
+
+// Opens to read: with other readers, without writing anything.
+std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
+                                          const std::string& password);
+// Opens alone, to change.
+std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string& path,
+                                            const std::string& password);
+
+// A line on standard error.
+void Complain(const std::string& text);
+// The sentence for an error of any floor, with its number where it has one.
+std::string Describe(const std::exception& error);
+
+}  // namespace mdbadm
