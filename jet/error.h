@@ -15,37 +15,37 @@ enum class ErrorCode {
   // The file as a whole. Nothing was changed.
   kFileNotFound,
   kNoPermission,
-  kInUse,          // another program holds the file or its lock file
-  kNotJet4,        // another format or version, empty, or cut short
+  kInUse,    // another program holds the file or its lock file
+  kNotJet4,  // another format or version, empty, or cut short
   kWrongPassword,
-  kNeedsRepair,    // the mark of an unfinished write, by a program that is not us
-  kIo,             // the system refused to read or write
+  kNeedsRepair,  // the mark of an unfinished write, by a program that is not us
+  kIo,           // the system refused to read or write
   kDiskFull,
-  kFileTooLarge,   // 2 GB, or more changes than one action may hold
-  kReadOnly,       // a change through a file opened to read
+  kFileTooLarge,  // 2 GB, or more changes than one action may hold
+  kReadOnly,      // a change through a file opened to read
 
   // The contents. The operation was undone.
-  kDamaged,        // a structure contradicts itself; page() says where
-  kTableMissing,   // no table or query of that name
-  kNameTaken,      // a table or query of that name exists
+  kDamaged,       // a structure contradicts itself; page() says where
+  kTableMissing,  // no table or query of that name
+  kNameTaken,     // a table or query of that name exists
   kColumnMissing,
   kColumnExists,
   kIndexExists,
-  kBadName,        // empty, too long, or with a character that names must not have
+  kBadName,  // empty, too long, or with a character that names must not have
   kTooManyColumns,
   kTooManyIndexes,
-  kRowTooLong,     // over the record limit
-  kTextTooLong,    // over the column's size
-  kOutOfRange,     // a number that the column cannot hold
-  kWrongType,      // a value of a type that the column does not take
-  kBadText,        // not valid UTF-8
-  kRequired,       // Null in a required column
-  kZeroLength,     // an empty text where the column forbids it
+  kRowTooLong,   // over the record limit
+  kTextTooLong,  // over the column's size
+  kOutOfRange,   // a number that the column cannot hold
+  kWrongType,    // a value of a type that the column does not take
+  kBadText,      // not valid UTF-8
+  kRequired,     // Null in a required column
+  kZeroLength,   // an empty text where the column forbids it
   kDuplicateKey,
-  kNullKey,        // Null in a primary key
-  kKeyTooLong,     // an index entry over 510 bytes
-  kUnsortable,     // no proven sort key for this text or order
-  kNotSupported,   // linked tables, default expressions and the like
+  kNullKey,       // Null in a primary key
+  kKeyTooLong,    // an index entry over 510 bytes
+  kUnsortable,    // no proven sort key for this text or order
+  kNotSupported,  // linked tables, default expressions and the like
 };
 
 class Error : public std::exception {

@@ -13,8 +13,8 @@ inline constexpr std::size_t kMaxIndexEntryBytes = 510;
 
 struct IndexKey {
   Bytes bytes;
-  bool all_null = true;   // every part Null
-  bool some_null = false; // at least one part Null
+  bool all_null = true;    // every part Null
+  bool some_null = false;  // at least one part Null
 };
 
 // One part. kUnsortable for texts without a proven key, kNotSupported for

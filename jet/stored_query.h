@@ -12,8 +12,19 @@ namespace jet {
 
 struct QueryRow {
   enum Attribute : std::uint8_t {
-    kStart = 0, kKind = 1, kParameter = 2, kOptions = 3, kConnect = 4, kSource = 5,
-    kOutput = 6, kJoin = 7, kWhere = 8, kGroupBy = 9, kHaving = 10, kOrderBy = 11, kEnd = 255,
+    kStart = 0,
+    kKind = 1,
+    kParameter = 2,
+    kOptions = 3,
+    kConnect = 4,
+    kSource = 5,
+    kOutput = 6,
+    kJoin = 7,
+    kWhere = 8,
+    kGroupBy = 9,
+    kHaving = 10,
+    kOrderBy = 11,
+    kEnd = 255,
   };
   std::uint8_t attribute = kStart;
   std::optional<std::int16_t> flag = {};

@@ -27,7 +27,7 @@ struct CivilTime {
   int year = 1899, month = 12, day = 30, hour = 0, minute = 0, second = 0;
 };
 DateTime ToDateTime(const CivilTime& civil);
-CivilTime ToCivilTime(DateTime date);  // rounded to the second
+CivilTime ToCivilTime(DateTime date);       // rounded to the second
 std::string FormatDateTime(DateTime date);  // "2010-01-04 00:00:00"
 
 // Sixteen bytes as stored: the first three groups little-endian.

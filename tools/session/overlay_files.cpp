@@ -72,8 +72,8 @@ class OverlayFile : public jet::File {
     Block bytes(kBlock);
     const std::uint64_t at = block * kBlock;
     if (at < below_) {
-      file_->Read(at, std::span(bytes).first(static_cast<std::size_t>(
-                          std::min(kBlock, below_ - at))));
+      file_->Read(at,
+                  std::span(bytes).first(static_cast<std::size_t>(std::min(kBlock, below_ - at))));
     }
     return bytes;
   }
