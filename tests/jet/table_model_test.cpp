@@ -20,7 +20,12 @@ enum Column : std::size_t { kId, kName, kCode, kAmount, kNote, kFlag, kWhen, kCo
 // given back. A sanitizer build is asked for less.
 std::size_t Operations() {
   const char* wanted = std::getenv("MODEL_OPERATIONS");
-  return wanted != nullptr ? static_cast<std::size_t>(std::atoll(wanted)) : 1'000'000;
+  if (wanted != nullptr) return static_cast<std::size_t>(std::atoll(wanted));
+#ifdef __SANITIZE_ADDRESS__
+  return 100'000;
+#else
+  return 1'000'000;
+#endif
 }
 
 class TableModel : public ::testing::Test {
