@@ -10,7 +10,7 @@ namespace jet {
 
 std::string FormatFinding(const Finding& finding) {
   std::string place;
-  const auto add = [&place](std::string part) {
+  const auto add = [&place](const std::string& part) {
     if (!place.empty()) place += ' ';
     place += part;
   };

@@ -1,6 +1,7 @@
 #include "jet/table.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "jet/bytes.h"
 #include "jet/default_value.h"
@@ -496,8 +497,7 @@ void Table::Update(RowId id, std::span<const FieldChange> changes) {
     for (const FieldChange& change : changes) {
       const ColumnDef& column = def_.columns[change.ordinal];
       std::optional<Bytes>& field = fields[change.ordinal];
-      const std::optional<Bytes> old = std::move(field);
-      field.reset();
+      const std::optional<Bytes> old = std::exchange(field, std::nullopt);
       if (!jet::IsNull(change.value)) field = StoreField(column, change.value);
       if (old && IsLongValue(column.type)) FreeLongValue(*allocator_, column, *old);
     }
