@@ -173,6 +173,9 @@ Error Error::From(const sql::Error& error, std::string_view query) {
       return {kErrIntegrity, fmt::format("{}値を変換できません。（{}）", place, what)};
     case sql::ErrorCode::kNotSupported:
       return {kErrSql, fmt::format("{}この SQL は実行できません。（{}）", place, what)};
+    case sql::ErrorCode::kNoTable:
+      return {kErrNoTable,
+              fmt::format("{}テーブルまたはクエリが見つかりません。（{}）", place, what)};
     case sql::ErrorCode::kUnresolved:
       return {kErrSql, fmt::format("{}SQL の名前を解決できません。（{}）", place, what)};
     case sql::ErrorCode::kBadQuery:

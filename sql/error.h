@@ -10,7 +10,8 @@ namespace sql {
 enum class ErrorCode {
   kSyntax,        // line() and column() say where
   kNotSupported,  // parsed, but not run here
-  kUnresolved,    // no such table or column, or an ambiguous name
+  kNoTable,       // no such table or query
+  kUnresolved,    // no such column or source, or an ambiguous name
   kBadValue,      // a value that cannot be converted
   kBadQuery,      // rows of a saved query that make no sense
 };

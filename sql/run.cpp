@@ -171,7 +171,7 @@ class Planner {
     if (!item.subquery.empty()) return OpenQuery(Parse(item.subquery));
     const auto object = database_.Find(item.table);
     if (!object) {
-      throw Error(ErrorCode::kUnresolved, fmt::format("there is no table or query {}", item.table));
+      throw Error(ErrorCode::kNoTable, fmt::format("there is no table or query {}", item.table));
     }
     if (object->kind != jet::ObjectKind::kQuery) {
       return std::make_unique<TableSource>(database_.OpenTable(*object));

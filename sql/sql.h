@@ -47,7 +47,7 @@ class RowSet {
 };
 
 // Names are resolved and tables opened here; saved queries may be sources.
-// kUnresolved, kNotSupported; jet::Error. The database must outlive the rows.
+// kNoTable, kUnresolved, kNotSupported; jet::Error. The database must outlive the rows.
 std::unique_ptr<RowSet> Run(jet::Database& database, const jet::QueryDefinition& definition);
 
 }  // namespace sql

@@ -260,7 +260,7 @@ TEST_F(JoinTest, SavedQueriesAreSources) {
 TEST_F(JoinTest, NamesAreResolvedWhenRun) {
   using sql::ErrorCode;
   EXPECT_THAT(Rows("SELECT ａ.Ｉ FROM ａ WHERE [A].[i] = 1"), ElementsAre("1"));
-  ExpectError("SELECT x FROM Z", ErrorCode::kUnresolved, "no table or query Z");
+  ExpectError("SELECT x FROM Z", ErrorCode::kNoTable, "no table or query Z");
   ExpectError("SELECT x FROM A", ErrorCode::kUnresolved, "no column x");
   ExpectError("SELECT A.x FROM A", ErrorCode::kUnresolved, "no column A.x");
   ExpectError("SELECT B.k FROM A", ErrorCode::kUnresolved, "B is no source");
