@@ -1,0 +1,296 @@
+#include "app/qt/form1_window.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFontMetrics>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QVBoxLayout>
+
+#include "app/qt/columns_delegate.h"
+#include "app/qt/dialogs.h"
+
+namespace app {
+namespace {
+
+constexpr char kTitle[] = "DB情報";
+constexpr char kLabelCaption[] = "バージョン";
+constexpr char kBuildDate[] = "Up Date 2019/6/4";
+
+struct ButtonText {
+  const char* name;
+  const char* caption;
+  const char* accessible_name;  // says which of two with the same caption
+};
+
+// By Button.
+constexpr ButtonText kButtonTexts[] = {
+    {"CB_DataDB", "データベース選択", "Data.mdb データベース選択"},
+    {"CB_DB_Up", "DB更新", "Data.mdb DB更新"},
+    {"CB_TenkaiDB", "データベース選択", "展開Data.mdb データベース選択"},
+    {"CB_TenkaiDB_Up", "DB更新", "展開Data.mdb DB更新"},
+    {"Command1", "補強修正", "補強修正"},
+    {"Command2", "取り込み", "取り込み"},
+    {"Command3", "コード", "コード"},
+    {"Command4", "ﾌﾚｷ名称変換", "ﾌﾚｷ名称変換"},
+    {"Command5", "英語適用", "英語適用"},
+};
+
+// By element: what a screen reader says before the caption.
+constexpr const char* kVersionMeanings[] = {
+    "Data.mdb バージョン",
+    "展開Data.mdb バージョン",
+    "Data.mdb",
+    "展開Data.mdb",
+};
+
+constexpr char kListMeaning[] = "補強名と転送名称";
+
+constexpr char kVersionFont[] = "ＭＳ Ｐ明朝";
+constexpr double kVersionFontScale = 1.25;
+
+QString Text(const std::string& text) { return QString::fromStdString(text); }
+
+// The font of the version labels; where it is not installed, one of its width.
+QFont VersionFont(const QFont& base) {
+  const QString family = QString::fromUtf8(kVersionFont);
+  if (QFont::substitutes(family).isEmpty()) {
+    QFont::insertSubstitutions(family, {QStringLiteral("MS PMincho"), QStringLiteral("IPAPMincho"),
+                                        QStringLiteral("IPA P明朝"), QStringLiteral("IPAMincho"),
+                                        QStringLiteral("Noto Serif CJK JP")});
+  }
+  QFont font = base;
+  font.setFamily(family);
+  font.setStyleHint(QFont::Serif);
+  if (base.pointSizeF() > 0) {
+    font.setPointSizeF(base.pointSizeF() * kVersionFontScale);
+  } else {
+    font.setPixelSize(static_cast<int>(base.pixelSize() * kVersionFontScale));
+  }
+  return font;
+}
+
+// A hidden control keeps its place, so that nothing moves when it appears.
+void KeepPlaceWhileHidden(QWidget& widget) {
+  QSizePolicy policy = widget.sizePolicy();
+  policy.setRetainSizeWhenHidden(true);
+  widget.setSizePolicy(policy);
+}
+
+void Name(QWidget& widget, const char* name, int index = -1) {
+  widget.setObjectName(QString::fromUtf8(name));
+  if (index >= 0) widget.setProperty(kIndexProperty, index);
+}
+
+}  // namespace
+
+struct Form1Window::FrameControls {
+  int index;
+  const char* caption;
+  Button choose;
+  Button upgrade;
+  int stored_version;
+  int latest_version;
+};
+
+Form1Window::Form1Window(Dialogs& dialogs) : dialogs_(dialogs) {
+  setObjectName(QStringLiteral("Form1"));
+  setWindowTitle(QString::fromUtf8(kTitle));
+  auto* grid = new QGridLayout(this);
+  grid->addWidget(MakeFrame({0, "Data.mdb", Button::kCB_DataDB, Button::kCB_DB_Up, 0, 2}), 0, 0);
+  grid->addWidget(
+      MakeFrame({1, "展開Data.mdb", Button::kCB_TenkaiDB, Button::kCB_TenkaiDB_Up, 1, 3}), 1, 0);
+  grid->addLayout(MakeListColumn(), 0, 1, 2, 1);
+  grid->addLayout(MakeBottomRow(), 2, 0, 1, 2);
+  grid->setColumnStretch(1, 1);
+  grid->setRowStretch(0, 1);
+  grid->setRowStretch(1, 1);
+
+  for (const Button hidden : {Button::kCB_DB_Up, Button::kCB_TenkaiDB_Up, Button::kCommand1}) {
+    KeepPlaceWhileHidden(*button(hidden));
+    button(hidden)->hide();
+  }
+  SetTabOrder();
+  button(Button::kCB_DataDB)->setFocus();
+}
+
+QPushButton* Form1Window::MakeButton(Button which) {
+  const ButtonText& text = kButtonTexts[static_cast<std::size_t>(which)];
+  auto* made = new QPushButton(QString::fromUtf8(text.caption), this);
+  Name(*made, text.name);
+  made->setAccessibleName(QString::fromUtf8(text.accessible_name));
+  made->setAutoDefault(true);  // the Enter key presses it, too
+  // Captions in other scripts are of other heights; all buttons of a row get one.
+  made->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Minimum);
+  buttons_[static_cast<std::size_t>(which)] = made;
+  return made;
+}
+
+QLabel* Form1Window::MakeVersionLabel(int element) {
+  auto* label = new QLabel(this);
+  Name(*label, "L_Ver", element);
+  label->setTextFormat(Qt::PlainText);
+  label->setFont(VersionFont(font()));
+  label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  version_labels_[static_cast<std::size_t>(element)] = label;
+  SetVersionCaption(element, kLabelCaption);
+  return label;
+}
+
+QGroupBox* Form1Window::MakeFrame(const FrameControls& controls) {
+  auto* frame = new QGroupBox(QString::fromUtf8(controls.caption), this);
+  Name(*frame, "Frame1", controls.index);
+  frame->setAccessibleName(frame->title());
+  auto* label = new QLabel(QString::fromUtf8(kLabelCaption), frame);
+  Name(*label, "Label1", controls.index);
+  label->setAccessibleName(frame->title() + u' ' + label->text());
+
+  // The latest version stands under the stored one, right edge under right edge.
+  auto* versions = new QGridLayout;
+  versions->addWidget(label, 0, 0);
+  versions->addWidget(MakeVersionLabel(controls.stored_version), 0, 1);
+  versions->addWidget(MakeVersionLabel(controls.latest_version), 1, 0, 1, 2);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(MakeButton(controls.choose));
+  buttons->addWidget(MakeButton(controls.upgrade));
+  buttons->addStretch(1);
+
+  auto* column = new QVBoxLayout(frame);
+  column->addLayout(buttons);
+  column->addLayout(versions);
+  column->setAlignment(versions, Qt::AlignLeft);
+  column->addStretch(1);
+  return frame;
+}
+
+QBoxLayout* Form1Window::MakeListColumn() {
+  list_ = new QListWidget(this);
+  Name(*list_, "List1");
+  list_->setAccessibleName(QString::fromUtf8(kListMeaning));
+  list_->setItemDelegate(new ColumnsDelegate(*list_));
+  list_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+  list_->setTabKeyNavigation(false);
+  auto* column = new QVBoxLayout;
+  column->addWidget(list_, 1);
+  column->addWidget(MakeButton(Button::kCommand1), 0, Qt::AlignLeft);
+  return column;
+}
+
+QBoxLayout* Form1Window::MakeBottomRow() {
+  auto* date = new QLabel(QString::fromUtf8(kBuildDate), this);
+  Name(*date, "Label2");
+  date->setAccessibleName(date->text());
+  auto* row = new QHBoxLayout;
+  for (const Button which :
+       {Button::kCommand4, Button::kCommand5, Button::kCommand2, Button::kCommand3}) {
+    row->addWidget(MakeButton(which));
+  }
+  row->addStretch(1);
+  row->addWidget(date);
+  return row;
+}
+
+void Form1Window::SetTabOrder() {
+  QWidget* const order[] = {button(Button::kCB_DataDB),
+                            button(Button::kCB_DB_Up),
+                            button(Button::kCB_TenkaiDB),
+                            button(Button::kCB_TenkaiDB_Up),
+                            list_,
+                            button(Button::kCommand1),
+                            button(Button::kCommand4),
+                            button(Button::kCommand5),
+                            button(Button::kCommand2),
+                            button(Button::kCommand3)};
+  for (std::size_t i = 1; i < std::size(order); ++i) setTabOrder(order[i - 1], order[i]);
+}
+
+void Form1Window::Connect(Form1& form) {
+  struct Event {
+    Button button;
+    void (Form1::*handler)();
+  };
+  constexpr Event kEvents[] = {
+      {Button::kCB_DataDB, &Form1::CB_DataDB_Click},
+      {Button::kCB_DB_Up, &Form1::CB_DB_Up_Click},
+      {Button::kCB_TenkaiDB, &Form1::CB_TenkaiDB_Click},
+      {Button::kCB_TenkaiDB_Up, &Form1::CB_TenkaiDB_Up_Click},
+      {Button::kCommand1, &Form1::Command1_Click},
+      {Button::kCommand4, &Form1::Command4_Click},
+      {Button::kCommand5, &Form1::Command5_Click},
+  };
+  for (const Event& event : kEvents) {
+    connect(button(event.button), &QPushButton::clicked, this,
+            [&form, handler = event.handler] { (form.*handler)(); });
+  }
+}
+
+void Form1Window::SetVersionCaption(int element, const std::string& caption) {
+  QLabel& label = *version_labels_.at(static_cast<std::size_t>(element));
+  label.setText(Text(caption));
+  label.setAccessibleName(QString::fromUtf8(kVersionMeanings[static_cast<std::size_t>(element)]) +
+                          u' ' + Text(caption));
+}
+
+void Form1Window::SetVisible(Button which, bool visible) { button(which)->setVisible(visible); }
+
+void Form1Window::ClearList() { list_->clear(); }
+
+void Form1Window::AddListItem(const std::string& text) { list_->addItem(Text(text)); }
+
+std::string Form1Window::AskFile(const std::string& initial_name, const std::string& filter) {
+  return dialogs_.AskFile(this, ToolkitPath(Text(initial_name)), ToolkitFilter(Text(filter)))
+      .toStdString();
+}
+
+void Form1Window::ShowMessage(const std::string& text, const std::string& title) {
+  dialogs_.ShowMessage(this, Text(text), Text(title));
+}
+
+void Form1Window::ShowError(const std::string& text) { dialogs_.ShowError(this, Text(text)); }
+
+void Form1Window::SetBusy(bool busy) {
+  if (busy) {
+    busy_ = true;
+    focus_before_ = focusWidget();
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+    for (QPushButton* each : buttons_) each->setEnabled(false);
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);  // to be seen
+    return;
+  }
+  // What was clicked and typed meanwhile finds the buttons still inactive.
+  QCoreApplication::processEvents();
+  for (QPushButton* each : buttons_) each->setEnabled(true);
+  QGuiApplication::restoreOverrideCursor();
+  GiveFocusBack();
+  busy_ = false;
+}
+
+// An inactive button loses the focus. Where it has gone for good, the next
+// control in tab order takes over.
+void Form1Window::GiveFocusBack() {
+  QWidget* const before = focus_before_;
+  if (before == nullptr) return;
+  QWidget* next = before;
+  while (!next->isVisibleTo(this) || (next->focusPolicy() & Qt::TabFocus) == 0) {
+    next = next->nextInFocusChain();
+    if (next == before) return;
+  }
+  next->setFocus();
+}
+
+void Form1Window::End(int exit_status) { QCoreApplication::exit(exit_status); }
+
+void Form1Window::closeEvent(QCloseEvent* event) {
+  // Closing in the middle of an action would end the program behind its back.
+  if (busy_) {
+    event->ignore();
+  } else {
+    QWidget::closeEvent(event);
+  }
+}
+
+}  // namespace app

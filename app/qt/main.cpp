@@ -1,0 +1,41 @@
+// db-update: the operator's window over the engine, the sessions and the steps.
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+
+#include "app/form1.h"
+#include "app/qt/dialogs.h"
+#include "app/qt/form1_window.h"
+#include "upgrade/ladders.h"
+
+int main(int argc, char** argv) {
+  QApplication application(argc, argv);
+  // The toolkit's own dialogs speak as the window does, whatever the locale.
+  QTranslator translator;
+  if (translator.load(QLocale(QLocale::Japanese), QStringLiteral("qtbase"), QStringLiteral("_"),
+                      QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+    QApplication::installTranslator(&translator);
+  }
+
+  const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
+  ado::Environment environment(*files);
+  db::Module1 module(environment);
+  upgrade::Data_Up_M data(module.data());
+  upgrade::Eng_M english(module.data());
+  upgrade::Tenkai_UP_M tenkai(module.tenkai());
+  module.SetLadders(upgrade::MakeDataLadder(data, english), upgrade::MakeTenkaiLadder(tenkai));
+
+  app::SystemDialogs dialogs;
+  app::Form1Window window(dialogs);
+  app::Form1 form(module,
+                  {.reinforcements = [&] { data.Data_Up_15(); },
+                   .flex_names = [&] { data.Data_Up_16b(); },
+                   .english_names = [&] { english.Eng_Apply(); }},
+                  window, QApplication::applicationDirPath().toStdString());
+  window.Connect(form);
+  form.Form_Load();
+  window.show();
+  return QApplication::exec();
+}

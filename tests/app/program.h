@@ -1,0 +1,141 @@
+// What the main of the window ties together, and sample files for it.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "app/form1.h"
+#include "tests/support/temp_db.h"
+#include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
+
+namespace app_test {
+
+using samples::Kind;
+
+inline constexpr std::string_view kReinforcements = "Spec_補強名称";
+inline constexpr std::string_view kVersions = "ﾊﾞｰｼﾞｮﾝ番号";
+
+struct Program {
+  explicit Program(jet::FileSystem& files)
+      : environment(files,
+                    [] {
+                      return jet::ToDateTime({2019, 6, 4, 12, 0, 0});
+                    }),
+        module(environment),
+        data(module.data()),
+        english(module.data()),
+        tenkai(module.tenkai()) {
+    module.SetLadders(upgrade::MakeDataLadder(data, english), upgrade::MakeTenkaiLadder(tenkai));
+  }
+  app::Repairs Repairs() {
+    return {.reinforcements = [this] { data.Data_Up_15(); },
+            .flex_names = [this] { data.Data_Up_16b(); },
+            .english_names = [this] { english.Eng_Apply(); }};
+  }
+
+  ado::Environment environment;
+  db::Module1 module;
+  upgrade::Data_Up_M data;
+  upgrade::Eng_M english;
+  upgrade::Tenkai_UP_M tenkai;
+};
+
+// A sample of this version under its own name in `folder`; its path.
+inline std::string Sample(const std::string& folder, Kind kind, std::int16_t version,
+                          std::function<void(std::vector<samples::BaseTable>&)> change = {}) {
+  static std::map<std::pair<Kind, std::int16_t>, std::string> made;  // making one takes long
+  const std::string path = folder + "/" + std::string(tools::FileNameOf(kind));
+  const auto known = made.find({kind, version});
+  if (!change && known != made.end()) {
+    test_support::WriteFileBytes(path, known->second);
+    return path;
+  }
+  samples::SampleOptions options;
+  options.version = version;
+  options.jobs = 1;
+  options.change = change;
+  samples::MakeSample(*jet::MakeSystemFiles(), path, kind, options);
+  if (!change) made[{kind, version}] = test_support::ReadFileBytes(path);
+  return path;
+}
+
+// Every table with its rows, and every saved query, of a file nobody has open.
+inline std::map<std::string, std::vector<std::string>> Content(const std::string& path) {
+  std::map<std::string, std::vector<std::string>> content;
+  const auto files = jet::MakeSystemFiles();
+  ado::Environment environment(*files);
+  const std::string text = "Provider=x;Data Source=" + path +
+                           ";Jet OLEDB:Database Password=" + std::string(db::kDatabasePassword) +
+                           ";";
+  ado::Connection connection(environment);
+  connection.Open(text);
+  ado::Catalog catalog(environment);
+  catalog.SetActiveConnection(text);
+  for (const std::string& table : catalog.TableNames()) {
+    std::vector<std::string>& lines = content[table];
+    for (const ado::Column& column : catalog.GetTable(table).Columns()) {
+      lines.push_back(column.name + " " + std::to_string(column.type) + " " +
+                      std::to_string(column.defined_size) + " " +
+                      std::to_string(column.attributes));
+    }
+    ado::Recordset rows;
+    rows.Open(table, connection, ado::adOpenKeyset, ado::adLockReadOnly, ado::adCmdTable);
+    for (; !rows.eof(); rows.MoveNext()) {
+      std::string line;
+      for (std::size_t i = 0; i < rows.field_count(); ++i) {
+        const ado::Value value = rows.Get(i);
+        line += (jet::IsNull(value) ? "<Null>" : ado::ToText(value)) + "|";
+      }
+      lines.push_back(line);
+    }
+  }
+  for (const ado::View& view : catalog.Views()) content[view.name] = {view.command_text};
+  return content;
+}
+
+// Walks a table of a file nobody has open; `visit` may change its rows.
+inline void Edit(const std::string& path, std::string_view table,
+                 const std::function<void(ado::Recordset&)>& visit) {
+  const auto files = jet::MakeSystemFiles();
+  ado::Environment environment(*files);
+  ado::Connection connection(environment);
+  connection.Open("Provider=x;Data Source=" + path +
+                  ";Jet OLEDB:Database Password=" + std::string(db::kDatabasePassword) + ";");
+  ado::Recordset rows;
+  rows.Open(table, connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  visit(rows);
+}
+
+inline void StoreVersion(const std::string& path, const ado::Value& version) {
+  Edit(path, kVersions, [&](ado::Recordset& rows) {
+    rows.Set("Ver_No", version);
+    rows.Update();
+  });
+}
+
+inline std::string StoredVersion(const std::string& path) {
+  std::string version;
+  Edit(path, kVersions, [&](ado::Recordset& rows) { version = ado::ToText(rows.Get("Ver_No")); });
+  return version;
+}
+
+// A field of all rows in stored order, Null as "<Null>".
+inline std::vector<std::string> Values(const std::string& path, std::string_view table,
+                                       std::string_view field) {
+  std::vector<std::string> values;
+  Edit(path, table, [&](ado::Recordset& rows) {
+    for (; !rows.eof(); rows.MoveNext()) {
+      const ado::Value value = rows.Get(field);
+      values.push_back(jet::IsNull(value) ? "<Null>" : ado::ToText(value));
+    }
+  });
+  return values;
+}
+
+}  // namespace app_test

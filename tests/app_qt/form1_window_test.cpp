@@ -1,0 +1,306 @@
+#include "app/qt/form1_window.h"
+
+#include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QApplication>
+#include <QFontInfo>
+#include <QGroupBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QTest>
+#include <QTimer>
+
+#include "app/qt/columns_delegate.h"
+#include "app/qt/dialogs.h"
+#include "tests/app/program.h"
+
+namespace app_test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// Answers the file dialog with a prepared path and keeps what is shown.
+class PreparedDialogs : public app::Dialogs {
+ public:
+  QString answer;
+  std::vector<std::string> asked, boxes;
+
+  QString AskFile(QWidget*, const QString& initial_path, const QString& filter) override {
+    asked = {initial_path.toStdString(), filter.toStdString()};
+    return answer;
+  }
+  void ShowMessage(QWidget*, const QString& text, const QString& title) override {
+    boxes.push_back((title + ": " + text).toStdString());
+  }
+  void ShowError(QWidget*, const QString& text) override { boxes.push_back(text.toStdString()); }
+};
+
+class Form1WindowTest : public ::testing::Test {
+ protected:
+  Form1WindowTest() {
+    app::Repairs repairs = program.Repairs();
+    repairs.flex_names = [this, flex_names = repairs.flex_names] {
+      if (while_running) while_running();
+      flex_names();
+    };
+    form = std::make_unique<app::Form1>(program.module, repairs, window, "/opt/program");
+    window.Connect(*form);
+    form->Form_Load();
+    window.show();
+    window.activateWindow();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+  }
+
+  template <class Control>
+  Control& Find(const char* name, int index = -1) {
+    for (Control* found : window.findChildren<Control*>(QString::fromUtf8(name))) {
+      if (index < 0 || found->property(app::kIndexProperty) == index) return *found;
+    }
+    throw std::runtime_error(std::string("no control ") + name);
+  }
+  QPushButton& Button(const char* name) { return Find<QPushButton>(name); }
+  std::string Version(int element) { return Find<QLabel>("L_Ver", element).text().toStdString(); }
+  void Click(const char* name) { QTest::mouseClick(&Button(name), Qt::LeftButton); }
+  void Choose(const char* button, const std::string& path) {
+    dialogs.answer = QString::fromStdString(path);
+    Click(button);
+  }
+  std::vector<std::string> List() {
+    std::vector<std::string> items;
+    const auto& list = Find<QListWidget>("List1");
+    for (int row = 0; row < list.count(); ++row) {
+      items.push_back(list.item(row)->text().toStdString());
+    }
+    return items;
+  }
+
+  test_support::TempFolder folder;
+  std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
+  Program program{*files};
+  PreparedDialogs dialogs;
+  app::Form1Window window{dialogs};
+  std::function<void()> while_running;
+  std::unique_ptr<app::Form1> form;
+};
+
+TEST_F(Form1WindowTest, ShowsEveryControlByItsNameWithItsCaption) {
+  struct Control {
+    const char* name;
+    int index;
+    const char* caption;
+    bool visible;
+  };
+  const Control controls[] = {
+      {"Frame1", 0, "Data.mdb", true},
+      {"CB_DataDB", -1, "データベース選択", true},
+      {"CB_DB_Up", -1, "DB更新", false},
+      {"Label1", 0, "バージョン", true},
+      {"L_Ver", 0, "未選択", true},
+      {"L_Ver", 2, "最新　            Ver 27", true},
+      {"Frame1", 1, "展開Data.mdb", true},
+      {"CB_TenkaiDB", -1, "データベース選択", true},
+      {"CB_TenkaiDB_Up", -1, "DB更新", false},
+      {"Label1", 1, "バージョン", true},
+      {"L_Ver", 1, "未選択", true},
+      {"L_Ver", 3, "最新　            Ver 22", true},
+      {"Command1", -1, "補強修正", false},
+      {"Command4", -1, "ﾌﾚｷ名称変換", true},
+      {"Command5", -1, "英語適用", true},
+      {"Command2", -1, "取り込み", true},
+      {"Command3", -1, "コード", true},
+      {"Label2", -1, "Up Date 2019/6/4", true},
+  };
+  for (const Control& each : controls) {
+    SCOPED_TRACE(each.name);
+    auto& control = Find<QWidget>(each.name, each.index);
+    EXPECT_EQ(control.property(control.inherits("QGroupBox") ? "title" : "text").toString(),
+              QString::fromUtf8(each.caption));
+    EXPECT_EQ(control.isVisible(), each.visible);
+    EXPECT_FALSE(control.accessibleName().isEmpty());
+    EXPECT_GE(control.width(), control.sizeHint().width()) << "cut off";
+  }
+  EXPECT_EQ(window.windowTitle(), "DB情報");
+  EXPECT_THAT(List(), IsEmpty());
+  EXPECT_FALSE(Find<QListWidget>("List1").accessibleName().isEmpty());
+  const app::Form1Window untouched(dialogs);
+  for (const QLabel* label : untouched.findChildren<QLabel*>("L_Ver")) {
+    EXPECT_EQ(label->text(), "バージョン");
+    EXPECT_EQ(label->font().family(), "ＭＳ Ｐ明朝");
+  }
+}
+
+TEST_F(Form1WindowTest, NothingMovesWhenHiddenButtonsAppear) {
+  const QRect list = Find<QListWidget>("List1").geometry();
+  const QSize size = window.size();
+  window.SetVisible(app::Button::kCB_DB_Up, true);
+  window.SetVisible(app::Button::kCommand1, true);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(Find<QListWidget>("List1").geometry(), list);
+  EXPECT_EQ(window.size(), size);
+}
+
+TEST_F(Form1WindowTest, TabKeyWalksInReadingOrder) {
+  for (const app::Button hidden :
+       {app::Button::kCB_DB_Up, app::Button::kCB_TenkaiDB_Up, app::Button::kCommand1}) {
+    window.SetVisible(hidden, true);
+  }
+  std::vector<std::string> order;
+  for (int i = 0; i < 11; ++i) {
+    order.push_back(window.focusWidget()->objectName().toStdString());
+    QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+  }
+  EXPECT_THAT(order,
+              ElementsAre("CB_DataDB", "CB_DB_Up", "CB_TenkaiDB", "CB_TenkaiDB_Up", "List1",
+                          "Command1", "Command4", "Command5", "Command2", "Command3", "CB_DataDB"));
+}
+
+TEST_F(Form1WindowTest, KeyboardAloneUpgradesBothFilesAsTheLaddersDo) {
+  const std::string data = Sample(folder.path(), Kind::kData, 2);
+  const std::string tenkai = Sample(folder.path(), Kind::kTenkai, 2);
+  dialogs.answer = QString::fromStdString(data);
+  QTest::keyClick(window.focusWidget(), Qt::Key_Space);
+  EXPECT_THAT(dialogs.asked, ElementsAre("/opt/program/Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)"));
+  EXPECT_EQ(Version(0), " Ver 2");
+  ASSERT_TRUE(Button("CB_DB_Up").isVisible());
+  EXPECT_EQ(window.focusWidget(), &Button("CB_DataDB"));
+  QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window.focusWidget(), Qt::Key_Return);
+  EXPECT_EQ(Version(0), " Ver 27");
+  EXPECT_FALSE(Button("CB_DB_Up").isVisible());
+  EXPECT_EQ(window.focusWidget(), &Button("CB_TenkaiDB")) << "the next control takes over";
+  dialogs.answer = QString::fromStdString(tenkai);
+  QTest::keyClick(window.focusWidget(), Qt::Key_Enter);
+  EXPECT_EQ(Version(1), " Ver 2");
+  QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window.focusWidget(), Qt::Key_Space);
+  EXPECT_EQ(Version(1), " Ver 22");
+  EXPECT_THAT(dialogs.boxes, IsEmpty());
+
+  program.module.DataDB_Access("Close");
+  program.module.TenkaiDB_Access("Close");
+  const test_support::TempFolder direct;
+  EXPECT_EQ(Content(data), Content(Sample(direct.path(), Kind::kData, 27)));
+  EXPECT_EQ(Content(tenkai), Content(Sample(direct.path(), Kind::kTenkai, 22)));
+  test_support::ExpectSound(data);
+  test_support::ExpectSound(tenkai);
+}
+
+TEST_F(Form1WindowTest, ListStandsInTwoColumns) {
+  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 27));
+  ASSERT_EQ(List().size(), 12u);
+  EXPECT_EQ(List()[4], "相FG            \t相ＦＧ");
+  EXPECT_TRUE(Button("Command1").isVisible());
+  EXPECT_FALSE(Button("CB_DB_Up").isVisible());
+  auto& list = Find<QListWidget>("List1");
+  const auto& delegate = dynamic_cast<const app::ColumnsDelegate&>(*list.itemDelegate());
+  const int stop = delegate.TabStop(list.font());
+  EXPECT_GT(stop, list.fontMetrics().horizontalAdvance("L-40×40×3"));
+  window.AddListItem("一二三四五六七八九十一二三四五\t転送");
+  EXPECT_GT(delegate.TabStop(list.font()), stop) << "a wider name moves the column";
+  QStyleOptionViewItem option;
+  option.initFrom(&list);
+  option.widget = &list;
+  EXPECT_GT(delegate.sizeHint(option, list.model()->index(12, 0)).width(),
+            delegate.TabStop(list.font()) + list.fontMetrics().horizontalAdvance("転送"));
+}
+
+TEST_F(Form1WindowTest, ButtonsAreInactiveWhileAnActionRuns) {
+  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 26));
+  bool ran = false;
+  while_running = [&] {
+    ran = true;
+    for (const QPushButton* button : window.findChildren<QPushButton*>()) {
+      EXPECT_FALSE(button->isEnabled()) << button->objectName().toStdString();
+    }
+    ASSERT_NE(QGuiApplication::overrideCursor(), nullptr);
+    EXPECT_EQ(QGuiApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    Click("CB_DB_Up");
+    EXPECT_FALSE(window.close()) << "in the middle of an action";
+    // Typed meanwhile, looked at afterwards.
+    QCoreApplication::postEvent(&Button("CB_DB_Up"),
+                                new QKeyEvent(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier));
+    QCoreApplication::postEvent(&Button("CB_DB_Up"),
+                                new QKeyEvent(QEvent::KeyRelease, Qt::Key_Space, Qt::NoModifier));
+  };
+  Button("Command4").setFocus();
+  QTest::keyClick(&Button("Command4"), Qt::Key_Space);
+  EXPECT_TRUE(ran);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(Version(0), " Ver 26");
+  EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+  EXPECT_TRUE(Button("Command4").isEnabled());
+  EXPECT_EQ(window.focusWidget(), &Button("Command4"));
+  EXPECT_TRUE(window.close());
+}
+
+TEST_F(Form1WindowTest, WrongChoicesAreTold) {
+  Choose("CB_DataDB", "");
+  Choose("CB_TenkaiDB", "/x/Data.mdb");
+  EXPECT_THAT(dialogs.boxes,
+              ElementsAre("選択エラー: ファイルが選択されていません",
+                          "選択エラー: 選択されたファイルはZVTデータファイルではありません"));
+  EXPECT_EQ(Version(0), "未選択");
+}
+
+TEST_F(Form1WindowTest, ButtonsWithoutActionDoNothing) {
+  Click("Command2");
+  Click("Command3");
+  EXPECT_THAT(dialogs.boxes, IsEmpty());
+  EXPECT_FALSE(form->ended());
+}
+
+TEST_F(Form1WindowTest, UnhandledErrorEndsTheProgramWithStatusOne) {
+  QTimer::singleShot(0, &window, [this] { Click("Command5"); });
+  EXPECT_EQ(QApplication::exec(), 1);
+  ASSERT_EQ(dialogs.boxes.size(), 1u);
+  EXPECT_THAT(dialogs.boxes[0], ::testing::StartsWith("実行時エラー '3709':\n\n"));
+}
+
+TEST_F(Form1WindowTest, ScreenReaderHearsTheVersion) {
+  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 26));
+  QAccessibleInterface* label = QAccessible::queryAccessibleInterface(&Find<QLabel>("L_Ver", 0));
+  ASSERT_NE(label, nullptr);
+  EXPECT_TRUE(label->text(QAccessible::Name).endsWith(" Ver 26"));
+}
+
+TEST(DialogsTest, BoxesShowTheirTextAndCloseByKey) {
+  const auto error = app::MakeErrorBox(nullptr, "実行時エラー '3265':\n\n<b>&x");
+  EXPECT_EQ(error->windowTitle(), "DB更新");
+  EXPECT_EQ(error->textFormat(), Qt::PlainText);
+  EXPECT_TRUE(error->textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
+  EXPECT_TRUE(error->textInteractionFlags().testFlag(Qt::TextSelectableByKeyboard));
+  app::SystemDialogs dialogs;
+  const auto answer = [](const char* title, Qt::Key key) {
+    QTimer::singleShot(0, qApp, [=] {
+      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+      ASSERT_NE(box, nullptr);
+      EXPECT_EQ(box->windowTitle(), QString::fromUtf8(title));
+      EXPECT_EQ(box->text(), "A\n<b>B");
+      EXPECT_EQ(box->standardButtons(), QMessageBox::Ok);
+      QTest::keyClick(box, key);
+    });
+  };
+  answer("選択エラー", Qt::Key_Return);
+  dialogs.ShowMessage(nullptr, "A\n<b>B", "選択エラー");
+  answer("DB更新", Qt::Key_Escape);
+  dialogs.ShowError(nullptr, "A\n<b>B");
+}
+
+TEST(DialogsTest, FilterAndPathBecomeTheToolkits) {
+  EXPECT_EQ(app::ToolkitFilter("ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"), "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)");
+  EXPECT_EQ(app::ToolkitFilter("A|*.a;*.b|B (*.c)|*.c"), "A (*.a *.b);;B (*.c)");
+  EXPECT_EQ(app::ToolkitPath("/opt/a\\b\\Data.mdb"), "/opt/a\\b/Data.mdb");
+  EXPECT_EQ(app::ToolkitPath("Data.mdb"), "Data.mdb");
+}
+
+}  // namespace
+}  // namespace app_test
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleMock(&argc, argv);
+  QApplication application(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  return RUN_ALL_TESTS();
+}
