@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QFontMetrics>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -12,6 +11,7 @@
 
 #include "app/qt/columns_delegate.h"
 #include "app/qt/dialogs.h"
+#include "app/qt/fonts.h"
 
 namespace app {
 namespace {
@@ -49,29 +49,7 @@ constexpr const char* kVersionMeanings[] = {
 
 constexpr char kListMeaning[] = "補強名と転送名称";
 
-constexpr char kVersionFont[] = "ＭＳ Ｐ明朝";
-constexpr double kVersionFontScale = 1.25;
-
 QString Text(const std::string& text) { return QString::fromStdString(text); }
-
-// The font of the version labels; where it is not installed, one of its width.
-QFont VersionFont(const QFont& base) {
-  const QString family = QString::fromUtf8(kVersionFont);
-  if (QFont::substitutes(family).isEmpty()) {
-    QFont::insertSubstitutions(family, {QStringLiteral("MS PMincho"), QStringLiteral("IPAPMincho"),
-                                        QStringLiteral("IPA P明朝"), QStringLiteral("IPAMincho"),
-                                        QStringLiteral("Noto Serif CJK JP")});
-  }
-  QFont font = base;
-  font.setFamily(family);
-  font.setStyleHint(QFont::Serif);
-  if (base.pointSizeF() > 0) {
-    font.setPointSizeF(base.pointSizeF() * kVersionFontScale);
-  } else {
-    font.setPixelSize(static_cast<int>(base.pixelSize() * kVersionFontScale));
-  }
-  return font;
-}
 
 // A hidden control keeps its place, so that nothing moves when it appears.
 void KeepPlaceWhileHidden(QWidget& widget) {

@@ -7,11 +7,13 @@
 
 #include "app/form1.h"
 #include "app/qt/dialogs.h"
+#include "app/qt/fonts.h"
 #include "app/qt/form1_window.h"
 #include "upgrade/ladders.h"
 
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
+  app::UseJapaneseFont();
   // The toolkit's own dialogs speak as the window does, whatever the locale.
   QTranslator translator;
   if (translator.load(QLocale(QLocale::Japanese), QStringLiteral("qtbase"), QStringLiteral("_"),

@@ -13,6 +13,7 @@
 
 #include "app/qt/columns_delegate.h"
 #include "app/qt/dialogs.h"
+#include "app/qt/fonts.h"
 #include "tests/app/program.h"
 
 namespace app_test {
@@ -301,6 +302,7 @@ TEST(DialogsTest, FilterAndPathBecomeTheToolkits) {
 int main(int argc, char** argv) {
   ::testing::InitGoogleMock(&argc, argv);
   QApplication application(argc, argv);
+  app::UseJapaneseFont();
   QApplication::setQuitOnLastWindowClosed(false);
   return RUN_ALL_TESTS();
 }
