@@ -86,13 +86,49 @@ void FaultRounds::Kills() {
 }
 
 void FaultRounds::PowerCuts(int seeds) {
-  for (std::uint64_t n = 1; n <= log_.size(); n += plan_.stride) {
-    for (int seed = 1; seed <= seeds; ++seed) {
+  // Right before a sync the most is at stake.
+  const int seeds_before_sync = plan_.stride == 1 ? 40 : 12;
+  for (std::uint64_t n = 1; n <= log_.size(); ++n) {
+    const bool sync = n < log_.size() && log_[n].kind == FileOperation::Kind::kSync;
+    if (!sync && n % plan_.stride != 0) continue;
+    for (int seed = 1; seed <= (sync ? seeds_before_sync : seeds); ++seed) {
       const auto s = static_cast<std::uint64_t>(seed);
       Judge(AfterPowerCut(plan_.before, log_, n, s), fmt::format("power cut {} seed {}", n, seed));
       ++counts_["power cuts"];
     }
+    if (sync) CutPowerAfterKill(n);
   }
+}
+
+// The process is killed before it synced, the next one begins to recover what it
+// can read, and then the power goes.
+void FaultRounds::CutPowerAfterKill(std::size_t done) {
+  const std::string what = fmt::format("killed after {}, then recovery, power cut", done);
+  OperationLog recovery;
+  Recover(AfterKill(plan_.before, log_, done), what, &recovery);
+  OperationLog both(log_.begin(), log_.begin() + static_cast<std::ptrdiff_t>(done));
+  both.insert(both.end(), recovery.begin(), recovery.end());
+  for (std::size_t n = done; n < both.size(); ++n) {
+    if (both[n].kind != FileOperation::Kind::kSync) continue;
+    const std::uint64_t seeds = plan_.stride == 1 ? 20 : 4;
+    for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
+      Judge(AfterPowerCut(plan_.before, both, n, seed),
+            fmt::format("{} {} seed {}", what, n, seed));
+      ++counts_["power cuts after a kill"];
+    }
+  }
+}
+
+// Other programs know nothing of a tail, only of the mark.
+void FaultRounds::ExpectWholeForOthers(const std::string& image, const std::string& what) {
+  constexpr std::size_t kSlots = 0xE00, kSlotsEnd = 0x1000;
+  if (image[kSlots] == 0 && image[kSlots + 1] == 0) return;
+  const auto starts_with = [&](const std::string& bytes) {
+    return image.size() >= bytes.size() && image.compare(0, kSlots, bytes, 0, kSlots) == 0 &&
+           image.compare(kSlotsEnd, bytes.size() - kSlotsEnd, bytes, kSlotsEnd) == 0;
+  };
+  EXPECT_TRUE(starts_with(plan_.before) || starts_with(after_))
+      << plan_.name << ": " << what << ": a mix of pages without the mark";
 }
 
 void FaultRounds::Refusals(Fault::Kind kind) {
@@ -121,6 +157,7 @@ void FaultRounds::Refusals(Fault::Kind kind) {
 
 FaultRounds::State FaultRounds::Judge(const std::string& image, const std::string& what) {
   ++rounds_;
+  ExpectWholeForOthers(image, what);
   FaultFiles files;
   files.bytes(kPath) = image;
   const State read = StateOf(files, jet::OpenMode::kRead, what + ", read");

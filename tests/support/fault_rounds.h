@@ -52,6 +52,8 @@ class FaultRounds {
  private:
   State Recover(std::string image, const std::string& what, OperationLog* log);
   State StateOf(FaultFiles& files, jet::OpenMode mode, const std::string& what);
+  void CutPowerAfterKill(std::size_t done);
+  void ExpectWholeForOthers(const std::string& image, const std::string& what);
   void InterruptRecovery(const std::string& image, const OperationLog& log,
                          const std::string& what);
 
