@@ -93,14 +93,22 @@ TEST(DataStep18, AddsSeamColumnsAndShapes) {
 }
 
 // The English column is required: where it came too early, shapes that do not
-// set it are refused.
-TEST(DataStep18, FailsAfterPrematureEnglishNames) {
-  StepBench bench(Kind::kData, 17);
-  EXPECT_EQ(bench.Run("Eng_Apply"), ado::kErrNoCurrentRow);
-  EXPECT_EQ(bench.Value(kShapes, kEnglish, 145), "Gradient Closure FG");
-  EXPECT_EQ(bench.Run("Data_Up_18"), ado::kErrIntegrity);
-  EXPECT_EQ(bench.Count(kShapes), 146U);
-  EXPECT_EQ(bench.Run("Eng_Apply"), 0);
+// set it are refused from then on.
+TEST(EngApply, SpoilsTheLadderBeforeStep18Only) {
+  for (std::int16_t version : {std::int16_t{13}, std::int16_t{17}}) {
+    StepBench bench(Kind::kData, version);
+    EXPECT_EQ(bench.Run("Eng_Apply"), ado::kErrNoCurrentRow);
+    EXPECT_EQ(bench.Value(kShapes, kEnglish, 145), "Gradient Closure FG");
+    EXPECT_EQ(bench.Upgrade(27), ado::kErrIntegrity);
+    EXPECT_EQ(bench.Count(kShapes), 146U);
+    EXPECT_EQ(bench.Columns("Data_角_開口").back(), "開口基点 5 0!");
+    EXPECT_EQ(bench.Run("Eng_Apply"), 0);
+  }
+  StepBench early(Kind::kData, 18), ladder(Kind::kData, 18);
+  EXPECT_EQ(early.Run("Eng_Apply"), 0);
+  EXPECT_EQ(early.Upgrade(27), 0);
+  EXPECT_EQ(ladder.Upgrade(27), 0);
+  EXPECT_EQ(early.Content(), ladder.Content());
 }
 
 TEST(EngApply, FillsByPosition) {

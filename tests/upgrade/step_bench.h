@@ -4,12 +4,13 @@
 #include <gmock/gmock.h>
 
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "db/module1.h"
+#include "tests/support/content.h"
+#include "tests/support/fault_file.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/columns.h"
 #include "tools/samples/sample.h"
@@ -33,8 +34,10 @@ class StepBench {
  public:
   explicit StepBench(Kind kind, std::int16_t version = samples::kBaseVersion, Change change = {})
       : kind_(kind),
-        files_(jet::MakeSystemFiles()),
-        environment_(*files_),
+        environment_(files_,
+                     [] {
+                       return jet::ToDateTime({2012, 2, 3, 4, 5, 6});
+                     }),
         module_(environment_),
         data_(module_.data()),
         english_(module_.data()),
@@ -43,14 +46,13 @@ class StepBench {
     options.version = version;
     options.jobs = 2;
     options.change = std::move(change);
-    samples::MakeSample(*files_, path(), kind, options);
+    samples::MakeSample(files_, Path(), kind, options);
     module_.SetLadders(upgrade::MakeDataLadder(data_, english_),
                        upgrade::MakeTenkaiLadder(tenkai_));
-    module_.DataDB_Path = module_.TenkaiDB_Path = folder_.path();
+    module_.DataDB_Path = module_.TenkaiDB_Path = kFolder;
     db().OpenDb();
   }
 
-  std::string path() const { return folder_.File(tools::FileNameOf(kind_)); }
   db::DbHandle& db() { return kind_ == Kind::kData ? module_.data() : module_.tenkai(); }
   const db::Ladder& ladder() const {
     return kind_ == Kind::kData ? module_.data_ladder() : module_.tenkai_ladder();
@@ -88,11 +90,11 @@ class StepBench {
   ado::ErrorNumber Run(std::string_view name) { return Run({name}); }
 
   // The ladder from the stored version.
-  ado::ErrorNumber Upgrade(std::int16_t to) {
+  ado::ErrorNumber Upgrade(std::int16_t to, db::LadderObserver* observer = nullptr) {
     const auto from = static_cast<std::int16_t>(std::stoi(Values(kVersions, "Ver_No").at(0)));
     return Edit([&](db::DbHandle&) {
-      kind_ == Kind::kData ? module_.Data_Up_To(from, to, nullptr)
-                           : module_.Tenkai_Up_To(from, to, nullptr);
+      kind_ == Kind::kData ? module_.Data_Up_To(from, to, observer)
+                           : module_.Tenkai_Up_To(from, to, observer);
     });
   }
 
@@ -116,6 +118,13 @@ class StepBench {
       for (std::size_t i = 0; i < rows.field_count(); ++i) row += Text(rows.Get(i)) + "|";
       return row;
     });
+  }
+  Texts Fields(std::string_view table) {
+    ado::Recordset rows;
+    Open(rows, table);
+    Texts fields;
+    for (std::size_t i = 0; i < rows.field_count(); ++i) fields.push_back(rows.field_name(i));
+    return fields;
   }
   std::size_t Count(std::string_view table) { return Rows(table).size(); }
   std::string Value(std::string_view table, std::string_view field, std::size_t row) {
@@ -147,14 +156,15 @@ class StepBench {
     return names;
   }
   // Everything that the database holds.
-  std::map<std::string, Texts> Content() {
-    std::map<std::string, Texts> content;
-    for (const std::string& table : Tables()) {
-      content[table] = Rows(table);
-      for (const std::string& column : Columns(table)) content[table].push_back(column);
-    }
-    for (const ado::View& view : Queries()) content[view.name] = {view.command_text};
-    return content;
+  std::string Content() { return test_support::ContentOf(database()); }
+  // Nothing is wrong with the file itself.
+  void ExpectSound() {
+    db().CloseDb();
+    const test_support::TempFolder folder;
+    const std::string path = folder.File(tools::FileNameOf(kind_));
+    test_support::WriteFileBytes(path, files_.bytes(Path()));
+    test_support::ExpectSound(path);
+    db().OpenDb();
   }
 
   jet::Database& database() { return *Connection().database(); }
@@ -173,6 +183,10 @@ class StepBench {
   }
 
  private:
+  static constexpr const char* kFolder = "/bench";
+  std::string Path() const {
+    return std::string(kFolder) + "/" + std::string(tools::FileNameOf(kind_));
+  }
   static std::string Text(const ado::Value& value) {
     return jet::IsNull(value) ? kNull : ado::ToText(value);
   }
@@ -191,8 +205,7 @@ class StepBench {
   }
 
   Kind kind_;
-  test_support::TempFolder folder_;
-  std::unique_ptr<jet::FileSystem> files_;
+  test_support::FaultFiles files_;
   ado::Environment environment_;
   db::Module1 module_;
   upgrade::Data_Up_M data_;
