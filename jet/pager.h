@@ -23,8 +23,8 @@ namespace internal {
 struct Frame;
 }
 
-// Read access to a page in the cache. The page stays there as long as the
-// reference lives; an Edit of the same page shows through it.
+// Read access to a page in the cache; must not outlive its pager. The page stays
+// there as long as the reference lives; an Edit of the same page shows through it.
 class PageRef {
  public:
   PageRef() = default;

@@ -46,8 +46,8 @@ TEST_F(AppendColumnTest, TouchesNoRow) {
 TEST_F(AppendColumnTest, TheFirstVariableColumnGivesEveryRowItsOffsets) {
   database_->AppendColumn("設定", {.name = "名称", .type = ColumnType::kText, .max_size = 50});
   EXPECT_EQ(table_->First(), ids_[0]) << "rows keep their places";
-  Table::Row row;
   for (std::size_t i = 0; i < ids_.size(); ++i) {
+    Table::Row row;
     ASSERT_TRUE(table_->Read(ids_[i], row));
     ASSERT_EQ(row.Get(0), Value{static_cast<std::int32_t>(i)});
     ASSERT_EQ(row.Get(1), Value{static_cast<double>(i) / 4});

@@ -130,7 +130,7 @@ class Image {
   void Flip(std::size_t at, std::uint8_t bits = 1) {
     Put8(at, static_cast<std::uint8_t>(U8(at) ^ bits));
   }
-  void Add16(std::size_t at, int by) { Put16(at, static_cast<std::size_t>(U16(at) + by)); }
+  void Add16(std::size_t at, int by) { Put16(at, static_cast<std::uint16_t>(U16(at) + by)); }
   void Swap(std::size_t a, std::size_t b, std::size_t length) {
     std::swap_ranges(bytes_.begin() + static_cast<std::ptrdiff_t>(a),
                      bytes_.begin() + static_cast<std::ptrdiff_t>(a + length),

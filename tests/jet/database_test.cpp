@@ -292,6 +292,7 @@ TEST_F(DatabaseTest, RefusesWhatTheFormatDoesNotAllowAndChangesNothing) {
   IndexSpec on_eleven{.name = "i"};
   for (int i = 0; i < 11; ++i) on_eleven.columns.push_back("c" + std::to_string(i));
   std::vector<IndexSpec> indexes;
+  indexes.reserve(33);
   for (int i = 0; i < 33; ++i)
     indexes.push_back({.name = "i" + std::to_string(i), .columns = {"c"}});
   const struct {
