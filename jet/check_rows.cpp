@@ -15,6 +15,12 @@ constexpr std::uint8_t kBooleanBytes[] = {0, 1};
 }
 
 void TextScan::Feed(ByteView piece) {
+  const bool compressed = piece.size() >= 2 && piece[0] == 0xFF && piece[1] == 0xFE;
+  if (mode_ == Mode::kPlain || (mode_ == Mode::kStart && piece.size() >= 2 && !compressed)) {
+    units_ += piece.size() / 2;
+    mode_ = piece.size() % 2 != 0 ? Mode::kPlainHalf : Mode::kPlain;
+    return;
+  }
   for (const std::uint8_t byte : piece) {
     switch (mode_) {
       case Mode::kStart:
