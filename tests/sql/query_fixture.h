@@ -25,7 +25,7 @@ class QueryTest : public testing::Test {
 
   using Row = std::vector<jet::Value>;
   std::shared_ptr<jet::Table> MakeTable(
-      std::string_view name, std::vector<std::pair<std::string, jet::ColumnType>> columns,
+      std::string_view name, const std::vector<std::pair<std::string, jet::ColumnType>>& columns,
       const std::vector<Row>& rows);
 
   // Each row as "a|b|c", Null as "-".
@@ -41,7 +41,7 @@ class QueryTest : public testing::Test {
 };
 
 inline std::shared_ptr<jet::Table> QueryTest::MakeTable(
-    std::string_view name, std::vector<std::pair<std::string, jet::ColumnType>> columns,
+    std::string_view name, const std::vector<std::pair<std::string, jet::ColumnType>>& columns,
     const std::vector<Row>& rows) {
   jet::TableSpec spec;
   spec.name = name;
