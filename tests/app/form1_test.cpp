@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "tests/app/program.h"
+#include "tests/support/fault_file.h"
 #include "tools/samples/columns.h"
 
 namespace app_test {
@@ -416,23 +417,37 @@ TEST_F(Form1Test, RepairsDoTheirWorkFromTheirVersionOn) {
 TEST_F(Form1Test, RepairsBeforeTheirVersionFailWithTheirFirstWorkDone) {
   struct Case {
     void (app::Form1::*press)();
-    const char *number, *table;
-    bool changes;
+    const char* number;
+    // What it has changed, or added, before it fails.
+    std::vector<std::pair<const char*, const char*>> changes;
   };
   const Case cases[] = {
-      {&app::Form1::Command1_Click, "3265'", "Spec_補強名称", false},
-      {&app::Form1::Command4_Click, "-2147217865 (80040E37)'", "Spec_ﾌﾚｷ種類名", true},
-      {&app::Form1::Command5_Click, "3021'", "Spec_形状名（角）", true}};
+      {&app::Form1::Command1_Click, "3265'", {}},
+      {&app::Form1::Command4_Click,
+       "-2147217865 (80040E37)'",
+       {{"Spec_ﾌﾚｷ種類名", "ﾌﾚｷ種類名"}, {"仕様_名称", "ﾌﾚｷ種類2"}}},
+      {&app::Form1::Command5_Click, "3021'", {{"Spec_形状名（角）", "形状名_英語"}}},
+  };
+  const std::string untouched = Sample(SubFolder("untouched"), Kind::kData, 13);
+  const auto values = [](const std::string& path, const auto& change) {
+    try {
+      return Values(path, change.first, change.second);
+    } catch (const ado::Error& error) {
+      return std::vector<std::string>{error.text()};
+    }
+  };
   for (const Case& each : cases) {
-    SCOPED_TRACE(each.table);
+    SCOPED_TRACE(each.number);
     const std::string path = Data(13);
-    const auto before = Content(path);
     Start();
     ChooseData(path);
     (*form.*each.press)();
     ExpectEndedBy(each.number);
     Leave();
-    EXPECT_EQ(Content(path).at(each.table) != before.at(each.table), each.changes);
+    EXPECT_EQ(Content(path) == Content(untouched), each.changes.empty());
+    for (const auto& change : each.changes) {
+      EXPECT_NE(values(path, change), values(untouched, change)) << change.first;
+    }
     EXPECT_EQ(StoredVersion(path), "13");
     ExpectSoundByOurs(path);
   }
@@ -537,56 +552,17 @@ TEST_F(Form1Test, VersionAsTextIsItsLeadingNumber) {
   }
 }
 
-// The files of this machine on a disk that has become full.
-class FullDisk : public jet::FileSystem {
- public:
-  explicit FullDisk(jet::FileSystem& files) : files_(files) {}
-  bool full = false;
-  std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
-    return std::make_unique<FullFile>(files_.Open(path, mode), *this);
-  }
-  std::unique_ptr<jet::File> Create(const std::string& path) override {
-    return files_.Create(path);
-  }
-  void Rename(const std::string& from, const std::string& to) override { files_.Rename(from, to); }
-  void Remove(const std::string& path) override { files_.Remove(path); }
-  bool Exists(const std::string& path) override { return files_.Exists(path); }
-
- private:
-  class FullFile : public jet::File {
-   public:
-    FullFile(std::unique_ptr<jet::File> file, const FullDisk& disk)
-        : file_(std::move(file)), disk_(disk) {}
-    std::uint64_t Size() override { return file_->Size(); }
-    void Read(std::uint64_t at, std::span<std::uint8_t> into) override { file_->Read(at, into); }
-    void Write(std::uint64_t at, jet::ByteView bytes) override { file_->Write(at, bytes); }
-    void Reserve(std::uint64_t size) override {
-      if (disk_.full) throw jet::Error(jet::ErrorCode::kDiskFull).In(path());
-      file_->Reserve(size);
-    }
-    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
-    void Sync() override { file_->Sync(); }
-    const std::string& path() const override { return file_->path(); }
-
-   private:
-    std::unique_ptr<jet::File> file_;
-    const FullDisk& disk_;
-  };
-  jet::FileSystem& files_;
-};
-
 TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
-  const std::string path = Data(26);
-  const auto before = Content(path);
-  FullDisk disk(*system_files);
+  const std::string before = test_support::ReadFileBytes(Data(26));
+  test_support::FaultFiles disk;
+  disk.bytes("/disk/Data.mdb") = before;
   Start(&disk);
-  ChooseData(path);
-  disk.full = true;
+  ChooseData("/disk/Data.mdb");
+  disk.SetFault({.kind = test_support::Fault::Kind::kFull, .at = 1});
   form->CB_DB_Up_Click();
-  ExpectEndedBy("-2147467259 (80004005)'", "Data.mdb");
+  ExpectEndedBy("-2147467259 (80004005)'", "空き領域");
   Leave();
-  EXPECT_EQ(Content(path), before);
-  ExpectSoundByOurs(path);
+  EXPECT_EQ(disk.bytes("/disk/Data.mdb"), before);
 }
 
 TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/form1.h"
+#include "tests/support/content.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
@@ -65,38 +66,12 @@ inline std::string Sample(const std::string& folder, Kind kind, std::int16_t ver
   return path;
 }
 
-// Every table with its rows, and every saved query, of a file nobody has open.
-inline std::map<std::string, std::vector<std::string>> Content(const std::string& path) {
-  std::map<std::string, std::vector<std::string>> content;
+// Everything in a file nobody has open.
+inline std::string Content(const std::string& path) {
   const auto files = jet::MakeSystemFiles();
-  ado::Environment environment(*files);
-  const std::string text = "Provider=x;Data Source=" + path +
-                           ";Jet OLEDB:Database Password=" + std::string(db::kDatabasePassword) +
-                           ";";
-  ado::Connection connection(environment);
-  connection.Open(text);
-  ado::Catalog catalog(environment);
-  catalog.SetActiveConnection(text);
-  for (const std::string& table : catalog.TableNames()) {
-    std::vector<std::string>& lines = content[table];
-    for (const ado::Column& column : catalog.GetTable(table).Columns()) {
-      lines.push_back(column.name + " " + std::to_string(column.type) + " " +
-                      std::to_string(column.defined_size) + " " +
-                      std::to_string(column.attributes));
-    }
-    ado::Recordset rows;
-    rows.Open(table, connection, ado::adOpenKeyset, ado::adLockReadOnly, ado::adCmdTable);
-    for (; !rows.eof(); rows.MoveNext()) {
-      std::string line;
-      for (std::size_t i = 0; i < rows.field_count(); ++i) {
-        const ado::Value value = rows.Get(i);
-        line += (jet::IsNull(value) ? "<Null>" : ado::ToText(value)) + "|";
-      }
-      lines.push_back(line);
-    }
-  }
-  for (const ado::View& view : catalog.Views()) content[view.name] = {view.command_text};
-  return content;
+  return test_support::ContentOf(*jet::Database::Open(
+      *files, path,
+      {.mode = jet::OpenMode::kRead, .password = std::string(db::kDatabasePassword)}));
 }
 
 // Walks a table of a file nobody has open; `visit` may change its rows.
