@@ -56,6 +56,7 @@ TEST_F(MdbAdmTest, TellsUsageFromFailure) {
       {{"new", data_}, 1},
       {{"upgrade", other}, 2},
       {{"upgrade", data_, "--to", "28"}, 2},
+      {{"upgrade", data_, "--to", "1"}, 1},
       {{"upgrade", other, "--kind", "tenkai"}, 1},
   };
   const std::string before = ReadFileBytes(data_);
@@ -111,12 +112,13 @@ TEST_F(MdbAdmTest, ListsSayWhatTheFileHolds) {
 
 TEST_F(MdbAdmTest, RowsTellNullFromEmptyAndKeepLinesWhole) {
   MakePair(27, 4);
-  const nlohmann::json shapes = Rows(data_, "Spec_形状名（角）");
-  EXPECT_EQ(shapes[0]["形状名_英語"], "");
-  const nlohmann::json jobs = Rows(data_, "Data_ﾒｲﾝ_設定");
-  EXPECT_EQ(jobs[0]["備考"], nullptr);
+  EXPECT_EQ(Rows(data_, "Spec_形状名（角）")[0]["形状名_英語"], "");
   EXPECT_THAT(MdbAdmOut({"rows", data_, "Spec_形状名（角）"}), HasSubstr("\n0\tなし\t0\t0\t0\t\n"));
-  EXPECT_THAT(MdbAdmOut({"rows", data_, "Data_ﾒｲﾝ_設定"}), HasSubstr("\t\\N"));
+  EXPECT_EQ(Rows(data_, "仕様_名称")[5]["工法"], nullptr);
+  EXPECT_THAT(MdbAdmOut({"rows", data_, "仕様_名称"}), EndsWith("\n6\tSUSﾌﾚｷ\t\\N\t\\N\n"));
+  // Texts of queries hold lone carriage returns.
+  EXPECT_THAT(MdbAdmOut({"queries", data_, "拾い転送_データ転記"}),
+              AllOf(HasSubstr("\\r"), ::testing::Not(HasSubstr("\r"))));
 }
 
 TEST_F(MdbAdmTest, IndependentReaderSeesTheSameTables) {
@@ -187,11 +189,84 @@ TEST_F(MdbAdmTest, PartialResultsStayOnlyWhenAskedFor) {
   MdbAdmOut({"set-version", data_, "13"});  // step 14 leaves early, 15 works, 16a fails
   const std::string before = ReadFileBytes(data_);
   EXPECT_EQ(MdbAdm({"upgrade", data_}).status, 1);
-  EXPECT_TRUE(ReadFileBytes(data_) == before);
+  EXPECT_EQ(ReadFileBytes(data_), before);
   EXPECT_EQ(MdbAdm({"upgrade", data_, "--keep-partial"}).status, 1);
-  EXPECT_FALSE(ReadFileBytes(data_) == before);
+  EXPECT_NE(ReadFileBytes(data_), before);
   EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 13);
   ExpectSound(data_, true);
+}
+
+TEST_F(MdbAdmTest, DryRunAndPlanKeepNothing) {
+  MakePair(2, 3);
+  const std::string data = ReadFileBytes(data_), tenkai = ReadFileBytes(tenkai_);
+  EXPECT_THAT(MdbAdmOut({"upgrade", data_, "--dry-run"}), HasSubstr("\tData_Up_27\t27\t"));
+  const nlohmann::json plan = MdbAdmJson({"plan", tenkai_});
+  ASSERT_EQ(plan.size(), 18U);  // 4 to 22, without 7
+  for (const nlohmann::json& step : plan) EXPECT_EQ(step["outcome"], "ok") << step;
+  EXPECT_EQ(ReadFileBytes(data_), data);
+  EXPECT_EQ(ReadFileBytes(tenkai_), tenkai);
+}
+
+TEST_F(MdbAdmTest, PlanNamesWhatStandsInTheWay) {
+  MakePair(27, 2);
+  MdbAdmOut({"repair-reinforcements", data_});
+  EXPECT_THAT(MdbAdmOut({"plan", data_}), HasSubstr("not 相ＦＧ"));
+  MdbAdmOut({"set-version", data_, "12.6"});
+  const Outcome plan = MdbAdm({"plan", data_});
+  EXPECT_EQ(plan.status, 1);
+  EXPECT_THAT(plan.out, AllOf(HasSubstr("12.6 counts as 13"), HasSubstr("拾い転送_Base is there"),
+                              HasSubstr("形状名_英語 is there"), HasSubstr("Data_Up_15\t15\tok"),
+                              HasSubstr("Data_Up_16a\t16\t-2147217857"),
+                              EndsWith("Data_Up_27\t27\tnot reached\n")));
+}
+
+TEST_F(MdbAdmTest, BackupHoldsTheFileAsItWas) {
+  MakePair(2, 2);
+  const std::string before = ReadFileBytes(data_);
+  MdbAdmOut({"upgrade", data_, "--backup", folder_.File("控え")});
+  std::vector<std::string> copies;
+  for (const auto& copy : std::filesystem::directory_iterator(folder_.File("控え"))) {
+    copies.push_back(copy.path().string());
+  }
+  ASSERT_EQ(copies.size(), 1U);
+  EXPECT_EQ(ReadFileBytes(copies[0]), before);
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 27);
+}
+
+TEST_F(MdbAdmTest, DiffNamesEveryDifference) {
+  MakePair(18, 2);
+  const std::string other = folder_.File("other.mdb");
+  std::filesystem::copy_file(data_, other);
+  EXPECT_EQ(MdbAdmJson({"diff", data_, other}), nlohmann::json::array());
+  MdbAdmOut({"english", other});
+  const Outcome diff = MdbAdm({"diff", data_, other, "--rows", "0"});
+  EXPECT_EQ(diff.status, 1);
+  EXPECT_THAT(diff.out, HasSubstr("Spec_形状名（角）\tcolumn 形状名_英語\t\\N\tText 100 at 6\n"));
+}
+
+// The window's three repairs work alone, and the version stays.
+TEST_F(MdbAdmTest, RepairsDoWhatTheirStepsDo) {
+  MakePair(18, 2);
+  MdbAdmOut({"repair-reinforcements", data_});
+  EXPECT_EQ(Rows(data_, "Spec_補強名称")[4]["転送名称"], "FG");
+  MdbAdmOut({"repair-flex", data_});
+  MdbAdmOut({"english", data_});
+  EXPECT_EQ(Rows(data_, "Spec_形状名（角）")[45]["形状名_英語"], "T RR");
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 18);
+  EXPECT_EQ(MdbAdm({"repair-reinforcements", tenkai_}).status, 1);
+  ExpectSound(data_, true);
+}
+
+TEST_F(MdbAdmTest, SavedQueriesReadBackAndRun) {
+  MakePair(27, 2);
+  const nlohmann::json queries = MdbAdmJson({"queries", data_});
+  ASSERT_EQ(queries.size(), 5U);
+  for (const nlohmann::json& query : queries) {
+    EXPECT_EQ(MdbAdmJson({"sql", data_, query["query"]}), nlohmann::json::array());
+    EXPECT_EQ(MdbAdmJson({"sql", data_, query["text"]}), nlohmann::json::array());
+  }
+  EXPECT_EQ(MdbAdmOut({"sql", data_, "SELECT 形状 FROM Spec_開口形状 WHERE 開口形状ID = 2"}),
+            "形状\n丸\n");
 }
 
 TEST_F(MdbAdmTest, RefusesAFileOfAnotherFormat) {
@@ -211,13 +286,17 @@ TEST_F(MdbAdmTest, RefusesAFileOfAnotherFormat) {
 // Every real file takes the base tables and the ladder beside its own content.
 class RealFileTest : public ::testing::TestWithParam<std::string> {
  protected:
-  // What a file holds, in the named tables.
+  // What a file holds, of the named tables.
   nlohmann::json ContentOf(const nlohmann::json& tables) {
     nlohmann::json content;
     for (const nlohmann::json& table : tables) {
-      for (const char* verb : {"columns", "indexes", "props", "rows"}) {
-        content[verb][table["table"].get<std::string>()] =
-            Read({verb, file_, table["table"].get<std::string>()});
+      const std::string name = table["table"];
+      content[name]["rows"] = Read({"rows", file_, name});
+    }
+    for (const char* verb : {"columns", "indexes", "props", "queries"}) {
+      for (const nlohmann::json& fact : Read({verb, file_})) {
+        const std::string name = fact.front();
+        if (content.contains(name)) content[name][verb].push_back(fact);
       }
     }
     return content;

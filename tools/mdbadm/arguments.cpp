@@ -124,15 +124,46 @@ void AddRowVerbs(Declaration& declaration) {
                       DeclareRows<kQuery, kTheQuery>);
 }
 
+void DeclareLadder(CLI::App& verb, UpgradeOptions& options) {
+  verb.add_option("files", options.files, "the databases")->required();
+  verb.add_option("--to", options.to, "stop at this version");
+  DeclareKind(verb, options, "data or tenkai, where the file name does not say");
+}
+
 void AddUpgradeVerbs(Declaration& declaration) {
   AddVerb<UpgradeOptions>(
       declaration, "upgrade", "Bring databases to the latest version, each whole or not at all",
       Upgrade, [](CLI::App& verb, UpgradeOptions& options) {
-        verb.add_option("files", options.files, "the databases")->required();
-        verb.add_option("--to", options.to, "stop at this version");
-        DeclareKind(verb, options, "data or tenkai, where the file name does not say");
+        DeclareLadder(verb, options);
+        CLI::Option* dry =
+            verb.add_flag("--dry-run", options.dry_run, "run all steps, keep nothing");
         verb.add_flag("--keep-partial", options.keep_partial,
-                      "keep what completed operations wrote when a step fails");
+                      "keep what completed operations wrote when a step fails")
+            ->excludes(dry);
+        verb.add_option("--backup", options.backup, "first copy each file into this folder")
+            ->excludes(dry);
+      });
+  AddVerb<UpgradeOptions>(declaration, "plan",
+                          "The steps that an upgrade would run, and what stands in their way", Plan,
+                          DeclareLadder);
+  AddVerb<RepairOptions>(declaration, "repair-reinforcements",
+                         "Set the transfer names of reinforcements, as the step to version 15 does",
+                         RepairReinforcements, DeclareFile<RepairOptions>);
+  AddVerb<RepairOptions>(declaration, "repair-flex",
+                         "Convert the names of flexible ducts, as the step to version 16 does",
+                         RepairFlex, DeclareFile<RepairOptions>);
+  AddVerb<RepairOptions>(declaration, "english", "Fill in the English shape names", English,
+                         DeclareFile<RepairOptions>);
+}
+
+void AddDiffVerb(Declaration& declaration) {
+  AddVerb<DiffOptions>(
+      declaration, "diff", "Compare two databases by content; status 1 if they differ", Diff,
+      [](CLI::App& verb, DiffOptions& options) {
+        verb.add_option("a", options.a, "a database")->required();
+        verb.add_option("b", options.b, "another")->required();
+        verb.add_option("--rows", options.rows, "show so many different rows of a table")
+            ->capture_default_str();
       });
 }
 
@@ -152,6 +183,7 @@ int RunVerb(Program& program, int argc, char** argv) {
   AddReadingVerbs(declaration);
   AddRowVerbs(declaration);
   AddUpgradeVerbs(declaration);
+  AddDiffVerb(declaration);
   try {
     declaration.app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,5 +1,11 @@
 #include "tools/mdbadm/output.h"
 
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 #include <cstdio>
 
 #include "ado/value.h"
@@ -36,7 +42,21 @@ void AppendEscaped(std::string& line, std::string_view text) {
   }
 }
 
+bool ErrorsGoToTerminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stderr)) != 0;
+#else
+  return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
 }  // namespace
+
+void ShowProgress(std::string_view text) {
+  if (!ErrorsGoToTerminal()) return;
+  std::fprintf(stderr, "\r\033[K%.*s", static_cast<int>(text.size()), text.data());
+  std::fflush(stderr);
+}
 
 void Print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
@@ -78,6 +98,12 @@ Json ToJson(const jet::Value& value, int scale) {
     text = ado::ToText(value);
   }
   return text;
+}
+
+Json ToJson(const jet::Property& property) {
+  if (jet::IsText(property.type)) return property.Text();
+  if (property.type == jet::ColumnType::kBoolean) return property.Boolean();
+  return Hex(property.value);
 }
 
 void AppendCell(std::string& line, const jet::Value& value, int scale) {

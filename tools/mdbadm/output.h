@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/property.h"
 #include "jet/value.h"
 
 namespace mdbadm {
@@ -26,6 +27,7 @@ std::string Escaped(std::string_view text);
 
 // A field's value, as JSON and as a cell. `scale` is that of a Numeric column.
 Json ToJson(const jet::Value& value, int scale = 0);
+Json ToJson(const jet::Property& property);
 void AppendCell(std::string& line, const jet::Value& value, int scale = 0);
 
 // A list of rows with named fields, printed row by row: a line of names and one
@@ -44,6 +46,10 @@ class Listing {
 
 // One object: a line "name<tab>value" a field, or a JSON object.
 void PrintObject(bool json, const Json& object);
+
+// A line on standard error that the next one overwrites, where that is a
+// terminal; empty: wiped out.
+void ShowProgress(std::string_view text);
 
 std::string Dump(const Json& value);
 

@@ -78,12 +78,6 @@ Json Size(const jet::ColumnDef& column) {
   return column.length;
 }
 
-Json PropertyValue(const jet::Property& property) {
-  if (jet::IsText(property.type)) return property.Text();
-  if (property.type == jet::ColumnType::kBoolean) return property.Boolean();
-  return ToJson(property.value);
-}
-
 Json ToJson(const jet::Finding& finding) {
   Json object;
   object["severity"] = finding.severity == jet::Finding::Severity::kProblem ? "problem" : "warning";
@@ -203,7 +197,7 @@ int Props(Program& program, const ReadOptions& options) {
     for (const jet::Properties::Group& group : properties.groups()) {
       for (const jet::Property& property : group.values) {
         list.Add({object.name, group.column, property.name, jet::TypeName(property.type),
-                  PropertyValue(property)});
+                  ToJson(property)});
       }
     }
   }

@@ -1,8 +1,10 @@
-// Verbs that run ladders.
+// Verbs that run ladders and repairs.
 #include <chrono>
+#include <filesystem>
 
 #include "ado/environment.h"
 #include "ado/error.h"
+#include "tools/mdbadm/backup.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/session/file_upgrade.h"
@@ -12,13 +14,6 @@ namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-Kind KindOf(const UpgradeOptions& options, const std::string& file) {
-  if (const std::optional<Kind> kind = tools::KindOfFile(file)) return *kind;
-  if (options.kind) return *options.kind;
-  throw UsageError(file + ": neither " + std::string(tools::FileNameOf(Kind::kData)) + " nor " +
-                   std::string(tools::FileNameOf(Kind::kTenkai)) + "; say which with --kind");
-}
-
 // Times the steps and reports each when it has ended.
 class StepReport : public db::LadderObserver {
  public:
@@ -26,9 +21,11 @@ class StepReport : public db::LadderObserver {
 
   void StepBegins(const db::LadderStep& step) override {
     running_ = step.name;
+    ShowProgress(file_ + ": " + step.name);
     began_ = Clock::now();
   }
   void StepEnds(const db::LadderStep& step) override {
+    ShowProgress({});
     Line(step.name, step.produces, Clock::now() - began_);
     running_.clear();
   }
@@ -45,23 +42,47 @@ class StepReport : public db::LadderObserver {
   Clock::time_point began_;
 };
 
+// What shows that another program has written to a file.
+struct Stamp {
+  explicit Stamp(const std::string& file)
+      : size(std::filesystem::file_size(Path(file))),
+        written(std::filesystem::last_write_time(Path(file))) {}
+  bool operator==(const Stamp&) const = default;
+  static std::filesystem::path Path(const std::string& file) {
+    return {std::u8string(file.begin(), file.end())};
+  }
+  std::uintmax_t size;
+  std::filesystem::file_time_type written;
+};
+
 // All of it or, unless partial results are to be kept, nothing.
 void UpgradeFile(Program& program, const UpgradeOptions& options, const std::string& file,
                  StepReport& report) {
   const Kind kind = KindOf(options, file);
   const std::int16_t to = options.to.value_or(tools::LatestVersion(kind));
+  std::optional<Stamp> backed_up;
+  if (!options.backup.empty()) {
+    BackUp(program.files, file, options.backup, jet::SystemClock()());
+    backed_up.emplace(file);
+  }
   const auto began = std::chrono::steady_clock::now();
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
   tools::FileUpgrade upgrade(environment, file, options.password, kind);
+  if (backed_up && *backed_up != Stamp(file)) {
+    throw std::runtime_error("another program wrote to the file after it was backed up");
+  }
+  if (const double stored = upgrade.StoredVersion(); options.to && stored > to) {
+    throw std::runtime_error(fmt::format("version {} is above {}", stored, to));
+  }
   try {
     upgrade.Run(to, &report);
   } catch (const ado::Error&) {
     if (options.keep_partial) action.Commit();
     throw;
   }
-  action.Commit();
-  report.Line("done", to, std::chrono::steady_clock::now() - began);
+  if (!options.dry_run) action.Commit();
+  report.Line(options.dry_run ? "not kept" : "done", to, std::chrono::steady_clock::now() - began);
 }
 
 void CheckUsage(const UpgradeOptions& options) {
@@ -74,7 +95,23 @@ void CheckUsage(const UpgradeOptions& options) {
   }
 }
 
+int Repair(Program& program, const RepairOptions& options, void (tools::FileUpgrade::*repair)()) {
+  ado::Environment environment(program.files);
+  ado::Environment::Action action(environment);
+  tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
+  (upgrade.*repair)();
+  action.Commit();
+  return kDone;
+}
+
 }  // namespace
+
+Kind KindOf(const UpgradeOptions& options, const std::string& file) {
+  if (const std::optional<Kind> kind = tools::KindOfFile(file)) return *kind;
+  if (options.kind) return *options.kind;
+  throw UsageError(fmt::format("{}: neither {} nor {}; say which with --kind", file,
+                               tools::FileNameOf(Kind::kData), tools::FileNameOf(Kind::kTenkai)));
+}
 
 int Upgrade(Program& program, const UpgradeOptions& options) {
   CheckUsage(options);
@@ -84,7 +121,8 @@ int Upgrade(Program& program, const UpgradeOptions& options) {
     StepReport report(file, list);
     try {
       UpgradeFile(program, options, file, report);
-    } catch (const ado::Error& error) {
+    } catch (const std::exception& error) {
+      ShowProgress({});
       const std::string step = report.running().empty() ? "" : report.running() + ": ";
       Complain(file + ": " + step + Describe(error));
       status = kFailed;
@@ -92,6 +130,16 @@ int Upgrade(Program& program, const UpgradeOptions& options) {
   }
   list.Finish();
   return status;
+}
+
+int RepairReinforcements(Program& program, const RepairOptions& options) {
+  return Repair(program, options, &tools::FileUpgrade::RepairReinforcements);
+}
+int RepairFlex(Program& program, const RepairOptions& options) {
+  return Repair(program, options, &tools::FileUpgrade::RepairFlexibleDucts);
+}
+int English(Program& program, const RepairOptions& options) {
+  return Repair(program, options, &tools::FileUpgrade::FillEnglishNames);
 }
 
 }  // namespace mdbadm

@@ -87,9 +87,28 @@ struct UpgradeOptions : CommonOptions {
   std::vector<std::string> files;
   std::optional<std::int16_t> to;
   std::optional<Kind> kind;
+  bool dry_run = false;
   bool keep_partial = false;
+  std::string backup;  // a folder; empty: none
 };
 int Upgrade(Program& program, const UpgradeOptions& options);
+int Plan(Program& program, const UpgradeOptions& options);
+// The three repairs of the window; the version stays.
+struct RepairOptions : CommonOptions {
+  std::string file;
+};
+int RepairReinforcements(Program& program, const RepairOptions& options);
+int RepairFlex(Program& program, const RepairOptions& options);
+int English(Program& program, const RepairOptions& options);
+// By the exact file name, else as the options say; UsageError where neither does.
+Kind KindOf(const UpgradeOptions& options, const std::string& file);
+
+struct DiffOptions : CommonOptions {
+  std::string a, b;
+  std::uint64_t rows = 10;  // rows of a table that are shown in full
+};
+// kFailed if they differ.
+int Diff(Program& program, const DiffOptions& options);
 
 // Opens to read: with other readers, without writing anything.
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,

@@ -107,4 +107,10 @@ void FileUpgrade::Run(std::int16_t to, db::LadderObserver* observer) {
   StoreVersion(to);
 }
 
+void FileUpgrade::RepairReinforcements() { steps_->data.Data_Up_15(); }
+void FileUpgrade::RepairFlexibleDucts() { steps_->data.Data_Up_16b(); }
+void FileUpgrade::FillEnglishNames() { steps_->english.Eng_Apply(); }
+
+jet::Database& FileUpgrade::database() { return *session_->connection().database(); }
+
 }  // namespace tools

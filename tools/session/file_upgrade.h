@@ -40,6 +40,14 @@ class FileUpgrade {
   // and stores `to`.
   void Run(std::int16_t to, db::LadderObserver* observer = nullptr);
 
+  // The three repairs of the window; of a Data database only.
+  void RepairReinforcements();
+  void RepairFlexibleDucts();
+  void FillEnglishNames();
+
+  // For looking at the file while the session holds it.
+  jet::Database& database();
+
  private:
   class FileSession;
   struct Steps;

@@ -1,0 +1,17 @@
+// A copy of a database, taken before it is changed.
+#pragma once
+
+#include <string>
+
+#include "jet/file.h"
+#include "jet/value.h"
+
+namespace mdbadm {
+
+// Copies `path` into `folder`, under its own name with the time in it, and
+// returns the copy's path. Takes part in the locking, so it fails while another
+// program works on the file. The copy is on the disk when this returns.
+std::string BackUp(jet::FileSystem& files, const std::string& path, const std::string& folder,
+                   jet::DateTime now);
+
+}  // namespace mdbadm
