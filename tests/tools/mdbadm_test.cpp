@@ -293,9 +293,9 @@ class RealFileTest : public ::testing::TestWithParam<std::string> {
       const std::string name = table["table"];
       content[name]["rows"] = Read({"rows", file_, name});
     }
-    for (const char* verb : {"columns", "indexes", "props", "queries"}) {
+    for (const char* verb : {"columns", "indexes", "props"}) {
       for (const nlohmann::json& fact : Read({verb, file_})) {
-        const std::string name = fact.front();
+        const std::string name = fact[*verb == 'p' ? "object" : "table"];
         if (content.contains(name)) content[name][verb].push_back(fact);
       }
     }
@@ -317,10 +317,13 @@ TEST_P(RealFileTest, KeepsItsOwnContentThroughALadder) {
     SCOPED_TRACE(kind);
     file_ = folder_.CopySample(GetParam());
     const nlohmann::json tables = Read({"tables", file_}), info = Read({"info", file_});
-    const nlohmann::json content = ContentOf(tables);
+    const nlohmann::json content = ContentOf(tables), queries = Read({"queries", file_});
     MdbAdmOut({"sample", "--into", file_, "--kind", kind, "--jobs", "2", "--password", password_});
     MdbAdmOut({"upgrade", file_, "--kind", kind, "--password", password_});
     EXPECT_EQ(ContentOf(tables), content);
+    nlohmann::json queries_now = Read({"queries", file_});
+    queries_now.get_ref<nlohmann::json::array_t&>().resize(queries.size());
+    EXPECT_EQ(queries_now, queries);
     const nlohmann::json now = Read({"info", file_});
     EXPECT_EQ(now["version"], latest);
     for (const char* kept : {"sort_order", "code_page", "password", "encoded", "created"}) {
