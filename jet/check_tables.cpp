@@ -90,7 +90,13 @@ bool TableCheck::CheckPage(PageNumber page, PageView bytes, Slots& slots) {
   }
   const std::uint32_t owner = GetU32(bytes, kOwner);
   if (owner == kLvalOwner) {
-    context_->report.Warning(here, "is a page of long values in the map of the table's pages");
+    if (context_->ledger.ClaimSpare(page, rows_owner_)) {
+      context_->report.Warning(here, "is a page of long values in the map of the table's pages");
+    } else {
+      context_->report.Problem(here, fmt::format("is in the map of the table's pages but belongs "
+                                                 "to {}",
+                                                 context_->ledger.OwnerOf(page)));
+    }
     return false;
   }
   if (owner != def_.page.value) {

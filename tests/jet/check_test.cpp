@@ -236,6 +236,13 @@ const Damage kPageDamages[] = {
        file.FlipInMap(file.rooms().def().owned_map, FirstJob(file).page);
        return Expected{kRooms, FirstJob(file).page, "in the map of the table of page"};
      }},
+    {"A page of long values is in the map of another table",
+     [](Image& file) {
+       const std::size_t memo = file.Memo(file.JobWith(LongValueKind::kSingle));
+       const PageNumber page = RowId::FromPacked(file.U32(memo + 4)).page;
+       file.FlipInMap(file.rooms().def().owned_map, page);
+       return Expected{kRooms, page, "belongs to the long values of 物件.備考"};
+     }},
     {"A page in use is marked free",
      [](Image& file) {
        file.FlipInMap({PageNumber{1}, 0}, FirstJob(file).page);
