@@ -98,7 +98,7 @@ class Form1Test : public ::testing::Test {
   std::string Data(std::int16_t version) { return Sample(folder.path(), Kind::kData, version); }
   std::string Tenkai(std::int16_t version) { return Sample(folder.path(), Kind::kTenkai, version); }
   std::string SubFolder(std::string_view name) {
-    const std::string path = folder.File(name);
+    std::string path = folder.File(name);
     std::filesystem::create_directories(path);
     return path;
   }
@@ -538,17 +538,20 @@ TEST_F(Form1Test, FileInUseEndsTheProgram) {
 }
 
 TEST_F(Form1Test, VersionAsTextIsItsLeadingNumber) {
-  for (const auto& [text, caption] : {std::pair("27abc", " Ver 27"), std::pair("abc", " Ver 0")}) {
+  struct Case {
+    const char *text, *caption;
+  };
+  for (const Case& each : {Case{"27abc", " Ver 27"}, Case{"abc", " Ver 0"}}) {
     const std::string path =
         Sample(folder.path(), Kind::kTenkai, 2, [&](std::vector<samples::BaseTable>& tables) {
           samples::BaseTable& table = samples::TableNamed(tables, kVersions);
           table.columns[0].spec.type = jet::ColumnType::kText;
           table.columns[0].spec.max_size = 50;
-          table.rows = {{std::string(text)}};
+          table.rows = {{std::string(each.text)}};
         });
     Start();
     ChooseTenkai(path);
-    EXPECT_EQ(view.captions[1], caption);
+    EXPECT_EQ(view.captions[1], each.caption);
   }
 }
 
