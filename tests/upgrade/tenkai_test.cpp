@@ -59,6 +59,7 @@ TEST(TenkaiStep4, BuildsTheRoundDuctSettings) {
   const Texts rows = bench.Rows(kRoundDuct);
   ASSERT_EQ(rows.size(), 24U);
   EXPECT_EQ(rows[0], "亜鉛鉄板|繋ぎﾊｾﾞ|S|5|5|5|5|5|0|0|0|1|800|1000|1500|2000|9999|");
+  EXPECT_EQ(rows[1], "亜鉛鉄板|繋ぎﾊｾﾞ|W|10|10|10|10|10|0|0|0|0|0|0|0|0|0|");
   EXPECT_EQ(rows[10], "塩ビ両面|接合ﾊｾﾞ|S|0|0|0|0|0|0|0|0|0|0|0|0|0|0|");
   EXPECT_EQ(rows[15], "鋼板|接合ﾊｾﾞ|W|10|10|10|10|10|0|0|0|0|0|0|0|0|0|");
   EXPECT_EQ(rows[16], "亜鉛鉄板|取出し口ﾊｾﾞ|T|15|15|15|15|15|0|0|0|0|0|0|0|0|0|");
@@ -112,6 +113,7 @@ TEST(TenkaiSteps, FailBehindTheLastRow) {
     std::vector<std::string> values;  // of the field in the last rows, one short
   } cases[] = {
       {5, "Tenkai_Up_6", kRoundDuct, 16, "重ねシロ線", Repeat(15, "0")},
+      {6, "Tenkai_Up_7", kRoundDuct, 1, "切幅05t", {}},
       {7, "Tenkai_Up_8", "接続口基本設定", 1, "差込ｶｯﾄ_Ha2", {}},
       {11, "Tenkai_Up_12", kCodes, 6, "23", {"18", "28", "48", "38", "58"}},
       {12, "Tenkai_Up_13", kCodes, 6, "23", {"18", "28", "48", "38", "58"}},
