@@ -115,9 +115,11 @@ std::string_view Trim(std::string_view text) {
 
 // Big-endian, so that the bytes order as the numbers do.
 void AppendNumberKey(double number, std::string& out) {
-  std::uint64_t bits = std::bit_cast<std::uint64_t>(number + 0.0);  // -0 becomes 0
+  std::uint64_t bits = NumberBits(number);
   bits = (bits >> 63) != 0 ? ~bits : bits | std::uint64_t{1} << 63;
-  for (int shift = 56; shift >= 0; shift -= 8) out += static_cast<char>(bits >> shift);
+  char bytes[8];
+  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<char>(bits >> (56 - 8 * i));
+  out.append(bytes, sizeof bytes);
 }
 
 Ordering Order(int difference) {
@@ -233,6 +235,10 @@ Ordering Compare(jet::SortOrder order, const Datum& a, const Datum& b, TextKeyCa
   return *x < *y ? Ordering::kLess : Ordering::kGreater;
 }
 
+std::uint64_t NumberBits(double number) {
+  return std::bit_cast<std::uint64_t>(number + 0.0);  // -0 becomes 0
+}
+
 void AppendSortKey(jet::SortOrder order, const Datum& datum, bool descending, std::string& out) {
   const std::size_t begin = out.size();
   if (datum.null()) {
@@ -263,19 +269,6 @@ void AppendRawKey(const Datum& datum, std::string& out) {
     AppendNumberKey(static_cast<double>(datum.text.size()), out);
     out += datum.text;
   }
-}
-
-bool AppendJoinKey(jet::SortOrder order, const Datum& datum, bool as_text, bool words,
-                   std::string& out) {
-  if (datum.null()) return false;
-  if (as_text) {
-    AppendSortKey(order, datum, false, out);
-    return true;
-  }
-  const auto number = NumberOf(datum, words);
-  if (!number) return false;
-  AppendNumberKey(*number, out);
-  return true;
 }
 
 }  // namespace sql

@@ -72,11 +72,9 @@ Ordering Compare(jet::SortOrder order, const Datum& a, const Datum& b, TextKeyCa
 // Appends bytes whose order is that of the data, Null first; equal exactly if
 // the data are equal.
 void AppendSortKey(jet::SortOrder order, const Datum& datum, bool descending, std::string& out);
+// The bits of a number, the same for all spellings of its value.
+std::uint64_t NumberBits(double number);
 // Appends bytes that are different for data that differ in any way. Cheap.
 void AppendRawKey(const Datum& datum, std::string& out);
-
-// One part of a join key. False: it matches nothing.
-bool AppendJoinKey(jet::SortOrder order, const Datum& datum, bool as_text, bool words,
-                   std::string& out);
 
 }  // namespace sql

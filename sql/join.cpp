@@ -1,7 +1,6 @@
 #include "sql/join.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 
 namespace sql {
@@ -35,27 +34,20 @@ bool FilterStep::Next() {
   return false;
 }
 
-std::uint64_t HashIndex::Digest(const std::string& key) const {
-  if (wide_) return std::hash<std::string_view>()(key);
-  std::uint64_t bits = 0;
-  std::memcpy(&bits, key.data(), sizeof bits);
-  return bits;
-}
-
-void HashIndex::Add(const std::string& key) {
-  digests_.push_back(Digest(key));
+void HashIndex::Add(const HashKey& key) {
+  digests_.push_back(key.digest);
   if (!wide_) return;
-  arena_ += key;
+  arena_ += key.bytes;
   ends_.push_back(arena_.size());
 }
 
-std::string_view HashIndex::WideKey(std::uint32_t entry) const {
+std::string_view HashIndex::BytesOf(std::uint32_t entry) const {
   const std::uint64_t begin = entry == 0 ? 0 : ends_[entry - 1];
   return std::string_view(arena_).substr(begin, ends_[entry] - begin);
 }
 
-bool HashIndex::Matches(std::uint32_t entry, std::uint64_t digest, std::string_view key) const {
-  return digests_[entry] == digest && (!wide_ || WideKey(entry) == key);
+bool HashIndex::Matches(std::uint32_t entry, std::uint64_t digest, std::string_view bytes) const {
+  return digests_[entry] == digest && (!wide_ || BytesOf(entry) == bytes);
 }
 
 std::size_t HashIndex::SlotOf(std::uint64_t digest) const {
@@ -71,9 +63,9 @@ void HashIndex::Finish() {
   next_.assign(digests_.size(), kNone);
   for (std::size_t i = digests_.size(); i-- > 0;) {
     const auto entry = static_cast<std::uint32_t>(i);
-    const std::string_view key = wide_ ? WideKey(entry) : std::string_view();
+    const std::string_view bytes = wide_ ? BytesOf(entry) : std::string_view();
     std::size_t slot = SlotOf(digests_[i]);
-    while (slots_[slot] != kNone && !Matches(slots_[slot], digests_[i], key)) {
+    while (slots_[slot] != kNone && !Matches(slots_[slot], digests_[i], bytes)) {
       slot = (slot + 1) & mask_;
     }
     next_[i] = slots_[slot];
@@ -81,11 +73,10 @@ void HashIndex::Finish() {
   }
 }
 
-std::uint32_t HashIndex::First(const std::string& key) const {
-  const std::uint64_t digest = Digest(key);
-  for (std::size_t slot = SlotOf(digest);; slot = (slot + 1) & mask_) {
+std::uint32_t HashIndex::First(const HashKey& key) const {
+  for (std::size_t slot = SlotOf(key.digest);; slot = (slot + 1) & mask_) {
     const std::uint32_t entry = slots_[slot];
-    if (entry == kNone || Matches(entry, digest, key)) return entry;
+    if (entry == kNone || Matches(entry, key.digest, key.bytes)) return entry;
   }
 }
 
@@ -101,15 +92,22 @@ JoinStep::JoinStep(Context& context, JoinInput left, JoinInput right, std::vecto
       index_(IsWide(keys_)),
       waiting_(left_.sources) {}
 
-// The key of the row in hand. False: it joins nothing.
-bool JoinStep::MakeKey(bool left) {
-  key_.clear();
+bool JoinStep::MakeKey(bool left, HashKey& key) const {
+  const bool wide = IsWide(keys_);
+  key.bytes.clear();
   for (const JoinKey& each : keys_) {
-    Node& node = left ? *each.left : *each.right;
-    if (!AppendJoinKey(context_.order, node.Evaluate(context_), each.as_text, each.words, key_)) {
-      return false;
+    const Datum& value = (left ? *each.left : *each.right).Evaluate(context_);
+    if (value.null()) return false;
+    if (each.as_text) {
+      AppendSortKey(context_.order, value, false, key.bytes);
+      continue;
     }
+    const auto number = NumberOf(value, each.words);
+    if (!number) return false;
+    key.digest = NumberBits(*number);
+    if (wide) key.bytes.append(reinterpret_cast<const char*>(&key.digest), sizeof key.digest);
   }
+  if (wide) key.digest = std::hash<std::string>()(key.bytes);
   return true;
 }
 
@@ -119,6 +117,7 @@ void JoinStep::Prepare() {
   if (left_held_) {
     held_ = std::move(waiting_);
     waiting_ = SavedRows({});
+    ChooseProbe();
   } else {
     HoldRight();
   }
@@ -128,8 +127,8 @@ void JoinStep::Prepare() {
 // False if there are too many rows; those read so far wait for their turn.
 bool JoinStep::HoldLeft() {
   const std::size_t limit = HoldLimit(right_.estimate);
-  while (left_.step->Next()) {
-    if (!MakeKey(true)) continue;
+  while (left_.Next(context_)) {
+    if (!MakeKey(true, key_)) continue;
     waiting_.Save(context_);
     index_.Add(key_);
     if (waiting_.size() == limit) {
@@ -142,20 +141,55 @@ bool JoinStep::HoldLeft() {
 
 void JoinStep::HoldRight() {
   held_ = SavedRows(right_.sources);
-  while (right_.step->Next()) {
-    if (!MakeKey(false)) continue;
+  while (right_.Next(context_)) {
+    if (!MakeKey(false, key_)) continue;
     held_.Save(context_);
     index_.Add(key_);
   }
 }
 
+// A seek costs as much as reading so many rows in a walk.
+constexpr double kRowsPerSeek = 40;
+
+void JoinStep::ChooseProbe() {
+  if (!right_.scan) return;
+  auto* table = dynamic_cast<TableSource*>(context_.sources[right_.sources[0]].get());
+  if (table == nullptr || static_cast<double>(held_.size()) * kRowsPerSeek > table->row_count()) {
+    return;
+  }
+  for (probe_key_ = 0; probe_key_ < keys_.size(); ++probe_key_) {
+    const JoinKey& key = keys_[probe_key_];
+    if (key.as_text || !key.right_column) continue;
+    probe_ = IndexProbe::For(*table->table(), *key.right_column);
+    if (probe_) return;
+  }
+}
+
+bool JoinStep::NextProbed() {
+  Handle& handle = context_.handles[right_.sources[0]];
+  for (;;) {
+    while (probe_->Next(handle)) {
+      // The keys decide, whatever the index says.
+      if (MakeKey(false, right_key_) && right_key_.digest == key_.digest &&
+          right_key_.bytes == key_.bytes && HoldAll(right_.filters, context_) &&
+          HoldAll(conditions_, context_)) {
+        return true;
+      }
+    }
+    if (probed_ == held_.size()) return false;
+    held_.Restore(probed_++, context_);
+    MakeKey(true, key_);
+    probe_->Begin(*NumberOf(keys_[probe_key_].left->Evaluate(context_), keys_[probe_key_].words));
+  }
+}
+
 bool JoinStep::NextOfStream() {
-  if (left_held_) return right_.step->Next();
+  if (left_held_) return right_.Next(context_);
   if (next_waiting_ < waiting_.size()) {
     waiting_.Restore(next_waiting_++, context_);
     return true;
   }
-  return left_.step->Next();
+  return left_.Next(context_);
 }
 
 // Sets the held side to the next entry that fits the row in hand.
@@ -170,6 +204,7 @@ bool JoinStep::Lookup() {
 
 bool JoinStep::Next() {
   if (!prepared_) Prepare();
+  if (probe_) return NextProbed();
   for (;;) {
     if (Lookup()) {
       matched_ = true;
@@ -182,7 +217,7 @@ bool JoinStep::Next() {
     }
     if (!NextOfStream()) return false;
     // The row in hand is of the side that is not held.
-    entry_ = MakeKey(!left_held_) ? index_.First(key_) : HashIndex::kNone;
+    entry_ = MakeKey(!left_held_, key_) ? index_.First(key_) : HashIndex::kNone;
     matched_ = !outer_;
   }
 }

@@ -2,7 +2,10 @@
 // streams past it.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sql/step.h"
@@ -12,8 +15,15 @@ namespace sql {
 // Two expressions that must be equal, one of each side.
 struct JoinKey {
   NodePtr left, right;
-  bool as_text = false;  // else as numbers
-  bool words = false;    // the texts "True" and "False" are numbers, too
+  bool as_text = false;                     // else as numbers
+  bool words = false;                       // the texts "True" and "False" are numbers, too
+  std::optional<std::size_t> right_column;  // if that is all that the right one is
+};
+
+// The key of one row: one number as its bits, anything else as bytes.
+struct HashKey {
+  std::uint64_t digest = 0;
+  std::string bytes;
 };
 
 // Entries 0, 1, 2 ... by key; those of one key keep their order.
@@ -21,23 +31,22 @@ class HashIndex {
  public:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-  // Keys of one number compare as 64 bits, others as bytes.
+  // `wide`: keys have bytes.
   explicit HashIndex(bool wide) : wide_(wide) {}
-  void Add(const std::string& key);
+  void Add(const HashKey& key);
   // No Add after it.
   void Finish();
-  std::uint32_t First(const std::string& key) const;
+  std::uint32_t First(const HashKey& key) const;
   std::uint32_t Next(std::uint32_t entry) const { return next_[entry]; }
 
  private:
-  std::uint64_t Digest(const std::string& key) const;
-  bool Matches(std::uint32_t entry, std::uint64_t digest, std::string_view key) const;
-  std::string_view WideKey(std::uint32_t entry) const;
+  bool Matches(std::uint32_t entry, std::uint64_t digest, std::string_view bytes) const;
+  std::string_view BytesOf(std::uint32_t entry) const;
   std::size_t SlotOf(std::uint64_t digest) const;
 
   bool wide_;
   std::vector<std::uint64_t> digests_;
-  std::vector<std::uint64_t> ends_;  // of wide keys in `arena_`
+  std::vector<std::uint64_t> ends_;  // of the bytes in `arena_`
   std::string arena_;
   std::vector<std::uint32_t> next_;
   std::vector<std::uint32_t> slots_;  // the first entry of a key
@@ -48,12 +57,22 @@ struct JoinInput {
   StepPtr step;
   std::vector<std::size_t> sources;
   double estimate = 0;
+  std::vector<NodePtr> filters = {};  // what the step's rows must fulfil
+  bool scan = false;                  // the step reads one source from end to end
+
+  bool Next(Context& context) {
+    while (step->Next()) {
+      if (HoldAll(filters, context)) return true;
+    }
+    return false;
+  }
 };
 
 class JoinStep : public Step {
  public:
   // `outer` keeps every row of the left side. `conditions` are what the keys
-  // leave to check. An inner join holds the side that turns out smaller.
+  // leave to check. An inner join holds the side that turns out smaller; where
+  // the left one is very small, an index finds the rows of the right one.
   JoinStep(Context& context, JoinInput left, JoinInput right, std::vector<JoinKey> keys,
            std::vector<NodePtr> conditions, bool outer);
   bool Next() override;
@@ -62,9 +81,12 @@ class JoinStep : public Step {
   void Prepare();
   bool HoldLeft();
   void HoldRight();
+  void ChooseProbe();
+  bool NextProbed();
   bool NextOfStream();
   bool Lookup();
-  bool MakeKey(bool left);
+  // The key of the row in hand. False: it joins nothing.
+  bool MakeKey(bool left, HashKey& key) const;
 
   Context& context_;
   JoinInput left_, right_;
@@ -80,7 +102,12 @@ class JoinStep : public Step {
   std::size_t next_waiting_ = 0;
   std::uint32_t entry_ = HashIndex::kNone;
   bool matched_ = true;
-  std::string key_;
+  HashKey key_;
+
+  std::optional<IndexProbe> probe_;
+  std::size_t probe_key_ = 0;  // of keys_
+  std::size_t probed_ = 0;     // left rows that had their turn
+  HashKey right_key_;
 };
 
 }  // namespace sql

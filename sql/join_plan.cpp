@@ -45,7 +45,10 @@ class JoinPlanner {
       SplitAnd(select_.where->tree, terms);
       for (const ExprPtr& term : terms) Push(*root, MakeCondition(term));
     }
-    return Build(*root).step;
+    JoinInput joined = Build(*root);
+    if (joined.filters.empty()) return std::move(joined.step);
+    return std::make_unique<FilterStep>(context_, std::move(joined.step),
+                                        std::move(joined.filters));
   }
 
  private:
@@ -158,21 +161,20 @@ class JoinPlanner {
   }
 
   JoinInput BuildSource(const Tree& tree) {
-    JoinInput input{std::make_unique<ScanStep>(context_, tree.source),
-                    {tree.source},
-                    context_.sources[tree.source]->row_count()};
-    return Filter(std::move(input), tree.conditions);
+    JoinInput input;
+    input.step = std::make_unique<ScanStep>(context_, tree.source);
+    input.sources = {tree.source};
+    input.estimate = context_.sources[tree.source]->row_count();
+    input.scan = true;
+    AddFilters(input, tree.conditions);
+    return input;
   }
 
-  JoinInput Filter(JoinInput input, const std::vector<Condition>& conditions) {
-    if (conditions.empty()) return input;
-    std::vector<NodePtr> nodes;
+  void AddFilters(JoinInput& input, const std::vector<Condition>& conditions) {
     for (const Condition& each : conditions) {
-      nodes.push_back(compiler_.Compile(*each.expr));
+      input.filters.push_back(compiler_.Compile(*each.expr));
       input.estimate *= IsEquality(each) ? 0.1 : 0.5;
     }
-    input.step = std::make_unique<FilterStep>(context_, std::move(input.step), std::move(nodes));
-    return input;
   }
 
   static bool IsEquality(const Condition& condition) {
@@ -186,7 +188,8 @@ class JoinPlanner {
     JoinInput joined = Join(std::move(kept), tree.children[0]->sources, std::move(other),
                             tree.children[1]->sources, tree.conditions, true);
     joined.estimate = estimate;
-    return Filter(std::move(joined), tree.filters);
+    AddFilters(joined, tree.filters);
+    return joined;
   }
 
   JoinInput BuildGroup(Tree& tree) {
@@ -249,7 +252,12 @@ class JoinPlanner {
   }
 
   JoinKey MakeKey(const Expr& left, const Expr& right) {
-    JoinKey key{compiler_.Compile(left), compiler_.Compile(right)};
+    JoinKey key;
+    key.left = compiler_.Compile(left);
+    key.right = compiler_.Compile(right);
+    if (Bare(right).kind == Expr::Kind::kColumn) {
+      key.right_column = scope_.FindColumn(Bare(right)).ordinal;
+    }
     const auto is_bytes = [](const Node& node) {
       return node.type().type == jet::ColumnType::kBinary ||
              node.type().type == jet::ColumnType::kOle ||

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "jet/bytes.h"
+#include "jet/index_key.h"
 #include "sql/error.h"
 
 namespace sql {
@@ -120,6 +123,52 @@ const jet::Value& TableSource::ReadValue(Handle handle, std::size_t column, jet:
   if (!std::holds_alternative<std::string>(scratch)) scratch.emplace<std::string>();
   if (!row.GetText(column, std::get<std::string>(scratch))) scratch = jet::Null{};
   return scratch;
+}
+
+std::optional<IndexProbe> IndexProbe::For(const jet::Table& table, std::size_t column) {
+  const jet::TableDef& def = table.def();
+  switch (def.columns[column].type) {
+    case jet::ColumnType::kByte:
+    case jet::ColumnType::kInteger:
+    case jet::ColumnType::kLong:
+    case jet::ColumnType::kDouble:
+      break;
+    default:
+      return std::nullopt;
+  }
+  for (std::size_t i = 0; i < def.real_indexes.size(); ++i) {
+    const jet::IndexColumn& first = def.real_indexes[i].columns.at(0);
+    if (first.column == def.columns[column].id && first.ascending) {
+      return IndexProbe(table, column, i);
+    }
+  }
+  return std::nullopt;
+}
+
+void IndexProbe::Begin(double number) {
+  cursor_.reset();
+  Datum datum;
+  datum.SetNumber(Kind::kDouble, number);
+  jet::Value value;
+  try {
+    ToValue(datum, column_->type, value);
+  } catch (const Error&) {
+    return;  // out of the column's range: nobody has it
+  }
+  FromValue(value, 0, datum);
+  if (datum.number != number) return;
+  key_.clear();
+  jet::AddKeyPart(*column_, value, true, key_);
+  cursor_.emplace(index_.LowerBound(key_));
+}
+
+bool IndexProbe::Next(Handle& handle) {
+  if (!cursor_ || !cursor_->valid()) return false;
+  const jet::ByteView key = cursor_->key();
+  if (key.size() < key_.size() || !std::equal(key_.begin(), key_.end(), key.begin())) return false;
+  handle = cursor_->row().packed();
+  cursor_->Next();
+  return true;
 }
 
 MemorySource::MemorySource(std::vector<SourceColumn> columns) { columns_ = std::move(columns); }

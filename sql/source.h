@@ -68,6 +68,25 @@ class TableSource : public Source {
   Handle last_handle_ = 0;
 };
 
+// Rows of a table by the number in one column, through an index.
+class IndexProbe {
+ public:
+  // Nothing if no index starts with the column, or it holds no numbers.
+  static std::optional<IndexProbe> For(const jet::Table& table, std::size_t column);
+  // Each row that holds `number` follows, once.
+  void Begin(double number);
+  bool Next(Handle& handle);
+
+ private:
+  IndexProbe(const jet::Table& table, std::size_t column, std::size_t real)
+      : column_(&table.def().columns[column]), index_(table.OpenIndex(real)) {}
+
+  const jet::ColumnDef* column_;
+  jet::Index index_;
+  jet::Bytes key_;
+  std::optional<jet::Index::Cursor> cursor_;
+};
+
 // Rows held in memory. Handles count from 1.
 class MemorySource : public Source {
  public:

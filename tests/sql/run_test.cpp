@@ -229,6 +229,34 @@ TEST_F(JoinTest, ManyRowsHoldEitherSide) {
   }
 }
 
+// Few rows find theirs through an index, if there is one over the column.
+TEST_F(JoinTest, FewRowsBesideManyWithAnIndex) {
+  std::vector<Row> rows;
+  for (int i = 0; i < 6000; ++i)
+    rows.push_back({i, i % 1500 == 7 ? jet::Value() : jet::Value(i % 1500), i / 2.0});
+  const auto big = MakeTable(
+      "Big", {{"i", ColumnType::kLong}, {"k", ColumnType::kLong}, {"h", ColumnType::kDouble}},
+      rows);
+  MakeTable("Few", {{"k", ColumnType::kDouble}, {"t", ColumnType::kText}},
+            {{5.0, "5"}, {5.5, "7"}, {Null{}, Null{}}, {1e12, "x"}, {-3.0, "１１"}, {5.0, ""}});
+  for (const char* column : {"", "k", "h"}) {
+    SCOPED_TRACE(column);
+    if (*column != '\0') {
+      jet::IndexSpec index;
+      index.name = index.columns.emplace_back(column);
+      database_->AddIndex("Big", index);
+    }
+    EXPECT_THAT(Sorted("SELECT i, t FROM Few INNER JOIN Big ON Few.k = Big.k WHERE i > 5"),
+                ElementsAre("1505|", "1505|5", "3005|", "3005|5", "4505|", "4505|5"));
+    EXPECT_THAT(Sorted("SELECT i, t FROM Big INNER JOIN Few ON Big.h = Few.k AND t <> ''"),
+                ElementsAre("10|5", "11|7"));
+    EXPECT_THAT(Sorted("SELECT i FROM Big INNER JOIN Few ON (Big.h = Few.k) AND (Big.k = Few.t)"),
+                ElementsAre());
+    EXPECT_THAT(Sorted("SELECT i, t FROM Big INNER JOIN Few ON Big.k = Few.t WHERE i < 100"),
+                ElementsAre("11|１１", "5|5"));
+  }
+}
+
 TEST_F(JoinTest, NamesOfOutputs) {
   EXPECT_THAT(ColumnNames("SELECT A.k, y.k, i, y.*, n AS i2, Count FROM A, B AS y, "
                           "(SELECT Count(*) AS [Count] FROM C) AS c"),
