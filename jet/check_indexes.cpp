@@ -24,7 +24,10 @@ std::uint32_t RowOf(ByteView entry) {
 }
 
 void AddRef(std::uint32_t packed, Bytes& key) {
-  for (const int shift : {24, 16, 8, 0}) AddU8(key, static_cast<std::uint8_t>(packed >> shift));
+  const std::uint8_t ref[kRefBytes] = {
+      static_cast<std::uint8_t>(packed >> 24), static_cast<std::uint8_t>(packed >> 16),
+      static_cast<std::uint8_t>(packed >> 8), static_cast<std::uint8_t>(packed)};
+  AddBytes(key, ref);
 }
 
 std::string RowText(std::uint32_t packed) {

@@ -76,7 +76,8 @@ RowSplitter::RowSplitter(const TableDef& def) : def_(&def) {
                         .size = known && column.fixed() ? *ExactSize(column) : 0,
                         .known = known,
                         .fixed = column.fixed(),
-                        .boolean = column.type == ColumnType::kBoolean});
+                        .boolean = column.type == ColumnType::kBoolean,
+                        .checked = !column.fixed() || IsText(column.type)});
   }
   slots_before_.assign(def.next_column_id + std::size_t{1}, def.next_variable_slot);
   for (const ColumnDef& column : def.columns) {

@@ -37,6 +37,9 @@ class RowSplitter {
 
   // `fields` look into `row`. `untidy` receives what is odd but harmless.
   std::string Split(ByteView row, Fields& fields, std::string* untidy) const;
+  // Whether a field can be wrong by itself: of one width, cut from the fixed
+  // region, it cannot.
+  bool CanBeWrong(std::size_t ordinal) const { return columns_[ordinal].checked; }
   // What is wrong with a field by itself; long values are looked at no further
   // than their descriptor.
   std::string FieldFault(std::size_t ordinal, ByteView stored) const;
@@ -44,7 +47,7 @@ class RowSplitter {
  private:
   struct Column {
     std::size_t id = 0, slot = 0, at = 0, size = 0;
-    bool known = true, fixed = false, boolean = false;
+    bool known = true, fixed = false, boolean = false, checked = true;
   };
   bool HasVariablePart(std::size_t count) const;
   const TableDef* def_;
