@@ -287,7 +287,10 @@ ExprPtr Parser::Primary() {
         return SkipSubquery(token.begin);
       }
       // LEFT and RIGHT are functions, too.
-      if (IsReserved(token.value) && !Ahead(1).Is("(")) Fail("an expression");
+      if (IsReserved(token.value) &&
+          !((token.IsKeyword("LEFT") || token.IsKeyword("RIGHT")) && Ahead(1).Is("("))) {
+        Fail("an expression");
+      }
       return NameOrCall();
     default:
       if (token.Is("(")) return Parenthesised();

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "jet/types.h"
+#include "jet/collation.h"
 
 namespace sql {
 namespace {
@@ -231,9 +231,21 @@ std::unique_ptr<FromNode> Parser::JoinOperand(Select& select) {
     return inner;
   }
   if (Now().kind == Token::Kind::kWord && IsReserved(Now().value)) Fail("a table name");
+  const std::size_t begin = Now().begin;
   SourceItem source;
   source.table = ExpectName("a table name");
   source.alias = TableAlias();
+  return AddSource(select, std::move(source), begin);
+}
+
+// Rows of joins name their sources, so two of one name could not be told apart.
+std::unique_ptr<FromNode> Parser::AddSource(Select& select, SourceItem source,
+                                            std::size_t begin) const {
+  for (const SourceItem& each : select.sources) {
+    if (jet::SameName(jet::kGeneral, each.name(), source.name())) {
+      ThrowSyntax(text_, begin, fmt::format("two sources are called {}", source.name()));
+    }
+  }
   auto leaf = std::make_unique<FromNode>();
   leaf->source = select.sources.size();
   select.sources.push_back(std::move(source));
@@ -243,17 +255,14 @@ std::unique_ptr<FromNode> Parser::JoinOperand(Select& select) {
 std::unique_ptr<FromNode> Parser::SubquerySource(Select& select) {
   SourceItem source;
   Expect("(");
-  const std::size_t begin = Now().begin;
+  const std::size_t begin = Now().begin;  // of the query's text
   SelectBody();
   source.subquery = text_.substr(begin, LastEnd() - begin);
   TakeIf(";");
   Expect(")");
   source.alias = TableAlias();
   if (!source.alias) Fail("an alias for the query in parentheses");
-  auto leaf = std::make_unique<FromNode>();
-  leaf->source = select.sources.size();
-  select.sources.push_back(std::move(source));
-  return leaf;
+  return AddSource(select, std::move(source), begin);
 }
 
 std::optional<std::string> Parser::TableAlias() {

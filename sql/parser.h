@@ -51,6 +51,7 @@ class Parser {
   std::unique_ptr<FromNode> JoinOperand(Select& select);
   std::unique_ptr<FromNode> SubquerySource(Select& select);
   std::optional<std::string> TableAlias();
+  std::unique_ptr<FromNode> AddSource(Select& select, SourceItem source, std::size_t begin) const;
   void OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const;
   void GroupAndOrder(Select& select);
 

@@ -30,7 +30,8 @@ struct OutputColumn {
   std::size_t max_chars = 0;  // of text columns, 0 = no limit
 };
 
-// The rows of a running query, forward only.
+// The rows of a running query, forward only. Its tables must not change while
+// they are walked, unless base_table() names one.
 class RowSet {
  public:
   virtual ~RowSet() = default;

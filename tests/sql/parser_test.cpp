@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <random>
 
 #include "jet/database.h"
 #include "sql/sql.h"
@@ -289,6 +290,7 @@ TEST(ParserTest, SyntaxErrorsNameThePlaceAndWhatWasExpected) {
       {"SELECT a FROM t WHERE x NOT 5", 1, 25, "expected the end of the query, found NOT"},
       {"SELECT TOP x a FROM t", 1, 12, "expected a count of rows"},
       {"SELECT a FROM (SELECT b FROM t)", 1, 32, "expected an alias"},
+      {"SELECT 1 FROM b, (a INNER JOIN ｂ ON x = y)", 1, 32, "two sources are called ｂ"},
       {"SELECT a FROM t GROUP a", 1, 23, "expected BY"},
       {"SELECT {a}", 1, 8, "no meaning"},
       {"SELECT " + deep, 1, 107, "nested too deeply"},
@@ -307,6 +309,52 @@ TEST(ParserTest, SyntaxErrorsNameThePlaceAndWhatWasExpected) {
       EXPECT_THAT(error.what(), HasSubstr(each.message));
     }
   }
+}
+
+// Whatever is done to a text: it is refused with a place in it, or its rows give
+// a text that reads back as the same rows.
+TEST(ParserTest, MangledTexts) {
+  std::vector<std::string> seeds(
+      {"SELECT DISTINCT TOP 5 PERCENT a.*, -b.x ^ 2 & 'q''r' AS [z z] FROM (a LEFT JOIN [b c] AS b "
+       "ON (a.x = b.x) AND NOT b.y BETWEEN #1/2/2003# AND 4) RIGHT JOIN c ON a.i = c.i, "
+       "(SELECT y FROM t) AS d WHERE a.s LIKE \"[a-c]*\" OR b.u IN (1, 2.5e3, Null) GROUP BY a.x "
+       "HAVING Count(*) > 1 ORDER BY 1, a.x DESC WITH OWNERACCESS OPTION;",
+       "PARAMETERS [p q] Text (20), r Long; SELECT x FROM t UNION ALL SELECT y FROM u"});
+  for (const auto& query : kSavedQueries) seeds.emplace_back(query.text);
+  std::mt19937 random(7);
+  const auto below = [&](std::size_t count) { return count == 0 ? 0 : random() % count; };
+  int accepted = 0;
+  for (int round = 0; round < 4000; ++round) {
+    std::string text = seeds[below(seeds.size())];
+    for (std::size_t changes = 1 + below(3); changes > 0; --changes) {
+      const std::size_t at = below(text.size()), length = below(12);
+      switch (below(4)) {
+        case 0:
+          text.erase(at, length);
+          break;
+        case 1:
+          text.insert(at, text.substr(below(text.size()), length));
+          break;
+        case 2:
+          text[at] = "()[],.'\"#*&=- \r\n;Aア1"[below(25)];
+          break;
+        default:
+          text.insert(at, seeds[0].substr(below(seeds[0].size()), length));
+      }
+    }
+    SCOPED_TRACE(text);
+    QueryDefinition rows;
+    try {
+      rows = sql::Parse(text);
+    } catch (const sql::Error& error) {
+      ASSERT_EQ(error.code(), sql::ErrorCode::kSyntax) << error.what();
+      ASSERT_GE(error.line(), 1u);
+      continue;
+    }
+    ++accepted;
+    ASSERT_EQ(Lines(sql::Parse(sql::Format(rows))), Lines(rows)) << sql::Format(rows);
+  }
+  EXPECT_GT(accepted, 200);
 }
 
 }  // namespace

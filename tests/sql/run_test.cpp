@@ -294,7 +294,6 @@ TEST_F(JoinTest, NamesAreResolvedWhenRun) {
   ExpectError("SELECT B.k FROM A", ErrorCode::kUnresolved, "B is no source");
   ExpectError("SELECT A.k FROM A AS q", ErrorCode::kUnresolved, "A is no source");
   ExpectError("SELECT k FROM A, B", ErrorCode::kUnresolved, "k is a column of A and of B");
-  ExpectError("SELECT 1 FROM A, a", ErrorCode::kUnresolved, "two sources are called a");
   ExpectError("SELECT B.* FROM A", ErrorCode::kUnresolved, "B is no source");
   // Read, but not run.
   ExpectError("SELECT i FROM A UNION SELECT k FROM B", ErrorCode::kNotSupported, "UNION");
