@@ -157,6 +157,97 @@ TEST_F(RunTest, OrderTopDistinct) {
               ElementsAre("ダクト|True", "ﾀﾞｸﾄ|False"));
 }
 
+TEST_F(RunTest, EveryColumnType) {
+  jet::Guid one, two;
+  one.bytes[0] = 1;
+  two.bytes[15] = 2;
+  const auto numeric = [](const char* text) { return *jet::ParseNumeric(text, 18, 2); };
+  jet::TableSpec spec;
+  spec.name = "型";
+  for (const auto& [name, type] :
+       std::vector<std::pair<const char*, ColumnType>>{{"b", ColumnType::kByte},
+                                                       {"s", ColumnType::kInteger},
+                                                       {"c", ColumnType::kCurrency},
+                                                       {"f", ColumnType::kSingle},
+                                                       {"m", ColumnType::kMemo},
+                                                       {"g", ColumnType::kGuid},
+                                                       {"n", ColumnType::kNumeric},
+                                                       {"o", ColumnType::kOle}}) {
+    jet::ColumnSpec& column = spec.columns.emplace_back();
+    column.name = name;
+    column.type = type;
+    if (type == ColumnType::kNumeric) column.scale = 2;
+  }
+  const std::string text(5000, 'm');
+  const auto table = database_->CreateTable(spec);
+  table->Insert(Row{std::uint8_t{7}, std::int16_t{-2}, jet::Currency{15000}, 0.5F, text, one,
+                    numeric("2.50"), jet::Bytes{1, 2, 3}});
+  table->Insert(Row{std::uint8_t{9}, std::int16_t{3}, jet::Currency{-1}, 2.0F, "M", two,
+                    numeric("-10"), Null{}});
+  EXPECT_THAT(Rows("SELECT b, s, c, f, g, o FROM 型"),
+              ElementsAre("7b|-2s|15000c|0.5|" + jet::FormatGuid(one) + "|3 bytes",
+                          "9b|3s|-1c|2|" + jet::FormatGuid(two) + "|-"));
+  EXPECT_THAT(Rows("SELECT Max(c), Min(b), Min(n), Max(g), Sum(n), b + s FROM 型 GROUP BY b + s"),
+              ElementsAre("15000c|7b|2.5|" + jet::FormatGuid(one) + "|2.5|5",
+                          "-1c|9b|-10|" + jet::FormatGuid(two) + "|-10|12"));
+  // Stored forms differ, values meet.
+  const auto joined = [&](const std::string& condition) {
+    return Sorted("SELECT x.b FROM 型 AS x INNER JOIN 型 AS y ON " + condition);
+  };
+  for (const char* condition : {"x.f = y.f", "x.m = y.m", "x.g = y.g", "x.n = y.n", "x.b = y.b"}) {
+    EXPECT_THAT(joined(condition), ElementsAre("7b", "9b")) << condition;
+  }
+  EXPECT_THAT(joined("x.c + 1 = y.n"), ElementsAre("7b"));
+  EXPECT_THAT(joined("x.o = y.o"), ElementsAre("7b"));
+  EXPECT_THAT(Rows("SELECT b FROM 型 WHERE m LIKE 'mm*' AND m > 'M'"), ElementsAre("7b"));
+  EXPECT_THAT(Rows("SELECT DISTINCT m FROM 型 ORDER BY m"), ElementsAre("M", text));
+  ExpectError("SELECT Sum(o) FROM 型", sql::ErrorCode::kBadValue, "binary data");
+}
+
+TEST_F(RunTest, RowsOfOtherProgramsRunOrSayWhyNot) {
+  using R = jet::QueryRow;
+  const auto rows = [](std::vector<R> more) {
+    more.insert(more.begin(), {{.attribute = R::kStart, .flag = std::int16_t{0}},
+                               {.attribute = R::kEnd},
+                               {.attribute = R::kSource, .name1 = "品目"}});
+    return jet::QueryDefinition{std::move(more)};
+  };
+  const R id{.attribute = R::kOutput, .flag = std::int16_t{0}, .expression = "品目.ID"};
+  const auto options = [](std::int16_t flag, const char* count) {
+    return R{.attribute = R::kOptions, .flag = flag, .name1 = count};
+  };
+  EXPECT_EQ(Rows(rows({})).size(), 6u);  // no output at all is `*`
+  EXPECT_THAT(Rows(rows({id, options(16, "2")})), ElementsAre("1", "2"));
+  EXPECT_EQ(Rows(rows({id, options(8, "")})).size(), 6u);
+  struct Case {
+    jet::QueryDefinition rows;
+    sql::ErrorCode code;
+  };
+  const Case cases[] = {
+      {rows({{.attribute = R::kKind, .flag = std::int16_t{4}}}), sql::ErrorCode::kNotSupported},
+      {rows({{.attribute = R::kKind, .flag = std::int16_t{9}}}), sql::ErrorCode::kNotSupported},
+      {rows({id, options(16, "x")}), sql::ErrorCode::kBadQuery},
+      {rows({id, {.attribute = R::kWhere, .expression = "品目.ID ="}}), sql::ErrorCode::kBadQuery},
+      {rows({{.attribute = R::kOutput, .expression = "ID, 名"}}), sql::ErrorCode::kBadQuery},
+  };
+  for (const Case& each : cases) {
+    try {
+      sql::Run(*database_, each.rows);
+      ADD_FAILURE() << "no error";
+    } catch (const sql::Error& error) {
+      EXPECT_EQ(error.code(), each.code) << error.what();
+    }
+  }
+}
+
+TEST_F(RunTest, SavedQueryOfARealFile) {
+  SKIP_WITHOUT_SAMPLES();
+  database_ = jet::Database::Open(*files_, test_support::SamplePath("queryTestV2000.mdb"), {});
+  const jet::QueryDefinition rows = database_->LoadQuery(*database_->Find("SelectQuery"));
+  EXPECT_EQ(Rows(rows), Rows(sql::Format(rows)));
+  EXPECT_THAT(sql::Run(*database_, rows)->columns().size(), testing::Ge(4u));
+}
+
 class JoinTest : public QueryTest {
  protected:
   JoinTest() {
@@ -264,6 +355,13 @@ TEST_F(JoinTest, NamesOfOutputs) {
   EXPECT_THAT(ColumnNames("SELECT * FROM A, C"), ElementsAre("i", "k", "A.t", "C.t", "b"));
   EXPECT_THAT(Rows("SELECT [A.t] FROM (SELECT * FROM A, C WHERE i = 1 AND C.b = False) AS q"),
               ElementsAre("あ"));
+}
+
+TEST_F(JoinTest, DistinctRowLooksAtTheTablesThatAreShown) {
+  EXPECT_THAT(Sorted("SELECT DISTINCTROW A.k FROM A INNER JOIN B ON A.k = B.k"),
+              ElementsAre("10", "20", "20"));
+  EXPECT_THAT(Sorted("SELECT DISTINCT A.k FROM A INNER JOIN B ON A.k = B.k"),
+              ElementsAre("10", "20"));
 }
 
 TEST_F(JoinTest, SavedQueriesAreSources) {
