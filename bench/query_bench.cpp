@@ -1,0 +1,68 @@
+// The saved queries: parsing their texts, and running them over a small site.
+#include <benchmark/benchmark.h>
+
+#include "bench/rows.h"
+#include "db/module1.h"
+#include "sql/sql.h"
+#include "tests/support/temp_db.h"
+#include "tools/samples/sample.h"
+
+namespace {
+
+constexpr std::int32_t kJobs = 1000, kChosenStep = 10, kWorkRows = 10'000;
+
+struct Site {
+  Site() {
+    const std::string path = folder.File("Data.mdb");
+    samples::SampleOptions options;
+    options.version = tools::LatestVersion(samples::Kind::kData);
+    options.jobs = kJobs;
+    samples::MakeSample(*files, path, samples::Kind::kData, options);
+    jet::OpenOptions open;
+    open.mode = jet::OpenMode::kExclusive;
+    open.password = db::kDatabasePassword;
+    database = jet::Database::Open(*files, path, open);
+    bench::FillTransfer(*database, kJobs, kChosenStep, kWorkRows);
+    database->Commit();
+    for (const jet::ObjectInfo& object : database->Objects()) {
+      if (object.kind != jet::ObjectKind::kQuery) continue;
+      definitions.push_back(database->LoadQuery(object));
+      texts.push_back(sql::Format(definitions.back()));
+    }
+  }
+  static Site& Get() {
+    static Site site;
+    return site;
+  }
+  test_support::TempFolder folder;
+  std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
+  std::unique_ptr<jet::Database> database;
+  std::vector<jet::QueryDefinition> definitions;
+  std::vector<std::string> texts;
+};
+
+void ParseQuery(benchmark::State& state) {
+  const std::string& text = Site::Get().texts.at(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) benchmark::DoNotOptimize(sql::Parse(text));
+}
+BENCHMARK(ParseQuery)->DenseRange(0, 4)->Unit(benchmark::kMicrosecond);
+
+void RunQuery(benchmark::State& state) {
+  Site& site = Site::Get();
+  const auto& definition = site.definitions.at(static_cast<std::size_t>(state.range(0)));
+  std::int64_t count = 0;
+  for (auto _ : state) {
+    const auto rows = sql::Run(*site.database, definition);
+    while (rows->Next()) {
+      for (std::size_t i = 0; i < rows->columns().size(); ++i) {
+        benchmark::DoNotOptimize(rows->value(i));
+      }
+      ++count;
+    }
+  }
+  if (count == 0) state.SkipWithError("no rows");
+  state.SetItemsProcessed(count);
+}
+BENCHMARK(RunQuery)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
+
+}  // namespace
