@@ -26,7 +26,7 @@ def main():
         for path, status, output, errors in pool.map(lambda path: tidy(build, path), paths):
             if status != 0 or "warning:" in output:
                 failed += 1
-                print(output or f"{path}: {errors}")
+                print(output or f"{path}: ended with {status}: {errors}")
     print(f"== clang-tidy: {len(paths)} files, {failed} with findings")
     return 1 if failed else 0
 

@@ -11,7 +11,6 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
 
 class MdbAdmTest : public ::testing::Test {
  protected:

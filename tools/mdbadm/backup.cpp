@@ -40,7 +40,7 @@ std::string BackUp(jet::FileSystem& files, const std::string& path, const std::s
                    jet::DateTime now) {
   const std::unique_ptr<jet::File> from = files.Open(path, jet::OpenMode::kRead);
   fs::create_directories(FromUtf8(folder));
-  const std::string copy = FreeName(files, FromUtf8(path), FromUtf8(folder), now);
+  std::string copy = FreeName(files, FromUtf8(path), FromUtf8(folder), now);
   const std::string unfinished = copy + ".new";
   try {
     const std::unique_ptr<jet::File> to = files.Create(unfinished);

@@ -124,7 +124,7 @@ int Upgrade(Program& program, const UpgradeOptions& options) {
     } catch (const std::exception& error) {
       ShowProgress({});
       const std::string step = report.running().empty() ? "" : report.running() + ": ";
-      Complain(file + ": " + step + Describe(error));
+      Complain(fmt::format("{}: {}{}", file, step, Describe(error)));
       status = kFailed;
     }
   }
