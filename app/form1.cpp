@@ -122,7 +122,7 @@ void Form1::OpenChosen(const Kind& kind, const std::string& path) {
 
 void Form1::Upgrade(const Kind& kind) {
   RunEvent([&] {
-    (module_.*kind.upgrade)(db::RoundVersion(module_.*kind.version));
+    std::invoke(kind.upgrade, module_, db::RoundVersion(module_.*kind.version));
     module_.*kind.version = module_.*kind.latest;
     SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
     view_.SetVisible(kind.upgrade_button, false);
