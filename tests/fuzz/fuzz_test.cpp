@@ -1,0 +1,36 @@
+// The short form of the fuzzing: every seed and some mutated inputs of each
+// target.
+#include <gtest/gtest.h>
+
+#include "tests/fuzz/target.h"
+
+namespace fuzz {
+namespace {
+
+class FuzzTest : public testing::TestWithParam<Target> {};
+
+TEST_P(FuzzTest, KeepsItsPromises) {
+  constexpr std::uint64_t kSeed = 20'260;
+  const Target& target = GetParam();
+  const std::vector<jet::Bytes> seeds = target.seeds();
+  for (std::size_t i = 0; i < seeds.size(); ++i) {
+    EXPECT_NO_THROW(target.run(seeds[i])) << "seed " << i;
+  }
+  // A thousandth of a long run, but enough of each.
+  const std::uint64_t inputs = std::max<std::uint64_t>(15, target.inputs / 250);
+  std::string said;
+  for (std::uint64_t i = 0; i < inputs; ++i) {
+    const jet::Bytes input = MakeInput(target, seeds, kSeed, i, said);
+    EXPECT_NO_THROW(target.run(input)) << "input " << i << " of seed " << kSeed << ": " << said;
+  }
+  std::printf("%s: %zu seeds, %zu inputs, seed %zu\n", target.name, seeds.size(),
+              static_cast<std::size_t>(inputs), static_cast<std::size_t>(kSeed));
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, FuzzTest,
+                         testing::Values(*FindTarget("open"), *FindTarget("sql"),
+                                         *FindTarget("property"), *FindTarget("collation")),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace fuzz

@@ -1,0 +1,23 @@
+// Damage to inputs, drawn from a seed. Each call changes the input and says in
+// words what it did.
+#pragma once
+
+#include <string>
+
+#include "jet/types.h"
+#include "tests/fuzz/random.h"
+
+namespace fuzz {
+
+// Knows the format: fields that lie and point in circles, pages that are
+// swapped, cleared, owned by somebody else; now and then plain bytes.
+std::string MutateFile(jet::Bytes& file, Random& random);
+
+// Flips, removes, repeats and inserts bytes; numbers take their extremes.
+std::string MutateBytes(jet::Bytes& input, Random& random);
+// The same in words of SQL.
+std::string MutateSql(jet::Bytes& text, Random& random);
+// The same in UTF-16 units of the kinds that sort keys tell apart.
+std::string MutateUnits(jet::Bytes& units, Random& random);
+
+}  // namespace fuzz

@@ -1,0 +1,25 @@
+// Inputs to begin with, all made here.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "jet/types.h"
+#include "tools/session/file_upgrade.h"
+
+namespace fuzz {
+
+// Small databases with one of everything: trees of up to three levels, moved and
+// deleted rows, long values of every kind, all types, lists as maps.
+std::vector<jet::Bytes> FileSeeds();
+// Sites' files at several versions, without jobs.
+std::vector<jet::Bytes> UpgradeSeeds(tools::Kind kind);
+std::vector<jet::Bytes> SqlSeeds();
+std::vector<jet::Bytes> PropertySeeds();
+std::vector<jet::Bytes> TextSeeds();  // UTF-16
+
+// `file` with the map in row 0 of page 1 and the owned map of every table as
+// lists of bitmap pages.
+jet::Bytes WithListMaps(jet::Bytes file);
+
+}  // namespace fuzz

@@ -1,0 +1,55 @@
+// What can be read of a file, and what its checker says: enough to tell whether
+// work on a damaged file did harm beyond what was there already.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "jet/check.h"
+
+namespace fuzz {
+
+// A promise that was not kept. Whoever runs a target tells of it and goes on.
+class Broken : public std::exception {
+ public:
+  explicit Broken(std::string text) : text_(std::move(text)) {}
+  const char* what() const noexcept override { return text_.c_str(); }
+
+ private:
+  std::string text_;
+};
+
+struct Snapshot {
+  struct Table {
+    std::string name;
+    std::map<std::string, std::map<jet::RowId, std::uint64_t>> columns;  // hashes of values
+  };
+  bool opened = false;
+  jet::CheckResult check;
+  std::map<std::int32_t, Table> tables;  // by id
+};
+
+// A file that its checker calls sound must be readable to the last byte,
+// else Broken. Damage itself throws nothing.
+Snapshot Look(const std::string& image, const std::string& password);
+
+// What work may change beyond new rows, columns and tables.
+struct Allowed {
+  std::set<std::pair<std::string, std::string>> columns;  // table, column
+  std::set<std::string> deletions;                        // tables that lose rows
+  std::set<std::pair<std::int32_t, jet::RowId>> rows;
+
+  // Everything in which two snapshots differ.
+  void AddDifference(const Snapshot& before, const Snapshot& after);
+};
+
+// Throws Broken: a sound file must stay sound; of a damaged one everything that
+// could be read must still read the same, and parts that nothing was said about
+// must have nothing said about them.
+void RequireUnharmed(const Snapshot& before, const Snapshot& after, const Allowed& allowed);
+
+}  // namespace fuzz

@@ -1,0 +1,25 @@
+// The functions behind the targets.
+#pragma once
+
+#include "jet/types.h"
+
+namespace fuzz {
+
+// A file: open, walk everything, check; what is called sound reads to the end.
+void OpenFile(jet::ByteView file);
+// A file: every kind of change, then a commit; nothing but the changes differs.
+void ChangeFile(jet::ByteView file);
+// A file: the ladder of its kind, kept or dropped; nothing is harmed.
+void UpgradeData(jet::ByteView file);
+void UpgradeTenkai(jet::ByteView file);
+// A text: what can be parsed can be formatted and is the same when parsed again;
+// what runs ends.
+void SqlText(jet::ByteView text);
+// Rows of a saved query: what becomes a text parses to the same.
+void QueryRows(jet::ByteView rows);
+// A property blob: what can be parsed is written as it was read.
+void PropertyBlob(jet::ByteView blob);
+// UTF-16 units, three texts in a row: keys are the same each time and order well.
+void SortKeys(jet::ByteView units);
+
+}  // namespace fuzz
