@@ -30,9 +30,20 @@ DateTime ToDateTime(const CivilTime& civil);
 CivilTime ToCivilTime(DateTime date);       // rounded to the second
 std::string FormatDateTime(DateTime date);  // "2010-01-04 00:00:00"
 
+// Empty, and not to be copied as bytes. A variant whose alternatives are all bytes,
+// strings and vectors is taken by libstdc++ for one that always holds a value; it
+// then destroys what was never made when copying a text runs out of memory.
+struct NotBytes {
+  NotBytes() = default;
+  NotBytes(const NotBytes&) noexcept {}
+  NotBytes& operator=(const NotBytes&) noexcept { return *this; }
+  friend auto operator<=>(const NotBytes&, const NotBytes&) = default;
+};
+
 // Sixteen bytes as stored: the first three groups little-endian.
 struct Guid {
   std::array<std::uint8_t, 16> bytes{};
+  [[no_unique_address]] NotBytes not_bytes{};
   friend auto operator<=>(const Guid&, const Guid&) = default;
 };
 std::string FormatGuid(const Guid& guid);  // "{00112233-4455-...}"
