@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -47,6 +48,13 @@ class FileSystem {
   virtual void Rename(const std::string& from, const std::string& to) = 0;
   virtual void Remove(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) = 0;
+  // The lock file of other programs beside the database of this path, if there is
+  // one that nobody is seen to hold: left behind by a crash, or held on a machine
+  // whose locks do not show here.
+  virtual std::optional<std::string> IdleLockFile(const std::string& path) {
+    static_cast<void>(path);
+    return std::nullopt;
+  }
 };
 
 // The files of this machine.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
 #include "jet/error.h"
 #include "jet/file.h"
@@ -128,36 +129,48 @@ std::string AsciiLower(std::string text) {
 }
 
 // Whether somebody holds a lock of either kind on the file. What cannot even be
-// opened to read counts as held: nobody can tell.
-bool IsHeld(const std::string& path) {
+// opened to read counts as held: nobody can tell. Readers share the file, and do
+// not take each other's look for a lock.
+bool IsHeld(const std::string& path, OpenMode mode) {
   const Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) return errno != ENOENT;
   struct flock range {};
   range.l_type = F_WRLCK;
   range.l_whence = SEEK_SET;
   if (::fcntl(fd.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK) return true;
-  return ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  const int kind = mode == OpenMode::kExclusive ? LOCK_EX : LOCK_SH;
+  return ::flock(fd.get(), kind | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 // Other programs lock through a file of the same name with the ending ".ldb",
-// in any letter case. One that nobody holds was left by a crash.
-void ProbeLockFile(const std::string& path) {
+// in any letter case.
+std::vector<std::string> LockFilesOf(const std::string& path) {
   namespace fs = std::filesystem;
   const fs::path file(path);
   const std::string wanted = AsciiLower(file.stem().string() + ".ldb");
+  std::vector<std::string> found;
   std::error_code failure;
   fs::directory_iterator entry(file.parent_path(), failure);
   if (failure) {  // a folder that may be entered but not listed
     for (const char* ending : {".ldb", ".LDB"}) {
       const std::string other = fs::path(file).replace_extension(ending).string();
-      if (IsHeld(other)) throw Error(ErrorCode::kInUse, "another program holds " + other).In(path);
+      if (::access(other.c_str(), F_OK) == 0) found.push_back(other);
     }
-    return;
+    return found;
   }
   for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-    if (AsciiLower(entry->path().filename().string()) != wanted) continue;
-    const std::string other = entry->path().string();
-    if (IsHeld(other)) throw Error(ErrorCode::kInUse, "another program holds " + other).In(path);
+    if (AsciiLower(entry->path().filename().string()) == wanted) {
+      found.push_back(entry->path().string());
+    }
+  }
+  return found;
+}
+
+void RequireNoLockFileHeld(const std::string& path, OpenMode mode) {
+  for (const std::string& other : LockFilesOf(path)) {
+    if (IsHeld(other, mode)) {
+      throw Error(ErrorCode::kInUse, "another program holds " + other).In(path);
+    }
   }
 }
 
@@ -174,7 +187,7 @@ class PosixFileSystem : public FileSystem {
       throw Error(ErrorCode::kNotJet4, "not a regular file").In(real);
     }
     Lock(fd.get(), mode, real);
-    ProbeLockFile(real);
+    RequireNoLockFileHeld(real, mode);
     return std::make_unique<PosixFile>(std::move(fd), real);
   }
 
@@ -204,6 +217,13 @@ class PosixFileSystem : public FileSystem {
 
   bool Exists(const std::string& path) override {
     return ::access(NormalisePath(path).c_str(), F_OK) == 0;
+  }
+
+  std::optional<std::string> IdleLockFile(const std::string& path) override {
+    for (const std::string& other : LockFilesOf(NormalisePath(path))) {
+      if (!IsHeld(other, OpenMode::kRead)) return other;
+    }
+    return std::nullopt;
   }
 };
 
