@@ -159,8 +159,10 @@ Error Error::Standard(ErrorNumber number, std::string_view what) {
 
 Error Error::From(const jet::Error& error) {
   const auto* row = std::ranges::find(kTranslations, error.code(), &Translation::code);
-  if (row == std::end(kTranslations)) return {kErrFail, error.what()};
-  return {row->number, Compose(row->text, error)};
+  Error told = row == std::end(kTranslations) ? Error(kErrFail, error.what())
+                                              : Error(row->number, Compose(row->text, error));
+  told.cause_ = error.code();
+  return told;
 }
 
 Error Error::From(const sql::Error& error, std::string_view query) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -42,11 +43,14 @@ class Error : public std::exception {
 
   ErrorNumber number() const { return number_; }
   const std::string& text() const { return text_; }
+  // The engine's code, where the engine was the one to refuse.
+  std::optional<jet::ErrorCode> cause() const { return cause_; }
   const char* what() const noexcept override { return text_.c_str(); }
 
  private:
   ErrorNumber number_;
   std::string text_;
+  std::optional<jet::ErrorCode> cause_;
 };
 
 // Runs `body`, turning errors of the floors below into ado::Error.

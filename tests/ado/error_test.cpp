@@ -20,6 +20,7 @@ TEST(ProviderErrors, EveryErrorOfTheEngineHasANumberAndNamesItsPlace) {
     engine.In("C:\\W\\Data.mdb").OfTable("Spec_補強名称").OfColumn("転送名称");
     const Error named = Error::From(engine);
     EXPECT_NE(named.number(), 0);
+    EXPECT_EQ(named.cause(), static_cast<ErrorCode>(code));
     EXPECT_STREQ(named.what(), named.text().c_str());
     EXPECT_THAT(named.text(), AnyOf(HasSubstr("'C:\\W\\Data.mdb'"), HasSubstr("'Spec_補強名称'"),
                                     HasSubstr("'転送名称'")));
@@ -56,6 +57,7 @@ TEST(ProviderErrors, FixedTextsAreLetterByLetter) {
   };
   for (const auto& [number, text] : cases) EXPECT_EQ(Error::Standard(number).text(), text);
   EXPECT_THAT(Error::Standard(ado::kErrItemNotFound, "工法").text(), HasSubstr("'工法'"));
+  EXPECT_EQ(Error::Standard(ado::kErrItemNotFound).cause(), std::nullopt);
 }
 
 }  // namespace
