@@ -3,35 +3,45 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
+#include "tools/mdbadm/help.h"
+#include "tools/mdbadm/output.h"
+#include "tools/mdbadm/reference.h"
+#include "tools/samples/sample.h"
+#include "version.h"
+
 namespace mdbadm {
 namespace {
+
+constexpr char kVerbsTopic[] = "verbs";
 
 // The command line being declared, and the call that it will have named.
 struct Declaration {
   Program& program;
   CLI::App app;
-  std::function<int()> call;
+  std::function<ExitCode()> call;
 };
 
 // Declares a verb: `declare` binds its own options, on top of the common ones,
 // to the fields of an Options, which `run` gets filled.
 template <class Options>
 void AddVerb(Declaration& declaration, const std::string& name, const std::string& what,
-             int (*run)(Program&, const Options&), void (*declare)(CLI::App&, Options&)) {
+             ExitCode (*run)(Program&, const Options&), void (*declare)(CLI::App&, Options&)) {
   CLI::App* verb = declaration.app.add_subcommand(name, what);
   auto options = std::make_shared<Options>();
   verb->add_option("--password", options->password, "password of the database")
+      ->type_name("PASSWORD")
       ->capture_default_str();
   verb->add_flag("--json", options->json, "JSON instead of tab-separated lines");
   declare(*verb, *options);
   verb->callback([&declaration, options, run] {
+    declaration.program.json = options->json;
     declaration.call = [&declaration, options, run] { return run(declaration.program, *options); };
   });
 }
 
 template <class Options>
 void DeclareFile(CLI::App& verb, Options& options) {
-  verb.add_option("file", options.file, "the database")->required();
+  verb.add_option("file", options.file, "the database")->type_name("FILE")->required();
 }
 
 template <class Options>
@@ -42,44 +52,58 @@ void DeclareKind(CLI::App& verb, Options& options, const std::string& what) {
             options.kind = name == tools::KindName(Kind::kData) ? Kind::kData : Kind::kTenkai;
           },
           what)
+      ->type_name("KIND")
       ->check(CLI::IsMember({"data", "tenkai"}));
+}
+
+void DeclareSampleVersion(CLI::App& verb, const char* option, std::optional<std::int16_t>& version,
+                          Kind kind) {
+  verb.add_option(option, version,
+                  fmt::format("version of {} ({} to {})", tools::FileNameOf(kind),
+                              samples::kBaseVersion, tools::LatestVersion(kind)))
+      ->type_name("N");
 }
 
 void AddMakingVerbs(Declaration& declaration) {
   AddVerb<SampleVerbOptions>(
       declaration, "sample", "Make a realistic pair of databases, or add its tables to one", Sample,
       [](CLI::App& verb, SampleVerbOptions& options) {
-        verb.add_option("folder", options.folder, "where to write the pair");
-        verb.add_option("--data", options.data, "version of the Data database (2 to 27)");
-        verb.add_option("--tenkai", options.tenkai, "version of the Tenkai database (2 to 22)");
+        verb.add_option("folder", options.folder, "where to write the pair")->type_name("FOLDER");
+        DeclareSampleVersion(verb, "--data", options.data, Kind::kData);
+        DeclareSampleVersion(verb, "--tenkai", options.tenkai, Kind::kTenkai);
         verb.add_option("--jobs", options.jobs, "jobs in the Data database")
+            ->type_name("N")
             ->capture_default_str()
             ->check(CLI::Range(0, 1'000'000));
         verb.add_flag("--now", options.now, "date it today, not on a fixed day");
-        verb.add_option("--into", options.into, "an existing database to add the tables to");
-        DeclareKind(verb, options, "which tables to add: data or tenkai");
+        verb.add_option("--into", options.into, "an existing database to add the tables to")
+            ->type_name("FILE");
+        DeclareKind(verb, options, "which tables to add");
       });
   AddVerb<MakeOptions>(
       declaration, "new", "Make an empty database", New, [](CLI::App& verb, MakeOptions& options) {
         DeclareFile(verb, options);
         verb.add_flag("--general", options.general, "General sort order instead of Japanese");
       });
+  AddVerb<MakeOptions>(declaration, "password", "Change the password of a database", Password,
+                       [](CLI::App& verb, MakeOptions& options) {
+                         DeclareFile(verb, options);
+                         verb.add_option("--new", options.new_password,
+                                         "the new one; empty for none")
+                             ->type_name("PASSWORD")
+                             ->required();
+                       });
   AddVerb<MakeOptions>(
-      declaration, "password", "Change the password of a database", Password,
+      declaration, "set-version", "Store a version without running any step", SetVersion,
       [](CLI::App& verb, MakeOptions& options) {
         DeclareFile(verb, options);
-        verb.add_option("--new", options.new_password, "the new one; empty for none")->required();
+        verb.add_option("version", options.version, "the version")->type_name("N")->required();
       });
-  AddVerb<MakeOptions>(declaration, "set-version", "Store a version without running any step",
-                       SetVersion, [](CLI::App& verb, MakeOptions& options) {
-                         DeclareFile(verb, options);
-                         verb.add_option("version", options.version, "the version")->required();
-                       });
 }
 
 void DeclareList(CLI::App& verb, ReadOptions& options) {
   DeclareFile(verb, options);
-  verb.add_option("name", options.object, "only this one; all if left out");
+  verb.add_option("name", options.object, "only this one; all if left out")->type_name("NAME");
   verb.add_flag("--system", options.system, "system tables, too");
 }
 
@@ -100,7 +124,8 @@ void AddReadingVerbs(Declaration& declaration) {
   AddVerb<ReadOptions>(declaration, "queries", "The saved queries and their texts", Queries,
                        [](CLI::App& verb, ReadOptions& options) {
                          DeclareFile(verb, options);
-                         verb.add_option("name", options.object, "only this one; all if left out");
+                         verb.add_option("name", options.object, "only this one; all if left out")
+                             ->type_name("NAME");
                        });
   AddVerb<ReadOptions>(
       declaration, "check",
@@ -111,8 +136,8 @@ void AddReadingVerbs(Declaration& declaration) {
 template <const char* kSource, const char* kWhat>
 void DeclareRows(CLI::App& verb, RowOptions& options) {
   DeclareFile(verb, options);
-  verb.add_option(kSource, options.source, kWhat)->required();
-  verb.add_option("--limit", options.limit, "at most so many rows");
+  verb.add_option(kSource, options.source, kWhat)->type_name("TEXT")->required();
+  verb.add_option("--limit", options.limit, "at most so many rows")->type_name("N");
 }
 
 void AddRowVerbs(Declaration& declaration) {
@@ -125,9 +150,9 @@ void AddRowVerbs(Declaration& declaration) {
 }
 
 void DeclareLadder(CLI::App& verb, UpgradeOptions& options) {
-  verb.add_option("files", options.files, "the databases")->required();
-  verb.add_option("--to", options.to, "stop at this version");
-  DeclareKind(verb, options, "data or tenkai, where the file name does not say");
+  verb.add_option("files", options.files, "the databases")->type_name("FILE")->required();
+  verb.add_option("--to", options.to, "stop at this version")->type_name("N");
+  DeclareKind(verb, options, "where the file name does not say");
 }
 
 void AddUpgradeVerbs(Declaration& declaration) {
@@ -141,7 +166,11 @@ void AddUpgradeVerbs(Declaration& declaration) {
                       "keep what completed operations wrote when a step fails")
             ->excludes(dry);
         verb.add_option("--backup", options.backup, "first copy each file into this folder")
+            ->type_name("FOLDER")
             ->excludes(dry);
+        verb.add_flag("--summary", options.summary, "a line a file instead of one a step");
+        verb.add_flag("--stop-on-error", options.stop_on_error,
+                      "leave the files behind one that fails alone");
       });
   AddVerb<UpgradeOptions>(declaration, "plan",
                           "The steps that an upgrade would run, and what stands in their way", Plan,
@@ -160,34 +189,84 @@ void AddDiffVerb(Declaration& declaration) {
   AddVerb<DiffOptions>(
       declaration, "diff", "Compare two databases by content; status 1 if they differ", Diff,
       [](CLI::App& verb, DiffOptions& options) {
-        verb.add_option("a", options.a, "a database")->required();
-        verb.add_option("b", options.b, "another")->required();
+        verb.add_option("a", options.a, "a database")->type_name("FILE")->required();
+        verb.add_option("b", options.b, "another")->type_name("FILE")->required();
         verb.add_option("--rows", options.rows, "show so many different rows of a table")
+            ->type_name("N")
             ->capture_default_str();
       });
 }
 
+// What follows tells of the command line itself, and is declared last.
+
+std::string HelpOn(const CLI::App& app, const std::vector<Topic>& topics, const std::string& name) {
+  if (name == kVerbsTopic) return Laid(VerbList(app));
+  for (const Topic& topic : topics) {
+    if (topic.name == name) return topic.title + "\n\n" + Laid(topic.text);
+  }
+  if (!name.empty()) return app.get_subcommand(name)->help("mdbadm");
+  std::string list = fmt::format("{}\tthe verbs and what they do\n", kVerbsTopic);
+  for (const Topic& topic : topics) list += topic.name + '\t' + topic.title + '\n';
+  return "Topics; a verb is one, too:\n\n" + Laid(list);
+}
+
+void AddHelpVerb(Declaration& declaration) {
+  const std::vector<Topic> topics = Topics();
+  std::vector<std::string> names{kVerbsTopic};
+  for (const Topic& topic : topics) names.push_back(topic.name);
+  for (const CLI::App* verb : declaration.app.get_subcommands(nullptr)) {
+    names.push_back(verb->get_name());
+  }
+  CLI::App* verb = declaration.app.add_subcommand("help", "Tell about a topic or a verb");
+  auto name = std::make_shared<std::string>();
+  verb->add_option("topic", *name, "the topics if left out")
+      ->type_name("TOPIC")
+      ->check(CLI::IsMember(names));
+  verb->callback([&declaration, name, topics] {
+    declaration.call = [&declaration, name, topics] {
+      Print(HelpOn(declaration.app, topics, *name));
+      return ExitCode::kDone;
+    };
+  });
+}
+
+// For building packages; in no list of verbs.
+void AddReferenceVerb(Declaration& declaration) {
+  CLI::App* verb = declaration.app.add_subcommand("reference", "The manual page or completion");
+  verb->group("");
+  auto what = std::make_shared<std::string>();
+  verb->add_option("what", *what)->required()->check(CLI::IsMember({"man", "bash"}));
+  verb->callback([&declaration, what] {
+    declaration.call = [&declaration, what] {
+      Print(*what == "man" ? ManPage(declaration.app) : BashCompletion(declaration.app));
+      return ExitCode::kDone;
+    };
+  });
+}
+
 }  // namespace
 
-int RunVerb(Program& program, int argc, char** argv) {
+ExitCode RunVerb(Program& program, int argc, char** argv) {
   Declaration declaration{
       program,
-      CLI::App(
-          "Maintenance of the Data and Tenkai databases.\n"
-          "Output is tab-separated UTF-8; \\t, \\n, \\r and \\\\ stand for those characters in "
-          "a text and \\N for Null.\nExit status: 0 done, 1 failed, 2 wrong usage.",
-          "mdbadm"),
+      CLI::App("Maintenance of the Data and Tenkai databases, without a window.\n"
+               "`mdbadm VERB --help` explains a verb, `mdbadm help` lists topics.",
+               "mdbadm"),
       {}};
   declaration.app.require_subcommand(1);
+  declaration.app.set_version_flag("--version", fmt::format("mdbadm {}", kProgramVersion),
+                                   "Print the version and exit");
   AddMakingVerbs(declaration);
   AddReadingVerbs(declaration);
   AddRowVerbs(declaration);
   AddUpgradeVerbs(declaration);
   AddDiffVerb(declaration);
+  AddHelpVerb(declaration);
+  AddReferenceVerb(declaration);
   try {
     declaration.app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return declaration.app.exit(error) == 0 ? kDone : kUsage;
+    return declaration.app.exit(error) == 0 ? ExitCode::kDone : ExitCode::kUsage;
   }
   return declaration.call();
 }

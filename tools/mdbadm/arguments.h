@@ -7,6 +7,6 @@ namespace mdbadm {
 
 // Runs the verb that the arguments name. Help and complaints about the usage
 // are printed here; what the verb throws comes through.
-int RunVerb(Program& program, int argc, char** argv);
+ExitCode RunVerb(Program& program, int argc, char** argv);
 
 }  // namespace mdbadm

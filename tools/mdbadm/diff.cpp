@@ -173,10 +173,10 @@ class Comparison {
 
 }  // namespace
 
-int Diff(Program& program, const DiffOptions& options) {
+ExitCode Diff(Program& program, const DiffOptions& options) {
   const auto a = OpenToRead(program, options.a, options.password);
   const auto b = OpenToRead(program, options.b, options.password);
-  return Comparison(options, *a, *b).Run() ? kDone : kFailed;
+  return Comparison(options, *a, *b).Run() ? ExitCode::kDone : ExitCode::kFailed;
 }
 
 }  // namespace mdbadm

@@ -18,19 +18,22 @@ samples::SampleOptions ToSampleOptions(const SampleVerbOptions& options) {
   return sample;
 }
 
-int SampleInto(Program& program, const SampleVerbOptions& options) {
+ExitCode SampleInto(Program& program, const SampleVerbOptions& options) {
   if (!options.kind) throw UsageError("--into needs --kind");
   const auto database = OpenToChange(program, options.into, options.password);
   samples::AddSample(*database, *options.kind, ToSampleOptions(options));
   database->Commit();
-  return kDone;
+  if (options.json) {
+    PrintObject(true, {{"file", options.into}, {"version", samples::kBaseVersion}});
+  }
+  return ExitCode::kDone;
 }
 
 void RefuseExisting(Program& program, const std::string& path) {
   if (program.files.Exists(path)) throw std::runtime_error(path + ": exists already");
 }
 
-int SamplePair(Program& program, const SampleVerbOptions& options) {
+ExitCode SamplePair(Program& program, const SampleVerbOptions& options) {
   // Neither version named: both files.
   const bool both = !options.data && !options.tenkai;
   std::vector<std::pair<Kind, std::int16_t>> wanted;
@@ -50,25 +53,28 @@ int SamplePair(Program& program, const SampleVerbOptions& options) {
     RefuseExisting(program, path_of(kind));
   }
   std::filesystem::create_directories(std::filesystem::u8path(options.folder));
+  Json made = Json::array();
   for (const auto& [kind, version] : wanted) {
     samples::SampleOptions sample = ToSampleOptions(options);
     sample.version = version;
     samples::MakeSample(program.files, path_of(kind), kind, sample);
-    Print(fmt::format("{}\t{}\n", path_of(kind), version));
+    made.push_back({{"file", path_of(kind)}, {"version", version}});
+    if (!options.json) Print(fmt::format("{}\t{}\n", path_of(kind), version));
   }
-  return kDone;
+  if (options.json) Print(Dump(made) + "\n");
+  return ExitCode::kDone;
 }
 
 }  // namespace
 
-int Sample(Program& program, const SampleVerbOptions& options) {
+ExitCode Sample(Program& program, const SampleVerbOptions& options) {
   if (options.folder.empty() == options.into.empty()) {
     throw UsageError("give either a folder or --into a database");
   }
   return options.into.empty() ? SamplePair(program, options) : SampleInto(program, options);
 }
 
-int New(Program& program, const MakeOptions& options) {
+ExitCode New(Program& program, const MakeOptions& options) {
   RefuseExisting(program, options.file);
   const std::string unfinished = options.file + ".new";
   jet::CreateOptions create;
@@ -79,17 +85,23 @@ int New(Program& program, const MakeOptions& options) {
   }
   jet::Database::Create(program.files, unfinished, create)->Commit();
   program.files.Rename(unfinished, options.file);
-  return kDone;
+  if (options.json) {
+    PrintObject(true, {{"file", options.file}, {"password", !options.password.empty()}});
+  }
+  return ExitCode::kDone;
 }
 
-int Password(Program& program, const MakeOptions& options) {
+ExitCode Password(Program& program, const MakeOptions& options) {
   const auto database = OpenToChange(program, options.file, options.password);
   database->SetPassword(options.new_password);
   database->Commit();
-  return kDone;
+  if (options.json) {
+    PrintObject(true, {{"file", options.file}, {"password", !options.new_password.empty()}});
+  }
+  return ExitCode::kDone;
 }
 
-int SetVersion(Program& program, const MakeOptions& options) {
+ExitCode SetVersion(Program& program, const MakeOptions& options) {
   const auto database = OpenToChange(program, options.file, options.password);
   const std::shared_ptr<jet::Table> table = database->OpenTable(tools::kVersionTable);
   const std::size_t ordinal = table->OrdinalOf(tools::kVersionField);
@@ -103,7 +115,10 @@ int SetVersion(Program& program, const MakeOptions& options) {
     table->Insert(row);
   }
   database->Commit();
-  return kDone;
+  if (options.json) {
+    PrintObject(true, {{"file", options.file}, {"version", VersionNumber(options.version)}});
+  }
+  return ExitCode::kDone;
 }
 
 }  // namespace mdbadm

@@ -106,6 +106,11 @@ Json ToJson(const jet::Property& property) {
   return Hex(property.value);
 }
 
+Json VersionNumber(double version) {
+  if (version == static_cast<std::int32_t>(version)) return static_cast<std::int32_t>(version);
+  return version;
+}
+
 void AppendCell(std::string& line, const jet::Value& value, int scale) {
   if (jet::IsNull(value)) {
     line += kNull;

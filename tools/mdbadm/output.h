@@ -28,6 +28,8 @@ std::string Escaped(std::string_view text);
 // A field's value, as JSON and as a cell. `scale` is that of a Numeric column.
 Json ToJson(const jet::Value& value, int scale = 0);
 Json ToJson(const jet::Property& property);
+// A stored version: a whole number wherever it is one.
+Json VersionNumber(double version);
 void AppendCell(std::string& line, const jet::Value& value, int scale = 0);
 
 // A list of rows with named fields, printed row by row: a line of names and one

@@ -1,8 +1,10 @@
 // What an upgrade would do, and what stands in its way: the ladder runs for
 // real, on a copy in memory.
 #include <cmath>
+#include <utility>
 
 #include "ado/value.h"
+#include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/session/overlay_files.h"
@@ -107,50 +109,67 @@ Warnings WarningsFor(jet::Database& database, Kind kind, double version) {
 
 class StepList : public db::LadderObserver {
  public:
-  explicit StepList(Listing& list) : list_(list) {}
+  StepList(const std::string& file, Listing& list) : file_(file), list_(list) {}
   void StepBegins(const db::LadderStep&) override {}
   void StepEnds(const db::LadderStep& step) override {
-    list_.Add({step.name, step.produces, "ok"});
+    Add(step, "ok");
     ++ended_;
+  }
+  void Add(const db::LadderStep& step, const std::string& outcome) {
+    list_.Add({file_, step.name, step.produces, outcome});
   }
   std::size_t ended() const { return ended_; }
 
  private:
+  const std::string& file_;
   Listing& list_;
   std::size_t ended_ = 0;
 };
 
+ExitCode PlanFile(Program& program, const UpgradeOptions& options, const std::string& file,
+                  Listing& list) {
+  const Kind kind = KindOf(options, file);
+  const std::int16_t to = options.to.value_or(LatestVersion(kind));
+  tools::OverlayFiles files(program.files);
+  ado::Environment environment(files);
+  ado::Environment::Action action(environment);
+  tools::FileUpgrade upgrade(environment, file, options.password, kind);
+  const double version = upgrade.StoredVersion();
+  for (const std::string& warning : WarningsFor(upgrade.database(), kind, version)) {
+    list.Add({file, "warning", nullptr, warning});
+  }
+  StepList done(file, list);
+  try {
+    upgrade.Run(to, &done);
+  } catch (const ado::Error& error) {
+    std::string outcome = Describe(error);
+    const auto steps = upgrade.ladder().Plan(ado::ToInt16(version), to);
+    for (std::size_t i = done.ended(); i < steps.size(); ++i) {
+      done.Add(*steps[i], std::exchange(outcome, "not reached"));
+    }
+    return ExitCode::kFailed;
+  }
+  return ExitCode::kDone;
+}
+
 }  // namespace
 
-int Plan(Program& program, const UpgradeOptions& options) {
-  int status = kDone;
+ExitCode Plan(Program& program, const UpgradeOptions& options) {
+  CheckUsage(options);
+  Listing list(options.json, {"file", "step", "version", "outcome"});
+  ExitCodeOfMany codes;
   for (const std::string& file : options.files) {
-    const Kind kind = KindOf(options, file);
-    const std::int16_t to = options.to.value_or(LatestVersion(kind));
-    tools::OverlayFiles files(program.files);
-    ado::Environment environment(files);
-    ado::Environment::Action action(environment);
-    tools::FileUpgrade upgrade(environment, file, options.password, kind);
-    const double version = upgrade.StoredVersion();
-    Listing list(options.json, {"step", "version", "outcome"});
-    for (const std::string& warning : WarningsFor(upgrade.database(), kind, version)) {
-      list.Add({"warning", nullptr, warning});
-    }
-    StepList done(list);
     try {
-      upgrade.Run(to, &done);
-    } catch (const ado::Error& error) {
-      status = kFailed;
-      std::string outcome = Describe(error);
-      const auto steps = upgrade.ladder().Plan(ado::ToInt16(version), to);
-      for (std::size_t i = done.ended(); i < steps.size(); ++i) {
-        list.Add({steps[i]->name, steps[i]->produces, outcome});
-        outcome = "not reached";
-      }
+      codes.Add(PlanFile(program, options, file, list));
+    } catch (const std::exception& error) {
+      Failure failure = FailureOf(error);
+      failure.file = file;
+      Complain(program, failure);
+      codes.Add(failure.code);
     }
-    list.Finish();
   }
-  return status;
+  list.Finish();
+  return codes.code();
 }
 
 }  // namespace mdbadm

@@ -67,11 +67,6 @@ std::string SortOrderName(jet::SortOrder order) {
   return fmt::format("{}/{}/{}{}", order.language, order.sort_id, order.version, name);
 }
 
-Json VersionNumber(double version) {
-  if (version == static_cast<std::int32_t>(version)) return static_cast<std::int32_t>(version);
-  return version;
-}
-
 Json Size(const jet::ColumnDef& column) {
   if (column.type == jet::ColumnType::kText) return column.max_chars();
   if (jet::IsLongValue(column.type)) return nullptr;
@@ -90,7 +85,7 @@ Json ToJson(const jet::Finding& finding) {
 
 }  // namespace
 
-int Info(Program& program, const ReadOptions& options) {
+ExitCode Info(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   const jet::Header& header = database->header();
   std::size_t tables = 0, queries = 0;
@@ -113,10 +108,10 @@ int Info(Program& program, const ReadOptions& options) {
     info["version"] = VersionNumber(*version);
   }
   PrintObject(options.json, info);
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Tables(Program& program, const ReadOptions& options) {
+ExitCode Tables(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   Listing list(options.json, {"table", "kind", "rows", "columns", "created", "updated"});
   for (const jet::ObjectInfo& object : database->Objects()) {
@@ -132,10 +127,10 @@ int Tables(Program& program, const ReadOptions& options) {
               jet::FormatDateTime(object.created), jet::FormatDateTime(object.updated)});
   }
   list.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Columns(Program& program, const ReadOptions& options) {
+ExitCode Columns(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   Listing list(options.json, {"table", "column", "type", "size", "required", "empty_allowed",
                               "default", "compressed", "autonumber"});
@@ -153,10 +148,10 @@ int Columns(Program& program, const ReadOptions& options) {
     }
   }
   list.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Indexes(Program& program, const ReadOptions& options) {
+ExitCode Indexes(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   Listing list(options.json,
                {"table", "index", "columns", "primary", "unique", "required", "ignore_nulls"});
@@ -178,10 +173,10 @@ int Indexes(Program& program, const ReadOptions& options) {
     }
   }
   list.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Props(Program& program, const ReadOptions& options) {
+ExitCode Props(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   std::vector<jet::ObjectInfo> objects;
   if (options.object.empty()) {
@@ -202,10 +197,10 @@ int Props(Program& program, const ReadOptions& options) {
     }
   }
   list.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Queries(Program& program, const ReadOptions& options) {
+ExitCode Queries(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   Listing list(options.json, {"query", "created", "text"});
   for (const jet::ObjectInfo& object : database->Objects()) {
@@ -217,10 +212,10 @@ int Queries(Program& program, const ReadOptions& options) {
         {object.name, jet::FormatDateTime(object.created), ado::CommandText(*database, object)});
   }
   list.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Check(Program& program, const ReadOptions& options) {
+ExitCode Check(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   const jet::CheckResult result = jet::Check(*database);
   if (options.json) {
@@ -243,7 +238,7 @@ int Check(Program& program, const ReadOptions& options) {
                         Escaped(jet::FormatFinding(finding))));
     }
   }
-  return result.sound() ? kDone : kFailed;
+  return result.sound() ? ExitCode::kDone : ExitCode::kFailed;
 }
 
 }  // namespace mdbadm

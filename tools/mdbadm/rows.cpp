@@ -56,7 +56,7 @@ class RowPrinter {
 
 }  // namespace
 
-int Rows(Program& program, const RowOptions& options) {
+ExitCode Rows(Program& program, const RowOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   const std::shared_ptr<jet::Table> table = database->OpenTable(options.source);
   const std::vector<jet::ColumnDef>& columns = table->def().columns;
@@ -72,10 +72,10 @@ int Rows(Program& program, const RowOptions& options) {
     printer.End();
   }
   printer.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
-int Sql(Program& program, const RowOptions& options) {
+ExitCode Sql(Program& program, const RowOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   const std::optional<jet::ObjectInfo> saved = database->Find(options.source);
   const bool is_query = saved && saved->kind == jet::ObjectKind::kQuery;
@@ -90,7 +90,7 @@ int Sql(Program& program, const RowOptions& options) {
     printer.End();
   }
   printer.Finish();
-  return kDone;
+  return ExitCode::kDone;
 }
 
 }  // namespace mdbadm

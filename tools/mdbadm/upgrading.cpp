@@ -1,10 +1,13 @@
 // Verbs that run ladders and repairs.
 #include <chrono>
+#include <cmath>
 #include <filesystem>
+#include <utility>
 
 #include "ado/environment.h"
 #include "ado/error.h"
 #include "tools/mdbadm/backup.h"
+#include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/session/file_upgrade.h"
@@ -12,12 +15,80 @@
 namespace mdbadm {
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
+
+// How the upgrade of one file ended.
+struct Result {
+  Result(const UpgradeOptions& options, const std::string& path)
+      : file(path),
+        kind(KindOf(options, path)),
+        to(options.to.value_or(tools::LatestVersion(kind))) {}
+
+  std::string file;
+  Kind kind;
+  std::optional<double> from;  // the stored version, once it is known
+  std::int16_t to;
+  const char* outcome = "not tried";
+  Milliseconds time{0};
+  std::string backup;
+  std::optional<Failure> failure;
+};
+
+Json Number(const std::optional<double>& version) {
+  if (!version) return nullptr;
+  return VersionNumber(*version);
+}
+
+// A tenth of a millisecond is told.
+Json Time(bool json, Milliseconds time) {
+  if (!json) return fmt::format("{:.1f}", time.count());
+  return std::round(time.count() * 10) / 10;
+}
+
+// A line a step, and one for how each file ended.
+class StepListing {
+ public:
+  explicit StepListing(bool json) : json_(json), list_(json, {"file", "step", "version", "ms"}) {}
+  void Add(const std::string& file, const std::string& what, Json version, Milliseconds time) {
+    list_.Add({file, what, std::move(version), Time(json_, time)});
+  }
+  void Finish() { list_.Finish(); }
+
+ private:
+  bool json_;
+  Listing list_;
+};
+
+// A line a file.
+class Summary {
+ public:
+  explicit Summary(bool json)
+      : json_(json),
+        list_(json, {"file", "kind", "from", "to", "outcome", "ms", "backup", "error"}) {}
+  void Add(const Result& result) {
+    Json backup, error;
+    if (!result.backup.empty()) backup = result.backup;
+    if (result.failure) error = json_ ? ToJson(*result.failure) : Json(Told(*result.failure));
+    list_.Add({result.file, tools::KindName(result.kind), Number(result.from), result.to,
+               result.outcome, Time(json_, result.time), backup, error});
+  }
+  void Finish() { list_.Finish(); }
+
+ private:
+  // The file stands in its own column.
+  static std::string Told(Failure failure) {
+    failure.file.clear();
+    return Sentence(failure);
+  }
+  bool json_;
+  Listing list_;
+};
 
 // Times the steps and reports each when it has ended.
 class StepReport : public db::LadderObserver {
  public:
-  StepReport(std::string file, Listing& list) : file_(std::move(file)), list_(list) {}
+  StepReport(std::string file, StepListing* list) : file_(std::move(file)), list_(list) {}
 
   void StepBegins(const db::LadderStep& step) override {
     running_ = step.name;
@@ -26,19 +97,15 @@ class StepReport : public db::LadderObserver {
   }
   void StepEnds(const db::LadderStep& step) override {
     ShowProgress({});
-    Line(step.name, step.produces, Clock::now() - began_);
+    if (list_ != nullptr) list_->Add(file_, step.name, step.produces, Clock::now() - began_);
     running_.clear();
-  }
-  void Line(const std::string& what, Json version, Milliseconds time) {
-    list_.Add({file_, what, std::move(version), fmt::format("{:.1f}", time.count())});
   }
   // The step under way, empty between steps.
   const std::string& running() const { return running_; }
 
  private:
-  using Clock = std::chrono::steady_clock;
   std::string file_, running_;
-  Listing& list_;
+  StepListing* list_;
   Clock::time_point began_;
 };
 
@@ -56,33 +123,78 @@ struct Stamp {
 };
 
 // All of it or, unless partial results are to be kept, nothing.
-void UpgradeFile(Program& program, const UpgradeOptions& options, const std::string& file,
-                 StepReport& report) {
-  const Kind kind = KindOf(options, file);
-  const std::int16_t to = options.to.value_or(tools::LatestVersion(kind));
+void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
+               StepReport& report) {
+  const std::string& file = result.file;
   std::optional<Stamp> backed_up;
   if (!options.backup.empty()) {
-    BackUp(program.files, file, options.backup, jet::SystemClock()());
+    result.backup = BackUp(program.files, file, options.backup, jet::SystemClock()());
     backed_up.emplace(file);
   }
-  const auto began = std::chrono::steady_clock::now();
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
-  tools::FileUpgrade upgrade(environment, file, options.password, kind);
+  tools::FileUpgrade upgrade(environment, file, options.password, result.kind);
   if (backed_up && *backed_up != Stamp(file)) {
     throw std::runtime_error("another program wrote to the file after it was backed up");
   }
-  if (const double stored = upgrade.StoredVersion(); options.to && stored > to) {
-    throw std::runtime_error(fmt::format("version {} is above {}", stored, to));
+  result.from = upgrade.StoredVersion();
+  if (options.to && *result.from > result.to) {
+    throw std::runtime_error(fmt::format("version {} is above {}", *result.from, result.to));
   }
   try {
-    upgrade.Run(to, &report);
+    upgrade.Run(result.to, &report);
   } catch (const ado::Error&) {
-    if (options.keep_partial) action.Commit();
+    if (options.keep_partial) {
+      action.Commit();
+      result.outcome = "partly kept";
+    }
     throw;
   }
   if (!options.dry_run) action.Commit();
-  report.Line(options.dry_run ? "not kept" : "done", to, std::chrono::steady_clock::now() - began);
+  result.outcome = options.dry_run ? "not kept" : "done";
+}
+
+void UpgradeFile(Program& program, const UpgradeOptions& options, Result& result,
+                 StepListing* list) {
+  const Clock::time_point began = Clock::now();
+  StepReport report(result.file, list);
+  result.outcome = "failed";
+  try {
+    RunLadder(program, options, result, report);
+  } catch (const std::exception& error) {
+    ShowProgress({});
+    result.failure = FailureOf(error);
+    result.failure->file = result.file;
+    result.failure->step = report.running();
+    Complain(program, *result.failure);
+  }
+  result.time = Clock::now() - began;
+}
+
+void AddOutcome(const Result& result, StepListing& list) {
+  const bool reached = !result.failure && result.from;
+  list.Add(result.file, result.outcome, reached ? Json(result.to) : Number(result.from),
+           result.time);
+}
+
+ExitCode Repair(Program& program, const RepairOptions& options,
+                void (tools::FileUpgrade::*repair)()) {
+  ado::Environment environment(program.files);
+  ado::Environment::Action action(environment);
+  tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
+  (upgrade.*repair)();
+  action.Commit();
+  if (options.json) PrintObject(true, {{"file", options.file}, {"outcome", "done"}});
+  return ExitCode::kDone;
+}
+
+}  // namespace
+
+Kind KindOf(const UpgradeOptions& options, const std::string& file) {
+  if (const std::optional<Kind> kind = tools::KindOfFile(file)) return *kind;
+  if (options.kind) return *options.kind;
+  throw UsageError(fmt::format("{}: neither {} nor {}; say which with --kind", file,
+                               tools::FileNameOf(Kind::kData), tools::FileNameOf(Kind::kTenkai)));
 }
 
 void CheckUsage(const UpgradeOptions& options) {
@@ -95,50 +207,44 @@ void CheckUsage(const UpgradeOptions& options) {
   }
 }
 
-int Repair(Program& program, const RepairOptions& options, void (tools::FileUpgrade::*repair)()) {
-  ado::Environment environment(program.files);
-  ado::Environment::Action action(environment);
-  tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
-  (upgrade.*repair)();
-  action.Commit();
-  return kDone;
-}
-
-}  // namespace
-
-Kind KindOf(const UpgradeOptions& options, const std::string& file) {
-  if (const std::optional<Kind> kind = tools::KindOfFile(file)) return *kind;
-  if (options.kind) return *options.kind;
-  throw UsageError(fmt::format("{}: neither {} nor {}; say which with --kind", file,
-                               tools::FileNameOf(Kind::kData), tools::FileNameOf(Kind::kTenkai)));
-}
-
-int Upgrade(Program& program, const UpgradeOptions& options) {
+ExitCode Upgrade(Program& program, const UpgradeOptions& options) {
   CheckUsage(options);
-  Listing list(options.json, {"file", "step", "version", "ms"});
-  int status = kDone;
-  for (const std::string& file : options.files) {
-    StepReport report(file, list);
-    try {
-      UpgradeFile(program, options, file, report);
-    } catch (const std::exception& error) {
-      ShowProgress({});
-      const std::string step = report.running().empty() ? "" : report.running() + ": ";
-      Complain(fmt::format("{}: {}{}", file, step, Describe(error)));
-      status = kFailed;
-    }
+  std::optional<StepListing> steps;
+  std::optional<Summary> summary;
+  if (options.summary) {
+    summary.emplace(options.json);
+  } else {
+    steps.emplace(options.json);
   }
-  list.Finish();
-  return status;
+  std::vector<Result> results;
+  ExitCodeOfMany codes;
+  bool stop = false;
+  for (const std::string& file : options.files) {
+    Result result(options, file);
+    if (!stop) UpgradeFile(program, options, result, steps ? &*steps : nullptr);
+    const bool untried = std::exchange(stop, stop || (options.stop_on_error && result.failure));
+    if (!untried) codes.Add(result.failure ? result.failure->code : ExitCode::kDone);
+    if (steps) AddOutcome(result, *steps);
+    if (summary) summary->Add(result);
+    results.push_back(std::move(result));
+  }
+  if (steps) steps->Finish();
+  if (!summary && results.size() > 1 && !options.json) {
+    Print("\n");
+    summary.emplace(options.json);
+    for (const Result& result : results) summary->Add(result);
+  }
+  if (summary) summary->Finish();
+  return codes.code();
 }
 
-int RepairReinforcements(Program& program, const RepairOptions& options) {
+ExitCode RepairReinforcements(Program& program, const RepairOptions& options) {
   return Repair(program, options, &tools::FileUpgrade::RepairReinforcements);
 }
-int RepairFlex(Program& program, const RepairOptions& options) {
+ExitCode RepairFlex(Program& program, const RepairOptions& options) {
   return Repair(program, options, &tools::FileUpgrade::RepairFlexibleDucts);
 }
-int English(Program& program, const RepairOptions& options) {
+ExitCode English(Program& program, const RepairOptions& options) {
   return Repair(program, options, &tools::FileUpgrade::FillEnglishNames);
 }
 

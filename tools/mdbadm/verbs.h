@@ -12,27 +12,24 @@
 
 #include "db/module1.h"
 #include "jet/database.h"
+#include "tools/mdbadm/exit_code.h"
 #include "tools/session/file_upgrade.h"
 
 namespace mdbadm {
 
 using tools::Kind;
 
-// Exit statuses.
-inline constexpr int kDone = 0;
-inline constexpr int kFailed = 1;
-inline constexpr int kUsage = 2;
-
-// What was asked for makes no sense; ends with kUsage.
+// What was asked for makes no sense; ends with ExitCode::kUsage.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // One run of the program. Verbs print their result, throw for what went wrong,
-// and return the exit status.
+// and return the exit code.
 struct Program {
   jet::FileSystem& files;
+  bool json = false;  // what CommonOptions say, for whoever tells of failures
 };
 
 struct CommonOptions {
@@ -48,7 +45,7 @@ struct SampleVerbOptions : CommonOptions {
   int jobs = 50;
   bool now = false;
 };
-int Sample(Program& program, const SampleVerbOptions& options);
+ExitCode Sample(Program& program, const SampleVerbOptions& options);
 
 struct MakeOptions : CommonOptions {
   std::string file;
@@ -56,9 +53,9 @@ struct MakeOptions : CommonOptions {
   double version = 0;
   bool general = false;
 };
-int New(Program& program, const MakeOptions& options);
-int Password(Program& program, const MakeOptions& options);
-int SetVersion(Program& program, const MakeOptions& options);
+ExitCode New(Program& program, const MakeOptions& options);
+ExitCode Password(Program& program, const MakeOptions& options);
+ExitCode SetVersion(Program& program, const MakeOptions& options);
 
 // Looking at a database.
 struct ReadOptions : CommonOptions {
@@ -66,21 +63,21 @@ struct ReadOptions : CommonOptions {
   std::string object;  // empty: all
   bool system = false;
 };
-int Info(Program& program, const ReadOptions& options);
-int Tables(Program& program, const ReadOptions& options);
-int Columns(Program& program, const ReadOptions& options);
-int Indexes(Program& program, const ReadOptions& options);
-int Props(Program& program, const ReadOptions& options);
-int Queries(Program& program, const ReadOptions& options);
-int Check(Program& program, const ReadOptions& options);
+ExitCode Info(Program& program, const ReadOptions& options);
+ExitCode Tables(Program& program, const ReadOptions& options);
+ExitCode Columns(Program& program, const ReadOptions& options);
+ExitCode Indexes(Program& program, const ReadOptions& options);
+ExitCode Props(Program& program, const ReadOptions& options);
+ExitCode Queries(Program& program, const ReadOptions& options);
+ExitCode Check(Program& program, const ReadOptions& options);
 
 struct RowOptions : CommonOptions {
   std::string file;
   std::string source;  // a table; for sql a saved query or a text
   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
 };
-int Rows(Program& program, const RowOptions& options);
-int Sql(Program& program, const RowOptions& options);
+ExitCode Rows(Program& program, const RowOptions& options);
+ExitCode Sql(Program& program, const RowOptions& options);
 
 // Running ladders.
 struct UpgradeOptions : CommonOptions {
@@ -90,25 +87,29 @@ struct UpgradeOptions : CommonOptions {
   bool dry_run = false;
   bool keep_partial = false;
   std::string backup;  // a folder; empty: none
+  bool summary = false;
+  bool stop_on_error = false;
 };
-int Upgrade(Program& program, const UpgradeOptions& options);
-int Plan(Program& program, const UpgradeOptions& options);
+ExitCode Upgrade(Program& program, const UpgradeOptions& options);
+ExitCode Plan(Program& program, const UpgradeOptions& options);
 // The three repairs of the window; the version stays.
 struct RepairOptions : CommonOptions {
   std::string file;
 };
-int RepairReinforcements(Program& program, const RepairOptions& options);
-int RepairFlex(Program& program, const RepairOptions& options);
-int English(Program& program, const RepairOptions& options);
+ExitCode RepairReinforcements(Program& program, const RepairOptions& options);
+ExitCode RepairFlex(Program& program, const RepairOptions& options);
+ExitCode English(Program& program, const RepairOptions& options);
 // By the exact file name, else as the options say; UsageError where neither does.
 Kind KindOf(const UpgradeOptions& options, const std::string& file);
+// Of every file, before the first is touched.
+void CheckUsage(const UpgradeOptions& options);
 
 struct DiffOptions : CommonOptions {
   std::string a, b;
   std::uint64_t rows = 10;  // rows of a table that are shown in full
 };
-// kFailed if they differ.
-int Diff(Program& program, const DiffOptions& options);
+// ExitCode::kFailed if they differ.
+ExitCode Diff(Program& program, const DiffOptions& options);
 
 // Opens to read: with other readers, without writing anything.
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
@@ -116,10 +117,5 @@ std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& p
 // Opens alone, to change.
 std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string& path,
                                             const std::string& password);
-
-// A line on standard error.
-void Complain(const std::string& text);
-// The sentence for an error of any floor, with its number where it has one.
-std::string Describe(const std::exception& error);
 
 }  // namespace mdbadm
