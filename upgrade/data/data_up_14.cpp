@@ -105,7 +105,8 @@ void Data_Up_M::AddShapeConversions() {
 
 void Data_Up_M::AddAccessoryConversions() {
   db_.OpenTable("拾い転送_形状名称変換_副資材");
-  for (std::int16_t id = 1; id <= std::ssize(kAccessoryNames); ++id) {
+  constexpr std::int16_t kAccessories{std::ssize(kAccessoryNames)};
+  for (std::int16_t id = 1; id <= kAccessories; ++id) {
     db_.AddRow();
     db_.SetField("形状名ID", id);
     db_.SetField("形状名", kAccessoryNames[id - 1]);
