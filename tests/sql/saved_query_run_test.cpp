@@ -141,7 +141,8 @@ TEST_F(SavedQueryRunTest, TotalsOfTheWorkTable) {
     spec.emplace_back(name == "相FG" ? "相ＦＧ" : name,
                       base.sums.contains(name) ? ColumnType::kDouble : ColumnType::kText);
   }
-  const auto row = [&](jet::Value chosen, const char* site, jet::Value floor, jet::Value amount) {
+  const auto row = [&](const jet::Value& chosen, const char* site, const jet::Value& floor,
+                       const jet::Value& amount) {
     Row fields;
     for (const auto& [name, type] : spec) {
       fields.push_back(type == ColumnType::kDouble ? amount

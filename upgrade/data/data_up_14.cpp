@@ -90,7 +90,8 @@ void Data_Up_M::AddCodeRows() {
 
 void Data_Up_M::AddShapeConversions() {
   db_.OpenTable("拾い転送_形状名称変換");
-  for (std::int16_t id = 0; id < std::ssize(kShapeNames); ++id) {
+  constexpr std::int16_t kShapes{std::ssize(kShapeNames)};
+  for (std::int16_t id = 0; id < kShapes; ++id) {
     if (id == kBlankShape) continue;
     db_.AddRow();
     db_.SetField("形状名ID", id);
