@@ -67,6 +67,7 @@ std::vector<Reason> Reasons() {
 }
 
 std::string Describe(const std::exception& error) {
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return "not enough memory";
   const auto* numbered = dynamic_cast<const ado::Error*>(&error);
   if (numbered == nullptr) return error.what();
   const std::int32_t number = numbered->number();
@@ -104,6 +105,19 @@ Json ToJson(const Failure& failure) {
 void Complain(const Program& program, const Failure& failure) {
   Flush();
   const std::string line = program.json ? Dump(ToJson(failure)) : "mdbadm: " + Sentence(failure);
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void WarnOfLockFile(const Program& program, const std::string& path) {
+  const auto lock_file = program.files.IdleLockFile(path);
+  if (!lock_file) return;
+  const std::string text =
+      "a lock file that nobody is seen to hold; delete it if no program, on no machine, has the "
+      "database open";
+  Flush();
+  const std::string line =
+      program.json ? Dump({{"warning", "lock_file"}, {"file", *lock_file}, {"text", text}})
+                   : fmt::format("mdbadm: warning: {}: {}", *lock_file, text);
   std::fprintf(stderr, "%s\n", line.c_str());
 }
 

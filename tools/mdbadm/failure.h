@@ -40,4 +40,8 @@ Json ToJson(const Failure& failure);
 // A line on standard error; an object where JSON was asked for.
 void Complain(const Program& program, const Failure& failure);
 
+// Says so in the same way if a lock file of other programs lies beside a database
+// that could be opened all the same.
+void WarnOfLockFile(const Program& program, const std::string& path);
+
 }  // namespace mdbadm

@@ -44,7 +44,7 @@ The password of this format keeps nobody out who holds the file. It is no secret
 constexpr std::string_view kLocks = R"(
 A verb that reads shares the file with others that read. It is refused while somebody writes. A verb that changes opens the file alone: on Linux with flock and a lock over its whole range, on Windows without sharing. Where the file is taken, nothing is done and the exit code is 4.
 
-Programs that lock through a file beside the database, with the ending .ldb, are seen: while one holds it, the database is in use, and the message names that file. A .ldb that nobody holds was left behind by a crash and is passed over.
+Programs that lock through a file beside the database, with the ending .ldb, are seen: while one holds it, the database is in use, and the message names that file. A .ldb that nobody is seen to hold was left behind by a crash, or belongs to a program on a machine whose locks do not show here: a warning names it, and the verb goes on.
 
 Not seen are programs that take no locks, and locks that a network share does not pass on. End such programs first.
 

@@ -1,5 +1,7 @@
 // mdbadm: samples, inspection, checking and upgrades of the two databases,
 // without a window.
+#include <cstdio>
+#include <new>
 #include <stdexcept>
 
 #include "tools/mdbadm/arguments.h"
@@ -12,7 +14,9 @@ std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& p
                                           const std::string& password) {
   jet::OpenOptions options;
   options.password = password;
-  return jet::Database::Open(program.files, path, options);
+  auto database = jet::Database::Open(program.files, path, options);
+  WarnOfLockFile(program, path);
+  return database;
 }
 
 std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string& path,
@@ -20,7 +24,9 @@ std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string&
   jet::OpenOptions options;
   options.mode = jet::OpenMode::kExclusive;
   options.password = password;
-  return jet::Database::Open(program.files, path, options);
+  auto database = jet::Database::Open(program.files, path, options);
+  WarnOfLockFile(program, path);
+  return database;
 }
 
 namespace {
@@ -33,9 +39,14 @@ ExitCode Run(int argc, char** argv) {
     if (!Flush()) throw std::runtime_error("standard output cannot be written");
     return code;
   } catch (const std::exception& error) {
-    const Failure failure = FailureOf(error);
-    Complain(program, failure);
-    return failure.code;
+    try {
+      const Failure failure = FailureOf(error);
+      Complain(program, failure);
+      return failure.code;
+    } catch (const std::bad_alloc&) {
+      std::fputs("mdbadm: not enough memory\n", stderr);
+      return ExitCode::kFailed;
+    }
   }
 }
 

@@ -134,6 +134,7 @@ void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
   tools::FileUpgrade upgrade(environment, file, options.password, result.kind);
+  WarnOfLockFile(program, file);
   if (backed_up && *backed_up != Stamp(file)) {
     throw std::runtime_error("another program wrote to the file after it was backed up");
   }
@@ -182,6 +183,7 @@ ExitCode Repair(Program& program, const RepairOptions& options,
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
   tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
+  WarnOfLockFile(program, options.file);
   (upgrade.*repair)();
   action.Commit();
   if (options.json) PrintObject(true, {{"file", options.file}, {"outcome", "done"}});
