@@ -35,10 +35,17 @@ void Apply(std::string& image, const FileOperation& operation) {
 }  // namespace
 
 std::string AfterKill(std::string image, const OperationLog& log, std::size_t done,
-                      std::uint32_t sectors) {
+                      std::size_t sectors) {
+  return AfterTear(std::move(image), log, done, 0, sectors);
+}
+
+std::string AfterTear(std::string image, const OperationLog& log, std::size_t done,
+                      std::size_t first, std::size_t count) {
   for (std::size_t i = 0; i < done; ++i) Apply(image, log[i]);
-  if (sectors != 0 && done < log.size() && log[done].kind == Kind::kWrite) {
-    Put(image, log[done].at, std::string_view(log[done].bytes).substr(0, sectors * kSector));
+  if (count != 0 && done < log.size() && log[done].kind == Kind::kWrite) {
+    const FileOperation& torn = log[done];
+    const std::size_t from = std::min(first * kSector, torn.bytes.size());
+    Put(image, torn.at + from, std::string_view(torn.bytes).substr(from, count * kSector));
   }
   return image;
 }

@@ -47,7 +47,11 @@ using OperationLog = std::vector<FileOperation>;
 // What `before` has become when the process is killed after `done` operations
 // of the log, with the first `sectors` of the next one written.
 std::string AfterKill(std::string before, const OperationLog& log, std::size_t done,
-                      std::uint32_t sectors = 0);
+                      std::size_t sectors = 0);
+// The same where of the next operation, a write, only `count` sectors from the one
+// numbered `first` on arrive.
+std::string AfterTear(std::string before, const OperationLog& log, std::size_t done,
+                      std::size_t first, std::size_t count);
 // The same for the power of the machine: of what was not synced, each sector and
 // each change of size may have arrived or not, as `seed` has it.
 std::string AfterPowerCut(std::string before, const OperationLog& log, std::size_t done,

@@ -16,6 +16,8 @@
 namespace test_support {
 namespace {
 
+constexpr std::size_t kSector = 512;
+
 std::unique_ptr<jet::Database> Open(jet::FileSystem& files, const std::string& password,
                                     jet::OpenMode mode) {
   jet::OpenOptions options;
@@ -64,6 +66,7 @@ void FaultRounds::RunAll() {
        {Fault::Kind::kFail, Fault::Kind::kFailForEver, Fault::Kind::kFull, Fault::Kind::kStop}) {
     Refusals(kind);
   }
+  EXPECT_TRUE(log_.back().kind == FileOperation::Kind::kSync) << "what is done is on the disk";
   EXPECT_GT(before_rounds_, 0u) << plan_.name;
   EXPECT_GT(after_rounds_, 0u) << plan_.name;
   std::string text;
@@ -72,15 +75,25 @@ void FaultRounds::RunAll() {
              rounds_, text, before_rounds_, after_rounds_);
 }
 
+bool FaultRounds::IsTaken(std::size_t n) const {
+  const bool of_a_page = n < log_.size() && log_[n].kind == FileOperation::Kind::kWrite &&
+                         log_[n].bytes.size() == jet::kPageSize;
+  return !of_a_page || n % plan_.stride == 0;
+}
+
 void FaultRounds::Kills() {
-  for (std::uint64_t n = 0; n <= log_.size(); n += plan_.stride) {
+  for (std::size_t n = 0; n <= log_.size(); ++n) {
+    if (!IsTaken(n)) continue;
     Judge(AfterKill(plan_.before, log_, n), fmt::format("killed after {}", n));
     ++counts_["kills"];
     if (n == log_.size() || log_[n].kind != FileOperation::Kind::kWrite) continue;
-    const std::size_t sectors = std::min<std::size_t>(8, log_[n].bytes.size() / 512);
-    for (std::uint32_t k = 1; k < sectors; ++k) {
-      Judge(AfterKill(plan_.before, log_, n, k), fmt::format("torn after {} + {}", n, k));
-      ++counts_["tears"];
+    // The sectors before the tear arrive, or those behind it.
+    const std::size_t sectors = (log_[n].bytes.size() + kSector - 1) / kSector;
+    for (std::size_t k = 1; k < sectors; ++k) {
+      Judge(AfterTear(plan_.before, log_, n, 0, k), fmt::format("torn after {} + {}", n, k));
+      Judge(AfterTear(plan_.before, log_, n, k, sectors - k),
+            fmt::format("torn after {}, without the first {}", n, k));
+      counts_["tears"] += 2;
     }
   }
 }
@@ -134,7 +147,8 @@ void FaultRounds::ExpectWholeForOthers(const std::string& image, const std::stri
 void FaultRounds::Refusals(Fault::Kind kind) {
   // Room is made sure of at the start; the disk need not be full later on.
   const std::uint64_t end = kind == Fault::Kind::kFull ? 20 : log_.size();
-  for (std::uint64_t n = 1; n <= std::min<std::uint64_t>(end, log_.size()); n += plan_.stride) {
+  for (std::uint64_t n = 1; n <= std::min<std::uint64_t>(end, log_.size()); ++n) {
+    if (!IsTaken(n - 1)) continue;
     const std::string what = fmt::format("fault {} at {}", static_cast<int>(kind), n);
     FaultFiles files;
     files.bytes(kPath) = plan_.before;

@@ -23,7 +23,7 @@ class FaultRounds {
     std::string password;
     // Opens the file kPath, changes it and commits. Lets errors through.
     std::function<void(jet::FileSystem&)> action;
-    std::uint64_t stride = 1;
+    std::uint64_t stride = 1;            // of the pages written, every k-th
     std::uint64_t recovery_stride = 50;  // rounds whose recovery is interrupted in turn
   };
   static constexpr char kPath[] = "/faults/Data.mdb";
@@ -50,6 +50,8 @@ class FaultRounds {
   State Judge(const std::string& image, const std::string& what);
 
  private:
+  // Of operation n: all that are not one of many pages, and every k-th of those.
+  bool IsTaken(std::size_t n) const;
   State Recover(std::string image, const std::string& what, OperationLog* log);
   State StateOf(FaultFiles& files, jet::OpenMode mode, const std::string& what);
   void CutPowerAfterKill(std::size_t done);
