@@ -17,9 +17,10 @@ struct Outcome {
   std::string out, err;
 };
 
-inline Outcome MdbAdm(const std::vector<std::string>& arguments) {
+// `prelude`: what the shell does first.
+inline Outcome MdbAdm(const std::vector<std::string>& arguments, const std::string& prelude = {}) {
   const TempFolder folder;
-  std::string command = PROGRAM_FOLDER "/mdbadm";
+  std::string command = prelude + PROGRAM_FOLDER "/mdbadm";
   for (const std::string& argument : arguments) {
     command += " '";
     for (char c : argument) command += c == '\'' ? std::string("'\\''") : std::string(1, c);
