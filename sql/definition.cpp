@@ -57,9 +57,7 @@ class RowWriter {
   // Two texts at a time, the first of which may be a union itself.
   void WriteUnion(const std::vector<SelectText::Part>& parts) {
     std::string first = parts[0].text;
-    for (std::size_t i = 1; i + 1 < parts.size(); ++i) {
-      first += fmt::format("\r\nUNION {}{}", parts[i].all ? "ALL " : "", parts[i].text);
-    }
+    for (std::size_t i = 1; i + 1 < parts.size(); ++i) first += parts[i].joint + parts[i].text;
     Add({.attribute = QueryRow::kKind, .flag = static_cast<std::int16_t>(QueryKind::kUnion)});
     Add({.attribute = QueryRow::kOptions,
          .flag = parts.back().all ? kOptionAllFields : kOptionUnion});
@@ -349,7 +347,8 @@ void ParseTree(FromNode& node) {
 }
 
 // Only what says something: no options that are all off, no kind of a plain
-// select, no flag of the start; sources in an order of their own.
+// select, no flag of the start, no blanks behind a text; sources in an order of
+// their own.
 std::vector<QueryRow> Essence(const jet::QueryDefinition& definition) {
   std::vector<QueryRow> rows, sources;
   for (const QueryRow& each : definition.rows) {
@@ -358,6 +357,9 @@ std::vector<QueryRow> Essence(const jet::QueryDefinition& definition) {
     if (row.attribute == QueryRow::kKind && row.flag == std::int16_t{1}) continue;
     if (row.attribute == QueryRow::kOptions && row.flag.value_or(0) == 0) continue;
     if (row.attribute == QueryRow::kOutput && !row.flag) row.flag = std::int16_t{0};
+    if (row.expression) {
+      row.expression->resize(row.expression->find_last_not_of(" \t\r\n") + 1);
+    }
     for (auto* field : {&row.name1, &row.name2, &row.expression}) {
       if (*field && (*field)->empty()) field->reset();
     }

@@ -89,13 +89,17 @@ SelectText Parser::Statement() {
   SelectText statement;
   Parameters(statement.select);
   bool all = false;
+  std::size_t end = Now().begin;  // of the part before
   for (;;) {
     if (!Now().IsKeyword("SELECT")) Fail("SELECT");
     const std::size_t begin = Now().begin;
+    const std::string_view joint = text_.substr(end, begin - end);
     Select select = SelectBody();
+    end = LastEnd();
     select.parameters = std::move(statement.select.parameters);
     statement.select = std::move(select);
-    statement.parts.push_back({std::string(text_.substr(begin, LastEnd() - begin)), all});
+    statement.parts.push_back(
+        {std::string(text_.substr(begin, end - begin)), all, std::string(joint)});
     if (!TakeKeyword("UNION")) break;
     all = TakeKeyword("ALL");
   }

@@ -18,7 +18,8 @@ struct SelectText {
   Select select;  // of a text without UNION
   struct Part {
     std::string text;
-    bool all = false;  // joined to the part before by UNION ALL
+    bool all = false;   // joined to the part before by UNION ALL
+    std::string joint;  // what stands between them, as written
   };
   std::vector<Part> parts;  // one for each SELECT
 };
