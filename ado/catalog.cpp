@@ -1,6 +1,7 @@
 #include "ado/catalog.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "jet/collation.h"
@@ -222,23 +223,37 @@ void Catalog::AppendView(std::string_view name, const Command& command) {
   environment_->Changed(database);
 }
 
-std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
-  const jet::QueryDefinition stored = database.LoadQuery(query);
+namespace {
+
+// The text that the query was given, if it still says what its rows say; other
+// programs write the same query in other rows.
+std::optional<std::string> VerbatimText(jet::Database& database, const jet::ObjectInfo& query,
+                                        const jet::QueryDefinition& stored) {
   const jet::Properties properties = database.LoadProperties(query);
   const auto* verbatim = properties.Find(database.order(), {}, jet::kCommandTextProperty);
-  if (verbatim != nullptr) {
-    std::string text = verbatim->Text();
-    try {
-      if (sql::Parse(text) == stored) return text;
-    } catch (const sql::Error&) {
-      // No text of ours, or of another version: the rows are what runs.
-    }
-  }
+  if (verbatim == nullptr) return std::nullopt;
+  std::string text = verbatim->Text();
   try {
-    return sql::Format(stored);
+    if (sql::SameQuery(sql::Parse(text), stored)) return text;
   } catch (const sql::Error&) {
-    return {};
+    // No text of ours, or of another version: the rows are what runs.
   }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
+  try {
+    const jet::QueryDefinition stored = database.LoadQuery(query);
+    const auto verbatim = VerbatimText(database, query, stored);
+    return verbatim ? *verbatim : sql::Format(stored);
+  } catch (const sql::Error&) {
+    // Rows that make no sense: an error when the query is run.
+  } catch (const jet::Error& error) {
+    if (error.code() != jet::ErrorCode::kDamaged) throw;
+  }
+  return {};
 }
 
 std::vector<View> Catalog::Views() {

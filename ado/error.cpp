@@ -87,7 +87,7 @@ constexpr Translation kTranslations[] = {
      "ファイル '{file}' は読み取り専用で開かれています。更新はできません。"},
     {ErrorCode::kDamaged, kErrFail,
      "ファイル '{file}' {page}が壊れています。バックアップから戻すか、ファイルを修復して"
-     "ください。（{detail}）"},
+     "ください。（'{table}' {detail}）"},
     {ErrorCode::kTableMissing, kErrNoTable,
      "テーブルまたはクエリ '{table}' が見つかりません。名前が正しいかどうかを確認してください。"},
     {ErrorCode::kNameTaken, kErrObjectExists, "テーブルまたはクエリ '{table}' は既に存在します。"},
@@ -138,7 +138,7 @@ std::string Compose(std::string_view text, const jet::Error& error) {
                                    fmt::arg("column", error.column()), fmt::arg("page", page),
                                    fmt::arg("detail", error.detail()));
   // A place that the engine could not name leaves no empty quotes or brackets.
-  for (std::string_view empty : {"（）", " ''", "（''）"}) {
+  for (std::string_view empty : {"（）", " ''", "（''）", "'' "}) {
     for (std::size_t at; (at = filled.find(empty)) != std::string::npos;) {
       filled.erase(at, empty.size());
     }

@@ -53,15 +53,16 @@ class Error : public std::exception {
   std::optional<jet::ErrorCode> cause_;
 };
 
-// Runs `body`, turning errors of the floors below into ado::Error.
+// Runs `body`, turning errors of the floors below into ado::Error; `query` is the
+// saved query at work.
 template <class Body>
-auto Translated(Body&& body) -> decltype(body()) {
+auto Translated(Body&& body, std::string_view query = {}) -> decltype(body()) {
   try {
     return body();
   } catch (const jet::Error& error) {
     throw Error::From(error);
   } catch (const sql::Error& error) {
-    throw Error::From(error);
+    throw Error::From(error, query);
   }
 }
 

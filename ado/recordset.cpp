@@ -37,10 +37,12 @@ void Recordset::Open(std::string_view source, Connection& connection, int cursor
     throw Error::Standard(kErrInvalidCall);
   }
   jet::Database& database = *connection.database();
-  rows_ = Translated([&]() -> std::unique_ptr<RowSource> {
-    const auto object = options == adCmdText ? std::nullopt : database.Find(source);
+  const auto object =
+      Translated([&] { return options == adCmdText ? std::nullopt : database.Find(source); });
+  const bool is_query = object && object->kind == jet::ObjectKind::kQuery;
+  const auto open = [&]() -> std::unique_ptr<RowSource> {
     std::unique_ptr<RowSource> rows;
-    if (object && object->kind == jet::ObjectKind::kQuery) {
+    if (is_query) {
       rows = MakeQueryRows(database, database.LoadQuery(*object), false);
     } else if (object) {
       rows = MakeTableRows(database.OpenTable(*object));
@@ -53,7 +55,8 @@ void Recordset::Open(std::string_view source, Connection& connection, int cursor
     read_only_ = !locks || rows->table() == nullptr ||
                  (object && object->kind == jet::ObjectKind::kSystemTable);
     return rows;
-  });
+  };
+  rows_ = Translated(open, is_query ? std::string_view(object->name) : std::string_view());
   connection.recordsets_.push_back(this);
   connection_ = &connection;
 }

@@ -180,9 +180,13 @@ class Planner {
       throw Error(ErrorCode::kBadQuery, fmt::format("the query {} reads itself", object->name));
     }
     open_queries_.push_back(object->id);
-    std::unique_ptr<Source> source = OpenQuery(database_.LoadQuery(*object));
-    open_queries_.pop_back();
-    return source;
+    try {
+      std::unique_ptr<Source> source = OpenQuery(database_.LoadQuery(*object));
+      open_queries_.pop_back();
+      return source;
+    } catch (const Error& error) {
+      throw Error(error.code(), fmt::format("in the query {}: {}", object->name, error.what()));
+    }
   }
 
   std::unique_ptr<Source> OpenQuery(const jet::QueryDefinition& definition) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "sql/sql.h"
 #include "tests/support/ado_fixture.h"
 
 namespace test_support {
@@ -172,6 +173,66 @@ TEST_F(CatalogTest, ViewKeepsItsTextAndRuns) {
                      "SELECT 設定.幅 FROM 設定");
   database.StoreProperties(*query, properties);
   EXPECT_THAT(catalog_.Views()[0].command_text, ::testing::HasSubstr("Sum("));
+}
+
+// Another program writes the same query in other rows; one that means something
+// else is told by its rows.
+TEST_F(CatalogTest, VerbatimTextStaysWithAQueryThatMeansTheSame) {
+  jet::Database& database = *connection_.database();
+  const std::string text = "SELECT 設定.幅 FROM 設定\rWHERE 設定.幅 > 1";
+  jet::QueryDefinition designed = sql::Parse(text);
+  auto& rows = designed.rows;
+  rows[0].flag = std::int16_t{0};
+  rows.insert(rows.begin() + 2, {{.attribute = jet::QueryRow::kKind, .flag = std::int16_t{1}},
+                                 {.attribute = jet::QueryRow::kOptions, .flag = std::int16_t{0}}});
+  ASSERT_NE(designed, sql::Parse(text));
+  database.CreateQuery("同じ", designed, text);
+  rows.back().expression = "設定.幅 > 2";
+  database.CreateQuery("違う", designed, text);
+  const std::vector<ado::View> views = catalog_.Views();
+  ASSERT_EQ(views.size(), 2U);
+  EXPECT_EQ(views[0].command_text, text);
+  EXPECT_THAT(views[1].command_text, ::testing::HasSubstr("設定.幅 > 2"));
+}
+
+// An error with its name when it is run; the others do not suffer.
+TEST_F(CatalogTest, BrokenQueryIsAnErrorOfItsOwn) {
+  jet::Database& database = *connection_.database();
+  catalog_.AppendView("前", {"SELECT 幅 FROM 設定"});
+  using R = jet::QueryRow;
+  const R source{.attribute = R::kSource, .name1 = "設定"};
+  const std::vector<R> broken[] = {
+      {{.attribute = R::kKind, .flag = std::int16_t{77}}},
+      {source, {.attribute = R::kOutput, .expression = "設定.幅 +"}},
+      {source, {.attribute = R::kJoin, .flag = std::int16_t{1}, .name1 = "設定", .name2 = "無"}},
+      {source, {.attribute = 99}},  // turned into no attribute at all below
+  };
+  for (std::size_t i = 0; i < std::size(broken); ++i) {
+    jet::QueryDefinition rows{{{.attribute = R::kStart}, {.attribute = R::kEnd}}};
+    rows.rows.insert(rows.rows.end(), broken[i].begin(), broken[i].end());
+    database.CreateQuery("壊れ" + std::to_string(i), rows, {});
+  }
+  const auto table = database.OpenTable("MSysQueries");
+  const std::size_t attribute = table->OrdinalOf("Attribute");
+  for (auto row = table->First(); row; row = table->Next(*row)) {
+    jet::Table::Row read;
+    const jet::FieldChange change{attribute, Null()};
+    if (table->Read(*row, read) && read.Get(attribute) == Value(std::uint8_t{99})) {
+      table->Update(*row, {&change, 1});
+    }
+  }
+  catalog_.AppendView("後", {"SELECT 記号, 幅 FROM 設定"});
+  EXPECT_EQ(catalog_.Views().size(), 6U);
+  for (std::size_t i = 0; i < std::size(broken); ++i) {
+    const std::string name = "壊れ" + std::to_string(i);
+    EXPECT_EQ(catalog_.Views()[i + 1].command_text.empty(), i != 1) << name;
+    for (const std::string& source : {name, "SELECT * FROM " + name}) {
+      const ado::Error error = ErrorOf([&] { RowsOf(connection_, source, ado::adCmdUnspecified); });
+      EXPECT_THAT(error.text(), ::testing::HasSubstr(name)) << source;
+    }
+  }
+  EXPECT_EQ(RowsOf(connection_, "前"), "1|2");
+  EXPECT_EQ(RowsOf(connection_, "後"), "Null,1|Null,2");
 }
 
 TEST_F(CatalogTest, AttributesOfAStoredColumnDecideWhetherItIsRequired) {

@@ -54,6 +54,19 @@ class RowPrinter {
   std::size_t at_ = 0;
 };
 
+// The saved query of that name, or the text.
+std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const std::string& source) {
+  const std::optional<jet::ObjectInfo> saved = database.Find(source);
+  if (!saved || saved->kind != jet::ObjectKind::kQuery) {
+    return sql::Run(database, sql::Parse(source));
+  }
+  try {
+    return sql::Run(database, database.LoadQuery(*saved));
+  } catch (const sql::Error& error) {
+    throw sql::Error(error.code(), fmt::format("{}: {}", saved->name, error.what()));
+  }
+}
+
 }  // namespace
 
 ExitCode Rows(Program& program, const RowOptions& options) {
@@ -77,10 +90,7 @@ ExitCode Rows(Program& program, const RowOptions& options) {
 
 ExitCode Sql(Program& program, const RowOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
-  const std::optional<jet::ObjectInfo> saved = database->Find(options.source);
-  const bool is_query = saved && saved->kind == jet::ObjectKind::kQuery;
-  const std::unique_ptr<sql::RowSet> rows =
-      sql::Run(*database, is_query ? database->LoadQuery(*saved) : sql::Parse(options.source));
+  const std::unique_ptr<sql::RowSet> rows = RunSource(*database, options.source);
   std::vector<std::string> names;
   for (const sql::OutputColumn& column : rows->columns()) names.push_back(column.name);
   RowPrinter printer(options.json, names);
