@@ -1,8 +1,8 @@
 // The same questions to sqlite3, over the same rows. Texts are compared by the
 // sort key, which sqlite3 gets as a column of its own.
 
-#include <cstdio>
-#include <cstdlib>
+#include "tests/support/sqlite.h"
+
 #include <random>
 
 #include "jet/collation.h"
@@ -13,26 +13,16 @@ namespace {
 
 using jet::ColumnType;
 using jet::Null;
-
-std::string Hex(std::string_view text) {
-  std::string hex;
-  for (const char c : text) hex += fmt::format("{:02X}", static_cast<unsigned char>(c));
-  return hex;
-}
-
-std::string Replace(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
+using test_support::Hex;
+using test_support::Replace;
+using test_support::Sqlite;
 
 class SqliteTest : public QueryTest {
  protected:
   // Three tables of random rows, few values each, so that they meet often.
   void Fill(unsigned seed) {
     std::mt19937 random(seed);
-    script_.clear();
+    sqlite_ = {};
     const auto pick = [&](int count) {
       return static_cast<int>(random() % static_cast<unsigned>(count));
     };
@@ -55,15 +45,15 @@ class SqliteTest : public QueryTest {
                  {"t", ColumnType::kText},
                  {"x", ColumnType::kDouble}},
                 rows);
-      script_ += fmt::format("CREATE TABLE {}(i, k, t, t_key, x);\n", name);
+      sqlite_.Tell(fmt::format("CREATE TABLE {}(i, k, t, t_key, x);\n", name));
       for (const Row& row : rows) {
         const auto number = [](const jet::Value& v) { return jet::IsNull(v) ? "NULL" : ToText(v); };
         const auto* text = std::get_if<std::string>(&row[2]);
-        script_ +=
-            fmt::format("INSERT INTO {} VALUES({},{},{},{},{});\n", name, number(row[0]),
-                        number(row[1]), text ? "'" + Replace(*text, "'", "''") + "'" : "NULL",
-                        text ? "'" + Hex(jet::NameKey(database_->order(), *text)) + "'" : "NULL",
-                        number(row[3]));
+        sqlite_.Tell(fmt::format(
+            "INSERT INTO {} VALUES({},{},{},{},{});\n", name, number(row[0]), number(row[1]),
+            text ? Sqlite::Quoted(*text) : "NULL",
+            text ? Sqlite::Quoted(Hex(jet::NameKey(database_->order(), *text))) : "NULL",
+            number(row[3])));
       }
     }
     if (seed % 2 == 0) database_->AddIndex("A", Index("A_k"));
@@ -77,31 +67,7 @@ class SqliteTest : public QueryTest {
     return index;
   }
 
-  // The lines that each query answers, from one run of the program.
-  std::vector<std::vector<std::string>> Ask(const std::vector<std::string>& queries) {
-    std::string script = script_ + ".nullvalue -\n";
-    for (const std::string& query : queries) script += query + ";\nSELECT '#';\n";
-    const std::string path = folder_.File("q.sql");
-    test_support::WriteFileBytes(path, script);
-    std::vector<std::vector<std::string>> answers(1);
-    std::string line;
-    FILE* pipe = popen(("sqlite3 -bail :memory: < '" + path + "'").c_str(), "r");
-    for (int c; (c = std::fgetc(pipe)) != EOF;) {
-      if (c != '\n') {
-        line += static_cast<char>(c);
-      } else if (line == "#") {
-        answers.emplace_back();
-        line.clear();
-      } else {
-        answers.back().push_back(std::exchange(line, {}));
-      }
-    }
-    EXPECT_EQ(pclose(pipe), 0);
-    answers.resize(queries.size());
-    return answers;
-  }
-
-  std::string script_;
+  Sqlite sqlite_;
 };
 
 // `~t` is the text here and its key there.
@@ -127,14 +93,14 @@ constexpr const char* kQueries[] = {
 };
 
 TEST_F(SqliteTest, SameAnswers) {
-  if (std::system("command -v sqlite3 > /dev/null") != 0) GTEST_SKIP() << "no sqlite3 here";
+  if (!Sqlite::Installed()) GTEST_SKIP() << "no sqlite3 here";
   std::size_t rows = 0;
   for (unsigned seed = 1; seed <= 6; ++seed) {
     database_ = jet::Database::Create(*files_, folder_.File(fmt::format("{}.mdb", seed)), {});
     Fill(seed);
     std::vector<std::string> queries;
     for (const char* query : kQueries) queries.push_back(Replace(query, "~t", "t_key"));
-    const std::vector<std::vector<std::string>> answers = Ask(queries);
+    const std::vector<std::vector<std::string>> answers = sqlite_.Ask(queries, "-");
     for (std::size_t i = 0; i < queries.size(); ++i) {
       std::vector<std::string> expected, found;
       // A whole number of a real column has no ".0" with us.

@@ -294,6 +294,15 @@ TEST(DataStep23, FailsOnAQueryOfItsName) {
   EXPECT_EQ(bench.Columns("拾い転送_Base").back(), "相ＦＧ 5 0!");
 }
 
+// The query asks for the new column by another width, in the session that made it.
+TEST(DataStep23, StoresAQueryThatRunsAtOnce) {
+  StepBench bench(Kind::kData, 22);
+  bench.Edit([&](db::DbHandle&) {
+    std::ranges::find(bench.ladder().steps(), "Data_Up_23", &db::LadderStep::name)->run();
+    EXPECT_EQ(bench.Fields("拾い転送_データ転記Add").back(), "相FGの合計");
+  });
+}
+
 TEST(DataSteps24And25, NameOpeningsByStoredPosition) {
   const struct {
     std::vector<samples::Row> base;

@@ -32,7 +32,8 @@ inline constexpr const char* kVersions = "ﾊﾞｰｼﾞｮﾝ番号";
 
 class StepBench {
  public:
-  explicit StepBench(Kind kind, std::int16_t version = samples::kBaseVersion, Change change = {})
+  explicit StepBench(Kind kind, std::int16_t version = samples::kBaseVersion, Change change = {},
+                     int jobs = 2)
       : kind_(kind),
         environment_(files_,
                      [] {
@@ -44,7 +45,7 @@ class StepBench {
         tenkai_(module_.tenkai()) {
     samples::SampleOptions options;
     options.version = version;
-    options.jobs = 2;
+    options.jobs = jobs;
     options.change = std::move(change);
     samples::MakeSample(files_, Path(), kind, options);
     module_.SetLadders(upgrade::MakeDataLadder(data_, english_),
@@ -220,7 +221,7 @@ inline void MakeTable(db::DbHandle& db, std::string_view name) {
 inline void MakeQuery(db::DbHandle& db, std::string_view name) {
   db.AddQuery(db.BindCatalog(), name, "SELECT Ver_No FROM ﾊﾞｰｼﾞｮﾝ番号;");
 }
-inline Change SetRows(const char* table, std::vector<samples::Row> rows) {
+inline Change SetRows(const char* table, const std::vector<samples::Row>& rows) {
   return [=](Tables& tables) { TableNamed(tables, table).rows = rows; };
 }
 // Keeps the first `count` rows, or repeats the last under new identifiers.
