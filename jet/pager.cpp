@@ -14,22 +14,12 @@ namespace jet {
 using Image = std::array<std::uint8_t, kPageSize>;
 
 namespace {
+// Pages that are asked for in order, with at most so many passed over, so many
+// times, count as a scan; how much is then read at a time.
+constexpr std::uint32_t kStep = 8, kMinRun = 4, kMaxAhead = 64;
+
 constexpr char kInterrupted[] = "saving was interrupted; the next opening will finish it";
-}
-
-namespace internal {
-
-struct Frame {
-  PageNumber number;
-  int references = 0;
-  bool changed = false;
-  std::uint64_t saved_in = 0;  // serial of the innermost scope that holds its old image
-  Frame* newer = nullptr;      // among the clean pages, by use
-  Frame* older = nullptr;
-  Image bytes;
-};
-
-}  // namespace internal
+}  // namespace
 
 using internal::Frame;
 
@@ -47,20 +37,6 @@ struct Pager::ScopeLog {
   std::uint32_t page_count = 0;
   std::vector<Saved> saved;
 };
-
-PageRef::PageRef(Frame* frame) : frame_(frame) {
-  if (frame_ != nullptr) ++frame_->references;
-}
-PageRef::PageRef(PageRef&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
-PageRef& PageRef::operator=(PageRef&& other) noexcept {
-  std::swap(frame_, other.frame_);
-  return *this;
-}
-PageRef::~PageRef() {
-  if (frame_ != nullptr) --frame_->references;
-}
-PageNumber PageRef::number() const { return frame_->number; }
-PageView PageRef::bytes() const { return frame_->bytes; }
 
 Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits, FlushMode mode)
     : file_(std::move(file)), writable_(writable), limits_(limits), mode_(mode) {
@@ -94,6 +70,7 @@ void Pager::CutLeftovers(PageNumber highest_taken) {
   if (!head) return;
   const std::uint32_t keep = std::max(highest_taken.value + 1, head->pages_before);
   if (keep >= file_pages_) return;
+  ahead_pages_ = 0;
   file_->Truncate(std::uint64_t{keep} * kPageSize);
   file_->Sync();
   file_pages_ = page_count_ = keep;
@@ -101,17 +78,6 @@ void Pager::CutLeftovers(PageNumber highest_taken) {
 }
 
 const std::string& Pager::path() const { return file_->path(); }
-
-Frame* Pager::Find(PageNumber page) {
-  const auto found = frames_.find(page);
-  return found == frames_.end() ? nullptr : found->second.get();
-}
-
-Frame* Pager::NewFrame(PageNumber page) {
-  auto frame = std::make_unique<Frame>();
-  frame->number = page;
-  return frames_.emplace(page, std::move(frame)).first->second.get();
-}
 
 // Unlinks a clean page from the list by use, if it is in it.
 void Pager::TouchClean(Frame* frame) {
@@ -143,7 +109,7 @@ void Pager::EvictClean() {
     Frame* newer = frame->newer;
     if (frame->references == 0) {
       Unlink(frame);
-      frames_.erase(frame->number);
+      frames_.Remove(frame);
     }
     frame = newer;
   }
@@ -154,29 +120,77 @@ Frame* Pager::Load(PageNumber page) {
   if (page.value >= page_count_) {
     throw Error::Damaged(page, "a pointer leads outside the file").In(path());
   }
-  if (Frame* frame = Find(page)) {
+  if (Frame* frame = frames_.Find(page)) {
     if (!frame->changed) TouchClean(frame);
     return frame;
   }
+  // A page that is read in passing takes the place of the one before it, unless
+  // somebody came back to that: a long scan leaves the cache to the others, and
+  // touches little memory.
+  const std::uint32_t passed =
+      clean_tail_ != nullptr ? page.value - clean_tail_->number.value : kMaxAhead;
+  if (misses_in_order_ >= kMinRun && clean_tail_ != nullptr && clean_tail_->references == 0 &&
+      passed <= kMaxAhead) {
+    Frame* const passed_by = clean_tail_;
+    Unlink(passed_by);
+    frames_.Remove(passed_by);
+  }
   EvictClean();
-  Frame* frame = NewFrame(page);
+  Frame* frame = frames_.Add(page);
   if (page.value >= file_pages_) {  // a gap of this action, not written yet
     frame->bytes.fill(0);
   } else {
     try {
-      const auto redirected = redirected_.find(page);
-      file_->Read(redirected != redirected_.end() ? redirected->second
-                                                  : std::uint64_t{page.value} * kPageSize,
-                  frame->bytes);
+      ReadFromFile(page, frame->bytes);
     } catch (...) {
-      frames_.erase(page);
+      frames_.Remove(frame);
       throw;
     }
-    ++counters_.pages_read;
     Cipher(page, frame->bytes);
   }
-  TouchClean(frame);
+  if (misses_in_order_ >= kMinRun && clean_tail_ != nullptr) {
+    frame->newer = clean_tail_;
+    clean_tail_->older = frame;
+    clean_tail_ = frame;
+    ++clean_count_;
+  } else {
+    TouchClean(frame);
+  }
   return frame;
+}
+
+// A scan skips pages of other owners: pages that are nearly in order count as
+// in order. The stretch that is read ahead doubles with each time that it was
+// used up.
+void Pager::ReadFromFile(PageNumber page, PageSpan into) {
+  if (const auto redirected = redirected_.find(page); redirected != redirected_.end()) {
+    file_->Read(redirected->second, into);
+    ++counters_.pages_read;
+    return;
+  }
+  if (page.value - ahead_from_.value < ahead_pages_) {  // wraps around below it
+    const std::size_t at = std::size_t{page.value - ahead_from_.value} * kPageSize;
+    std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(at), kPageSize, into.begin());
+    last_miss_ = page;
+    return;
+  }
+  const bool in_order = page > last_miss_ && page.value - last_miss_.value <= kStep;
+  misses_in_order_ = in_order ? misses_in_order_ + 1 : 0;
+  last_miss_ = page;
+  if (misses_in_order_ < kMinRun) {
+    file_->Read(std::uint64_t{page.value} * kPageSize, into);
+    ++counters_.pages_read;
+    return;
+  }
+  ahead_pages_ = 0;
+  const std::uint32_t wanted = std::min(
+      {kMaxAhead, 1u << std::min(misses_in_order_ - kMinRun + 1, 10u), file_pages_ - page.value});
+  ahead_.resize(std::size_t{wanted} * kPageSize);
+  file_->Read(std::uint64_t{page.value} * kPageSize, ahead_);
+  counters_.pages_read += wanted;
+  ahead_from_ = page;
+  ahead_pages_ = wanted;
+  std::copy_n(ahead_.begin(), kPageSize, into.begin());
 }
 
 // Both ways. Pages that were never written may stand as plain zeros.
@@ -202,27 +216,28 @@ void Pager::MarkChanged(Frame* frame) {
   ++changed_count_;
 }
 
+Pager::ScopeLog& Pager::scope() { return scopes_[depth_ - 1]; }
+
 void Pager::SaveBefore(Frame* frame, bool existed) {
-  ScopeLog& scope = scopes_.back();
-  if (frame->saved_in == scope.serial) return;
+  if (frame->saved_in == scope().serial) return;
   Saved saved{frame->number, existed, frame->changed, frame->saved_in, nullptr};
   if (existed) {
     if (spare_images_.empty()) {
-      saved.image = std::make_unique<Image>();
+      saved.image.reset(new Image);  // not make_unique, which clears it
     } else {
       saved.image = std::move(spare_images_.back());
       spare_images_.pop_back();
     }
     *saved.image = frame->bytes;
   }
-  scope.saved.push_back(std::move(saved));
-  frame->saved_in = scope.serial;
+  scope().saved.push_back(std::move(saved));
+  frame->saved_in = scope().serial;
 }
 
 void Pager::RequireWritable() const {
   if (!writable_) throw Error(ErrorCode::kReadOnly).In(path());
   RequireWhole();
-  assert(!scopes_.empty());
+  assert(depth_ != 0);
 }
 
 void Pager::RequireWhole() const {
@@ -245,9 +260,12 @@ PageSpan Pager::EditNew(PageNumber page) {
     throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(path());
   }
   const bool existed = page.value < page_count_;
-  Frame* frame = Find(page);
+  Frame* frame = frames_.Find(page);
   if (frame == nullptr && existed) frame = Load(page);
-  if (frame == nullptr) frame = NewFrame(page);
+  if (frame == nullptr) {
+    frame = frames_.Add(page);
+    frame->bytes.fill(0);
+  }
   SaveBefore(frame, existed);
   MarkChanged(frame);
   frame->bytes.fill(0);
@@ -255,23 +273,37 @@ PageSpan Pager::EditNew(PageNumber page) {
   return frame->bytes;
 }
 
-void Pager::BeginScope() { scopes_.push_back({next_scope_++, page_count_, {}}); }
+void Pager::BeginScope() {
+  if (depth_ == scopes_.size()) scopes_.emplace_back();
+  ScopeLog& begun = scopes_[depth_];
+  begun.serial = next_scope_++;
+  begun.page_count = page_count_;
+  ++depth_;
+}
+
+void Pager::EndScope() noexcept {
+  constexpr std::size_t kKept = 64;
+  std::vector<Saved>& saved = scope().saved;
+  saved.clear();
+  if (saved.capacity() > kKept) std::vector<Saved>().swap(saved);
+  --depth_;
+}
 
 void Pager::CommitScope() {
-  if (scopes_.size() > 1) {
+  ScopeLog& inner = scope();
+  ScopeLog* const outer = depth_ > 1 ? &scopes_[depth_ - 2] : nullptr;
+  if (outer != nullptr) {
     // Room first: from here on nothing can fail.
-    std::vector<Saved>& outer = scopes_[scopes_.size() - 2].saved;
-    const std::size_t needed = outer.size() + scopes_.back().saved.size();
-    if (needed > outer.capacity()) outer.reserve(std::max(needed, 2 * outer.capacity()));
+    const std::size_t needed = outer->saved.size() + inner.saved.size();
+    if (needed > outer->saved.capacity()) {
+      outer->saved.reserve(std::max(needed, 2 * outer->saved.capacity()));
+    }
   }
-  ScopeLog inner = std::move(scopes_.back());
-  scopes_.pop_back();
   for (Saved& saved : inner.saved) {
-    Frame* frame = Find(saved.number);
-    const bool outer_needs_it = !scopes_.empty() && saved.saved_in != scopes_.back().serial;
-    if (outer_needs_it) {
-      frame->saved_in = scopes_.back().serial;
-      scopes_.back().saved.push_back(std::move(saved));
+    Frame* frame = frames_.Find(saved.number);
+    if (outer != nullptr && saved.saved_in != outer->serial) {
+      frame->saved_in = outer->serial;
+      outer->saved.push_back(std::move(saved));
       continue;
     }
     frame->saved_in = saved.saved_in;
@@ -279,12 +311,13 @@ void Pager::CommitScope() {
       spare_images_.push_back(std::move(saved.image));
     }
   }
+  EndScope();
 }
 
 void Pager::UndoScope() noexcept {
-  ScopeLog& scope = scopes_.back();
-  for (auto saved = scope.saved.rbegin(); saved != scope.saved.rend(); ++saved) {
-    Frame* frame = Find(saved->number);
+  ScopeLog& undone = scope();
+  for (auto saved = undone.saved.rbegin(); saved != undone.saved.rend(); ++saved) {
+    Frame* frame = frames_.Find(saved->number);
     if (frame == nullptr) continue;
     if (!saved->existed) {
       Forget(frame);
@@ -298,8 +331,8 @@ void Pager::UndoScope() noexcept {
       TouchClean(frame);
     }
   }
-  page_count_ = scope.page_count;
-  scopes_.pop_back();
+  page_count_ = undone.page_count;
+  EndScope();
   ++epoch_;
 }
 
@@ -311,19 +344,18 @@ void Pager::Forget(Frame* frame) noexcept {
   frame->bytes.fill(0);
   Unlink(frame);
   if (frame->references == 0) {
-    frames_.erase(frame->number);
+    frames_.Remove(frame);
   } else {
     TouchClean(frame);
   }
 }
 
 void Pager::Discard() {
-  assert(scopes_.empty());
+  assert(depth_ == 0);
   page_count_ = file_pages_;
   ++epoch_;
-  for (auto next = frames_.begin(); next != frames_.end();) {
-    Frame* frame = (next++)->second.get();  // Forget() may erase it
-    if (!frame->changed) continue;
+  frames_.ForEach([&](Frame* frame) {
+    if (!frame->changed) return;
     const bool in_file = frame->number.value < file_pages_;
     if (frame->references != 0 && in_file && !broken_) {
       try {
@@ -339,25 +371,25 @@ void Pager::Discard() {
     } else {
       Forget(frame);
     }
-  }
+  });
 }
 
 void Pager::Flush() {
-  assert(scopes_.empty());
+  assert(depth_ == 0);
   RequireWhole();
   if (!changed()) return;
   std::vector<Frame*> changed;
-  for (const auto& [number, frame] : frames_) {
-    if (frame->changed) changed.push_back(frame.get());
-  }
-  std::sort(changed.begin(), changed.end(),
-            [](const Frame* a, const Frame* b) { return a->number < b->number; });
+  changed.reserve(changed_count_ + 1);
+  frames_.ForEach([&](Frame* frame) {
+    if (frame->changed) changed.push_back(frame);
+  });
   // Page 0 always goes along: whoever lays the tail over the pages finds the
   // commit slots there as they were before the mark.
   const PageRef first = Read({0});
-  Frame* const first_frame = Find({0});
+  Frame* const first_frame = frames_.Find({0});
   const bool added = mode_ == FlushMode::kAtomic && !first_frame->changed;
   if (added) changed.insert(changed.begin(), first_frame);
+  ahead_pages_ = 0;
   WriteChangedPages(changed);
   if (added) changed.erase(changed.begin());
   counters_.pages_written += changed.size();

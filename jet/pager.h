@@ -10,33 +10,38 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "jet/file.h"
+#include "jet/page_frames.h"
 #include "jet/types.h"
 
 namespace jet {
 
 class Pager;
 
-namespace internal {
-struct Frame;
-}
-
 // Read access to a page in the cache; must not outlive its pager. The page stays
 // there as long as the reference lives; an Edit of the same page shows through it.
 class PageRef {
  public:
   PageRef() = default;
-  explicit PageRef(internal::Frame* frame);
-  PageRef(PageRef&& other) noexcept;
-  PageRef& operator=(PageRef&& other) noexcept;
+  explicit PageRef(internal::Frame* frame) : frame_(frame) {
+    if (frame_ != nullptr) ++frame_->references;
+  }
+  PageRef(PageRef&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
+  PageRef& operator=(PageRef&& other) noexcept {
+    std::swap(frame_, other.frame_);
+    return *this;
+  }
   PageRef(const PageRef&) = delete;
   PageRef& operator=(const PageRef&) = delete;
-  ~PageRef();
+  ~PageRef() {
+    if (frame_ != nullptr) --frame_->references;
+  }
 
-  PageNumber number() const;
-  PageView bytes() const;
+  PageNumber number() const { return frame_->number; }
+  PageView bytes() const { return frame_->bytes; }
   explicit operator bool() const { return frame_ != nullptr; }
 
  private:
@@ -108,20 +113,20 @@ class Pager {
   struct ScopeLog;
   static constexpr std::size_t kSpareImages = 16;
 
-  internal::Frame* Find(PageNumber page);
   internal::Frame* Load(PageNumber page);
-  internal::Frame* NewFrame(PageNumber page);
   void Forget(internal::Frame* frame) noexcept;
   void TouchClean(internal::Frame* frame);
   void Unlink(internal::Frame* frame);
   void EvictClean();
   void SaveBefore(internal::Frame* frame, bool existed);
   void MarkChanged(internal::Frame* frame);
+  void ReadFromFile(PageNumber page, PageSpan into);
   void Cipher(PageNumber page, PageSpan bytes) const;
   void RequireWritable() const;
   void RequireWhole() const;
   void BeginScope();
   void CommitScope();
+  void EndScope() noexcept;
   void UndoScope() noexcept;
   void Recover();
   // The one place where pages reach the disk.
@@ -137,12 +142,22 @@ class Pager {
   std::uint32_t page_key_ = 0;
   std::uint32_t file_pages_ = 0;
   std::uint32_t page_count_ = 0;
-  std::unordered_map<PageNumber, std::unique_ptr<internal::Frame>> frames_;
+  internal::PageFrames frames_;
+  // What the file holds from ahead_from_ on, read in one go when pages are asked
+  // for one after the other.
+  Bytes ahead_;
+  PageNumber ahead_from_;
+  std::uint32_t ahead_pages_ = 0;
+  PageNumber last_miss_;
+  std::uint32_t misses_in_order_ = 0;
   internal::Frame* clean_head_ = nullptr;  // most recently used
   internal::Frame* clean_tail_ = nullptr;
   std::size_t clean_count_ = 0;
   std::size_t changed_count_ = 0;
-  std::vector<ScopeLog> scopes_;
+  ScopeLog& scope();  // the innermost
+
+  std::vector<ScopeLog> scopes_;  // the first depth_ are open, the others kept for their room
+  std::size_t depth_ = 0;
   std::vector<std::unique_ptr<std::array<std::uint8_t, kPageSize>>> spare_images_;
   std::uint64_t next_scope_ = 1;
   std::uint64_t epoch_ = 0;

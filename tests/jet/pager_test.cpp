@@ -52,6 +52,31 @@ TEST_F(PagerTest, AScopeThatIsNotCommittedPutsEveryPageBack) {
   EXPECT_THROW(pager->Read({6}), Error);
 }
 
+// Pages in order are read ahead and pass through the cache.
+TEST_F(PagerTest, AWalkSeesEveryPageAsItIs) {
+  PagerLimits limits;
+  limits.clean_bytes = 4 * kPageSize;
+  auto pager = Make(200, limits);
+  const PageRef held = pager->Read({3});
+  const auto walk = [&](std::uint32_t from) {
+    for (std::uint32_t page = from; page < 200; page += 1 + page % 3) {
+      EXPECT_EQ(First(*pager, page), page == 20 ? 250 : page) << page;
+    }
+  };
+  {
+    Scope scope(*pager);
+    for (std::uint32_t page = 8; page < 20; ++page) pager->Read({page});
+    Set(*pager, 20, 250);  // it was read ahead
+    scope.Commit();
+  }
+  walk(21);
+  pager->Flush();
+  walk(100);
+  walk(18);
+  walk(2);
+  EXPECT_EQ(held.bytes()[0], 3);
+}
+
 TEST_F(PagerTest, ScopesNest) {
   auto pager = Make(4);
   Scope outer(*pager);
