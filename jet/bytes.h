@@ -75,18 +75,16 @@ inline void PutBytes(std::span<std::uint8_t> bytes, std::size_t at, ByteView val
 
 // Appending to a growing buffer.
 inline void AddU8(Bytes& out, std::uint8_t value) { out.push_back(value); }
-inline void AddU16(Bytes& out, std::size_t value) {
-  out.push_back(static_cast<std::uint8_t>(value));
-  out.push_back(static_cast<std::uint8_t>(value >> 8));
+// The number's low bytes, least significant first.
+template <std::size_t kBytes>
+void AddNumber(Bytes& out, std::uint64_t value) {
+  const std::size_t at = out.size();
+  out.resize(at + kBytes);
+  for (std::size_t i = 0; i < kBytes; ++i) out[at + i] = static_cast<std::uint8_t>(value >> 8 * i);
 }
-inline void AddU32(Bytes& out, std::uint32_t value) {
-  AddU16(out, value & 0xFFFF);
-  AddU16(out, value >> 16);
-}
-inline void AddU64(Bytes& out, std::uint64_t value) {
-  AddU32(out, static_cast<std::uint32_t>(value));
-  AddU32(out, static_cast<std::uint32_t>(value >> 32));
-}
+inline void AddU16(Bytes& out, std::size_t value) { AddNumber<2>(out, value); }
+inline void AddU32(Bytes& out, std::uint32_t value) { AddNumber<4>(out, value); }
+inline void AddU64(Bytes& out, std::uint64_t value) { AddNumber<8>(out, value); }
 inline void AddBytes(Bytes& out, ByteView value) {
   out.insert(out.end(), value.begin(), value.end());
 }

@@ -274,14 +274,23 @@ void KeyParts::AppendCodes(std::uint8_t Kana::*code, std::uint8_t usual, Bytes& 
 }
 
 // As much of a text as its key counts, or a little more: a memo may be long.
-std::u16string CountedUnits(std::string_view text) {
-  std::size_t end = (kMaxKeyUnits + 1) * 3;  // bytes that so many units can take
-  if (text.size() > end) {
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    text = text.substr(0, end);
+class CountedUnits {
+ public:
+  explicit CountedUnits(std::string_view text) {
+    std::size_t end = units_.size();
+    if (text.size() > end) {
+      while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+      text = text.substr(0, end);
+    }
+    count_ = ToUtf16(text, units_);
   }
-  return ToUtf16(text);
-}
+  std::u16string_view view() const { return {units_.data(), count_}; }
+
+ private:
+  // As many as the bytes that so many units can take.
+  std::array<char16_t, (kMaxKeyUnits + 1) * 3> units_;
+  std::size_t count_ = 0;
+};
 
 std::string OrderReason(SortOrder order) {
   return fmt::format("sort order {} (id {}, version {}) is not supported", order.language,
@@ -325,14 +334,18 @@ void AddTextKey(SortOrder order, std::u16string_view text, bool ascending, Bytes
   out.push_back(0x00);
 }
 
+void AddTextKey(SortOrder order, std::string_view text, bool ascending, Bytes& out) {
+  AddTextKey(order, CountedUnits(text).view(), ascending, out);
+}
+
 Bytes TextKey(SortOrder order, std::string_view text, bool ascending) {
   Bytes key;
-  AddTextKey(order, CountedUnits(text), ascending, key);
+  AddTextKey(order, text, ascending, key);
   return key;
 }
 
 std::optional<std::string> WhyUnsortable(SortOrder order, std::string_view text) {
-  return WhyUnsortable16(order, CountedUnits(text));
+  return WhyUnsortable16(order, CountedUnits(text).view());
 }
 
 std::string NameKey(SortOrder order, std::string_view name) {

@@ -16,7 +16,8 @@ bool IsSupportedOrder(SortOrder order);
 // The bytes of an index entry for one text or memo value, start flag included.
 // Throws kUnsortable with the reason.
 Bytes TextKey(SortOrder order, std::string_view text, bool ascending);
-// The same, appended to `out`, for a text already in UTF-16.
+// The same, appended to `out`; also for a text already in UTF-16.
+void AddTextKey(SortOrder order, std::string_view text, bool ascending, Bytes& out);
 void AddTextKey(SortOrder order, std::u16string_view text, bool ascending, Bytes& out);
 
 // Why `text` has no key in this order; nothing if it has one.

@@ -136,8 +136,7 @@ void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Byt
   CheckIndexable(column, ascending);
   if (IsNull(value)) return out.push_back(ascending ? kNullAscending : kNullDescending);
   if (IsText(column.type)) {
-    const std::string& text = Expect<std::string>(column, value);
-    return AddBytes(out, TextKey(column.order, text, ascending));
+    return AddTextKey(column.order, Expect<std::string>(column, value), ascending, out);
   }
   out.push_back(ascending ? kAscending : kDescending);
   std::size_t start = out.size();
@@ -154,9 +153,10 @@ void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Byt
   for (std::size_t i = start; i < out.size(); ++i) out[i] = static_cast<std::uint8_t>(~out[i]);
 }
 
-IndexKey BuildKey(const TableDef& def, const RealIndex& index,
-                  const std::function<Value(std::size_t)>& value_of) {
+IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf& value_of) {
+  constexpr std::size_t kUsualBytes = 64;
   IndexKey key;
+  key.bytes.reserve(kUsualBytes);
   for (const IndexColumn& part : index.columns) {
     std::optional<std::size_t> ordinal = def.FindColumn(part.column);
     if (!ordinal) {
@@ -164,7 +164,7 @@ IndexKey BuildKey(const TableDef& def, const RealIndex& index,
                                                  part.column.value));
     }
     const ColumnDef& column = def.columns[*ordinal];
-    Value value = value_of(*ordinal);
+    const Value& value = value_of(*ordinal);
     if (IsNull(value)) {
       key.some_null = true;
     } else {

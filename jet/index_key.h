@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <type_traits>
 
 #include "jet/table_def.h"
 #include "jet/value.h"
@@ -21,9 +22,16 @@ struct IndexKey {
 // types that are not indexed (Boolean, OLE).
 void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Bytes& out);
 
-// `value_of(ordinal)` gives the row's values. Memo parts count their first 255
-// characters. kKeyTooLong over kMaxIndexEntryBytes.
-IndexKey BuildKey(const TableDef& def, const RealIndex& index,
-                  const std::function<Value(std::size_t)>& value_of);
+// `value_of(ordinal)` gives a reference to each of the row's values, needed until
+// the next call. Memo parts count their first 255 characters. kKeyTooLong over
+// kMaxIndexEntryBytes.
+using ValueOf = std::function<const Value&(std::size_t ordinal)>;
+IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf& value_of);
+template <class Function>
+IndexKey BuildKey(const TableDef& def, const RealIndex& index, Function&& value_of) {
+  static_assert(std::is_lvalue_reference_v<std::invoke_result_t<Function, std::size_t>>,
+                "a temporary would be gone when it is looked at");
+  return BuildKeyFrom(def, index, ValueOf(std::ref(value_of)));
+}
 
 }  // namespace jet

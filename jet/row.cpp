@@ -1,6 +1,7 @@
 #include "jet/row.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "jet/bytes.h"
 #include "jet/text.h"
@@ -30,7 +31,7 @@ const T& As(const ColumnDef& column, const Value& value) {
       .OfColumn(column.name);
 }
 
-Bytes EncodeTextField(const ColumnDef& column, const std::string& text) {
+void AddTextField(const ColumnDef& column, const std::string& text, Bytes& out) {
   const std::u16string units = ToUtf16(text);
   if (units.size() > column.max_chars()) {
     throw Error(ErrorCode::kTextTooLong, std::to_string(units.size()) + " characters, " +
@@ -38,28 +39,27 @@ Bytes EncodeTextField(const ColumnDef& column, const std::string& text) {
         .OfColumn(column.name);
   }
   if (!column.fixed()) {
-    return EncodeText(units, column.compressed() ? TextForm::kText : TextForm::kPlain);
+    return AddText(units, column.compressed() ? TextForm::kText : TextForm::kPlain, out);
   }
   std::u16string padded = units;
   padded.resize(column.max_chars(), u' ');
-  return EncodePlain(padded);
+  AddPlain(padded, out);
 }
 
-Bytes EncodeNumeric(const Numeric& number) {
-  Bytes out(1, number.negative ? std::uint8_t{0x80} : std::uint8_t{0});
+void AddNumeric(const Numeric& number, Bytes& out) {
+  AddU8(out, number.negative ? 0x80 : 0);
   for (const std::uint32_t word : number.magnitude) AddU32(out, word);
-  return out;
 }
 
-Bytes EncodeBinary(const ColumnDef& column, const Bytes& bytes) {
+void AddBinary(const ColumnDef& column, const Bytes& bytes, Bytes& out) {
   if (bytes.size() > column.length) {
     throw Error(ErrorCode::kTextTooLong,
                 std::to_string(bytes.size()) + " bytes, " + std::to_string(column.length) + " fit")
         .OfColumn(column.name);
   }
-  Bytes out = bytes;
-  if (column.fixed()) out.resize(column.length);
-  return out;
+  const std::size_t start = out.size();
+  AddBytes(out, bytes);
+  if (column.fixed()) out.resize(start + column.length);
 }
 
 }  // namespace
@@ -186,8 +186,7 @@ Value DecodeField(const ColumnDef& column, ByteView stored) {
   }
 }
 
-Bytes EncodeField(const ColumnDef& column, const Value& value) {
-  Bytes out;
+void AddField(const ColumnDef& column, const Value& value, Bytes& out) {
   switch (column.type) {
     case ColumnType::kBoolean:
       AddU8(out, !IsNull(value) && As<bool>(column, value) ? 1 : 0);
@@ -214,75 +213,106 @@ Bytes EncodeField(const ColumnDef& column, const Value& value) {
       AddU64(out, std::bit_cast<std::uint64_t>(As<DateTime>(column, value).days));
       break;
     case ColumnType::kText:
-      return EncodeTextField(column, As<std::string>(column, value));
+      return AddTextField(column, As<std::string>(column, value), out);
     case ColumnType::kGuid:
       AddBytes(out, As<Guid>(column, value).bytes);
       break;
     case ColumnType::kNumeric:
-      return EncodeNumeric(As<Numeric>(column, value));
+      return AddNumeric(As<Numeric>(column, value), out);
     case ColumnType::kBinary:
-      return EncodeBinary(column, As<Bytes>(column, value));
+      return AddBinary(column, As<Bytes>(column, value), out);
     default:
       throw Error(ErrorCode::kNotSupported, "writing " + TypeName(column.type))
           .OfColumn(column.name);
   }
-  return out;
 }
 
-Bytes EncodeRow(const TableDef& def, std::span<const std::optional<Bytes>> fields) {
-  const std::size_t ids = def.next_column_id;
-  const std::size_t slots = def.next_variable_slot;
-  Bytes out;
-  AddU16(out, ids);
-  out.resize(kFixedAt + def.fixed_width());
-  // Bits of dropped columns stay set, as other writers leave them.
-  Bytes mask((ids + 7) / 8, 0);
-  for (std::size_t id = 0; id < ids; ++id) mask[id / 8] |= static_cast<std::uint8_t>(1 << id % 8);
-
-  std::vector<const Bytes*> variables(slots, nullptr);
-  for (std::size_t i = 0; i < def.columns.size(); ++i) {
-    const ColumnDef& column = def.columns[i];
-    const std::size_t id = column.id.value;
-    const std::optional<Bytes>& field = fields[i];
-    bool bit = field.has_value();
-    if (column.type == ColumnType::kBoolean) bit = field && GetU8(*field, 0) != 0;
-    if (!bit) mask[id / 8] &= static_cast<std::uint8_t>(~(1u << id % 8));
-    if (!field || column.type == ColumnType::kBoolean) continue;
-    if (column.fixed()) {
-      PutBytes(out, kFixedAt + column.fixed_offset, *field);
-    } else {
-      variables[column.variable_slot] = &*field;
-    }
-  }
-  if (slots != 0) {
-    std::vector<std::size_t> offsets;
-    for (const Bytes* variable : variables) {
-      offsets.push_back(out.size());
-      if (variable != nullptr) AddBytes(out, *variable);
-    }
-    offsets.push_back(out.size());
-    for (auto offset = offsets.rbegin(); offset != offsets.rend(); ++offset) AddU16(out, *offset);
-    AddU16(out, slots);
-  }
-  AddBytes(out, mask);
-  if (out.size() > kMaxRowBytes) {
-    throw Error(ErrorCode::kRowTooLong,
-                std::to_string(out.size()) + " bytes, " + std::to_string(kMaxRowBytes) + " fit");
-  }
-  return out;
+void RowEncoder::Begin(const TableDef& def) {
+  def_ = &def;
+  fields_.assign(def.columns.size(), {});
+  stored_.clear();
 }
 
-StoredFields DecodeRow(const TableDef& def, const RowView& row) {
-  StoredFields fields(def.columns.size());
-  for (std::size_t i = 0; i < def.columns.size(); ++i) {
-    const ColumnDef& column = def.columns[i];
+void RowEncoder::SetStored(std::size_t ordinal, ByteView stored) {
+  const std::size_t start = stored_.size();
+  AddBytes(stored_, stored);
+  fields_[ordinal] = {start, stored_.size(), true};
+}
+
+void RowEncoder::Set(std::size_t ordinal, const Value& value) {
+  const std::size_t start = stored_.size();
+  AddField(def_->columns[ordinal], value, stored_);
+  fields_[ordinal] = {start, stored_.size(), true};
+}
+
+void RowEncoder::SetFrom(const RowView& row) {
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    const ColumnDef& column = def_->columns[i];
     if (column.type == ColumnType::kBoolean) {
-      fields[i] = Bytes(1, row.Boolean(column) ? std::uint8_t{1} : std::uint8_t{0});
+      const std::uint8_t bit = row.Boolean(column) ? 1 : 0;
+      SetStored(i, {&bit, 1});
     } else if (const auto raw = row.Raw(column)) {
-      fields[i] = Bytes(raw->begin(), raw->end());
+      SetStored(i, *raw);
     }
   }
-  return fields;
+}
+
+Bytes RowEncoder::Take(std::size_t ordinal) {
+  const ByteView stored = Stored(std::exchange(fields_[ordinal], {}));
+  return {stored.begin(), stored.end()};
+}
+
+ByteView RowEncoder::Finish() {
+  row_.clear();
+  AddU16(row_, def_->next_column_id);
+  variables_.assign(def_->next_variable_slot, {});
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    const ColumnDef& column = def_->columns[i];
+    if (column.type == ColumnType::kBoolean) continue;
+    if (!column.fixed()) {
+      variables_[column.variable_slot] = fields_[i];
+      continue;
+    }
+    const std::size_t at = kFixedAt + column.fixed_offset;
+    row_.resize(std::max(row_.size(), at + FixedBytes(column)));
+    if (fields_[i].set) PutBytes(row_, at, Stored(fields_[i]));
+  }
+  if (!variables_.empty()) AddVariables();
+  AddMask();
+  if (row_.size() > kMaxRowBytes) {
+    throw Error(ErrorCode::kRowTooLong,
+                std::to_string(row_.size()) + " bytes, " + std::to_string(kMaxRowBytes) + " fit");
+  }
+  return row_;
+}
+
+void RowEncoder::AddVariables() {
+  for (Field& variable : variables_) {
+    const std::size_t start = row_.size();
+    if (variable.set) AddBytes(row_, Stored(variable));
+    variable.start = start;  // from here on, in the row
+  }
+  AddU16(row_, row_.size());
+  for (auto variable = variables_.rbegin(); variable != variables_.rend(); ++variable) {
+    AddU16(row_, variable->start);
+  }
+  AddU16(row_, variables_.size());
+}
+
+// Bits of dropped columns stay set, as other writers leave them.
+void RowEncoder::AddMask() {
+  const std::size_t ids = def_->next_column_id;
+  const std::size_t at = row_.size();
+  row_.resize(at + (ids + 7) / 8, 0xFF);
+  if (ids % 8 != 0) row_.back() = static_cast<std::uint8_t>((1 << ids % 8) - 1);
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    const ColumnDef& column = def_->columns[i];
+    bool bit = fields_[i].set;
+    if (column.type == ColumnType::kBoolean) bit = bit && GetU8(Stored(fields_[i]), 0) != 0;
+    if (bit) continue;
+    std::uint8_t& byte = row_[at + column.id.value / 8];
+    byte = static_cast<std::uint8_t>(byte & ~(1u << column.id.value % 8));
+  }
 }
 
 }  // namespace jet

@@ -9,8 +9,7 @@
 #pragma once
 
 #include <optional>
-#include <span>
-#include <string>
+#include <vector>
 
 #include "jet/table_def.h"
 #include "jet/value.h"
@@ -49,17 +48,43 @@ std::size_t FixedBytes(const ColumnDef& column);
 
 // Stored bytes -> value, for every type but long values.
 Value DecodeField(const ColumnDef& column, ByteView stored);
-// Value -> stored bytes; kWrongType, kTextTooLong, kOutOfRange, kBadText. The
-// value must be of the column's own alternative (Null and Boolean excepted).
-Bytes EncodeField(const ColumnDef& column, const Value& value);
+// Value -> stored bytes, appended; kWrongType, kTextTooLong, kOutOfRange,
+// kBadText. The value must be of the column's own alternative (Null and Boolean
+// excepted).
+void AddField(const ColumnDef& column, const Value& value, Bytes& out);
 
-// The stored form of each column of a row, by ordinal; nothing = Null. For
-// Boolean columns one byte, 0 or 1; for long values the 12-byte descriptor and
-// what follows it.
-using StoredFields = std::vector<std::optional<Bytes>>;
-// kRowTooLong over kMaxRowBytes.
-Bytes EncodeRow(const TableDef& def, std::span<const std::optional<Bytes>> fields);
-// The stored fields of a row as they are (an update carries them over unread).
-StoredFields DecodeRow(const TableDef& def, const RowView& row);
+// Puts the bytes of a row together; keeps its buffers from row to row.
+class RowEncoder {
+ public:
+  // A row in which every field is Null. `def` must outlive Finish().
+  void Begin(const TableDef& def);
+  // A field as it is stored: of Booleans one byte, 0 or 1; of long values the
+  // descriptor and what follows it.
+  void SetStored(std::size_t ordinal, ByteView stored);
+  // The same for a value of any other type; as AddField.
+  void Set(std::size_t ordinal, const Value& value);
+  // All that a row holds, as SetStored takes it.
+  void SetFrom(const RowView& row);
+  // Makes a field Null; what it was, empty for Null.
+  Bytes Take(std::size_t ordinal);
+  // The row, until the next Begin(). kRowTooLong over kMaxRowBytes.
+  ByteView Finish();
+
+ private:
+  struct Field {
+    std::size_t start = 0, end = 0;  // in stored_
+    bool set = false;
+  };
+  ByteView Stored(const Field& field) const {
+    return ByteView(stored_).subspan(field.start, field.end - field.start);
+  }
+  void AddVariables();
+  void AddMask();
+  const TableDef* def_ = nullptr;
+  std::vector<Field> fields_;  // by ordinal
+  Bytes stored_;
+  std::vector<Field> variables_;  // by variable slot
+  Bytes row_;
+};
 
 }  // namespace jet

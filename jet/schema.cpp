@@ -192,10 +192,11 @@ auto Named(const std::string& name, Action&& action) {
 std::vector<IndexEntry> SortedEntries(const Table& table, const TableDef& def,
                                       const RealIndex& index) {
   std::vector<IndexEntry> entries;
-  std::vector<bool> has_null;
+  Value value;
   for (TableScan scan(table); scan.Next();) {
     const Table::Row& row = scan.row();
-    IndexKey key = BuildKey(def, index, [&](std::size_t ordinal) { return row.Get(ordinal); });
+    IndexKey key = BuildKey(
+        def, index, [&](std::size_t ordinal) -> const Value& { return value = row.Get(ordinal); });
     if (key.all_null && index.ignore_nulls()) continue;
     if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey);
     // Keys with a Null part never collide.

@@ -48,6 +48,19 @@ std::uint16_t Flags(SlotKind kind) {
   return 0;
 }
 
+SlotKind KindOf(std::uint16_t slot) {
+  switch (slot & kFlagsMask) {
+    case 0:
+      return SlotKind::kLive;
+    case kMovedFlag:
+      return SlotKind::kMoved;
+    case kBodyFlag:
+      return SlotKind::kBody;
+    default:
+      return SlotKind::kDeleted;
+  }
+}
+
 void PutFree(PageSpan page, std::size_t rows) {
   PutU16(page, kFree, LowestOffset(page, rows) - (kSlots + kSlotSize * rows));
 }
@@ -86,21 +99,13 @@ RowPage::RowPage(PageNumber number, PageView page)
   }
 }
 
-std::uint32_t RowPage::owner() const { return GetU32(page_, kOwner); }
+std::uint32_t RowPage::OwnerOf(PageView page) { return GetU32(page, kOwner); }
+std::uint32_t RowPage::owner() const { return OwnerOf(page_); }
 std::uint16_t RowPage::free_bytes() const { return GetU16(page_, kFree); }
 
 SlotKind RowPage::kind(std::size_t row) const {
   if (row >= rows_) throw Error::Damaged(number_, "no row " + std::to_string(row));
-  switch (Slot(page_, row) & kFlagsMask) {
-    case 0:
-      return SlotKind::kLive;
-    case kMovedFlag:
-      return SlotKind::kMoved;
-    case kBodyFlag:
-      return SlotKind::kBody;
-    default:
-      return SlotKind::kDeleted;
-  }
+  return KindOf(Slot(page_, row));
 }
 
 ByteView RowPage::row(std::size_t row) const {
@@ -116,12 +121,26 @@ void InitRowPage(PageSpan page, std::uint32_t owner) {
   PutU32(page, kOwner, owner);
 }
 
+std::optional<FoundRow> FindRow(PageNumber number, PageView page, std::size_t row) {
+  const std::size_t rows = GetU16(page, kRowCount);
+  if (row >= rows) return std::nullopt;
+  const std::size_t start = Offset(page, row), end = End(page, row);
+  if (rows > kMaxRowsOnPage + 1 || start > end || end > kPageSize ||
+      start < kSlots + kSlotSize * rows) {
+    throw Error::Damaged(number, "row slots contradict");
+  }
+  return FoundRow{KindOf(Slot(page, row)), page.subspan(start, end - start)};
+}
+
 bool FitsNewRow(PageNumber number, PageView page, std::size_t length) {
-  const RowPage rows(number, page);
-  if (rows.row_count() >= kMaxRowsOnPage) return false;
-  const std::size_t free =
-      LowestOffset(page, rows.row_count()) - (kSlots + kSlotSize * rows.row_count());
-  return length + kSlotSize <= free;
+  if (!RowPage::IsRowPage(page)) throw Error::Damaged(number, "not a page of rows");
+  const std::size_t rows = GetU16(page, kRowCount);
+  if (rows >= kMaxRowsOnPage) return false;
+  const std::size_t lowest = LowestOffset(page, rows), slots_end = kSlots + kSlotSize * rows;
+  if (lowest > kPageSize || lowest < slots_end) {
+    throw Error::Damaged(number, "row slots contradict");
+  }
+  return length + kSlotSize <= lowest - slots_end;
 }
 
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind) {

@@ -35,6 +35,8 @@ class RowPage {
   RowPage(PageNumber number, PageView page);
 
   static bool IsRowPage(PageView page);
+  // Of a page of rows.
+  static std::uint32_t OwnerOf(PageView page);
 
   std::uint32_t owner() const;
   std::uint16_t free_bytes() const;
@@ -48,8 +50,17 @@ class RowPage {
   std::size_t rows_;
 };
 
+// One row of a page of rows without a look at the others; nothing if there is no
+// row of that number. kDamaged.
+struct FoundRow {
+  SlotKind kind = SlotKind::kLive;
+  ByteView bytes;
+};
+std::optional<FoundRow> FindRow(PageNumber number, PageView page, std::size_t row);
+
 // Changing. `page` must be a page that RowPage accepts, open for editing.
 void InitRowPage(PageSpan page, std::uint32_t owner);
+// Looks at the last slot only.
 bool FitsNewRow(PageNumber number, PageView page, std::size_t length);
 // Appends a row and returns its number; the caller has asked FitsNewRow.
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind);

@@ -86,15 +86,15 @@ SortOrder Table::name_order() const {
 
 // Pages that are listed by the map but are not this table's rows are skipped:
 // some writers list definition pages.
-bool Table::IsDataPage(PageNumber page, PageView bytes) const {
-  return RowPage::IsRowPage(bytes) && RowPage(page, bytes).owner() == def_.page.value;
+bool Table::IsDataPage(PageView bytes) const {
+  return RowPage::IsRowPage(bytes) && RowPage::OwnerOf(bytes) == def_.page.value;
 }
 
 std::optional<PageNumber> Table::NextDataPage(PageNumber from) const {
   const UsageMap owned(pager(), def().owned_map);
   for (auto page = owned.FirstFrom(from); page; page = owned.FirstFrom({page->value + 1})) {
     const PageRef ref = pager().Read(*page);
-    if (IsDataPage(*page, ref.bytes())) return page;
+    if (IsDataPage(ref.bytes())) return page;
   }
   return std::nullopt;
 }
@@ -103,7 +103,7 @@ std::optional<PageNumber> Table::LastDataPage(PageNumber limit) const {
   const UsageMap owned(pager(), def().owned_map);
   for (auto page = owned.LastUpTo(limit); page; page = owned.LastUpTo({page->value - 1})) {
     const PageRef ref = pager().Read(*page);
-    if (IsDataPage(*page, ref.bytes())) return page;
+    if (IsDataPage(ref.bytes())) return page;
     if (page->value == 0) break;
   }
   return std::nullopt;
@@ -161,28 +161,29 @@ std::optional<RowId> Table::Last() const {
   });
 }
 
-// Where the bytes of a row are: in its slot, or where the slot points.
-bool Table::Locate(RowId id, PageRef& page, RowId& at) const {
+// The bytes of a row: in its slot, or where the slot points. Nothing if there is
+// no such row.
+std::optional<ByteView> Table::Locate(RowId id, PageRef& page, RowId& at) const {
   at = id;
   page = pager().Read(id.page);
-  if (!IsDataPage(id.page, page.bytes())) return false;
-  const RowPage rows(id.page, page.bytes());
-  if (id.row >= rows.row_count()) return false;
-  const SlotKind kind = rows.kind(id.row);
-  if (kind == SlotKind::kLive) return true;
-  if (kind != SlotKind::kMoved) return false;
-  const ByteView pointer = rows.row(id.row);
-  if (pointer.size() < kPointerBytes) throw Error::Damaged(id.page, "a moved row points nowhere");
-  at = RowId::FromPacked(GetU32(pointer, 0));
+  if (!IsDataPage(page.bytes())) return std::nullopt;
+  const std::optional<FoundRow> home = FindRow(id.page, page.bytes(), id.row);
+  if (!home) return std::nullopt;
+  if (home->kind == SlotKind::kLive) return home->bytes;
+  if (home->kind != SlotKind::kMoved) return std::nullopt;
+  if (home->bytes.size() < kPointerBytes) {
+    throw Error::Damaged(id.page, "a moved row points nowhere");
+  }
+  at = RowId::FromPacked(GetU32(home->bytes, 0));
   page = pager().Read(at.page);
-  if (!IsDataPage(at.page, page.bytes())) {
+  if (!IsDataPage(page.bytes())) {
     throw Error::Damaged(id.page, "a moved row points to a page of another owner");
   }
-  const RowPage bodies(at.page, page.bytes());
-  if (at.row >= bodies.row_count() || bodies.kind(at.row) != SlotKind::kBody) {
+  const std::optional<FoundRow> body = FindRow(at.page, page.bytes(), at.row);
+  if (!body || body->kind != SlotKind::kBody) {
     throw Error::Damaged(id.page, "a moved row points to no row");
   }
-  return true;
+  return body->bytes;
 }
 
 bool Table::Read(RowId id, Row& row) const {
@@ -190,11 +191,12 @@ bool Table::Read(RowId id, Row& row) const {
     def();
     RowId at;
     PageRef page;
-    if (!Locate(id, page, at)) return false;
+    const std::optional<ByteView> bytes = Locate(id, page, at);
+    if (!bytes) return false;
     row.table_ = this;
     row.id_ = id;
     try {
-      row.view_ = RowView(def_, RowPage(at.page, page.bytes()).row(at.row));
+      row.view_ = RowView(def_, *bytes);
     } catch (const Error& error) {
       throw Error::Damaged(at.page, "row " + std::to_string(at.row) + ": " + error.detail());
     }
@@ -259,6 +261,18 @@ void Table::CheckRules(std::size_t ordinal, const Value& value) const {
   }
 }
 
+// `values` with one for every column, autonumbers given; in `buffer` where they
+// are not so already.
+std::span<const Value> Table::Complete(std::span<const Value> values, std::vector<Value>& buffer) {
+  const bool counts = std::any_of(def_.columns.begin(), def_.columns.end(),
+                                  [](const ColumnDef& column) { return column.auto_number(); });
+  if (!counts && values.size() == def_.columns.size()) return values;
+  buffer.assign(values.begin(), values.end());
+  buffer.resize(def_.columns.size());
+  GiveAutonumbers(buffer);
+  return buffer;
+}
+
 void Table::GiveAutonumbers(std::vector<Value>& row) {
   for (std::size_t i = 0; i < row.size(); ++i) {
     const ColumnDef& column = def_.columns[i];
@@ -273,18 +287,19 @@ void Table::GiveAutonumbers(std::vector<Value>& row) {
   }
 }
 
-Bytes Table::StoreField(const ColumnDef& column, const Value& value) {
+void Table::StoreField(std::size_t ordinal, const Value& value) {
+  const ColumnDef& column = def_.columns[ordinal];
   if (column.type == ColumnType::kMemo) {
     const auto* text = std::get_if<std::string>(&value);
     if (text == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
-    return WriteMemo(*allocator_, column, *text);
-  }
-  if (column.type == ColumnType::kOle) {
+    encoder_.SetStored(ordinal, WriteMemo(*allocator_, column, *text));
+  } else if (column.type == ColumnType::kOle) {
     const auto* bytes = std::get_if<Bytes>(&value);
     if (bytes == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
-    return WriteLongValue(*allocator_, column, *bytes);
+    encoder_.SetStored(ordinal, WriteLongValue(*allocator_, column, *bytes));
+  } else {
+    encoder_.Set(ordinal, value);
   }
-  return EncodeField(column, value);
 }
 
 void Table::CheckKey(std::size_t real, const IndexKey& key, RowId except) const {
@@ -306,7 +321,8 @@ std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values)
   std::vector<KeyChange> changes;
   for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
     const RealIndex& index = def_.real_indexes[real];
-    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) { return values[ordinal]; });
+    IndexKey key =
+        BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& { return values[ordinal]; });
     CheckKey(real, key, {});
     if (index.ignore_nulls() && key.all_null) continue;
     changes.push_back({real, std::nullopt, false, std::move(key.bytes)});
@@ -331,13 +347,16 @@ std::vector<Table::KeyChange> Table::KeyChanges(RowId id, const Row& row,
           return ordinal && changed_value(*ordinal) != nullptr;
         });
     if (!touched) continue;
-    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) {
+    Value stored;
+    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& {
       const Value* changed = changed_value(ordinal);
-      return changed != nullptr ? *changed : row.Get(ordinal);
+      return changed != nullptr ? *changed : stored = row.Get(ordinal);
     });
     KeyChange change{real, std::nullopt, false, std::nullopt};
     try {
-      IndexKey old = BuildKey(def_, index, [&](std::size_t ordinal) { return row.Get(ordinal); });
+      IndexKey old = BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& {
+        return stored = row.Get(ordinal);
+      });
       if (old.bytes == key.bytes) continue;
       if (!index.ignore_nulls() || !old.all_null) change.erase = std::move(old.bytes);
     } catch (const Error& error) {
@@ -377,7 +396,10 @@ void Table::RewriteRows() {
   Row row;
   for (auto id = First(); id; id = Next(*id)) {
     Named([&] {
-      if (Read(*id, row)) RewriteRow(*id, EncodeRow(def_, DecodeRow(def_, row.view())));
+      if (!Read(*id, row)) return;
+      encoder_.Begin(def_);
+      encoder_.SetFrom(row.view());
+      RewriteRow(*id, encoder_.Finish());
     });
   }
   scope.Commit();
@@ -388,7 +410,10 @@ void Table::EraseKeys(const Row& row) {
     const RealIndex& index = def_.real_indexes[real];
     KeyChange change{real, std::nullopt, false, std::nullopt};
     try {
-      IndexKey key = BuildKey(def_, index, [&](std::size_t i) { return row.Get(i); });
+      Value stored;
+      IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& {
+        return stored = row.Get(ordinal);
+      });
       if (index.ignore_nulls() && key.all_null) continue;
       change.erase = std::move(key.bytes);
     } catch (const Error& error) {
@@ -410,12 +435,15 @@ PageNumber Table::NewDataPage(PageNumber above, bool mark) {
 }
 
 RowId Table::PlaceRow(ByteView bytes) {
-  const auto last = LastDataPage({0xFFFFFFFF});
-  PageNumber page = last.value_or(PageNumber{});
-  if (!last || !FitsNewRow(page, pager().Read(page).bytes(), bytes.size())) {
-    page = NewDataPage(page, true);
+  if (!tail_ || tail_epoch_ != pager().epoch()) {
+    tail_ = LastDataPage({0xFFFFFFFF}).value_or(PageNumber{});
+    tail_epoch_ = pager().epoch();
+    if (tail_) RowPage(tail_, pager().Read(tail_).bytes());  // its slots hold together
   }
-  return {page, AddRow(page, pager().Edit(page), bytes, SlotKind::kLive)};
+  if (!tail_ || !FitsNewRow(tail_, pager().Read(tail_).bytes(), bytes.size())) {
+    tail_ = NewDataPage(tail_, true);
+  }
+  return {tail_, AddRow(tail_, pager().Edit(tail_), bytes, SlotKind::kLive)};
 }
 
 RowId Table::PlaceBody(ByteView bytes) {
@@ -423,6 +451,7 @@ RowId Table::PlaceBody(ByteView bytes) {
   PageNumber page = last.value_or(PageNumber{});
   if (!last || !FitsNewRow(page, pager().Read(page).bytes(), bytes.size())) {
     page = NewDataPage(page, false);
+    tail_ = {};  // the new page may lie behind it
   }
   return {page, AddRow(page, pager().Edit(page), bytes, SlotKind::kBody)};
 }
@@ -439,6 +468,7 @@ void Table::RemoveBytes(RowId at) {
   const auto first = NextDataPage({});
   const auto last = LastDataPage({0xFFFFFFFF});
   if (first == last) return;
+  tail_ = {};
   UsageMap(pager(), def_.owned_map).Remove(at.page);
   UsageMap(pager(), def_.free_map).Remove(at.page);
   MarkReleased(pager().Edit(at.page));
@@ -468,16 +498,15 @@ RowId Table::Insert(std::span<const Value> values) {
   return Named([&] {
     def();
     Scope scope(pager());
-    std::vector<Value> row(values.begin(), values.end());
-    row.resize(def_.columns.size());
-    GiveAutonumbers(row);
+    std::vector<Value> buffer;
+    const std::span<const Value> row = Complete(values, buffer);
     for (std::size_t i = 0; i < row.size(); ++i) CheckRules(i, row[i]);
     const std::vector<KeyChange> keys = KeysOfNewRow(row);
-    StoredFields fields(row.size());
+    encoder_.Begin(def_);
     for (std::size_t i = 0; i < row.size(); ++i) {
-      if (!jet::IsNull(row[i])) fields[i] = StoreField(def_.columns[i], row[i]);
+      if (!jet::IsNull(row[i])) StoreField(i, row[i]);
     }
-    const RowId id = PlaceRow(EncodeRow(def_, fields));
+    const RowId id = PlaceRow(encoder_.Finish());
     ApplyKeyChanges(id, keys);
     ++def_.row_count;
     def_.StoreCounters(pager());
@@ -493,15 +522,15 @@ void Table::Update(RowId id, std::span<const FieldChange> changes) {
     for (const FieldChange& change : changes) CheckRules(change.ordinal, change.value);
     Scope scope(pager());
     const std::vector<KeyChange> keys = KeyChanges(id, row, changes);
-    StoredFields fields = DecodeRow(def_, row.view());
+    encoder_.Begin(def_);
+    encoder_.SetFrom(row.view());
     for (const FieldChange& change : changes) {
       const ColumnDef& column = def_.columns[change.ordinal];
-      std::optional<Bytes>& field = fields[change.ordinal];
-      const std::optional<Bytes> old = std::exchange(field, std::nullopt);
-      if (!jet::IsNull(change.value)) field = StoreField(column, change.value);
-      if (old && IsLongValue(column.type)) FreeLongValue(*allocator_, column, *old);
+      const Bytes old = encoder_.Take(change.ordinal);
+      if (!jet::IsNull(change.value)) StoreField(change.ordinal, change.value);
+      if (!old.empty() && IsLongValue(column.type)) FreeLongValue(*allocator_, column, old);
     }
-    RewriteRow(id, EncodeRow(def_, fields));
+    RewriteRow(id, encoder_.Finish());
     ApplyKeyChanges(id, keys);
     if (!keys.empty()) def_.StoreCounters(pager());
     scope.Commit();
@@ -547,14 +576,21 @@ std::optional<RowId> Table::Lookup(std::size_t real, std::span<const Value> valu
   });
 }
 
+// Looks at each page once, so that the cache can pass it on.
 bool TableScan::NextPage() {
-  const auto page = table_->NextDataPage(from_);
-  if (!page) return false;
-  from_ = {page->value + 1};
-  page_ = table_->pager().Read(*page);
-  rows_.emplace(*page, page_.bytes());
-  slot_ = 0;
-  return true;
+  Pager& pager = table_->pager();
+  const UsageMap owned(pager, table_->def_.owned_map);
+  rows_.reset();
+  for (auto page = owned.FirstFrom(from_); page; page = owned.FirstFrom(from_)) {
+    from_ = {page->value + 1};
+    page_ = PageRef();
+    page_ = pager.Read(*page);
+    if (!table_->IsDataPage(page_.bytes())) continue;
+    rows_.emplace(*page, page_.bytes());
+    slot_ = 0;
+    return true;
+  }
+  return false;
 }
 
 bool TableScan::Next() {

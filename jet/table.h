@@ -102,14 +102,15 @@ class Table {
   void Reload() const;
   template <class Body>
   auto Named(Body&& body) const -> decltype(body());
-  bool IsDataPage(PageNumber page, PageView bytes) const;
+  bool IsDataPage(PageView bytes) const;
   std::optional<PageNumber> NextDataPage(PageNumber from) const;
   std::optional<PageNumber> LastDataPage(PageNumber limit) const;
-  bool Locate(RowId id, PageRef& page, RowId& at) const;
+  std::optional<ByteView> Locate(RowId id, PageRef& page, RowId& at) const;
 
   void CheckRules(std::size_t ordinal, const Value& value) const;
+  std::span<const Value> Complete(std::span<const Value> values, std::vector<Value>& buffer);
   void GiveAutonumbers(std::vector<Value>& row);
-  Bytes StoreField(const ColumnDef& column, const Value& value);
+  void StoreField(std::size_t ordinal, const Value& value);
   std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values) const;
   void EraseKeys(const Row& row);
   std::vector<KeyChange> KeyChanges(RowId id, const Row& row,
@@ -130,6 +131,10 @@ class Table {
   mutable std::uint64_t epoch_ = 0;
   mutable std::vector<ColumnRules> rules_;
   std::function<DateTime()> now_;
+  RowEncoder encoder_;
+  // The page that takes new rows, found sound; good in tail_epoch_.
+  PageNumber tail_;
+  std::uint64_t tail_epoch_ = 0;
 };
 
 // A fast walk over all rows in stored order; the table must not change

@@ -1,7 +1,7 @@
 #include "jet/text.h"
 
-#include <utf8.h>
-
+#include <bit>
+#include <cstring>
 #include <optional>
 
 #include "jet/bytes.h"
@@ -9,72 +9,98 @@
 namespace jet {
 namespace {
 
+static_assert(std::endian::native == std::endian::little, "units are copied as they are");
+
 constexpr bool IsLead(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool IsTrail(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-// An unpaired surrogate in our UTF-8: ED A0..BF xx, which strict UTF-8 forbids.
-bool IsEncodedSurrogate(std::string_view text, std::size_t at) {
-  if (text.size() - at < 3) return false;
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[at + i]); };
-  return byte(0) == 0xED && byte(1) >= 0xA0 && byte(1) <= 0xBF && (byte(2) & 0xC0) == 0x80;
-}
+constexpr std::uint32_t kBadSequence = 0xFFFFFFFF;
 
-std::u16string ToUtf16WithSurrogates(std::string_view text) {
-  std::u16string out;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    if (IsEncodedSurrogate(text, at)) {
-      out.push_back(
-          static_cast<char16_t>(0xD000 | (text[at + 1] & 0x3F) << 6 | (text[at + 2] & 0x3F)));
-      at += 3;
-      continue;
-    }
-    auto it = text.begin() + static_cast<std::ptrdiff_t>(at);
-    try {
-      const char32_t code = utf8::next(it, text.end());
-      if (code > 0xFFFF) out.push_back(static_cast<char16_t>(0xD7C0 + (code >> 10)));
-      out.push_back(static_cast<char16_t>(code > 0xFFFF ? 0xDC00 + (code & 0x3FF) : code));
-    } catch (const utf8::exception&) {
-      throw Error(ErrorCode::kBadText, "byte " + std::to_string(at) + " of the text");
-    }
-    at = static_cast<std::size_t>(it - text.begin());
+// The code point at `at`, which is moved behind it; kBadSequence. Surrogates in
+// three bytes pass, as unpaired ones are written so.
+std::uint32_t TakeCode(const std::uint8_t*& at, const std::uint8_t* end) {
+  const std::uint32_t first = *at;
+  const auto left = static_cast<std::size_t>(end - at);
+  const auto is_tail = [&](std::size_t i) { return i < left && (at[i] & 0xC0) == 0x80; };
+  if (first < 0x80) {
+    ++at;
+    return first;
   }
-  return out;
+  std::uint32_t code = kBadSequence;
+  if (first >= 0xE0 && first < 0xF0) {
+    if (!is_tail(1) || !is_tail(2)) return kBadSequence;
+    code = (first & 0x0F) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
+    if (code < 0x800) return kBadSequence;
+    at += 3;
+  } else if (first >= 0xC2 && first < 0xE0) {
+    if (!is_tail(1)) return kBadSequence;
+    code = (first & 0x1F) << 6 | (at[1] & 0x3Fu);
+    at += 2;
+  } else if (first >= 0xF0 && first < 0xF5) {
+    if (!is_tail(1) || !is_tail(2) || !is_tail(3)) return kBadSequence;
+    code = (first & 0x07) << 18 | (at[1] & 0x3Fu) << 12 | (at[2] & 0x3Fu) << 6 | (at[3] & 0x3Fu);
+    if (code < 0x10000 || code > 0x10FFFF) return kBadSequence;
+    at += 4;
+  }
+  return code;
 }
 
-// Puts units together to code points and appends them as UTF-8.
+// Puts units together to code points and appends them as UTF-8: at most three
+// bytes a unit.
 class Utf8Sink {
  public:
-  explicit Utf8Sink(std::string& out) : out_(out) {}
-  ~Utf8Sink() { Flush(); }
+  Utf8Sink(std::string& out, std::size_t max_units) : out_(out), start_(out.size()) {
+    out_.resize(start_ + 3 * max_units);
+    at_ = out_.data() + start_;
+  }
+  ~Utf8Sink() {
+    FlushLead();
+    out_.resize(static_cast<std::size_t>(at_ - out_.data()));
+  }
   Utf8Sink(const Utf8Sink&) = delete;
   Utf8Sink& operator=(const Utf8Sink&) = delete;
 
   void Add(char16_t unit) {
-    if (lead_ != 0) {
-      if (IsTrail(unit)) {
-        Append(0x10000 + ((lead_ & 0x3FFu) << 10) + (unit & 0x3FFu));
-        lead_ = 0;
-        return;
-      }
-      Flush();
-    }
+    if (lead_ != 0 && AddBehindLead(unit)) return;
     if (unit < 0x80) {
-      out_.push_back(static_cast<char>(unit));
+      *at_++ = static_cast<char>(unit);
+    } else if (unit < 0x800) {
+      *at_++ = static_cast<char>(0xC0 | unit >> 6);
+      *at_++ = static_cast<char>(0x80 | (unit & 0x3F));
     } else if (IsLead(unit)) {
       lead_ = unit;
     } else {
-      Append(unit);
+      AddThree(unit);
     }
   }
 
  private:
-  void Append(std::uint32_t code) { utf8::unchecked::append(code, std::back_inserter(out_)); }
-  void Flush() {
-    if (lead_ != 0) Append(lead_);
+  void AddThree(std::uint32_t unit) {
+    *at_++ = static_cast<char>(0xE0 | unit >> 12);
+    *at_++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+    *at_++ = static_cast<char>(0x80 | (unit & 0x3F));
+  }
+  // Whether the unit was the second half of a pair.
+  bool AddBehindLead(char16_t unit) {
+    if (!IsTrail(unit)) {
+      FlushLead();
+      return false;
+    }
+    const std::uint32_t code = 0x10000 + ((lead_ & 0x3FFu) << 10) + (unit & 0x3FFu);
+    *at_++ = static_cast<char>(0xF0 | code >> 18);
+    *at_++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+    *at_++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    *at_++ = static_cast<char>(0x80 | (code & 0x3F));
+    lead_ = 0;
+    return true;
+  }
+  void FlushLead() {
+    if (lead_ != 0) AddThree(lead_);
     lead_ = 0;
   }
   std::string& out_;
+  std::size_t start_;
+  char* at_ = nullptr;
   char16_t lead_ = 0;
 };
 
@@ -120,19 +146,36 @@ std::optional<Bytes> Compress(std::u16string_view text) {
 
 }  // namespace
 
+std::size_t ToUtf16(std::string_view text, std::span<char16_t> out) {
+  const auto* const begin = reinterpret_cast<const std::uint8_t*>(text.data());
+  const std::uint8_t* const end = begin + text.size();
+  char16_t* to = out.data();
+  for (const std::uint8_t* at = begin; at != end;) {
+    const auto start = static_cast<std::size_t>(at - begin);
+    const std::uint32_t code = TakeCode(at, end);
+    if (code == kBadSequence) {
+      throw Error(ErrorCode::kBadText, "byte " + std::to_string(start) + " of the text");
+    }
+    if (code > 0xFFFF) {
+      *to++ = static_cast<char16_t>(0xD7C0 + (code >> 10));
+      *to++ = static_cast<char16_t>(0xDC00 + (code & 0x3FF));
+    } else {
+      *to++ = static_cast<char16_t>(code);
+    }
+  }
+  return static_cast<std::size_t>(to - out.data());
+}
+
 std::u16string ToUtf16(std::string_view text) {
-  if (!utf8::is_valid(text.begin(), text.end())) return ToUtf16WithSurrogates(text);
-  std::u16string out;
-  out.reserve(text.size());
-  utf8::unchecked::utf8to16(text.begin(), text.end(), std::back_inserter(out));
+  std::u16string out(text.size(), u'\0');
+  out.resize(ToUtf16(text, out));
   return out;
 }
 
 std::string ToUtf8(std::u16string_view text) {
   std::string out;
-  out.reserve(text.size() * 3);
   {
-    Utf8Sink sink(out);
+    Utf8Sink sink(out, text.size());
     for (const char16_t unit : text) sink.Add(unit);
   }
   return out;
@@ -150,10 +193,11 @@ std::size_t Utf16Length(std::string_view text) {
 
 void DecodeText(ByteView stored, std::string& out) {
   out.clear();
-  Utf8Sink sink(out);
   if (stored.size() >= 2 && stored[0] == 0xFF && stored[1] == 0xFE) {
+    Utf8Sink sink(out, stored.size());
     DecodeCompressed(stored.subspan(2), sink);
   } else {
+    Utf8Sink sink(out, stored.size() / 2);
     DecodeUnits(stored, sink);
   }
 }
@@ -167,34 +211,44 @@ std::string DecodeText(ByteView stored) {
 std::string DecodePlain(ByteView stored) {
   std::string out;
   {
-    Utf8Sink sink(out);
+    Utf8Sink sink(out, stored.size() / 2);
     DecodeUnits(stored, sink);
   }
   return out;
 }
 
+void AddPlain(std::u16string_view text, Bytes& out) {
+  const std::size_t at = out.size();
+  out.resize(at + 2 * text.size());
+  if (!text.empty()) std::memcpy(out.data() + at, text.data(), 2 * text.size());
+}
+
 Bytes EncodePlain(std::u16string_view text) {
   Bytes out;
-  out.reserve(text.size() * 2);
-  for (const char16_t unit : text) AddU16(out, unit);
+  AddPlain(text, out);
   return out;
 }
 
-Bytes EncodeText(std::u16string_view text, TextForm form) {
+void AddText(std::u16string_view text, TextForm form, Bytes& out) {
   const std::size_t plain_size = text.size() * 2;
   if (form != TextForm::kPlain && text.size() >= 3) {
-    if (auto compressed = Compress(text)) {
+    if (const auto compressed = Compress(text)) {
       const bool shorter = compressed->size() < plain_size;
       const bool equal = compressed->size() == plain_size;
-      if (shorter || (equal && form == TextForm::kText)) return *compressed;
+      if (shorter || (equal && form == TextForm::kText)) return AddBytes(out, *compressed);
     }
   }
-  Bytes plain = EncodePlain(text);
   // Plain bytes that look like the mark of compression would be read as such.
-  if (plain.size() >= 2 && plain[0] == 0xFF && plain[1] == 0xFE) {
+  if (!text.empty() && text.front() == 0xFEFF) {
     throw Error(ErrorCode::kBadText, "a text cannot begin with U+FEFF");
   }
-  return plain;
+  AddPlain(text, out);
+}
+
+Bytes EncodeText(std::u16string_view text, TextForm form) {
+  Bytes out;
+  AddText(text, form, out);
+  return out;
 }
 
 }  // namespace jet

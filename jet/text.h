@@ -4,6 +4,7 @@
 // one-byte mode; a byte 00 switches between one-byte and two-byte mode.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,8 @@ namespace jet {
 // Unpaired surrogates, which real files may hold, survive as three-byte
 // sequences. ToUtf16 throws kBadText for anything else that is no UTF-8.
 std::u16string ToUtf16(std::string_view text);
+// The same into a buffer with room for text.size() units; how many there are.
+std::size_t ToUtf16(std::string_view text, std::span<char16_t> out);
 std::string ToUtf8(std::u16string_view text);
 
 // Length in UTF-16 units, the measure of every limit in the format.
@@ -33,8 +36,11 @@ enum class TextForm {
   kInlineMemo,  // a memo value that will stay inside its row
 };
 Bytes EncodeText(std::u16string_view text, TextForm form);
+// The same, appended.
+void AddText(std::u16string_view text, TextForm form, Bytes& out);
 
 // UTF-16 with little-endian bytes.
 Bytes EncodePlain(std::u16string_view text);
+void AddPlain(std::u16string_view text, Bytes& out);
 
 }  // namespace jet

@@ -140,8 +140,9 @@ class BuildKeyTest : public testing::Test {
     index_.columns = {{ColumnId{5}, false}, {ColumnId{3}, true}};
   }
   IndexKey Build(const Value& text, const Value& number) const {
-    return BuildKey(def_, index_,
-                    [&](std::size_t ordinal) { return ordinal == 0 ? text : number; });
+    return BuildKey(def_, index_, [&](std::size_t ordinal) -> const Value& {
+      return ordinal == 0 ? text : number;
+    });
   }
   TableDef def_;
   RealIndex index_;

@@ -32,8 +32,10 @@ void CompareKeys(const Table& table, std::size_t real, const std::string& place,
     Table::Row row;
     ASSERT_TRUE(table.Read(at.row(), row)) << place;
     try {
-      IndexKey key = BuildKey(def, def.real_indexes[real],
-                              [&row](std::size_t ordinal) { return row.Get(ordinal); });
+      Value value;
+      IndexKey key =
+          BuildKey(def, def.real_indexes[real],
+                   [&](std::size_t ordinal) -> const Value& { return value = row.Get(ordinal); });
       EXPECT_THAT(key.bytes, testing::ElementsAreArray(at.key())) << place;
     } catch (const Error& error) {
       tally.refused.push_back(place + ": " + error.detail());
