@@ -40,16 +40,25 @@ class HashIndex {
   std::uint32_t Next(std::uint32_t entry) const { return next_[entry]; }
 
  private:
-  bool Matches(std::uint32_t entry, std::uint64_t digest, std::string_view bytes) const;
+  // Where the search for a key begins, and what stands there if it is found.
+  struct Place {
+    std::size_t slot = 0;
+    std::uint32_t tag = 0;
+  };
+  struct Slot {
+    std::uint32_t entry = kNone, tag = 0;
+  };
+  Place PlaceOf(std::uint64_t digest) const;
+  bool Matches(const Slot& slot, std::uint32_t tag, std::uint64_t digest,
+               std::string_view bytes) const;
   std::string_view BytesOf(std::uint32_t entry) const;
-  std::size_t SlotOf(std::uint64_t digest) const;
 
   bool wide_;
   std::vector<std::uint64_t> digests_;
   std::vector<std::uint64_t> ends_;  // of the bytes in `arena_`
   std::string arena_;
   std::vector<std::uint32_t> next_;
-  std::vector<std::uint32_t> slots_;  // the first entry of a key
+  std::vector<Slot> slots_;  // the first entry of each key
   std::size_t mask_ = 0;
 };
 
