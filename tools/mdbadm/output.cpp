@@ -6,6 +6,10 @@
 #include <unistd.h>
 #endif
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 
 #include "ado/value.h"
@@ -14,6 +18,7 @@ namespace mdbadm {
 namespace {
 
 constexpr std::string_view kNull = "\\N";
+constexpr double kMaxWhole = 1e15;  // below it a whole number is written as one
 
 std::string Hex(jet::ByteView bytes) {
   std::string text;
@@ -21,25 +26,10 @@ std::string Hex(jet::ByteView bytes) {
   return text;
 }
 
-void AppendEscaped(std::string& line, std::string_view text) {
-  for (char c : text) {
-    switch (c) {
-      case '\t':
-        line += "\\t";
-        break;
-      case '\n':
-        line += "\\n";
-        break;
-      case '\r':
-        line += "\\r";
-        break;
-      case '\\':
-        line += "\\\\";
-        break;
-      default:
-        line += c;
-    }
-  }
+void AppendWhole(std::string& line, std::int64_t number) {
+  std::array<char, 24> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+  line.append(digits.data(), end);
 }
 
 bool ErrorsGoToTerminal() {
@@ -61,6 +51,18 @@ void ShowProgress(std::string_view text) {
 void Print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 bool Flush() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
+
+void AppendEscaped(std::string& line, std::string_view text) {
+  const auto is_special = [](char c) { return c == '\t' || c == '\n' || c == '\r' || c == '\\'; };
+  for (auto from = text.begin();;) {
+    const auto special = std::find_if(from, text.end(), is_special);
+    line.append(from, special);
+    if (special == text.end()) return;
+    line += '\\';
+    line += *special == '\t' ? 't' : *special == '\n' ? 'n' : *special == '\r' ? 'r' : '\\';
+    from = special + 1;
+  }
+}
 
 std::string Escaped(std::string_view text) {
   std::string line;
@@ -120,6 +122,11 @@ void AppendCell(std::string& line, const jet::Value& value, int scale) {
              std::holds_alternative<jet::Guid>(value) ||
              std::holds_alternative<jet::Numeric>(value)) {
     line += ToJson(value, scale).get_ref<const std::string&>();
+  } else if (const auto* whole = std::get_if<std::int32_t>(&value)) {
+    AppendWhole(line, *whole);
+  } else if (const auto* real = std::get_if<double>(&value);
+             real != nullptr && std::fabs(*real) < kMaxWhole && std::trunc(*real) == *real) {
+    AppendWhole(line, static_cast<std::int64_t>(*real));
   } else {
     line += ado::ToText(value);
   }

@@ -24,6 +24,7 @@ bool Flush();
 // One line: a tab-separated cell. Yes/no for Booleans, \N for null.
 std::string Cell(const Json& value);
 std::string Escaped(std::string_view text);
+void AppendEscaped(std::string& line, std::string_view text);
 
 // A field's value, as JSON and as a cell. `scale` is that of a Numeric column.
 Json ToJson(const jet::Value& value, int scale = 0);

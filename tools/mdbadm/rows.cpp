@@ -1,5 +1,6 @@
 // Verbs that print rows and saved queries: rows, sql.
 #include "ado/catalog.h"
+#include "ado/value.h"
 #include "jet/collation.h"
 #include "sql/sql.h"
 #include "tools/mdbadm/output.h"
@@ -8,50 +9,89 @@
 namespace mdbadm {
 namespace {
 
-// Prints rows one by one; the buffer is reused, so a long table costs no more
+// Prints rows one by one; the buffers are reused, so a long table costs no more
 // memory than a short one.
 class RowPrinter {
  public:
   RowPrinter(bool json, std::vector<std::string> names) : json_(json), names_(std::move(names)) {
     for (const std::string& name : names_) {
-      if (!line_.empty()) line_ += '\t';
-      line_ += Escaped(name);
+      if (!json_) out_ += Escaped(name) + '\t';
     }
-    Print(json_ ? "[" : line_ + "\n");
+    if (json_) {
+      out_ = '[';
+    } else if (!out_.empty()) {
+      out_.back() = '\n';
+    } else {
+      out_ = '\n';
+    }
   }
+  ~RowPrinter() { Print(out_); }
+  RowPrinter(const RowPrinter&) = delete;
+  RowPrinter& operator=(const RowPrinter&) = delete;
+
   void Begin() {
-    line_.clear();
     object_ = Json::object();
     at_ = 0;
   }
   void Add(const jet::Value& value, int scale) {
+    const auto* date = std::get_if<jet::DateTime>(&value);
     if (json_) {
       object_[names_[at_]] = ToJson(value, scale);
+    } else if (date != nullptr) {
+      Separate();
+      out_ += DateText(*date);
     } else {
-      if (at_ != 0) line_ += '\t';
-      AppendCell(line_, value, scale);
+      Separate();
+      AppendCell(out_, value, scale);
     }
     ++at_;
   }
+  // A field of a row in hand, without a value in between where that is dearer.
+  void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnDef& column) {
+    if (json_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
+    if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);
+    Separate();
+    AppendEscaped(out_, text_);
+    ++at_;
+  }
   void End() {
-    if (json_)
-      line_ = (first_ ? "\n" : ",\n") + Dump(object_);
-    else
-      line_ += '\n';
-    Print(line_);
+    if (json_) {
+      out_ += (first_ ? "\n" : ",\n") + Dump(object_);
+    } else {
+      out_ += '\n';
+    }
     first_ = false;
+    if (out_.size() < kBufferBytes) return;
+    Print(out_);
+    out_.clear();
   }
   void Finish() {
-    if (json_) Print("\n]\n");
+    if (json_) out_ += "\n]\n";
   }
 
  private:
+  static constexpr std::size_t kBufferBytes = 1 << 16;
+
+  void Separate() {
+    if (at_ != 0) out_ += '\t';
+  }
+  // Rows that stand together often have the same date.
+  const std::string& DateText(jet::DateTime date) {
+    if (date_text_.empty() || date_.days != date.days) {
+      date_ = date;
+      date_text_ = ado::ToText(date);
+    }
+    return date_text_;
+  }
+
   bool json_;
   bool first_ = true;
   std::vector<std::string> names_;
-  std::string line_;
+  std::string out_, text_;
   Json object_;
   std::size_t at_ = 0;
+  jet::DateTime date_;
+  std::string date_text_;
 };
 
 // The saved query of that name, or the text.
@@ -80,7 +120,7 @@ ExitCode Rows(Program& program, const RowOptions& options) {
   for (std::uint64_t n = 0; n < options.limit && scan.Next(); ++n) {
     printer.Begin();
     for (std::size_t i = 0; i < columns.size(); ++i) {
-      printer.Add(scan.row().Get(i), columns[i].scale);
+      printer.AddField(scan.row(), i, columns[i]);
     }
     printer.End();
   }
