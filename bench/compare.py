@@ -1,0 +1,510 @@
+#!/usr/bin/env python3
+"""Times whole programs on the same files, beside what else a user could take.
+
+    compare.py PROGRAMS [--quick] [--docs FOLDER] [--only WORD] [--repeat N]
+
+PROGRAMS is the folder of mdbadm and bench_rows; mdb-export and sqlite3 are
+found in the path. Prints a table of medians and ratios. With --docs the table
+goes between the marks of performance.md there, and the plots beside it. Files
+are made in a temporary folder and removed. No figure decides anything.
+"""
+
+import argparse
+import datetime
+import json
+import os
+import platform
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+import plot
+
+PAGE = 4096
+MB = 1e6
+
+# Prints bytes per second.
+COPYING = """
+import statistics, time
+block, target, took = bytearray(64 << 20), memoryview(bytearray(64 << 20)), []
+for _ in range(9):
+    began = time.perf_counter()
+    target[:] = block
+    took.append(time.perf_counter() - began)
+print(len(block) / statistics.median(took))
+"""
+
+
+class Sizes:
+    def __init__(self, quick):
+        self.insert_rows = 20_000 if quick else 500_000
+        self.scan_jobs = 400 if quick else 40_000  # 300 MB
+        self.query_jobs = 1_000 if quick else 100_000
+        self.work_rows = 2_000 if quick else 100_000
+        self.ladder_jobs = [0, 100, 1_000] if quick else [0, 10_000, 100_000]
+        self.large_jobs = 2_000 if quick else 260_000  # nearly 2 GB
+
+    def all_jobs(self):
+        return sorted({*self.ladder_jobs, self.scan_jobs, self.query_jobs, self.large_jobs})
+
+
+class Usage:
+    """What one run of a program took."""
+
+    def __init__(self, wall, cpu, peak_mb, pages_read, pages_written):
+        self.wall, self.cpu, self.peak_mb = wall, cpu, peak_mb
+        self.pages_read, self.pages_written = pages_read, pages_written
+
+
+def run(command, stdin=None):
+    """Runs a program with its output thrown away."""
+    source = open(stdin, "rb") if stdin else subprocess.DEVNULL
+    began = time.perf_counter()
+    process = subprocess.Popen(command, stdin=source, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.PIPE)
+    os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
+    wall = time.perf_counter() - began
+    # What it read and wrote can be asked until it is buried.
+    with open(f"/proc/{process.pid}/io", encoding="ascii") as counters:
+        io = dict(line.split(": ") for line in counters)
+    _, status, usage = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    errors = process.stderr.read().decode(errors="replace")
+    if process.returncode != 0:
+        sys.exit(f"{' '.join(command)}: status {process.returncode}\n{errors}")
+    if stdin:
+        source.close()
+    return Usage(wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024,
+                 int(io["rchar"]) / PAGE, int(io["wchar"]) / PAGE)
+
+
+def median(runs):
+    """The median of each figure over several runs."""
+    return Usage(*(statistics.median(getattr(each, name) for each in runs) for name in
+                   ("wall", "cpu", "peak_mb", "pages_read", "pages_written")))
+
+
+def in_turns(repeat, *actions):
+    """The medians of several actions, run in turns so that all see the same machine."""
+    runs = [[] for _ in actions]
+    for _ in range(repeat):
+        for kept, action in zip(runs, actions):
+            kept.append(action())
+    return [median(each) for each in runs]
+
+
+def seconds(value):
+    return f"{value:.2f} s" if value >= 1 else f"{1000 * value:.1f} ms"
+
+
+class Table:
+    HEAD = ("what", "ours", "CPU", "peak", "beside", "theirs", "CPU", "ratio", "note")
+
+    def __init__(self):
+        self.lines = []
+
+    def add(self, what, ours, beside="", theirs=None, note=""):
+        ratio = f"{theirs.wall / ours.wall:.1f} ×" if theirs else ""
+        self.lines.append((what, seconds(ours.wall), seconds(ours.cpu), f"{ours.peak_mb:.0f} MB",
+                           beside, seconds(theirs.wall) if theirs else "",
+                           seconds(theirs.cpu) if theirs else "", ratio, note))
+        print("  " + "  ".join(cell for cell in self.lines[-1] if cell), flush=True)
+
+    def text(self):
+        rows = [self.HEAD, tuple("---" for _ in self.HEAD), *self.lines]
+        return "\n".join("| " + " | ".join(row) + " |" for row in rows)
+
+
+class Bench:
+    def __init__(self, programs, sizes, repeat, folder):
+        self.admin = os.path.join(programs, "mdbadm")
+        self.rows = os.path.join(programs, "bench_rows")
+        self.sizes, self.repeat, self.folder = sizes, repeat, folder
+        self.table = Table()
+        self.samples = {}
+        self.growth = {"ladder": [], "scan": [], "check": []}
+        self.limits = []
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def sample(self, jobs):
+        """The folder of a pair at version 2 with so many jobs."""
+        if jobs not in self.samples:
+            folder = self.path(f"jobs{jobs}")
+            made = run([self.admin, "sample", folder, "--jobs", str(jobs)])
+            self.samples[jobs] = folder
+            print(f"  sample of {jobs} jobs: {size_mb(data_of(folder)):.0f} MB in "
+                  f"{seconds(made.wall)}, CPU {seconds(made.cpu)}", flush=True)
+            for name in os.listdir(folder):
+                sync(os.path.join(folder, name))
+        return self.samples[jobs]
+
+    # ---- what the machine can do
+
+    def measure_limits(self):
+        # In a process of its own: what this one takes at its peak counts for all
+        # programs that it starts.
+        copied = float(subprocess.run([sys.executable, "-c", COPYING], capture_output=True,
+                                      text=True, check=True).stdout)
+        syncs = []
+        with open(self.path("sync"), "wb", buffering=0) as file:
+            for _ in range(21):
+                file.write(bytes(PAGE))
+                began = time.perf_counter()
+                os.fsync(file.fileno())
+                syncs.append(time.perf_counter() - began)
+        file = data_of(self.sample(self.sizes.scan_jobs))
+        reads = []
+        for _ in range(3):
+            began = time.perf_counter()
+            warm(file)
+            reads.append(time.perf_counter() - began)
+        self.limits = [
+            f"copying memory: {copied / 1e9:.1f} GB/s",
+            f"reading a file that is in the system's cache: "
+            f"{size_mb(file) / min(reads):.0f} MB/s",
+            f"a sync of one page appended: {seconds(statistics.median(syncs))}",
+        ]
+        for line in self.limits:
+            print("  " + line, flush=True)
+
+    # ---- the comparisons
+
+    def scan(self):
+        file = data_of(self.sample(self.sizes.scan_jobs))
+        warm(file)
+        for table in ("Data_角_単体設定", "Data_角_㎡数"):
+            ours = [self.admin, "rows", file, table]
+            theirs = ["mdb-export", "-d", "\t", "-Q", "-0", "\\N", "-T", "%Y-%m-%d %H:%M:%S",
+                      file, table]
+            rows = compare_lines(ours, theirs)
+            mine, other = in_turns(self.repeat, lambda: run(ours), lambda: run(theirs))
+            self.table.add(f"all {rows:,} rows of a table of {size_mb(file):.0f} MB, "
+                           f"{self.columns(file, table)} columns", mine, "mdb-export", other,
+                           f"{rows / mine.wall / 1e6:.2f} M rows/s; output the same")
+
+    def columns(self, file, table):
+        text = subprocess.run([self.admin, "columns", file, table], capture_output=True,
+                              check=True).stdout
+        return len(text.splitlines()) - 1
+
+    def insert(self):
+        count = self.sizes.insert_rows
+        text, script = self.path("rows.tsv"), self.path("rows.sql")
+        with open(text, "wb") as out:
+            subprocess.run([self.rows, "text", str(count)], stdout=out, check=True)
+        with open(text, encoding="utf-8") as lines, open(script, "w", encoding="utf-8") as out:
+            out.write("BEGIN;\n")
+            for line in lines:
+                number, name, group, amount, day = line.rstrip("\n").split("\t")
+                out.write(f"INSERT INTO t VALUES({number},'{name}',{group},{amount},{day});\n")
+            out.write("COMMIT;\n")
+        for key, index in (("none", ""), ("long", "CREATE UNIQUE INDEX i ON t(id);"),
+                           ("text", "CREATE INDEX i ON t(name);")):
+            def ours():
+                return run([self.rows, "insert", key, self.fresh("insert.mdb"), str(count)])
+
+            def theirs(statements):
+                made = self.fresh("insert.db")
+                subprocess.run(["sqlite3", made, "CREATE TABLE t(id INT, name TEXT, code INT, "
+                                f"amount REAL, day REAL); {index}"], check=True)
+                return run(["sqlite3", made], script) if statements else run(
+                    ["sqlite3", made, ".mode tabs", f".import {text} t"])
+
+            mine, statements, imported = in_turns(self.repeat, ours, lambda: theirs(True),
+                                                  lambda: theirs(False))
+            what = f"insert {count:,} rows, " + {"none": "no index", "long": "Long key",
+                                                 "text": "Japanese text key"}[key]
+            self.table.add(what, mine, "sqlite3, statements", statements,
+                           f"{count / mine.wall / 1e3:.0f} k rows/s")
+            self.table.add(what, mine, "sqlite3, .import", imported,
+                           f"theirs {count / imported.wall / 1e3:.0f} k rows/s")
+
+    def fresh(self, name):
+        path = self.path(name)
+        if os.path.exists(path):
+            os.remove(path)
+        return path
+
+    def ladders(self):
+        work = self.path("ladder")
+        os.makedirs(work, exist_ok=True)
+        first = {}
+        for jobs in self.sizes.all_jobs():
+            for name in ("Data.mdb", "展開Data.mdb"):
+                growth_only = jobs not in self.sizes.ladder_jobs
+                if growth_only and name != "Data.mdb":
+                    continue
+                source = os.path.join(self.sample(jobs), name)
+                target = os.path.join(work, name)
+                shutil.copyfile(source, target)
+                sync(target)
+                runs = []
+                for _ in range(max(self.repeat, 5)):
+                    runs.append(run([self.admin, "upgrade", target]))
+                    restore(source, target)
+                took = median(runs)
+                if name == "Data.mdb":
+                    self.growth["ladder"].append((jobs, took.cpu))
+                if growth_only:
+                    continue
+                base = first.setdefault(name, took.cpu)
+                self.table.add(f"ladder of {name}, {jobs:,} jobs, {size_mb(source):.0f} MB", took,
+                               note=f"{took.pages_read:.0f} pages read, "
+                                    f"{took.pages_written:.0f} written; "
+                                    f"CPU {took.cpu / base:.2f} × fresh")
+        shutil.rmtree(work)
+
+    def large(self):
+        file = data_of(self.sample(self.sizes.large_jobs))
+        warm(file)
+        shown = median([run([self.admin, "info", file]) for _ in range(21)])
+        self.table.add(f"version of a file of {size_mb(file):.0f} MB", shown,
+                       note=f"{shown.pages_read:.0f} pages read, libraries included")
+        for jobs in self.sizes.all_jobs():
+            file = data_of(self.sample(jobs))
+            warm(file)
+            last = jobs == self.sizes.large_jobs
+            checked, scanned = in_turns(
+                self.repeat, lambda: run([self.admin, "check", file]),
+                lambda: run([self.admin, "rows", file, "Data_角_単体設定"]))
+            self.growth["check"].append((jobs, checked.wall))
+            self.growth["scan"].append((jobs, scanned.wall))
+            if last:
+                self.table.add(f"check of it", checked,
+                               note=f"{size_mb(file) / checked.wall:.0f} MB/s")
+
+    # ---- queries
+
+    QUERIES = (
+        ("pieces of the chosen jobs, 17 tables joined", "拾い転送_クエリー"),
+        ("accessories of the chosen jobs, 11 tables joined", "拾い転送_副資材"),
+        ("chosen rows of the work table", "拾い転送_データ転記"),
+        ("sums of the work table, 22 in 4 groupings", "拾い転送_データ転記_追加"),
+        ("sums of the work table, 23 in 5 groupings", "拾い転送_データ転記Add"),
+        ("areas summed by site, 3 tables joined whole",
+         "SELECT [Data_ﾒｲﾝ_設定].物件名ID, Sum(Data_角_㎡数.[㎡数]) FROM (Data_角_単体設定 INNER "
+         "JOIN Data_角_㎡数 ON Data_角_単体設定.[入力ID] = Data_角_㎡数.[入力ID]) INNER JOIN "
+         "[Data_ﾒｲﾝ_設定] ON Data_角_単体設定.[ﾃﾞｰﾀID] = [Data_ﾒｲﾝ_設定].[ﾃﾞｰﾀID] "
+         "GROUP BY [Data_ﾒｲﾝ_設定].物件名ID"),
+        ("pieces counted and summed by shape",
+         "SELECT 形状名ID, Count(*), Sum(数量) FROM Data_角_単体設定 GROUP BY 形状名ID"),
+    )
+
+    def queries(self):
+        jobs = self.sizes.query_jobs
+        file = self.fresh("Data.mdb")
+        shutil.copyfile(data_of(self.sample(jobs)), file)
+        run([self.admin, "upgrade", file])
+        run([self.rows, "transfer", file, str(jobs), "10", str(self.sizes.work_rows)])
+        sync(file)
+        other = self.fresh("queries.db")
+        texts = self.query_texts(file)
+        loaded = self.load(file, other, texts.values())
+        print(f"  tables exported into sqlite3 in {seconds(loaded)}", flush=True)
+        warm(file)
+        warm(other)
+        for what, query in self.QUERIES:
+            statement = folded(texts.get(query, query)).replace("=True", "='True'")
+            ours = [self.admin, "sql", file, query]
+            theirs = ["sqlite3", "-tabs", other, statement]
+            rows = compare_sets(ours, theirs)
+            mine, others = in_turns(self.repeat, lambda: run(ours), lambda: run(theirs))
+            self.table.add(what, mine, "sqlite3", others, f"{rows:,} rows, the same")
+
+    def query_texts(self, file):
+        listed = subprocess.run([self.admin, "queries", file, "--json"], capture_output=True,
+                                check=True).stdout
+        return {each["query"]: each["text"] for each in json.loads(listed)}
+
+    def load(self, file, target, texts):
+        """Exports the tables that the queries name; nulls become the text \\N."""
+        names = [each["table"] for each in json.loads(
+            subprocess.run([self.admin, "tables", file, "--json"], capture_output=True,
+                           check=True).stdout)]
+        asked = " ".join(folded(text) for text in [*texts, *(query for _, query in self.QUERIES)])
+        began = time.perf_counter()
+        for name in names:
+            if folded_name(name) not in asked:
+                continue
+            columns = json.loads(subprocess.run([self.admin, "columns", file, name, "--json"],
+                                                capture_output=True, check=True).stdout)
+            declared = ", ".join(f"[{folded_name(each['column'])}] {affinity(each['type'])}"
+                                 for each in columns)
+            subprocess.run(["sqlite3", target], check=True, text=True, stdout=subprocess.DEVNULL,
+                           input=f"CREATE TABLE [{folded_name(name)}]({declared});\n"
+                                 ".mode ascii\n.separator \"\\t\" \"\\n\"\n"
+                                 f".import --skip 1 \"|'{self.admin}' rows '{file}' '{name}'\" "
+                                 f"\"{folded_name(name)}\"\n")
+        return time.perf_counter() - began
+
+
+def data_of(folder):
+    return os.path.join(folder, "Data.mdb")
+
+
+def size_mb(path):
+    return os.path.getsize(path) / MB
+
+
+def sync(path):
+    with open(path, "rb") as file:
+        os.fsync(file.fileno())
+
+
+def warm(path):
+    """Brings a file into the system's cache."""
+    block = bytearray(1 << 20)
+    with open(path, "rb", buffering=0) as file:
+        while file.readinto(block):
+            pass
+
+
+def restore(source, target):
+    """Makes `target` what `source` is, writing only what differs."""
+    with open(source, "rb", buffering=0) as before, open(target, "r+b", buffering=0) as now:
+        at = 0
+        while block := before.read(1 << 20):
+            if now.read(len(block)) != block:
+                now.seek(at)
+                now.write(block)
+            at += len(block)
+        now.truncate(at)
+        os.fsync(now.fileno())
+
+
+# ---- comparing outputs
+
+WHOLE = re.compile(rb"(\d)\.0+(?=\t|$)")
+
+
+def lines_of(command):
+    process = subprocess.Popen(command, stdout=subprocess.PIPE)
+    for line in process.stdout:
+        yield WHOLE.sub(rb"\1", line.rstrip(b"\n"))
+    if process.wait() != 0:
+        sys.exit(f"{' '.join(command)}: status {process.returncode}")
+
+
+def compare_lines(ours, theirs):
+    """The number of rows below the line of names; ends the run where one differs."""
+    other, count = lines_of(theirs), 0
+    for line in lines_of(ours):
+        expected = next(other, None)
+        if line != expected:
+            sys.exit(f"row {count} differs:\n{line}\n{expected}")
+        count += 1
+    if next(other, None) is not None:
+        sys.exit("the other program has more rows")
+    return count - 1
+
+
+def compare_sets(ours, theirs):
+    """The same for rows in any order; the first line of ours holds names."""
+    def summed(lines):
+        count, total = 0, 0
+        for line in lines:
+            count += 1
+            total += hash(line)
+        return count, total
+    mine = lines_of(ours)
+    next(mine)
+    found, expected = summed(mine), summed(lines_of(theirs))
+    if found != expected:
+        sys.exit(f"rows differ: {found[0]} and {expected[0]} of {' '.join(ours)}")
+    return found[0]
+
+
+# ---- names for sqlite3, which tells widths apart
+
+def folded_name(name):
+    wide = {ord("("): "（", ord(")"): "）"}
+    return folded_letters(name).translate(wide)
+
+
+def folded_letters(text):
+    return "".join(chr(ord(c) - 0xFEE0) if "０" <= c <= "９" or "Ａ" <= c <= "Ｚ" or "ａ" <= c <= "ｚ"
+                   else c for c in text)
+
+
+def folded(text):
+    return re.sub(r"\[[^\]]*\]", lambda name: folded_name(name.group()), folded_letters(text))
+
+
+def affinity(column_type):
+    if column_type in ("Text", "Memo", "DateTime"):
+        return "TEXT"
+    return "REAL" if column_type in ("Double", "Single") else "INTEGER"
+
+
+# ---- the report
+
+def first_line(*command):
+    try:
+        text = subprocess.run(command, capture_output=True, text=True, check=False)
+    except OSError:
+        return "not there"
+    return ((text.stdout or text.stderr).splitlines() or [""])[0]
+
+
+def machine():
+    with open("/proc/cpuinfo", encoding="utf-8") as info:
+        names = [line.split(":", 1)[1].strip() for line in info if line.startswith("model name")]
+    with open("/proc/meminfo", encoding="ascii") as info:
+        memory = int(info.readline().split()[1]) / 1e6
+    return [
+        f"{len(names)} × {names[0] if names else platform.machine()}, {memory:.0f} GB of memory, "
+        f"Linux {platform.release()}",
+        f"{datetime.date.today()}; {first_line('g++', '--version')}; "
+        f"{first_line('mdb-export', '--version')}; "
+        f"SQLite {first_line('sqlite3', '--version').split(' ')[0]}",
+    ]
+
+
+def write_docs(folder, bench):
+    block = "\n".join(f"- {line}" for line in [*machine(), *bench.limits])
+    block += "\n\n" + bench.table.text()
+    page = os.path.join(folder, "performance.md")
+    begin, end = "<!-- figures -->\n", "<!-- end of figures -->\n"
+    with open(page, encoding="utf-8") as file:
+        text = file.read()
+    if begin in text and end in text:
+        head, rest = text.split(begin)
+        with open(page, "w", encoding="utf-8") as file:
+            file.write(head + begin + block + "\n" + end + rest.split(end)[1])
+    titles = {"ladder": "Ladder of Data.mdb, processor time",
+              "scan": "All rows of the largest table", "check": "mdbadm check"}
+    for name, title in titles.items():
+        plot.write(os.path.join(folder, f"performance_{name}.svg"), title, "jobs", "seconds",
+                   bench.growth[name])
+
+
+def main():
+    arguments = argparse.ArgumentParser()
+    arguments.add_argument("programs")
+    arguments.add_argument("--quick", action="store_true")
+    arguments.add_argument("--docs")
+    arguments.add_argument("--only", default="")
+    arguments.add_argument("--repeat", type=int, default=3)
+    options = arguments.parse_args()
+    with tempfile.TemporaryDirectory(prefix="dbu-bench-") as folder:
+        bench = Bench(os.path.abspath(options.programs), Sizes(options.quick), options.repeat,
+                      folder)
+        parts = {"limits": bench.measure_limits, "insert": bench.insert, "scan": bench.scan,
+                 "ladders": bench.ladders, "queries": bench.queries, "large": bench.large}
+        for name, part in parts.items():
+            if options.only in name:
+                print(f"== {name}", flush=True)
+                part()
+        print("\n".join(["", *machine(), *bench.limits, "", bench.table.text()]))
+        if options.docs and not options.only:
+            write_docs(options.docs, bench)
+
+
+if __name__ == "__main__":
+    main()
