@@ -1,5 +1,6 @@
 #include "app/form1.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -24,11 +25,15 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
+using upgrade::kDataLatest;
+using upgrade::kTenkaiLatest;
 
 constexpr const char* kNotSelected = "未選択";
 constexpr const char* kNoFile = "選択エラー: ファイルが選択されていません";
 constexpr const char* kWrongFile =
     "選択エラー: 選択されたファイルはZVTデータファイルではありません";
+
+std::string Caption(double version) { return fmt::format(" Ver {}", version); }
 
 // Keeps what a window would show; answers the file dialog with prepared paths.
 class RecordingView : public app::Form1View {
@@ -140,7 +145,7 @@ TEST_F(Form1Test, DialogStartsAtTheNameBesideTheProgram) {
 }
 
 TEST_F(Form1Test, WrongChoicesLeaveEverythingAsItIs) {
-  const std::string data = Data(27), tenkai = Tenkai(22);
+  const std::string data = Data(kDataLatest), tenkai = Tenkai(kTenkaiLatest);
   ChooseData(data);
   ChooseTenkai(tenkai);
   const RecordingView before = view;
@@ -179,7 +184,7 @@ TEST_F(Form1Test, ChoosingShowsTheVersionAndWhatItAllows) {
     Kind kind;
     std::int16_t schema;
     double stored;
-    const char* caption;
+    const char* caption;  // none: as the number says
     bool upgrade, repair;
   };
   const Case cases[] = {
@@ -190,22 +195,23 @@ TEST_F(Form1Test, ChoosingShowsTheVersionAndWhatItAllows) {
       {Kind::kData, 14, 14.5, " Ver 14.5", true, true},
       {Kind::kData, 15, 15, " Ver 15", true, true},
       {Kind::kData, 18, 18, " Ver 18", true, true},
-      {Kind::kData, 27, 27, " Ver 27", false, true},
-      {Kind::kData, 27, 27.5, " Ver 27.5", true, true},
-      {Kind::kData, 27, 28, " Ver 28", true, true},
+      {Kind::kData, kDataLatest, kDataLatest, {}, false, true},
+      {Kind::kData, kDataLatest, kDataLatest + 0.5, {}, true, true},
+      {Kind::kData, kDataLatest, kDataLatest + 1, {}, true, true},
       {Kind::kTenkai, 2, 2, " Ver 2", true, false},
       {Kind::kTenkai, 2, 21.5, " Ver 21.5", true, false},
-      {Kind::kTenkai, 22, 22, " Ver 22", false, false},
-      {Kind::kTenkai, 22, 23, " Ver 23", true, false},
+      {Kind::kTenkai, kTenkaiLatest, kTenkaiLatest, {}, false, false},
+      {Kind::kTenkai, kTenkaiLatest, kTenkaiLatest + 1, {}, true, false},
   };
   for (const Case& each : cases) {
-    SCOPED_TRACE(each.caption);
+    const std::string caption = each.caption ? each.caption : Caption(each.stored);
+    SCOPED_TRACE(caption);
     const bool data = each.kind == Kind::kData;
     Start();
     const std::string path = Sample(folder.path(), each.kind, each.schema);
     if (each.stored != each.schema) StoreVersion(path, each.stored);
     data ? ChooseData(path) : ChooseTenkai(path);
-    EXPECT_EQ(view.captions[data ? 0 : 1], each.caption);
+    EXPECT_EQ(view.captions[data ? 0 : 1], caption);
     EXPECT_EQ(view.captions[data ? 1 : 0], kNotSelected);
     EXPECT_EQ(data ? program->module.DataDB_Ver : program->module.TenkaiDB_Ver, each.stored);
     EXPECT_EQ(view.visible[Button::kCB_DB_Up], data && each.upgrade);
@@ -219,21 +225,21 @@ TEST_F(Form1Test, ChoosingShowsTheVersionAndWhatItAllows) {
 }
 
 TEST_F(Form1Test, SecondFileClosesTheFirstAndKeepsButtonAndList) {
-  const std::string new_file = Sample(SubFolder("new"), Kind::kData, 27);
+  const std::string new_file = Sample(SubFolder("new"), Kind::kData, kDataLatest);
   const std::string old_file = Sample(SubFolder("old"), Kind::kData, 13);
   ChooseData(new_file);
   const std::vector<std::string> items = view.list;
   ChooseData(old_file);
-  EXPECT_EQ(StoredVersion(new_file), "27") << "still held";
+  EXPECT_EQ(StoredVersion(new_file), std::to_string(kDataLatest)) << "still held";
   EXPECT_TRUE(view.visible[Button::kCB_DB_Up]);
   EXPECT_FALSE(view.visible[Button::kCommand1]);
   EXPECT_EQ(view.list, items) << "of the file before";
   ChooseData(new_file);
-  EXPECT_EQ(view.captions[0], " Ver 27");
+  EXPECT_EQ(view.captions[0], Caption(kDataLatest));
   EXPECT_TRUE(view.visible[Button::kCB_DB_Up]) << "equality does not hide it";
   EXPECT_TRUE(view.visible[Button::kCommand1]);
   ChooseTenkai(Sample(SubFolder("new"), Kind::kTenkai, 2));
-  ChooseTenkai(Sample(SubFolder("old"), Kind::kTenkai, 22));
+  ChooseTenkai(Sample(SubFolder("old"), Kind::kTenkai, kTenkaiLatest));
   EXPECT_TRUE(view.visible[Button::kCB_TenkaiDB_Up]);
   ChooseData(new_file);  // the same one once more
   EXPECT_THAT(view.boxes, IsEmpty());
@@ -241,8 +247,8 @@ TEST_F(Form1Test, SecondFileClosesTheFirstAndKeepsButtonAndList) {
 
 TEST_F(Form1Test, FolderIsCutByCharacters) {
   const std::string inside = SubFolder("図面／𠮷野_ｶﾞ");
-  ChooseData(Sample(inside, Kind::kData, 27));
-  ChooseTenkai(Sample(inside, Kind::kTenkai, 22));
+  ChooseData(Sample(inside, Kind::kData, kDataLatest));
+  ChooseTenkai(Sample(inside, Kind::kTenkai, kTenkaiLatest));
   const db::Module1& module = program->module;
   const std::string head = "Provider=Microsoft.jet.OLEDB.4.0;Data Source=";
   const std::string tail = ";Jet OLEDB:Database Password=TovaMDB;";
@@ -308,13 +314,17 @@ TEST_F(Form1Test, UpgradeBringsTheFileToTheLatestVersion) {
     double stored;
   };
   // A higher version runs no step and is still written over; half goes to even.
-  const Case cases[] = {{Kind::kData, 2, 2},     {Kind::kData, 14, 13.5}, {Kind::kData, 26, 26.5},
-                        {Kind::kData, 27, 27.5}, {Kind::kData, 27, 28},   {Kind::kTenkai, 2, 2},
-                        {Kind::kTenkai, 22, 23}};
+  const Case cases[] = {{Kind::kData, 2, 2},
+                        {Kind::kData, 14, 13.5},
+                        {Kind::kData, 26, 26.5},
+                        {Kind::kData, kDataLatest, kDataLatest + 0.5},
+                        {Kind::kData, kDataLatest, kDataLatest + 1},
+                        {Kind::kTenkai, 2, 2},
+                        {Kind::kTenkai, kTenkaiLatest, kTenkaiLatest + 1}};
   for (const Case& each : cases) {
     SCOPED_TRACE(each.stored);
     const bool data = each.kind == Kind::kData;
-    const std::string latest = data ? "27" : "22";
+    const std::int16_t latest = data ? kDataLatest : kTenkaiLatest;
     Start();
     const std::string path = Sample(folder.path(), each.kind, each.schema);
     StoreVersion(path, each.stored);
@@ -323,23 +333,23 @@ TEST_F(Form1Test, UpgradeBringsTheFileToTheLatestVersion) {
     const bool repair = view.visible[Button::kCommand1];
     data ? form->CB_DB_Up_Click() : form->CB_TenkaiDB_Up_Click();
     EXPECT_THAT(view.boxes, IsEmpty());
-    EXPECT_EQ(view.captions[data ? 0 : 1], " Ver " + latest);
+    EXPECT_EQ(view.captions[data ? 0 : 1], Caption(latest));
     EXPECT_FALSE(view.visible[data ? Button::kCB_DB_Up : Button::kCB_TenkaiDB_Up]);
     EXPECT_EQ(view.list, items) << "as the choice left it";
     EXPECT_EQ(view.visible[Button::kCommand1], repair);
-    EXPECT_EQ(data ? program->module.DataDB_Ver : program->module.TenkaiDB_Ver, data ? 27 : 22);
+    EXPECT_EQ(data ? program->module.DataDB_Ver : program->module.TenkaiDB_Ver, latest);
     Leave();
-    EXPECT_EQ(StoredVersion(path), latest);
+    EXPECT_EQ(StoredVersion(path), std::to_string(latest));
     ExpectSoundByOurs(path);
     if (each.schema == 2) {
       ExpectSound(path);
-      EXPECT_EQ(Content(path), Content(Sample(SubFolder("direct"), each.kind, data ? 27 : 22)));
+      EXPECT_EQ(Content(path), Content(Sample(SubFolder("direct"), each.kind, latest)));
     }
   }
 }
 
 TEST_F(Form1Test, UpgradeOfAVersionBeyondSixteenBitsFailsAtTheButton) {
-  const std::string path = Data(27);
+  const std::string path = Data(kDataLatest);
   StoreVersion(path, 40000.0);
   ChooseData(path);
   EXPECT_EQ(view.captions[0], " Ver 40000");
@@ -372,7 +382,7 @@ TEST_F(Form1Test, FailureInTheMiddleKeepsCompletedStepsAndTheVersion) {
 }
 
 TEST_F(Form1Test, ReinforcementRepairUndoesLaterNames) {
-  const std::string path = Data(27);
+  const std::string path = Data(kDataLatest);
   ChooseData(path);
   const std::vector<std::string> items = view.list;
   form->Command1_Click();
@@ -381,19 +391,19 @@ TEST_F(Form1Test, ReinforcementRepairUndoesLaterNames) {
   EXPECT_TRUE(view.visible[Button::kCommand1]);
   Leave();
   EXPECT_EQ(Values(path, kReinforcements, "転送名称").at(4), "FG");
-  EXPECT_EQ(Values(Data(27), kReinforcements, "転送名称").at(4), "相ＦＧ");
-  EXPECT_EQ(StoredVersion(path), "27");
+  EXPECT_EQ(Values(Data(kDataLatest), kReinforcements, "転送名称").at(4), "相ＦＧ");
+  EXPECT_EQ(StoredVersion(path), std::to_string(kDataLatest));
 }
 
 TEST_F(Form1Test, RepairsDoTheirWorkFromTheirVersionOn) {
-  const auto latest = Content(Data(27));
+  const auto latest = Content(Data(kDataLatest));
   struct Case {
     std::int16_t version;
     void (app::Form1::*press)();
     bool changes;
   };
-  const Case cases[] = {{27, &app::Form1::Command4_Click, false},
-                        {27, &app::Form1::Command5_Click, false},
+  const Case cases[] = {{kDataLatest, &app::Form1::Command4_Click, false},
+                        {kDataLatest, &app::Form1::Command5_Click, false},
                         {18, &app::Form1::Command5_Click, true}};
   for (const Case& each : cases) {
     const std::string path = Data(each.version);
@@ -569,7 +579,7 @@ TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
 }
 
 TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
-  const std::string path = Data(27);
+  const std::string path = Data(kDataLatest);
   struct Case {
     std::function<void()> fault;
     const char *number, *text;
@@ -607,7 +617,7 @@ TEST_F(Form1Test, EventsDuringAnEventDoNothing) {
   EXPECT_THAT(view.boxes, IsEmpty());
   EXPECT_THAT(view.asked, IsEmpty());
   EXPECT_EQ(view.times_busy, 2);
-  EXPECT_EQ(view.captions[0], " Ver 27");
+  EXPECT_EQ(view.captions[0], Caption(kDataLatest));
 }
 
 TEST(ErrorBoxTextTest, TellsNegativeNumbersInHexadecimalToo) {

@@ -87,6 +87,9 @@ class Form1WindowTest : public ::testing::Test {
 };
 
 TEST_F(Form1WindowTest, ShowsEveryControlByItsNameWithItsCaption) {
+  const std::string latest_data = "最新　            Ver " + std::to_string(upgrade::kDataLatest);
+  const std::string latest_tenkai =
+      "最新　            Ver " + std::to_string(upgrade::kTenkaiLatest);
   struct Control {
     const char* name;
     int index;
@@ -99,13 +102,13 @@ TEST_F(Form1WindowTest, ShowsEveryControlByItsNameWithItsCaption) {
       {"CB_DB_Up", -1, "DB更新", false},
       {"Label1", 0, "バージョン", true},
       {"L_Ver", 0, "未選択", true},
-      {"L_Ver", 2, "最新　            Ver 27", true},
+      {"L_Ver", 2, latest_data.c_str(), true},
       {"Frame1", 1, "展開Data.mdb", true},
       {"CB_TenkaiDB", -1, "データベース選択", true},
       {"CB_TenkaiDB_Up", -1, "DB更新", false},
       {"Label1", 1, "バージョン", true},
       {"L_Ver", 1, "未選択", true},
-      {"L_Ver", 3, "最新　            Ver 22", true},
+      {"L_Ver", 3, latest_tenkai.c_str(), true},
       {"Command1", -1, "補強修正", false},
       {"Command4", -1, "ﾌﾚｷ名称変換", true},
       {"Command5", -1, "英語適用", true},
@@ -168,7 +171,7 @@ TEST_F(Form1WindowTest, KeyboardAloneUpgradesBothFilesAsTheLaddersDo) {
   EXPECT_EQ(window.focusWidget(), &Button("CB_DataDB"));
   QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
   QTest::keyClick(window.focusWidget(), Qt::Key_Return);
-  EXPECT_EQ(Version(0), " Ver 27");
+  EXPECT_EQ(Version(0), " Ver " + std::to_string(upgrade::kDataLatest));
   EXPECT_FALSE(Button("CB_DB_Up").isVisible());
   EXPECT_EQ(window.focusWidget(), &Button("CB_TenkaiDB")) << "the next control takes over";
   dialogs.answer = QString::fromStdString(tenkai);
@@ -176,20 +179,20 @@ TEST_F(Form1WindowTest, KeyboardAloneUpgradesBothFilesAsTheLaddersDo) {
   EXPECT_EQ(Version(1), " Ver 2");
   QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
   QTest::keyClick(window.focusWidget(), Qt::Key_Space);
-  EXPECT_EQ(Version(1), " Ver 22");
+  EXPECT_EQ(Version(1), " Ver " + std::to_string(upgrade::kTenkaiLatest));
   EXPECT_THAT(dialogs.boxes, IsEmpty());
 
   program.module.DataDB_Access("Close");
   program.module.TenkaiDB_Access("Close");
   const test_support::TempFolder direct;
-  EXPECT_EQ(Content(data), Content(Sample(direct.path(), Kind::kData, 27)));
-  EXPECT_EQ(Content(tenkai), Content(Sample(direct.path(), Kind::kTenkai, 22)));
+  EXPECT_EQ(Content(data), Content(Sample(direct.path(), Kind::kData, upgrade::kDataLatest)));
+  EXPECT_EQ(Content(tenkai), Content(Sample(direct.path(), Kind::kTenkai, upgrade::kTenkaiLatest)));
   test_support::ExpectSound(data);
   test_support::ExpectSound(tenkai);
 }
 
 TEST_F(Form1WindowTest, ListStandsInTwoColumns) {
-  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 27));
+  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, upgrade::kDataLatest));
   ASSERT_EQ(List().size(), 12u);
   EXPECT_EQ(List()[4], "相FG            \t相ＦＧ");
   EXPECT_TRUE(Button("Command1").isVisible());

@@ -5,6 +5,7 @@
 
 #include "jet/file.h"
 #include "tests/tools/program.h"
+#include "upgrade/ladders.h"
 
 namespace {
 
@@ -14,6 +15,8 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
+
+const std::string kLatest = std::to_string(upgrade::kDataLatest);
 
 // Three sites: one with a good file, one with a damaged one, one with a good one.
 class ManyFilesTest : public ::testing::Test {
@@ -46,15 +49,15 @@ TEST_F(ManyFilesTest, OneThatFailsDoesNotStopTheOthersAndTheSummarySaysSo) {
   EXPECT_EQ(run.status, 3);
   EXPECT_THAT(run.err, AllOf(StartsWith("mdbadm: " + files_[1] + ": -2147467259 (80004005) "),
                              HasSubstr("Jet 4.0")));
-  EXPECT_THAT(
-      run.out,
-      AllOf(HasSubstr(files_[0] + "\tData_Up_27\t27\t"), HasSubstr(files_[0] + "\tdone\t27\t"),
-            HasSubstr(files_[1] + "\tfailed\t\\N\t"), HasSubstr(files_[2] + "\tdone\t27\t")));
+  EXPECT_THAT(run.out, AllOf(HasSubstr(files_[0] + "\tData_Up_27\t27\t"),
+                             HasSubstr(files_[0] + "\tdone\t" + kLatest + "\t"),
+                             HasSubstr(files_[1] + "\tfailed\t\\N\t"),
+                             HasSubstr(files_[2] + "\tdone\t" + kLatest + "\t")));
   const std::string summary = run.out.substr(run.out.find("\n\n") + 2);
   EXPECT_THAT(summary, StartsWith("file\tkind\tfrom\tto\toutcome\tms\tbackup\terror\n" + files_[0] +
-                                  "\tdata\t26\t27\tdone\t"));
-  EXPECT_THAT(summary, HasSubstr("\n" + files_[1] + "\tdata\t\\N\t27\tfailed\t"));
-  EXPECT_EQ(Version(files_[2]), 27);
+                                  "\tdata\t26\t" + kLatest + "\tdone\t"));
+  EXPECT_THAT(summary, HasSubstr("\n" + files_[1] + "\tdata\t\\N\t" + kLatest + "\tfailed\t"));
+  EXPECT_EQ(Version(files_[2]), upgrade::kDataLatest);
   EXPECT_EQ(ReadFileBytes(files_[1]), bad_);
 }
 
@@ -68,14 +71,14 @@ TEST_F(ManyFilesTest, StopsWhereItIsTold) {
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(summary[i]["file"], files_[i]);
     EXPECT_EQ(summary[i]["outcome"], outcomes[i]);
-    EXPECT_EQ(summary[i]["to"], 27);
+    EXPECT_EQ(summary[i]["to"], upgrade::kDataLatest);
   }
   EXPECT_EQ(summary[0]["from"], 26);
   EXPECT_TRUE(std::filesystem::exists(summary[0]["backup"].get<std::string>()));
   EXPECT_EQ(summary[1]["error"]["error"], "not_jet4");
   EXPECT_EQ(nlohmann::json::parse(run.err), summary[1]["error"]);
   EXPECT_EQ(Version(files_[2]), 26);
-  const Outcome plan = MdbAdm({"plan", files_[1], files_[2], "--json"});
+  const Outcome plan = MdbAdm({"plan", files_[1], files_[2], "--to", "27", "--json"});
   EXPECT_EQ(plan.status, 3);
   EXPECT_EQ(nlohmann::json::parse(plan.out),
             nlohmann::json::parse(R"([{"file": ")" + files_[2] +

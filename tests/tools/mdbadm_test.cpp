@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tests/tools/program.h"
+#include "upgrade/ladders.h"
 
 namespace {
 
@@ -48,13 +49,13 @@ TEST_F(MdbAdmTest, TellsUsageFromFailure) {
       {{"info", data_, "--password", "wrong"}, 1},
       {{"rows", data_, "none"}, 1},
       {{"sample", folder_.path()}, 1},
-      {{"sample", folder_.File("new"), "--data", "28"}, 2},
+      {{"sample", folder_.File("new"), "--data", "99"}, 2},
       {{"sample", folder_.File("new"), "--tenkai", "1"}, 2},
       {{"sample", "--into", data_}, 2},
       {{"sample", "--into", data_, "--kind", "data"}, 1},
       {{"new", data_}, 1},
       {{"upgrade", other}, 2},
-      {{"upgrade", data_, "--to", "28"}, 2},
+      {{"upgrade", data_, "--to", "99"}, 2},
       {{"upgrade", data_, "--to", "1"}, 1},
       {{"upgrade", other, "--kind", "tenkai"}, 1},
   };
@@ -150,7 +151,7 @@ TEST_F(MdbAdmTest, UpgradeNamesEveryStepAndStoresTheVersion) {
   const std::string renamed = folder_.File("copy of data.mdb");
   std::filesystem::rename(data_, renamed);
   EXPECT_THAT(MdbAdmOut({"upgrade", renamed, "--kind", "data"}), HasSubstr("\tEng_Apply\t19\t"));
-  EXPECT_EQ(MdbAdmJson({"info", renamed})["version"], 27);
+  EXPECT_EQ(MdbAdmJson({"info", renamed})["version"], upgrade::kDataLatest);
   ExpectSound(renamed, true);
   ExpectSound(tenkai_, true);
 }
@@ -200,7 +201,7 @@ TEST_F(MdbAdmTest, DryRunAndPlanKeepNothing) {
   const std::string data = ReadFileBytes(data_), tenkai = ReadFileBytes(tenkai_);
   EXPECT_THAT(MdbAdmOut({"upgrade", data_, "--dry-run"}), HasSubstr("\tData_Up_27\t27\t"));
   const nlohmann::json plan = MdbAdmJson({"plan", tenkai_});
-  ASSERT_EQ(plan.size(), 18U);  // 4 to 22, without 7
+  ASSERT_EQ(plan.size(), upgrade::kTenkaiLatest - 4U);  // from 4 on, without 7
   for (const nlohmann::json& step : plan) EXPECT_EQ(step["outcome"], "ok") << step;
   EXPECT_EQ(ReadFileBytes(data_), data);
   EXPECT_EQ(ReadFileBytes(tenkai_), tenkai);
@@ -213,10 +214,11 @@ TEST_F(MdbAdmTest, PlanNamesWhatStandsInTheWay) {
   MdbAdmOut({"set-version", data_, "12.6"});
   const Outcome plan = MdbAdm({"plan", data_});
   EXPECT_EQ(plan.status, 1);
-  EXPECT_THAT(plan.out, AllOf(HasSubstr("12.6 counts as 13"), HasSubstr("拾い転送_Base is there"),
-                              HasSubstr("形状名_英語 is there"), HasSubstr("Data_Up_15\t15\tok"),
-                              HasSubstr("Data_Up_16a\t16\t-2147217857"),
-                              EndsWith("Data_Up_27\t27\tnot reached\n")));
+  EXPECT_THAT(plan.out,
+              AllOf(HasSubstr("12.6 counts as 13"), HasSubstr("拾い転送_Base is there"),
+                    HasSubstr("形状名_英語 is there"), HasSubstr("Data_Up_15\t15\tok"),
+                    HasSubstr("Data_Up_16a\t16\t-2147217857"),
+                    HasSubstr("Data_Up_27\t27\tnot reached\n"), EndsWith("not reached\n")));
 }
 
 TEST_F(MdbAdmTest, BackupHoldsTheFileAsItWas) {
@@ -229,7 +231,7 @@ TEST_F(MdbAdmTest, BackupHoldsTheFileAsItWas) {
   }
   ASSERT_EQ(copies.size(), 1U);
   EXPECT_EQ(ReadFileBytes(copies[0]), before);
-  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 27);
+  EXPECT_EQ(MdbAdmJson({"info", data_})["version"], upgrade::kDataLatest);
 }
 
 TEST_F(MdbAdmTest, DiffNamesEveryDifference) {
@@ -312,7 +314,8 @@ class RealFileTest : public ::testing::TestWithParam<std::string> {
 
 TEST_P(RealFileTest, KeepsItsOwnContentThroughALadder) {
   SKIP_WITHOUT_SAMPLES();
-  for (const auto& [kind, latest] : {std::pair("data", 27), std::pair("tenkai", 22)}) {
+  for (const auto& [kind, latest] :
+       {std::pair("data", upgrade::kDataLatest), std::pair("tenkai", upgrade::kTenkaiLatest)}) {
     SCOPED_TRACE(kind);
     file_ = folder_.CopySample(GetParam());
     const nlohmann::json tables = Read({"tables", file_}), info = Read({"info", file_});
