@@ -1,13 +1,6 @@
 #include "jet/file.h"
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <sys/file.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <filesystem>
+#include <gtest/gtest.h>
 
 #include "jet/error.h"
 #include "tests/support/temp_db.h"
@@ -16,41 +9,12 @@ namespace jet {
 namespace {
 
 using test_support::CodeOf;
-using testing::HasSubstr;
-
-// Another program's hold on a file.
-class Held {
- public:
-  enum class By { kNothing, kRange, kWholeFile };
-  Held(const std::string& path, By by) : fd_(::open(path.c_str(), O_RDWR | O_CREAT, 0600)) {
-    struct flock range {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = 0x10000001;
-    range.l_len = 1;
-    int failure = fd_ < 0 ? -1 : 0;
-    if (by == By::kRange) failure = ::fcntl(fd_, F_OFD_SETLK, &range);
-    if (by == By::kWholeFile) failure = ::flock(fd_, LOCK_EX | LOCK_NB);
-    EXPECT_EQ(failure, 0) << path;
-  }
-  ~Held() { ::close(fd_); }
-
- private:
-  int fd_;
-};
 
 class FileTest : public testing::Test {
  protected:
-  void SetUp() override { test_support::WriteFileBytes(path_, std::string(kPageSize, 'x')); }
-  // What an opening ends with, in words; empty if it ends well.
-  std::string Refusal(OpenMode mode) {
-    try {
-      files_->Open(path_, mode);
-    } catch (const Error& error) {
-      EXPECT_EQ(error.code(), ErrorCode::kInUse);
-      return error.what();
-    }
-    return {};
+  FileTest() { test_support::WriteFileBytes(path_, std::string(kPageSize, 'x')); }
+  std::optional<ErrorCode> Opening(const std::string& path, OpenMode mode) {
+    return CodeOf([&] { files_->Open(path, mode); });
   }
 
   test_support::TempFolder folder_;
@@ -58,72 +22,68 @@ class FileTest : public testing::Test {
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
 
-TEST_F(FileTest, AHeldLockFileIsNamedAndOneThatNobodyHoldsIsNot) {
-  for (const char* name : {"展開Data.ldb", "展開Data.LDB", "展開DATA.Ldb"}) {
-    SCOPED_TRACE(name);
-    const std::string lock_file = folder_.File(name);
-    for (const auto by : {Held::By::kNothing, Held::By::kRange, Held::By::kWholeFile}) {
-      const Held held(lock_file, by);
-      for (const OpenMode mode : {OpenMode::kExclusive, OpenMode::kRead}) {
-        const std::string refusal = Refusal(mode);
-        if (by == Held::By::kNothing) {
-          EXPECT_EQ(refusal, "");
-        } else {
-          EXPECT_THAT(refusal, HasSubstr(lock_file));
-        }
-      }
-    }
-    std::filesystem::remove(lock_file);
-  }
-  // The lock file of another database.
-  const Held other(folder_.File("Data.ldb"), Held::By::kRange);
-  EXPECT_EQ(Refusal(OpenMode::kExclusive), "");
-}
-
-TEST_F(FileTest, AProgramThatHoldsTheFileKeepsUsOutAndOneThatDiedDoesNot) {
-  for (const auto by : {Held::By::kRange, Held::By::kWholeFile}) {
-    const Held held(path_, by);
-    EXPECT_THAT(Refusal(OpenMode::kExclusive), HasSubstr(path_));
-    EXPECT_THAT(Refusal(OpenMode::kRead), HasSubstr(path_));
-  }
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const auto file = files_->Open(path_, OpenMode::kExclusive);
-    if (::write(ready[1], "!", 1) == 1) ::pause();
-    ::_exit(1);
-  }
-  char byte = 0;
-  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  EXPECT_THAT(Refusal(OpenMode::kExclusive), HasSubstr(path_));
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  EXPECT_EQ(Refusal(OpenMode::kExclusive), "");
-  ::close(ready[0]);
-  ::close(ready[1]);
-}
-
-TEST_F(FileTest, ReadersShareAFileThatNobodyMayWrite) {
-  namespace fs = std::filesystem;
-  fs::permissions(path_, fs::perms::owner_read);
-  fs::permissions(folder_.path(), fs::perms::owner_read | fs::perms::owner_exec);
-  const auto one = files_->Open(path_, OpenMode::kRead);
-  EXPECT_EQ(Refusal(OpenMode::kRead), "");
-  if (::geteuid() != 0) {
-    EXPECT_EQ(CodeOf([&] { files_->Open(path_, OpenMode::kExclusive); }), ErrorCode::kNoPermission);
-  } else {
-    EXPECT_THAT(Refusal(OpenMode::kExclusive), HasSubstr("in use"));
-  }
-  fs::permissions(folder_.path(), fs::perms::owner_all);
-}
-
 TEST_F(FileTest, WhatIsNoFileIsToldApart) {
-  EXPECT_EQ(CodeOf([&] { files_->Open(folder_.File("none.mdb"), OpenMode::kRead); }),
+  EXPECT_EQ(Opening(folder_.File("none.mdb"), OpenMode::kRead), ErrorCode::kFileNotFound);
+  EXPECT_EQ(Opening(folder_.File("none/none.mdb"), OpenMode::kRead), ErrorCode::kFileNotFound);
+  EXPECT_EQ(Opening(path_ + "/Data.mdb", OpenMode::kRead), ErrorCode::kFileNotFound);
+  EXPECT_EQ(Opening(folder_.path(), OpenMode::kRead), ErrorCode::kNotJet4);
+  EXPECT_EQ(CodeOf([&] { files_->Create(folder_.File("none/new.mdb")); }),
             ErrorCode::kFileNotFound);
-  EXPECT_EQ(CodeOf([&] { files_->Open(path_ + "/Data.mdb", OpenMode::kRead); }),
-            ErrorCode::kFileNotFound);
-  EXPECT_EQ(CodeOf([&] { files_->Open(folder_.path(), OpenMode::kRead); }), ErrorCode::kNotJet4);
+  EXPECT_EQ(CodeOf([&] { files_->Remove(folder_.File("none.mdb")); }), ErrorCode::kFileNotFound);
+}
+
+TEST_F(FileTest, OneWriterOrManyReaders) {
+  {
+    const auto reader = files_->Open(path_, OpenMode::kRead);
+    EXPECT_EQ(Opening(path_, OpenMode::kRead), std::nullopt);
+    EXPECT_EQ(Opening(path_, OpenMode::kExclusive), ErrorCode::kInUse);
+  }
+  const auto writer = files_->Open(path_, OpenMode::kExclusive);
+  EXPECT_EQ(Opening(path_, OpenMode::kRead), ErrorCode::kInUse);
+  EXPECT_EQ(Opening(path_, OpenMode::kExclusive), ErrorCode::kInUse);
+}
+
+TEST_F(FileTest, BothSeparatorsMixedAndDoubledNameOneFile) {
+  for (const char* name : {"/展開Data.mdb", "\\展開Data.mdb", "\\\\展開Data.mdb", "//展開Data.mdb",
+                           "\\.\\x/..\\展開Data.mdb"}) {
+    EXPECT_EQ(Opening(folder_.path() + name, OpenMode::kExclusive), std::nullopt) << name;
+    EXPECT_EQ(NormalisePath(folder_.path() + name), NormalisePath(path_)) << name;
+  }
+}
+
+TEST_F(FileTest, SizesAndOffsetsGoBeyondFourGigabytes) {
+  constexpr std::uint64_t kFar = (std::uint64_t{1} << 32) + 123;
+  const auto file = files_->Open(path_, OpenMode::kExclusive);
+  const Bytes written = {1, 2, 3};
+  file->Write(5, written);
+  file->Truncate(kFar);  // a hole
+  EXPECT_EQ(file->Size(), kFar);
+  Bytes read(4);
+  file->Read(4, read);
+  EXPECT_EQ(read, (Bytes{'x', 1, 2, 3}));
+  file->Read(kFar - 4, read);
+  EXPECT_EQ(read, Bytes(4));
+  EXPECT_EQ(CodeOf([&] { file->Read(kFar - 3, read); }), ErrorCode::kIo) << "beyond the end";
+  file->Truncate(kPageSize);
+  file->Reserve(2 * kPageSize);
+  file->Reserve(kPageSize);
+  file->Sync();
+  EXPECT_EQ(file->Size(), 2 * kPageSize);
+  file->Read(2 * kPageSize - 4, read);
+  EXPECT_EQ(read, Bytes(4));
+}
+
+TEST_F(FileTest, AFileIsMadeEmptiedRenamedAndRemoved) {
+  const std::string made = folder_.File("ﾃﾞｰﾀ（新）.mdb");
+  EXPECT_FALSE(files_->Exists(made));
+  files_->Create(made)->Write(0, Bytes{7});
+  EXPECT_TRUE(files_->Exists(made));
+  files_->Rename(made, path_);
+  EXPECT_FALSE(files_->Exists(made));
+  EXPECT_EQ(test_support::ReadFileBytes(path_), "\x07");
+  EXPECT_EQ(files_->Create(path_)->Size(), 0U);
+  files_->Remove(path_);
+  EXPECT_FALSE(files_->Exists(path_));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 
 namespace test_support {
@@ -24,7 +25,7 @@ std::string Replace(std::string text, std::string_view from, std::string_view to
   return text;
 }
 
-bool Sqlite::Installed() { return std::system("command -v sqlite3 > /dev/null") == 0; }
+bool Sqlite::Installed() { return HasProgram("sqlite3"); }
 
 std::vector<std::vector<std::string>> Sqlite::Ask(const std::vector<std::string>& queries,
                                                   std::string_view null) const {

@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
 #include "jet/check.h"
 #include "jet/error.h"
+#include "tests/support/process.h"
 
 namespace test_support {
 namespace fs = std::filesystem;
@@ -32,9 +34,12 @@ std::string ShellQuoted(const std::string& text) {
 }  // namespace
 
 TempFolder::TempFolder() {
-  std::string pattern = (fs::temp_directory_path() / "dbu-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = pattern;
+  std::random_device random;
+  fs::path folder;
+  do {
+    folder = fs::temp_directory_path() / ("dbu-test-" + std::to_string(random()));
+  } while (!fs::create_directory(folder));  // the name was taken
+  path_ = folder.string();
 }
 
 TempFolder::~TempFolder() {
@@ -75,7 +80,7 @@ std::vector<std::string> SampleNames() {
 }
 
 std::string ReadFileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(fs::path(path), std::ios::binary);
   if (!in) throw std::runtime_error("cannot read " + path);
   std::ostringstream bytes;
   bytes << in.rdbuf();
@@ -83,7 +88,7 @@ std::string ReadFileBytes(const std::string& path) {
 }
 
 void WriteFileBytes(const std::string& path, std::string_view bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  std::ofstream out(fs::path(path), std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);
 }
@@ -147,7 +152,7 @@ for name in files:
 std::optional<std::vector<std::string>> VerifierFinds(const std::vector<std::string>& paths,
                                                       bool strict) {
   const std::string verifier = Setting("MDB_VERIFIER", MDB_VERIFIER);
-  if (verifier.empty()) return std::nullopt;
+  if (verifier.empty() || !HasProgram("python3")) return std::nullopt;
   std::string command = "python3 -c " + ShellQuoted(kVerifyAll) + ' ' + ShellQuoted(verifier) +
                         (strict ? " --strict" : " lenient");
   for (const std::string& path : paths) command += ' ' + ShellQuoted(path);

@@ -1,13 +1,8 @@
 // The real program, killed at random moments of an upgrade.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <random>
 #include <set>
@@ -15,6 +10,7 @@
 #include "db/module1.h"
 #include "jet/check.h"
 #include "tests/support/content.h"
+#include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 
 namespace {
@@ -26,33 +22,9 @@ std::uint64_t Setting(const char* variable, std::uint64_t otherwise) {
   return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-// Runs the program and kills it if it takes longer than `limit`. The exit
-// status; nothing if it was killed.
-std::optional<int> RunProgram(std::vector<std::string> arguments, Microseconds limit) {
-  int alive[2];  // the read end sees the end of the child
-  if (::pipe2(alive, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  arguments.insert(arguments.begin(), PROGRAM_FOLDER "/mdbadm");
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const int nowhere = ::open("/dev/null", O_WRONLY);
-    ::dup2(nowhere, STDOUT_FILENO);
-    ::fcntl(alive[1], F_SETFD, 0);
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-  }
-  ::close(alive[1]);
-  pollfd end{alive[0], POLLIN, 0};
-  const timespec wait{static_cast<time_t>(limit.count() / 1'000'000),
-                      static_cast<long>(limit.count() % 1'000'000 * 1000)};
-  if (::ppoll(&end, 1, &wait, nullptr) == 0) ::kill(child, SIGKILL);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  ::close(alive[0]);
-  if (WIFSIGNALED(status)) return std::nullopt;
-  return WEXITSTATUS(status);
+// The exit status; nothing if it was killed.
+std::optional<int> RunProgram(const std::vector<std::string>& arguments, Microseconds limit) {
+  return test_support::RunProcess(PROGRAM_FOLDER "/mdbadm", arguments, limit).status;
 }
 
 constexpr Microseconds kLong = std::chrono::minutes(10);

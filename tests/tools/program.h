@@ -1,13 +1,11 @@
 // Runs the maintenance program as a user does.
 #pragma once
 
-#include <sys/wait.h>
-
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 
 namespace test_support {
@@ -17,19 +15,16 @@ struct Outcome {
   std::string out, err;
 };
 
-// `prelude`: what the shell does first.
+// `prelude`: what the shell does first, where there is one.
 inline Outcome MdbAdm(const std::vector<std::string>& arguments, const std::string& prelude = {}) {
-  const TempFolder folder;
-  std::string command = prelude + PROGRAM_FOLDER "/mdbadm";
-  for (const std::string& argument : arguments) {
-    command += " '";
-    for (char c : argument) command += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    command += "'";
+  std::string program = PROGRAM_FOLDER "/mdbadm";
+  std::vector<std::string> words = arguments;
+  if (!prelude.empty()) {
+    words.insert(words.begin(), {"-c", prelude + R"("$0" "$@")", program});
+    program = "/bin/sh";
   }
-  command += " >'" + folder.File("out") + "' 2>'" + folder.File("err") + "'";
-  const int result = std::system(command.c_str());
-  return {WIFEXITED(result) ? WEXITSTATUS(result) : -1, ReadFileBytes(folder.File("out")),
-          ReadFileBytes(folder.File("err"))};
+  const Ending ending = RunProcess(program, words);
+  return {ending.status.value_or(-1), ending.out, ending.err};
 }
 
 // The same, for a call that must succeed: what it printed.

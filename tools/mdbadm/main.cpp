@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tools/mdbadm/arguments.h"
+#include "tools/mdbadm/console.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 
@@ -53,4 +54,7 @@ ExitCode Run(int argc, char** argv) {
 }  // namespace
 }  // namespace mdbadm
 
-int main(int argc, char** argv) { return static_cast<int>(mdbadm::Run(argc, argv)); }
+int main(int argc, char** argv) {
+  mdbadm::Console console(argc, argv);
+  return static_cast<int>(mdbadm::Run(console.argc(), console.argv()));
+}

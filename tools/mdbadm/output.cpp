@@ -1,11 +1,5 @@
 #include "tools/mdbadm/output.h"
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -13,6 +7,7 @@
 #include <cstdio>
 
 #include "ado/value.h"
+#include "tools/mdbadm/console.h"
 
 namespace mdbadm {
 namespace {
@@ -30,14 +25,6 @@ void AppendWhole(std::string& line, std::int64_t number) {
   std::array<char, 24> digits;
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
   line.append(digits.data(), end);
-}
-
-bool ErrorsGoToTerminal() {
-#ifdef _WIN32
-  return _isatty(_fileno(stderr)) != 0;
-#else
-  return isatty(STDERR_FILENO) != 0;
-#endif
 }
 
 }  // namespace

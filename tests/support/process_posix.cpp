@@ -1,0 +1,60 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "tests/support/process.h"
+#include "tests/support/temp_db.h"
+
+namespace test_support {
+namespace {
+
+void SendTo(const std::string& path, int descriptor) {
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (file < 0 || ::dup2(file, descriptor) < 0) ::_exit(126);
+}
+
+}  // namespace
+
+Ending RunProcess(const std::string& program, const std::vector<std::string>& arguments,
+                  std::chrono::microseconds limit) {
+  const TempFolder folder;
+  const std::string out = folder.File("out"), err = folder.File("err");
+  std::vector<std::string> words{program};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+
+  int alive[2];  // the read end sees the end of the child
+  if (::pipe2(alive, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    SendTo(out, STDOUT_FILENO);
+    SendTo(err, STDERR_FILENO);
+    ::fcntl(alive[1], F_SETFD, 0);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
+  }
+  ::close(alive[1]);
+  pollfd end{alive[0], POLLIN, 0};
+  const timespec wait{static_cast<time_t>(limit.count() / 1'000'000),
+                      static_cast<long>(limit.count() % 1'000'000 * 1000)};
+  if (::ppoll(&end, 1, &wait, nullptr) == 0) ::kill(child, SIGKILL);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(alive[0]);
+  std::optional<int> exit_status;
+  if (WIFEXITED(status)) exit_status = WEXITSTATUS(status);
+  return {exit_status, ReadFileBytes(out), ReadFileBytes(err)};
+}
+
+bool HasProgram(const std::string& name) {
+  return std::system(("command -v " + name + " >/dev/null").c_str()) == 0;
+}
+
+}  // namespace test_support
