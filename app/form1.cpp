@@ -24,10 +24,15 @@ constexpr std::string_view kOutOfMemoryText = "メモリが不足しています
 constexpr std::int32_t kInternalError = 51;
 constexpr std::string_view kInternalErrorText = "内部エラーです。";
 
-std::string NameOf(const std::string& path) {
-  const std::size_t separator = path.find_last_of("/\\");
-  return separator == std::string::npos ? path : path.substr(separator + 1);
-}
+// A path up to its last separator, and what follows.
+struct SplitPath {
+  explicit SplitPath(const std::string& path) {
+    const std::size_t separator = path.find_last_of("/\\");
+    if (separator != std::string::npos) folder = path.substr(0, separator);
+    name = separator == std::string::npos ? path : path.substr(separator + 1);
+  }
+  std::string folder, name;
+};
 
 }  // namespace
 
@@ -36,6 +41,7 @@ struct Form1::Kind {
   int version_element;
   Button upgrade_button;
   std::size_t cut_characters;  // of the full path, to get the folder
+  std::string Form1::*dialog_folder;
   std::string db::Module1::*path;
   double db::Module1::*version;
   double db::Module1::*latest;
@@ -47,9 +53,10 @@ struct Form1::Kind {
 const Form1::Kind& Form1::DataKind() {
   static constexpr Kind kKind{db::kDataFileName,           db::kDataVersionElement,
                               Button::kCB_DB_Up,           9,
-                              &db::Module1::DataDB_Path,   &db::Module1::DataDB_Ver,
-                              &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
-                              &db::Module1::Get_DataVer,   &db::Module1::Data_Up};
+                              &Form1::data_folder_,        &db::Module1::DataDB_Path,
+                              &db::Module1::DataDB_Ver,    &db::Module1::DataDB_NewVer,
+                              &db::Module1::DataDB_Access, &db::Module1::Get_DataVer,
+                              &db::Module1::Data_Up};
   return kKind;
 }
 
@@ -58,9 +65,10 @@ const Form1::Kind& Form1::DataKind() {
 const Form1::Kind& Form1::TenkaiKind() {
   static constexpr Kind kKind{db::kTenkaiFileName,           db::kTenkaiVersionElement,
                               Button::kCB_TenkaiDB_Up,       10,
-                              &db::Module1::TenkaiDB_Path,   &db::Module1::TenkaiDB_Ver,
-                              &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
-                              &db::Module1::Get_TenkaiVer,   &db::Module1::Tenkai_Up};
+                              &Form1::tenkai_folder_,        &db::Module1::TenkaiDB_Path,
+                              &db::Module1::TenkaiDB_Ver,    &db::Module1::TenkaiDB_NewVer,
+                              &db::Module1::TenkaiDB_Access, &db::Module1::Get_TenkaiVer,
+                              &db::Module1::Tenkai_Up};
   return kKind;
 }
 
@@ -68,7 +76,8 @@ Form1::Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string 
     : module_(module),
       repairs_(std::move(repairs)),
       view_(view),
-      application_folder_(std::move(application_folder)) {
+      data_folder_(application_folder),
+      tenkai_folder_(std::move(application_folder)) {
   module_.SetView(this);
 }
 
@@ -89,24 +98,38 @@ void Form1::CB_DataDB_Click() { Choose(DataKind()); }
 void Form1::CB_TenkaiDB_Click() { Choose(TenkaiKind()); }
 void Form1::CB_DB_Up_Click() { Upgrade(DataKind()); }
 void Form1::CB_TenkaiDB_Up_Click() { Upgrade(TenkaiKind()); }
-void Form1::Command1_Click() { RunEvent(repairs_.reinforcements); }
-void Form1::Command4_Click() { RunEvent(repairs_.flex_names); }
-void Form1::Command5_Click() { RunEvent(repairs_.english_names); }
+void Form1::Command1_Click() { RunEvent(Event::kRepair, repairs_.reinforcements); }
+void Form1::Command4_Click() { RunEvent(Event::kRepair, repairs_.flex_names); }
+void Form1::Command5_Click() { RunEvent(Event::kRepair, repairs_.english_names); }
 
 void Form1::Choose(const Kind& kind) {
   if (ended_ || running_) return;
+  std::string& dialog_folder = this->*kind.dialog_folder;
   const std::string path =
-      view_.AskFile(application_folder_ + "\\" + std::string(kind.file_name), std::string(kFilter));
-  const std::string name = NameOf(path);
-  if (name.empty()) {
-    view_.ShowMessage(std::string(kNoFile), std::string(kSelectionError));
-    return;
+      view_.AskFile(dialog_folder + "\\" + std::string(kind.file_name), std::string(kFilter));
+  const SplitPath split(path);
+  if (split.name.empty()) return RefuseFile(kNoFile);
+  dialog_folder = split.folder;
+  if (split.name != kind.file_name) return RefuseFile(kWrongFile);
+  RunEvent(Event::kChoose, [&] { OpenChosen(kind, path); });
+}
+
+void Form1::FilesDropped(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (ended_ || running_) return;
+    const SplitPath split(path);
+    const Kind* chosen = nullptr;
+    for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
+      if (split.name == kind->file_name) chosen = kind;
+    }
+    if (chosen == nullptr) return RefuseFile(kWrongFile);
+    this->*chosen->dialog_folder = split.folder;
+    RunEvent(Event::kChoose, [&] { OpenChosen(*chosen, path); });
   }
-  if (name != kind.file_name) {
-    view_.ShowMessage(std::string(kWrongFile), std::string(kSelectionError));
-    return;
-  }
-  RunEvent([&] { OpenChosen(kind, path); });
+}
+
+void Form1::RefuseFile(std::string_view why) {
+  view_.ShowMessage(std::string(why), std::string(kSelectionError));
 }
 
 void Form1::OpenChosen(const Kind& kind, const std::string& path) {
@@ -121,7 +144,7 @@ void Form1::OpenChosen(const Kind& kind, const std::string& path) {
 }
 
 void Form1::Upgrade(const Kind& kind) {
-  RunEvent([&] {
+  RunEvent(Event::kUpgrade, [&] {
     std::invoke(kind.upgrade, module_, db::RoundVersion(module_.*kind.version));
     module_.*kind.version = module_.*kind.latest;
     SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
@@ -129,12 +152,13 @@ void Form1::Upgrade(const Kind& kind) {
   });
 }
 
-void Form1::RunEvent(const std::function<void()>& body) {
+void Form1::RunEvent(Event event, const std::function<void()>& body) {
   if (ended_ || running_) return;
   running_ = true;
   view_.SetBusy(true);
   std::int32_t number = 0;
   std::string text;
+  Saved saved = Saved::kNo;
   try {
     db::Action action(module_.environment());
     try {
@@ -143,7 +167,9 @@ void Form1::RunEvent(const std::function<void()>& body) {
       number = error.number();
       text = error.text();
     }
+    saved = Saved::kFailed;
     action.Commit();  // after an error, too: completed operations stay
+    saved = Saved::kYes;
   } catch (const db::Error& error) {
     // Nothing of this event has reached the file.
     text = text.empty() ? error.text() : text + "\n\n" + error.text();
@@ -157,12 +183,12 @@ void Form1::RunEvent(const std::function<void()>& body) {
   }
   view_.SetBusy(false);
   running_ = false;
-  if (number != 0) FailWith(number, text);
+  if (number != 0) FailWith(number, text, Advice(event, number, saved));
 }
 
-void Form1::FailWith(std::int32_t number, const std::string& text) {
+void Form1::FailWith(std::int32_t number, const std::string& text, std::string_view advice) {
   ended_ = true;
-  view_.ShowError(ErrorBoxText(number, text));
+  view_.ShowError(ErrorBoxText(number, text, advice));
   view_.End(1);
 }
 
@@ -175,10 +201,11 @@ void Form1::ShowReinforcementRepair(bool visible) { view_.SetVisible(Button::kCo
 void Form1::ClearList() { view_.ClearList(); }
 void Form1::AddListItem(const std::string& text) { view_.AddListItem(text); }
 
-std::string ErrorBoxText(std::int32_t number, const std::string& description) {
+std::string ErrorBoxText(std::int32_t number, const std::string& description,
+                         std::string_view advice) {
   std::string head = fmt::format("実行時エラー '{}", number);
   if (number < 0) head += fmt::format(" ({:08X})", static_cast<std::uint32_t>(number));
-  return head + "':\n\n" + description;
+  return fmt::format("{}':\n\n{}\n\n{}", head, description, advice);
 }
 
 }  // namespace app

@@ -10,7 +10,9 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "app/advice.h"
 #include "app/form1_view.h"
 #include "db/module1.h"
 
@@ -32,6 +34,10 @@ class Form1 : private db::SessionView {
   Form1& operator=(const Form1&) = delete;
 
   void Form_Load();
+  // Files from outside, dragged onto the window: each is chosen for the database
+  // whose name it has.
+  void FilesDropped(const std::vector<std::string>& paths);
+
   void CB_DataDB_Click();
   void CB_DB_Up_Click();
   void CB_TenkaiDB_Click();
@@ -50,11 +56,12 @@ class Form1 : private db::SessionView {
   static const Kind& TenkaiKind();
 
   void Choose(const Kind& kind);
+  void RefuseFile(std::string_view why);
   void OpenChosen(const Kind& kind, const std::string& path);
   void Upgrade(const Kind& kind);
   // Runs an event's body as one action, busy meanwhile.
-  void RunEvent(const std::function<void()>& body);
-  void FailWith(std::int32_t number, const std::string& text);
+  void RunEvent(Event event, const std::function<void()>& body);
+  void FailWith(std::int32_t number, const std::string& text, std::string_view advice);
 
   void SetVersionCaption(int element, const std::string& caption) override;
   void ShowReinforcementRepair(bool visible) override;
@@ -64,13 +71,15 @@ class Form1 : private db::SessionView {
   db::Module1& module_;
   Repairs repairs_;
   Form1View& view_;
-  std::string application_folder_;
+  std::string data_folder_, tenkai_folder_;  // where the dialog starts
   std::array<std::string, 4> captions_;
   bool ended_ = false;
   bool running_ = false;
 };
 
-// "実行時エラー '3265':" and what follows, as the standard error box shows it.
-std::string ErrorBoxText(std::int32_t number, const std::string& description);
+// "実行時エラー '3265':" and what follows, as the standard error box shows it;
+// below that, what to do.
+std::string ErrorBoxText(std::int32_t number, const std::string& description,
+                         std::string_view advice);
 
 }  // namespace app

@@ -4,12 +4,9 @@
 #include <QFileDialog>
 #include <QStringList>
 
+#include "app/form1_texts.h"
+
 namespace app {
-namespace {
-
-constexpr char kProgramTitle[] = "DB更新";
-
-}  // namespace
 
 QString SystemDialogs::AskFile(QWidget* parent, const QString& initial_path,
                                const QString& filter) {

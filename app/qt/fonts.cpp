@@ -4,13 +4,9 @@
 #include <QFontDatabase>
 #include <QFontInfo>
 
+#include "app/form1_texts.h"
+
 namespace app {
-namespace {
-
-constexpr char kVersionFamily[] = "ＭＳ Ｐ明朝";
-constexpr double kVersionScale = 1.25;
-
-}  // namespace
 
 void UseJapaneseFont() {
   QFont font = QApplication::font();
@@ -26,7 +22,7 @@ void UseJapaneseFont() {
 }
 
 QFont VersionFont(const QFont& base) {
-  const QString family = QString::fromUtf8(kVersionFamily);
+  const QString family = QString::fromUtf8(kVersionFontFamily);
   if (QFont::substitutes(family).isEmpty()) {
     // Where it is not installed: the same font by its other name, then others
     // like it, those of its width first.
@@ -38,9 +34,9 @@ QFont VersionFont(const QFont& base) {
   font.setFamily(family);
   font.setStyleHint(QFont::Serif);
   if (base.pointSizeF() > 0) {
-    font.setPointSizeF(base.pointSizeF() * kVersionScale);
+    font.setPointSizeF(base.pointSizeF() * kVersionFontScale);
   } else {
-    font.setPixelSize(static_cast<int>(base.pixelSize() * kVersionScale));
+    font.setPixelSize(static_cast<int>(base.pixelSize() * kVersionFontScale));
   }
   return font;
 }

@@ -2,13 +2,17 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDragEnterEvent>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QMimeData>
+#include <QUrl>
 #include <QVBoxLayout>
 
+#include "app/form1_texts.h"
 #include "app/qt/columns_delegate.h"
 #include "app/qt/dialogs.h"
 #include "app/qt/fonts.h"
@@ -16,38 +20,14 @@
 namespace app {
 namespace {
 
-constexpr char kTitle[] = "DB情報";
-constexpr char kLabelCaption[] = "バージョン";
-constexpr char kBuildDate[] = "Up Date 2019/6/4";
-
-struct ButtonText {
-  const char* name;
-  const char* caption;
-  const char* accessible_name;  // says which of two with the same caption
-};
-
-// By Button.
-constexpr ButtonText kButtonTexts[] = {
-    {"CB_DataDB", "データベース選択", "Data.mdb データベース選択"},
-    {"CB_DB_Up", "DB更新", "Data.mdb DB更新"},
-    {"CB_TenkaiDB", "データベース選択", "展開Data.mdb データベース選択"},
-    {"CB_TenkaiDB_Up", "DB更新", "展開Data.mdb DB更新"},
-    {"Command1", "補強修正", "補強修正"},
-    {"Command2", "取り込み", "取り込み"},
-    {"Command3", "コード", "コード"},
-    {"Command4", "ﾌﾚｷ名称変換", "ﾌﾚｷ名称変換"},
-    {"Command5", "英語適用", "英語適用"},
-};
-
-// By element: what a screen reader says before the caption.
-constexpr const char* kVersionMeanings[] = {
-    "Data.mdb バージョン",
-    "展開Data.mdb バージョン",
-    "Data.mdb",
-    "展開Data.mdb",
-};
-
-constexpr char kListMeaning[] = "補強名と転送名称";
+// The paths of the files that are being dragged.
+std::vector<std::string> FilesIn(const QDropEvent& event) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : event.mimeData()->urls()) {
+    if (url.isLocalFile()) paths.push_back(url.toLocalFile().toStdString());
+  }
+  return paths;
+}
 
 QString Text(const std::string& text) { return QString::fromStdString(text); }
 
@@ -76,11 +56,13 @@ struct Form1Window::FrameControls {
 
 Form1Window::Form1Window(Dialogs& dialogs) : dialogs_(dialogs) {
   setObjectName(QStringLiteral("Form1"));
-  setWindowTitle(QString::fromUtf8(kTitle));
+  setWindowTitle(QString::fromUtf8(kWindowTitle));
+  setAcceptDrops(true);
   auto* grid = new QGridLayout(this);
-  grid->addWidget(MakeFrame({0, "Data.mdb", Button::kCB_DataDB, Button::kCB_DB_Up, 0, 2}), 0, 0);
+  grid->addWidget(MakeFrame({0, kFrameCaptions[0], Button::kCB_DataDB, Button::kCB_DB_Up, 0, 2}), 0,
+                  0);
   grid->addWidget(
-      MakeFrame({1, "展開Data.mdb", Button::kCB_TenkaiDB, Button::kCB_TenkaiDB_Up, 1, 3}), 1, 0);
+      MakeFrame({1, kFrameCaptions[1], Button::kCB_TenkaiDB, Button::kCB_TenkaiDB_Up, 1, 3}), 1, 0);
   grid->addLayout(MakeListColumn(), 0, 1, 2, 1);
   grid->addLayout(MakeBottomRow(), 2, 0, 1, 2);
   grid->setColumnStretch(1, 1);
@@ -187,6 +169,7 @@ void Form1Window::SetTabOrder() {
 }
 
 void Form1Window::Connect(Form1& form) {
+  form_ = &form;
   struct Event {
     Button button;
     void (Form1::*handler)();
@@ -261,6 +244,22 @@ void Form1Window::GiveFocusBack() {
 }
 
 void Form1Window::End(int exit_status) { QCoreApplication::exit(exit_status); }
+
+void Form1Window::dragEnterEvent(QDragEnterEvent* event) {
+  if (busy_ || FilesIn(*event).empty()) return;
+  event->setDropAction(Qt::CopyAction);  // the file stays where it is
+  event->accept();
+}
+
+void Form1Window::dropEvent(QDropEvent* event) {
+  if (busy_ || form_ == nullptr) return;
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+  // Later, so that the program it comes from need not wait.
+  QMetaObject::invokeMethod(
+      this, [form = form_, paths = FilesIn(*event)] { form->FilesDropped(paths); },
+      Qt::QueuedConnection);
+}
 
 void Form1Window::closeEvent(QCloseEvent* event) {
   // Closing in the middle of an action would end the program behind its back.

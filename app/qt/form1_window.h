@@ -45,6 +45,8 @@ class Form1Window : public QWidget, public Form1View {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private:
   struct FrameControls;
@@ -61,6 +63,7 @@ class Form1Window : public QWidget, public Form1View {
   void GiveFocusBack();
 
   Dialogs& dialogs_;
+  Form1* form_ = nullptr;
   std::array<QPushButton*, kButtons> buttons_{};
   std::array<QLabel*, kVersionLabels> version_labels_{};
   QListWidget* list_ = nullptr;

@@ -108,9 +108,11 @@ class Form1Test : public ::testing::Test {
     return path;
   }
   // The program has shown exactly one error box, that of `number`, and ended.
-  void ExpectEndedBy(std::string_view number, std::string_view text = {}) {
+  void ExpectEndedBy(std::string_view number, std::string_view text = {},
+                     std::string_view advice = {}) {
     ASSERT_THAT(view.boxes, ElementsAre(StartsWith("実行時エラー '" + std::string(number))));
     EXPECT_THAT(view.boxes[0], HasSubstr(std::string(text)));
+    EXPECT_THAT(view.boxes[0].substr(view.boxes[0].rfind("\n\n")), HasSubstr(std::string(advice)));
     EXPECT_EQ(view.exit_status, 1);
     EXPECT_TRUE(form->ended());
     const int times_busy = view.times_busy;
@@ -142,6 +144,39 @@ TEST_F(Form1Test, DialogStartsAtTheNameBesideTheProgram) {
   EXPECT_THAT(view.asked, ElementsAre("/opt/program\\Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
   form->CB_TenkaiDB_Click();
   EXPECT_THAT(view.asked, ElementsAre("/opt/program\\展開Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
+}
+
+TEST_F(Form1Test, DialogOffersTheLastFolderOfEachKind) {
+  ChooseData("C:\\工場\\old.mdb");  // of a wrong name, too
+  ChooseTenkai(Tenkai(22));
+  ChooseData("");
+  EXPECT_EQ(view.asked[0], "C:\\工場\\Data.mdb");
+  ChooseData("/Data2.mdb");
+  EXPECT_EQ(view.asked[0], "C:\\工場\\Data.mdb") << "cancelling changes nothing";
+  ChooseData("");
+  EXPECT_EQ(view.asked[0], "\\Data.mdb");
+  ChooseTenkai("");
+  EXPECT_EQ(view.asked[0], folder.path() + "\\展開Data.mdb");
+}
+
+TEST_F(Form1Test, DroppedFilesAreChosenByTheirNames) {
+  const std::string data = Data(26), tenkai = Tenkai(22);
+  form->FilesDropped({tenkai, data});
+  EXPECT_EQ(view.captions[0], " Ver 26");
+  EXPECT_EQ(view.captions[1], " Ver 22");
+  EXPECT_TRUE(view.visible[Button::kCB_DB_Up]);
+  EXPECT_THAT(view.boxes, IsEmpty());
+  form->CB_DataDB_Click();
+  EXPECT_EQ(view.asked[0], folder.path() + "\\Data.mdb");
+  view.boxes.clear();
+  for (const char* name : {"data.mdb", "展開data.mdb", "Ｄata.mdb", "Data.mdb.bak"}) {
+    form->FilesDropped({"/x\\" + std::string(name), data});
+  }
+  EXPECT_THAT(view.boxes, ElementsAre(kWrongFile, kWrongFile, kWrongFile, kWrongFile));
+  form->FilesDropped({});
+  view.boxes.clear();
+  form->FilesDropped({folder.File("none") + "/Data.mdb", data});
+  ExpectEndedBy("-2147467259 (80004005)'", "", "上の原因を取り除いて");
 }
 
 TEST_F(Form1Test, WrongChoicesLeaveEverythingAsItIs) {
@@ -371,7 +406,7 @@ TEST_F(Form1Test, FailureInTheMiddleKeepsCompletedStepsAndTheVersion) {
   ChooseData(path);
   EXPECT_EQ(view.captions[0], " Ver 13");
   form->CB_DB_Up_Click();
-  ExpectEndedBy("-");
+  ExpectEndedBy("-", "", "コピーにファイルを戻し");
   Leave();
   EXPECT_EQ(StoredVersion(path), "13");
   // What the step to 23 would make of the fifth row is not there yet.
@@ -468,7 +503,7 @@ TEST_F(Form1Test, ButtonsWithoutASessionEndTheProgram) {
        {&app::Form1::Command1_Click, &app::Form1::Command4_Click, &app::Form1::Command5_Click}) {
     Start();
     (*form.*press)();
-    ExpectEndedBy("3709'");
+    ExpectEndedBy("3709'", "", "先に［データベース選択］");
   }
 }
 
@@ -573,7 +608,7 @@ TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
   ChooseData("/disk/Data.mdb");
   disk.SetFault({.kind = test_support::Fault::Kind::kFull, .at = 1});
   form->CB_DB_Up_Click();
-  ExpectEndedBy("-2147467259 (80004005)'", "空き領域");
+  ExpectEndedBy("-2147467259 (80004005)'", "空き領域", "バージョンを確かめて");
   Leave();
   EXPECT_EQ(disk.bytes("/disk/Data.mdb"), before);
 }
@@ -598,7 +633,7 @@ TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
     form->Form_Load();
     ChooseData(path);
     form->Command4_Click();
-    ExpectEndedBy(each.number, each.text);
+    ExpectEndedBy(each.number, each.text, "ファイルは変更されていません");
     Leave();
     EXPECT_EQ(Values(path, kReinforcements, "転送名称").at(4), "相ＦＧ");
   }
@@ -621,9 +656,9 @@ TEST_F(Form1Test, EventsDuringAnEventDoNothing) {
 }
 
 TEST(ErrorBoxTextTest, TellsNegativeNumbersInHexadecimalToo) {
-  EXPECT_EQ(app::ErrorBoxText(3265, "A"), "実行時エラー '3265':\n\nA");
-  EXPECT_EQ(app::ErrorBoxText(-2147467259, "A\nB"),
-            "実行時エラー '-2147467259 (80004005)':\n\nA\nB");
+  EXPECT_EQ(app::ErrorBoxText(3265, "A", "B"), "実行時エラー '3265':\n\nA\n\nB");
+  EXPECT_EQ(app::ErrorBoxText(-2147467259, "A\nB", "C"),
+            "実行時エラー '-2147467259 (80004005)':\n\nA\nB\n\nC");
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QDragEnterEvent>
 #include <QFontInfo>
 #include <QGroupBox>
 #include <QLabel>
 #include <QListWidget>
+#include <QMimeData>
 #include <QTest>
 #include <QTimer>
 
@@ -246,6 +248,48 @@ TEST_F(Form1WindowTest, WrongChoicesAreTold) {
               ElementsAre("選択エラー: ファイルが選択されていません",
                           "選択エラー: 選択されたファイルはZVTデータファイルではありません"));
   EXPECT_EQ(Version(0), "未選択");
+}
+
+// A drag that enters the window and is let go over it; whether it was taken.
+bool Drop(QWidget& window, const QList<QUrl>& urls) {
+  QMimeData data;
+  data.setUrls(urls);
+  QDragEnterEvent enter({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+  enter.ignore();
+  QCoreApplication::sendEvent(&window, &enter);
+  if (!enter.isAccepted()) return false;
+  QDropEvent drop({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+  QCoreApplication::sendEvent(&window, &drop);
+  EXPECT_EQ(drop.dropAction(), Qt::CopyAction) << "the file must stay";
+  QCoreApplication::processEvents();
+  return true;
+}
+
+TEST_F(Form1WindowTest, DraggedFilesAreChosen) {
+  const auto url = [](const std::string& path) {
+    return QUrl::fromLocalFile(QString::fromStdString(path));
+  };
+  EXPECT_FALSE(Drop(window, {}));
+  EXPECT_FALSE(Drop(window, {QUrl("mailto:x@example.org")}));
+  EXPECT_TRUE(Drop(window, {url(Sample(folder.path(), Kind::kTenkai, 22)),
+                            url(Sample(folder.path(), Kind::kData, 26))}));
+  EXPECT_EQ(Version(0), " Ver 26");
+  EXPECT_EQ(Version(1), " Ver 22");
+  EXPECT_TRUE(Button("CB_DB_Up").isVisible());
+  EXPECT_THAT(dialogs.boxes, IsEmpty());
+  EXPECT_TRUE(Drop(window, {url("/x/data.mdb")}));
+  EXPECT_EQ(dialogs.boxes.size(), 1u);
+  while_running = [&] { EXPECT_FALSE(Drop(window, {url("/x/Data.mdb")})) << "busy"; };
+  Click("Command4");
+  EXPECT_EQ(dialogs.boxes.size(), 1u);
+}
+
+TEST_F(Form1WindowTest, DialogOffersTheLastFolderOfEachKind) {
+  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 27));
+  Click("CB_DataDB");
+  EXPECT_EQ(dialogs.asked[0], folder.path() + "/Data.mdb");
+  Click("CB_TenkaiDB");
+  EXPECT_EQ(dialogs.asked[0], "/opt/program/展開Data.mdb");
 }
 
 TEST_F(Form1WindowTest, ButtonsWithoutActionDoNothing) {
