@@ -34,11 +34,19 @@ def qt_totals(output):
     return tuple(sum(int(line[i]) for line in found) for i in range(3))
 
 
+def program_name(command):
+    """The test program of a command line, which an emulator may come before."""
+    for word in command:
+        if word.endswith(".exe"):
+            return os.path.basename(word)[:-len(".exe")]
+    return os.path.basename(command[0])
+
+
 def main():
     build, results = sys.argv[1:3]
     listing = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"],
                              capture_output=True, check=True, text=True).stdout
-    program_of = {test["name"]: os.path.basename(test["command"][0])
+    program_of = {test["name"]: program_name(test["command"])
                   for test in json.loads(listing)["tests"] if test.get("command")}
     total = [0, 0, 0]
     for case in xml.parse(os.path.join(results, "ctest.xml")).getroot().iter("testcase"):

@@ -17,7 +17,7 @@ namespace {
 
 constexpr wchar_t kWindowClass[] = L"Form1";
 constexpr int kIcon = 1;  // in the resources
-constexpr DWORD kStyle = WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN;
+constexpr DWORD kStyle = WS_OVERLAPPEDWINDOW;
 constexpr DWORD kExtendedStyle = WS_EX_CONTROLPARENT | WS_EX_ACCEPTFILES;
 constexpr SIZE kFirstClient = {700, 320};  // on a 96 DPI screen, if that is enough
 
