@@ -20,7 +20,7 @@ complain() {
 may_include() {
   local floor=$1 other forbidden=()
   if [[ ! -d $floor ]]; then return; fi
-  for other in jet sql ado db upgrade app tools tests bench; do
+  for other in jet sql ado db upgrade app tools tests fuzz bench; do
     if [[ " $* " != *" $other "* ]]; then forbidden+=("$other"); fi
   done
   local pattern

@@ -2,7 +2,7 @@
 // target.
 #include <gtest/gtest.h>
 
-#include "tests/fuzz/target.h"
+#include "fuzz/target.h"
 
 namespace fuzz {
 namespace {

@@ -1,11 +1,11 @@
-#include "tests/fuzz/target.h"
+#include "fuzz/target.h"
 
 #include <array>
 #include <string_view>
 
-#include "tests/fuzz/mutator.h"
-#include "tests/fuzz/seeds.h"
-#include "tests/fuzz/targets.h"
+#include "fuzz/mutator.h"
+#include "fuzz/seeds.h"
+#include "fuzz/targets.h"
 
 namespace fuzz {
 namespace {

@@ -5,15 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/random.h"
+#include "fuzz/snapshot.h"
+#include "fuzz/targets.h"
 #include "jet/collation.h"
 #include "jet/database.h"
 #include "jet/error.h"
 #include "jet/property.h"
 #include "jet/text.h"
 #include "sql/sql.h"
-#include "tests/fuzz/random.h"
-#include "tests/fuzz/snapshot.h"
-#include "tests/fuzz/targets.h"
 #include "tests/support/fault_file.h"
 
 namespace fuzz {

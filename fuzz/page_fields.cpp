@@ -1,4 +1,4 @@
-#include "tests/fuzz/page_fields.h"
+#include "fuzz/page_fields.h"
 
 #include <algorithm>
 #include <string_view>

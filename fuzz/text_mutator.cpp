@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "tests/fuzz/mutator.h"
+#include "fuzz/mutator.h"
 
 namespace fuzz {
 namespace {

@@ -6,11 +6,11 @@
 #include "ado/environment.h"
 #include "ado/error.h"
 #include "db/module1.h"
+#include "fuzz/seeds.h"
+#include "fuzz/snapshot.h"
+#include "fuzz/targets.h"
 #include "jet/error.h"
 #include "jet/table.h"
-#include "tests/fuzz/seeds.h"
-#include "tests/fuzz/snapshot.h"
-#include "tests/fuzz/targets.h"
 #include "tests/support/fault_file.h"
 
 namespace fuzz {

@@ -6,9 +6,9 @@
 #include <iterator>
 #include <string_view>
 
+#include "fuzz/mutator.h"
+#include "fuzz/page_fields.h"
 #include "jet/bytes.h"
-#include "tests/fuzz/mutator.h"
-#include "tests/fuzz/page_fields.h"
 
 namespace fuzz {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/random.h"
 #include "jet/types.h"
-#include "tests/fuzz/random.h"
 
 namespace fuzz {
 

@@ -4,8 +4,8 @@
 
 #include <string>
 
+#include "fuzz/random.h"
 #include "jet/types.h"
-#include "tests/fuzz/random.h"
 
 namespace fuzz {
 

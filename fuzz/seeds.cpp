@@ -1,4 +1,4 @@
-#include "tests/fuzz/seeds.h"
+#include "fuzz/seeds.h"
 
 #include <algorithm>
 #include <functional>

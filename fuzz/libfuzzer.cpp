@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "tests/fuzz/target.h"
+#include "fuzz/target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const fuzz::Target& target = *fuzz::FindTarget(FUZZ_TARGET);

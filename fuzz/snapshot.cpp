@@ -1,4 +1,4 @@
-#include "tests/fuzz/snapshot.h"
+#include "fuzz/snapshot.h"
 
 #include <fmt/format.h>
 

@@ -22,7 +22,7 @@
 #include <typeinfo>
 #include <vector>
 
-#include "tests/fuzz/target.h"
+#include "fuzz/target.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // No input may ask for more memory than this at once.
