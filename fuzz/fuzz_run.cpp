@@ -2,7 +2,6 @@
 // processes of their own: one that crashes or hangs is told of with its input,
 // and the run goes on behind it.
 #include <fmt/format.h>
-#include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -12,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>

@@ -189,13 +189,13 @@ void RequireSameContent(const Snapshot& before, const Snapshot& after, const All
       const auto found_column = now->second.columns.find(column);
       for (const auto& [row, hash] : values) {
         if (allowed.rows.contains({id, row})) continue;
-        const auto where = [&] {
-          return fmt::format("page {} row {} of {}.{}", row.page.value, row.row, old.name, column);
-        };
         const bool lost =
             found_column == now->second.columns.end() || !found_column->second.contains(row);
-        if (lost && !allowed.deletions.contains(old.name)) throw Broken(where() + " is lost");
-        if (!lost && found_column->second.at(row) != hash) throw Broken(where() + " has changed");
+        if (lost ? allowed.deletions.contains(old.name) : found_column->second.at(row) == hash) {
+          continue;
+        }
+        throw Broken(fmt::format("page {} row {} of {}.{} {}", row.page.value, row.row, old.name,
+                                 column, lost ? "is lost" : "has changed"));
       }
     }
   }

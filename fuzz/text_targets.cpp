@@ -121,7 +121,7 @@ void QueryRows(jet::ByteView text) {
         query->rows.erase(query->rows.begin() + (&row - query->rows.data()));
         break;
       case 4:
-        query->rows.push_back(jet::QueryRow(row));
+        query->rows.emplace_back(row);
         break;
       default:
         *random.Pick(texts) = piece;
