@@ -52,7 +52,7 @@ std::string TempFolder::File(std::string_view name) const {
 }
 
 std::string TempFolder::CopySample(std::string_view name) const {
-  const std::string copy = File(fs::path(name).filename().string());
+  std::string copy = File(fs::path(name).filename().string());
   WriteFileBytes(copy, ReadFileBytes(SamplePath(name)));
   return copy;
 }

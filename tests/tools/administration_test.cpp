@@ -11,7 +11,6 @@ namespace {
 
 using namespace test_support;
 using ::testing::AllOf;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;

@@ -4,7 +4,6 @@
 namespace upgrade_test {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 

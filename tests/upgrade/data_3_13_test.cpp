@@ -6,7 +6,6 @@ namespace {
 
 using samples::OfType;
 using testing::ElementsAreArray;
-using testing::IsSupersetOf;
 
 // `仕様_名称` with a joint method in every row.
 Change WithMethod(std::size_t rows, const jet::Value& method) {

@@ -6,7 +6,6 @@ namespace {
 
 using testing::Each;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 constexpr const char* kRoundDuct = "丸ダクト設定";
 constexpr const char* kCuts = "丸ダクトカット設定";
@@ -261,7 +260,7 @@ TEST(TenkaiSteps20And21, SetUpCuts) {
 // With the table of cuts there, the end plates get nothing, and step 21 works
 // on the table as it is.
 TEST(TenkaiSteps20And21, GoOnWithATableThatIsThere) {
-  for (int rows : {2, 1}) {
+  for (const std::int16_t rows : {std::int16_t{2}, std::int16_t{1}}) {
     StepBench bench(Kind::kTenkai, 19);
     bench.Edit([&](db::DbHandle& db) {
       MakeTable(db, kCuts);
