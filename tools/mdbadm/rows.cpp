@@ -30,7 +30,7 @@ class RowPrinter {
   RowPrinter& operator=(const RowPrinter&) = delete;
 
   void Begin() {
-    object_ = Json::object();
+    if (json_) object_ = Json::object();
     at_ = 0;
   }
   void Add(const jet::Value& value, int scale) {
