@@ -1,7 +1,10 @@
 """A line plot as an SVG file, without any library."""
 
+import math
+
 WIDTH, HEIGHT = 640, 360
-LEFT, RIGHT, TOP, BOTTOM = 70, 20, 40, 50
+LEFT, RIGHT, TOP, BOTTOM = 70, 40, 60, 50
+COLOURS = ("#1f5fa8", "#b04a1f", "#3f7f3f")
 
 
 def ticks(highest, count=5):
@@ -16,15 +19,16 @@ def ticks(highest, count=5):
                 break
         else:
             step *= 10
-    return [step * i for i in range(count + 1)]
+    return [step * i for i in range(math.ceil(highest / step) + 1)]
 
 
 def number(value):
     return f"{value:,.0f}" if value >= 100 or value == 0 else f"{value:.3g}"
 
 
-def write(path, title, x_name, y_name, points):
-    """Plots (x, y) points, joined in their order."""
+def write(path, title, x_name, y_name, lines):
+    """Plots lines, each a name and its (x, y) points, joined in their order."""
+    points = [point for _, line in lines for point in line]
     if not points:
         return
     x_ticks, y_ticks = ticks(max(x for x, _ in points)), ticks(max(y for _, y in points))
@@ -49,11 +53,17 @@ def write(path, title, x_name, y_name, points):
                      f'y2="{y_at(y):.1f}" stroke="#e4e4e4"/>'
                      f'<text x="{LEFT - 8}" y="{y_at(y) + 4:.1f}" '
                      f'text-anchor="end">{number(y)}</text>')
-    line = " ".join(f"{x_at(x):.1f},{y_at(y):.1f}" for x, y in points)
-    parts.append(f'<polyline points="{line}" fill="none" stroke="#1f5fa8" stroke-width="2"/>')
-    for x, y in points:
-        parts.append(f'<circle cx="{x_at(x):.1f}" cy="{y_at(y):.1f}" r="4" fill="#1f5fa8">'
-                     f"<title>{x:,} {x_name}: {y:.3g} {y_name}</title></circle>")
+    for at, ((name, line), colour) in enumerate(zip(lines, COLOURS)):
+        joined = " ".join(f"{x_at(x):.1f},{y_at(y):.1f}" for x, y in line)
+        parts.append(f'<polyline points="{joined}" fill="none" stroke="{colour}" '
+                     'stroke-width="2"/>')
+        for x, y in line:
+            parts.append(f'<circle cx="{x_at(x):.1f}" cy="{y_at(y):.1f}" r="4" fill="{colour}">'
+                         f"<title>{x:,} {x_name}: {y:.3g} {y_name}</title></circle>")
+        left = LEFT + at * (WIDTH - LEFT - RIGHT) / len(lines)
+        parts.append(f'<line x1="{left:.0f}" y1="44" x2="{left + 18:.0f}" y2="44" '
+                     f'stroke="{colour}" stroke-width="3"/>'
+                     f'<text x="{left + 24:.0f}" y="48">{name}</text>')
     parts.append(f'<text x="{WIDTH / 2}" y="{HEIGHT - 12}" text-anchor="middle">{x_name}</text>'
                  f'<text x="16" y="{HEIGHT / 2}" text-anchor="middle" '
                  f'transform="rotate(-90 16 {HEIGHT / 2})">{y_name}</text></svg>')

@@ -33,7 +33,10 @@ void PutBit(std::span<std::uint8_t> bits, std::uint32_t bit, bool on) {
 }
 
 std::optional<std::uint32_t> FirstBit(ByteView bits, std::uint32_t from) {
+  constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
   for (std::size_t at = from / 8; at < bits.size(); ++at) {
+    // Most of a large map is clear.
+    while (at + kWordBytes < bits.size() && GetU64(bits, at) == 0) at += kWordBytes;
     unsigned byte = bits[at];
     if (at == from / 8) byte &= 0xFFu << (from % 8);
     if (byte != 0) {

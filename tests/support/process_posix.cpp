@@ -13,9 +13,11 @@
 namespace test_support {
 namespace {
 
-void SendTo(const std::string& path, int descriptor) {
-  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (file < 0 || ::dup2(file, descriptor) < 0) ::_exit(126);
+// For the output of a program; there even if it is killed before its first step.
+int NewFile(const std::string& path) {
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (file < 0) throw std::runtime_error("cannot write " + path);
+  return file;
 }
 
 }  // namespace
@@ -30,17 +32,17 @@ Ending RunProcess(const std::string& program, const std::vector<std::string>& ar
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
+  const int out_file = NewFile(out), err_file = NewFile(err);
   int alive[2];  // the read end sees the end of the child
   if (::pipe2(alive, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   const pid_t child = ::fork();
   if (child == 0) {
-    SendTo(out, STDOUT_FILENO);
-    SendTo(err, STDERR_FILENO);
+    if (::dup2(out_file, STDOUT_FILENO) < 0 || ::dup2(err_file, STDERR_FILENO) < 0) ::_exit(126);
     ::fcntl(alive[1], F_SETFD, 0);
     ::execv(argv[0], argv.data());
     ::_exit(127);
   }
-  ::close(alive[1]);
+  for (const int file : {alive[1], out_file, err_file}) ::close(file);
   pollfd end{alive[0], POLLIN, 0};
   const timespec wait{static_cast<time_t>(limit.count() / 1'000'000),
                       static_cast<long>(limit.count() % 1'000'000 * 1000)};
