@@ -15,6 +15,7 @@ namespace fuzz {
 namespace {
 
 constexpr char kPath[] = "/fuzz/file.mdb";
+constexpr std::int32_t kCatalogId = 2;  // of the table of objects, whatever it is called
 
 std::uint64_t Hash(jet::ByteView bytes) {
   return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
@@ -88,7 +89,7 @@ class Walk {
   void Table(const jet::ObjectInfo& object) {
     const std::shared_ptr<jet::Table> table = database_.OpenTable(object);
     Snapshot::Table& seen = snapshot_.tables[object.id];
-    seen.name = object.name;
+    seen.name = object.id == kCatalogId ? "MSysObjects" : object.name;
     const jet::TableDef& def = table->def();
     // Row by row, so that one that cannot be read hides no other.
     jet::Table::Row row;
@@ -201,17 +202,23 @@ void RequireSameContent(const Snapshot& before, const Snapshot& after, const All
   }
 }
 
-// Findings about what nobody complained of before.
+// The rights of new objects are copies of what the table of objects holds.
+std::string Part(const std::string& table) { return table == "MSysACEs" ? "MSysObjects" : table; }
+
+// Findings about what nobody complained of before. Where the table of objects is
+// damaged, the checker may not have seen all tables.
 void RequireNoNewDamage(const Snapshot& before, const Snapshot& after) {
   std::set<std::string> tables;
   std::set<std::uint32_t> pages;
   for (const jet::Finding& finding : before.check.findings) {
-    tables.insert(finding.table);
+    tables.insert(Part(finding.table));
     if (finding.page) pages.insert(finding.page->value);
   }
+  if (tables.contains("MSysObjects")) return;
   for (const jet::Finding& finding : after.check.findings) {
     if (finding.severity != jet::Finding::Severity::kProblem) continue;
-    if (tables.contains(finding.table) || (finding.page && pages.contains(finding.page->value)))
+    if (tables.contains(Part(finding.table)) ||
+        (finding.page && pages.contains(finding.page->value)))
       continue;
     throw Broken("new damage: " + jet::FormatFinding(finding));
   }

@@ -98,6 +98,16 @@ const std::vector<ObjectInfo>& Catalog::Objects() {
   return objects_;
 }
 
+std::vector<PageNumber> Catalog::Definitions() const {
+  std::vector<PageNumber> pages{kObjectsPage, kAccessPage, kQueriesPage, kRelationshipsPage};
+  for (const ObjectInfo& object : objects_) {
+    if (object.type == kTableObject && object.id > 0) {
+      pages.push_back({static_cast<std::uint32_t>(object.id)});
+    }
+  }
+  return pages;
+}
+
 const ObjectInfo* Catalog::Find(std::string_view name) {
   Refresh();
   const auto there = by_name_.find(NameKey(order(), name));

@@ -54,6 +54,8 @@ class Catalog {
 
   // In the order of the rows.
   const std::vector<ObjectInfo>& Objects();
+  // Where the definitions of tables begin, as the list was read last.
+  std::vector<PageNumber> Definitions() const;
   // A table, linked table or query.
   const ObjectInfo* Find(std::string_view name);
   // The same object for the same id.

@@ -28,29 +28,6 @@ constexpr std::size_t kBitmapHead = 4;  // of a bitmap page
 
 }  // namespace
 
-std::optional<PageNumber> PageSet::FirstFrom(std::uint32_t from) const {
-  for (std::size_t word = from / 64; word < bits_.size(); ++word) {
-    std::uint64_t bits = bits_[word];
-    if (word == from / 64) bits &= ~std::uint64_t{0} << (from % 64);
-    if (bits != 0) {
-      return PageNumber{
-          static_cast<std::uint32_t>(word * 64 + static_cast<std::size_t>(std::countr_zero(bits)))};
-    }
-  }
-  return std::nullopt;
-}
-
-std::optional<PageNumber> PageSet::FirstMissingIn(const PageSet& other) const {
-  for (std::size_t word = 0; word < bits_.size(); ++word) {
-    const std::uint64_t bits = bits_[word] & ~other.bits_[word];
-    if (bits != 0) {
-      return PageNumber{
-          static_cast<std::uint32_t>(word * 64 + static_cast<std::size_t>(std::countr_zero(bits)))};
-    }
-  }
-  return std::nullopt;
-}
-
 std::string Slots::Parse(PageView page) {
   count_ = 0;
   if (page[0] != 1 || (page[1] != 1 && page[1] != kReleased)) {

@@ -11,27 +11,10 @@
 #include <vector>
 
 #include "jet/check_report.h"
+#include "jet/page_set.h"
 #include "jet/slotted_page.h"
 
 namespace jet::check {
-
-// Some pages of the file, one bit each.
-class PageSet {
- public:
-  explicit PageSet(std::uint32_t page_count) : bits_((page_count + 63) / 64) {}
-
-  void Add(PageNumber page) { bits_[page.value / 64] |= Bit(page); }
-  bool Contains(PageNumber page) const {
-    return page.value / 64 < bits_.size() && (bits_[page.value / 64] & Bit(page)) != 0;
-  }
-  std::optional<PageNumber> FirstFrom(std::uint32_t from) const;
-  // The lowest page that is here but not in `other`.
-  std::optional<PageNumber> FirstMissingIn(const PageSet& other) const;
-
- private:
-  static std::uint64_t Bit(PageNumber page) { return std::uint64_t{1} << (page.value % 64); }
-  std::vector<std::uint64_t> bits_;
-};
 
 // What a usage map says. Bits beyond the end of the file are only counted.
 struct MapPages {

@@ -7,6 +7,7 @@
 #include "jet/collation.h"
 #include "jet/create.h"
 #include "jet/error.h"
+#include "jet/page_use.h"
 #include "jet/schema.h"
 #include "jet/text.h"
 
@@ -57,7 +58,9 @@ Database::Database(std::unique_ptr<Pager> pager, Header header, Clock clock)
       allocator_(*pager_),
       header_(std::move(header)),
       clock_(clock ? std::move(clock) : SystemClock()),
-      catalog_(std::make_unique<Catalog>(allocator_, header_, clock_)) {}
+      catalog_(std::make_unique<Catalog>(allocator_, header_, clock_)) {
+  allocator_.SetCensus([this] { return PagesInUse(*pager_, catalog_->Definitions()); });
+}
 
 Database::~Database() = default;
 

@@ -268,11 +268,17 @@ void Table::GiveAutonumbers(std::vector<Value>& row) {
     if (jet::IsNull(row[i])) {
       row[i] = static_cast<std::int32_t>(def_.last_autonumber + def_.autonumber_step);
     }
-    const auto* number = std::get_if<std::int32_t>(&row[i]);
-    if (number != nullptr && *number > static_cast<std::int32_t>(def_.last_autonumber)) {
-      def_.last_autonumber = static_cast<std::uint32_t>(*number);
-    }
+    RaiseAutonumber(column, row[i]);
   }
+}
+
+// No number that is in use is given again.
+bool Table::RaiseAutonumber(const ColumnDef& column, const Value& value) {
+  if (!column.auto_number() || column.type != ColumnType::kLong) return false;
+  const auto* number = std::get_if<std::int32_t>(&value);
+  if (number == nullptr || *number <= static_cast<std::int32_t>(def_.last_autonumber)) return false;
+  def_.last_autonumber = static_cast<std::uint32_t>(*number);
+  return true;
 }
 
 void Table::StoreField(std::size_t ordinal, const Value& value) {
@@ -404,15 +410,17 @@ void Table::Update(RowId id, std::span<const FieldChange> changes) {
     const std::vector<KeyChange> keys = KeyChanges(id, row, changes);
     encoder_.Begin(def_);
     encoder_.SetFrom(row.view());
+    bool counters = !keys.empty();
     for (const FieldChange& change : changes) {
       const ColumnDef& column = def_.columns[change.ordinal];
+      if (RaiseAutonumber(column, change.value)) counters = true;
       const Bytes old = encoder_.Take(change.ordinal);
       if (!jet::IsNull(change.value)) StoreField(change.ordinal, change.value);
       if (!old.empty() && IsLongValue(column.type)) FreeLongValue(*allocator_, column, old);
     }
     RewriteRow(id, encoder_.Finish());
     ApplyKeyChanges(id, keys);
-    if (!keys.empty()) def_.StoreCounters(pager());
+    if (counters) def_.StoreCounters(pager());
     scope.Commit();
   });
 }

@@ -110,6 +110,7 @@ class Table {
   void CheckRules(std::size_t ordinal, const Value& value) const;
   std::span<const Value> Complete(std::span<const Value> values, std::vector<Value>& buffer);
   void GiveAutonumbers(std::vector<Value>& row);
+  bool RaiseAutonumber(const ColumnDef& column, const Value& value);
   void StoreField(std::size_t ordinal, const Value& value);
   std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values) const;
   void EraseKeys(const Row& row);

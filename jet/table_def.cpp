@@ -230,17 +230,37 @@ void ReadLongValueMaps(Reader& in, TableDef& def) {
   }
 }
 
+// A change to one of two columns in the same place would change the other.
+void RequireApart(const TableDef& def, std::vector<const ColumnDef*>& fixed) {
+  std::sort(fixed.begin(), fixed.end(), [](const ColumnDef* a, const ColumnDef* b) {
+    return a->fixed_offset < b->fixed_offset;
+  });
+  for (std::size_t i = 1; i < fixed.size(); ++i) {
+    if (fixed[i - 1]->fixed_offset + FixedBytes(*fixed[i - 1]) <= fixed[i]->fixed_offset) continue;
+    throw Error::Damaged(def.page,
+                         "columns " + fixed[i - 1]->name + " and " + fixed[i]->name + " overlap");
+  }
+}
+
 void CheckColumns(const TableDef& def) {
-  std::vector<bool> seen(def.next_column_id);
+  std::vector<bool> seen(def.next_column_id), slots(def.next_variable_slot);
+  std::vector<const ColumnDef*> fixed;
   for (const ColumnDef& column : def.columns) {
     const bool id_ok = column.id.value < def.next_column_id && !seen[column.id.value];
     const bool place_ok = column.fixed() ? column.fixed_offset + FixedBytes(column) <= kPageSize
-                                         : column.variable_slot < def.next_variable_slot;
+                                         : column.variable_slot < def.next_variable_slot &&
+                                               !slots[column.variable_slot];
     if (!id_ok || !place_ok) {
       throw Error::Damaged(def.page, "column " + column.name + " contradicts the definition");
     }
     seen[column.id.value] = true;
+    if (!column.fixed()) {
+      slots[column.variable_slot] = true;
+    } else if (FixedBytes(column) != 0) {
+      fixed.push_back(&column);
+    }
   }
+  RequireApart(def, fixed);
 }
 
 }  // namespace
@@ -279,6 +299,19 @@ TableDef TableDef::Load(Pager& pager, PageNumber page) {
     throw Error::Damaged(page, "table definition: " + error.detail());
   }
   return def;
+}
+
+std::vector<PageNumber> TableDef::Chain(Pager& pager, PageNumber first) {
+  std::vector<PageNumber> pages;
+  for (PageNumber page = first; page && pages.size() < kMaxChain;) {
+    if (std::find(pages.begin(), pages.end(), page) != pages.end()) break;
+    pages.push_back(page);
+    if (page.value >= pager.page_count()) break;
+    const PageRef ref = pager.Read(page);
+    if (GetU16(ref.bytes(), 0) != kPageType) break;
+    page = {GetU32(ref.bytes(), kNextPage)};
+  }
+  return pages;
 }
 
 Bytes TableDef::Serialize() const {
@@ -325,6 +358,7 @@ void TableDef::Store(Pager& pager, PageAllocator& allocator) {
   const std::size_t beyond_first = content.size() > kPageSize ? content.size() - kPageSize : 0;
   const std::size_t count = 1 + (beyond_first + kPerPage - 1) / kPerPage;
   if (pages.empty()) pages.push_back(page);
+  allocator.TakeCensus();
   while (pages.size() < count) pages.push_back(allocator.Allocate());
   while (pages.size() > count) {
     allocator.Free(pages.back());

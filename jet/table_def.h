@@ -102,6 +102,9 @@ struct TableDef {
 
   // Throws kDamaged. Every count and length is checked against the bytes there.
   static TableDef Load(Pager& pager, PageNumber page);
+  // The pages of a definition, as far as it can be followed; the last one may lie
+  // outside the file or be something else.
+  static std::vector<PageNumber> Chain(Pager& pager, PageNumber first);
   // Rewrites the chain, growing or shrinking it. `page` must be allocated.
   void Store(Pager& pager, PageAllocator& allocator);
   // The content of the chain, from the first page's start to behind the closing

@@ -14,6 +14,7 @@ namespace jet {
 
 inline constexpr std::size_t kPageSize = 4096;
 inline constexpr std::uint64_t kMaxFileSize = 0x8000'0000;  // 2 GB
+inline constexpr std::uint32_t kMaxPages = static_cast<std::uint32_t>(kMaxFileSize / kPageSize);
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;

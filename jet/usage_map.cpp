@@ -17,9 +17,7 @@ constexpr std::size_t kBitmapBits = 4;  // ... and on a bitmap page
 constexpr std::uint16_t kBitmapPageType = 0x0105;
 constexpr std::size_t kReferenceEntries = 17;
 constexpr std::uint32_t kWindow = 512;  // pages of a free-space map
-constexpr PageNumber kGlobalPage{1};
-constexpr RowId kGlobalMap{kGlobalPage, 0};
-constexpr std::uint32_t kMaxPages = static_cast<std::uint32_t>(kMaxFileSize / kPageSize);
+constexpr PageNumber kGlobalPage = kGlobalMap.page;
 
 bool TestBit(ByteView bits, std::uint32_t bit) { return (bits[bit / 8] >> (bit % 8) & 1) != 0; }
 
@@ -180,6 +178,22 @@ std::vector<PageNumber> UsageMap::BitmapPages() const {
   return pages;
 }
 
+void UsageMap::AddTo(PageSet& pages) const {
+  const MapRow map(*pager_, at_);
+  if (map.is_inline()) {
+    pages.AddBits({map.start()}, map.bits());
+    return;
+  }
+  for (std::size_t k = 0; k < map.entries(); ++k) {
+    if (map.entry(k)) pages.Add(map.entry(k));
+  }
+  for (std::size_t k = 0; k < map.entries(); ++k) {
+    if (!map.entry(k)) continue;
+    const PageRef bitmap = map.Bitmap(k);
+    pages.AddBits({static_cast<std::uint32_t>(k) * kPagesPerBitmap}, BitmapBits(bitmap.bytes()));
+  }
+}
+
 void UsageMap::Add(PageNumber page, PageAllocator& allocator) {
   MapRow map(*pager_, at_);
   if (map.is_inline()) {
@@ -276,10 +290,26 @@ PageNumber PageAllocator::Take(PageNumber from) {
   if (page->value >= kMaxPages) {
     throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(pager_->path());
   }
+  RequireUnused(*page);
   global.Remove(*page);
   pager_->EditNew(*page);
   if (start.value == search_from_) search_from_ = page->value + 1;
   return *page;
+}
+
+void PageAllocator::TakeCensus() {
+  if (in_use_ || !census_) return;
+  in_use_ = census_();
+  file_limit_ = in_use_->FirstFrom(pager_->page_count());
+}
+
+void PageAllocator::RequireUnused(PageNumber page) {
+  TakeCensus();
+  if (!in_use_) return;
+  if (in_use_->Contains(page)) throw Error::Damaged(page, "a page in use is marked free");
+  if (file_limit_ && page > *file_limit_) {
+    throw Error::Damaged(*file_limit_, "a page in use lies behind the end of the file");
+  }
 }
 
 // More free pages behind those that the map knows.
@@ -309,6 +339,7 @@ void PageAllocator::Extend() {
   Bytes list(1 + 4 * kReferenceEntries);
   list[0] = kReference;
   PutU32(list, 1, bitmap.value);
+  RequireUnused(bitmap);
   if (!map.Replace(list)) map.Bad("no room for the map of free pages");
   const std::span<std::uint8_t> new_bits = InitBitmap(pager_->EditNew(bitmap));
   PutBytes(new_bits, 0, old_bits);
@@ -327,6 +358,7 @@ void PageAllocator::ExtendList() {
     if (bitmap.value - base >= kPagesPerBitmap) {
       map.Bad("the map of free pages does not cover the file");
     }
+    RequireUnused(bitmap);
     PutU32(map.Edit(), 1 + 4 * k, bitmap.value);
     const std::span<std::uint8_t> bits = InitBitmap(pager_->EditNew(bitmap));
     for (std::uint32_t i = 0; i < kPagesPerBitmap; ++i) {
@@ -338,12 +370,14 @@ void PageAllocator::ExtendList() {
 }
 
 void PageAllocator::Free(PageNumber page) {
+  TakeCensus();
   if (page.value >= pager_->page_count() || page.value <= kGlobalPage.value) {
     throw Error::Damaged(page, "a page that cannot be freed");
   }
   UsageMap global(*pager_, kGlobalMap);
   if (global.Contains(page)) throw Error::Damaged(page, "a page in use is marked free");
   global.Add(page, *this);
+  if (in_use_) in_use_->Remove(page);
   search_from_ = std::min(search_from_, page.value);
 }
 

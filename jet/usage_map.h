@@ -7,9 +7,11 @@
 //   type 1  01, u32 page numbers; entry k covers pages from k * 32736
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <vector>
 
+#include "jet/page_set.h"
 #include "jet/pager.h"
 
 namespace jet {
@@ -18,6 +20,7 @@ class PageAllocator;
 
 inline constexpr std::size_t kNewMapBytes = 69;          // 512 pages
 inline constexpr std::uint32_t kPagesPerBitmap = 32736;  // of a bitmap page
+inline constexpr RowId kGlobalMap{PageNumber{1}, 0};     // of free pages
 
 // A handle: holds no state but the address. Throws kDamaged for rows that are
 // no map and for pages outside the file.
@@ -34,6 +37,9 @@ class UsageMap {
   std::optional<PageNumber> Last() const { return LastUpTo({0xFFFFFFFF}); }
   // Pages that hold the bits (type 1 only).
   std::vector<PageNumber> BitmapPages() const;
+
+  // Adds the marked pages and the map's own.
+  void AddTo(PageSet& pages) const;
 
   // Inside a Scope. Add may grow the row or turn it into a list.
   void Add(PageNumber page, PageAllocator& allocator);
@@ -54,8 +60,16 @@ class PageAllocator {
  public:
   explicit PageAllocator(Pager& pager) : pager_(&pager) {}
 
+  // Tells which pages are in use, whatever the map says of them; without it the
+  // map alone counts.
+  void SetCensus(std::function<PageSet()> census) { census_ = std::move(census); }
+  // Asks, once, before pages are taken, given back, or definitions change. A file
+  // that contradicts itself throws kDamaged.
+  void TakeCensus();
+
   // The lowest free page, zeroed, open for editing in the caller's Scope. The
-  // file and the map grow as needed; kFileTooLarge at 2 GB.
+  // file and the map grow as needed; kFileTooLarge at 2 GB. kDamaged for a page
+  // that is in use.
   PageNumber Allocate();
   // The lowest free page above `floor`.
   PageNumber AllocateAbove(PageNumber floor);
@@ -75,7 +89,11 @@ class PageAllocator {
   PageNumber Take(PageNumber from);
   void Extend();
   void ExtendList();
+  void RequireUnused(PageNumber page);
   Pager* pager_;
+  std::function<PageSet()> census_;
+  std::optional<PageSet> in_use_;
+  std::optional<PageNumber> file_limit_;  // in use, but cut off: the file must not grow over it
   std::uint32_t search_from_ = 0;
   std::uint64_t search_epoch_ = 0;
 };

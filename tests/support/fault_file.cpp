@@ -141,7 +141,7 @@ class FaultFiles::MemoryFile : public jet::File {
     if (at + into.size() > bytes().size()) {
       throw jet::Error(jet::ErrorCode::kIo, "read beyond the end").In(path_);
     }
-    std::memcpy(into.data(), bytes().data() + at, into.size());
+    std::copy_n(bytes().data() + at, into.size(), into.begin());
   }
 
   void Write(std::uint64_t at, jet::ByteView data) override {

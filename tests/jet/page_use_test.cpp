@@ -1,0 +1,167 @@
+// Files that contradict themselves about whose a page is: nothing new is put
+// where something stands already.
+#include <gmock/gmock.h>
+
+#include <functional>
+
+#include "jet/catalog.h"
+#include "jet/database.h"
+#include "jet/error.h"
+#include "tests/support/fault_file.h"
+
+namespace jet {
+namespace {
+
+using test_support::FaultFiles;
+
+constexpr char kPath[] = "/page_use.mdb";
+
+class PageUseTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto database = Database::Create(files_, kPath, {});
+    for (const char* name : {"甲", "乙"}) {
+      const auto table = database->CreateTable(
+          {.name = name,
+           .columns = {{.name = "番号", .auto_number = true},
+                       {.name = "数"},
+                       {.name = "文", .type = ColumnType::kMemo}},
+           .indexes = {{.name = "PrimaryKey", .columns = {"番号"}, .primary = true}}});
+      for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
+    }
+    database->Commit();
+  }
+
+  static std::vector<Value> Row(int i) {
+    return {Null{}, i, std::string(i % 40 == 0 ? 9000 : 90, 'm')};
+  }
+  std::unique_ptr<Database> Open() {
+    OpenOptions options;
+    options.mode = OpenMode::kExclusive;
+    return Database::Open(files_, kPath, options);
+  }
+  void Damage(const std::function<void(Database&)>& how) {
+    const auto database = Open();
+    Scope scope(database->pager());
+    how(*database);
+    scope.Commit();
+    database->Commit();
+  }
+  static TableDef DefOf(Database& database, std::string_view table) {
+    return database.OpenTable(table)->def();
+  }
+  static void MarkFree(Database& database, PageNumber page) {
+    UsageMap(database.pager(), kGlobalMap).Add(page, database.allocator());
+  }
+
+  // The page that `change` calls damaged. The file must not change.
+  std::optional<PageNumber> PageOfRefusal(const std::function<void(Database&)>& change) {
+    const std::string before = files_.bytes(kPath);
+    std::optional<PageNumber> page;
+    const auto database = Open();
+    try {
+      change(*database);
+      ADD_FAILURE() << "not refused";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.code(), ErrorCode::kDamaged) << error.what();
+      page = error.page();
+    }
+    database->Commit();
+    EXPECT_EQ(files_.bytes(kPath), before);
+    return page;
+  }
+  static void NewTable(Database& database) {
+    database.CreateTable({.name = "新", .columns = {{.name = "番号"}}});
+  }
+  static void NewColumn(Database& database) { database.AppendColumn("乙", {.name = "新"}); }
+
+  static constexpr int kRows = 200;
+  FaultFiles files_;
+};
+
+TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
+  const std::string sound = files_.bytes(kPath);
+  const auto pages = static_cast<std::uint32_t>(sound.size() / kPageSize);
+  ASSERT_GT(pages, 40u);
+  for (PageNumber page{0}; page.value < pages; ++page.value) {
+    SCOPED_TRACE(page.value);
+    files_.bytes(kPath) = sound;
+    bool free = false;
+    Damage([&](Database& database) {
+      free = database.allocator().IsFree(page);
+      MarkFree(database, page);
+    });
+    if (free) continue;
+    EXPECT_EQ(PageOfRefusal(NewTable), page);
+  }
+}
+
+TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
+  std::string& image = files_.bytes(kPath);
+  const auto last = static_cast<std::uint32_t>(image.size() / kPageSize) - 1;
+  ASSERT_FALSE(Open()->allocator().IsFree({last - 1}));
+  image.resize(std::size_t{last - 1} * kPageSize);
+  EXPECT_EQ(PageOfRefusal(NewTable), PageNumber{last - 1});
+}
+
+TEST_F(PageUseTest, AMapOfTwoTablesIsChangedForNeither) {
+  RowId shared;
+  Damage([&](Database& database) {
+    shared = DefOf(database, "甲").owned_map;
+    TableDef other = DefOf(database, "乙");
+    other.owned_map = shared;
+    other.Store(database.pager(), database.allocator());
+  });
+  EXPECT_EQ(PageOfRefusal(NewColumn), shared.page);
+  EXPECT_EQ(PageOfRefusal(NewTable), shared.page);
+}
+
+TEST_F(PageUseTest, ADefinitionThatRunsIntoAnotherStaysAsItIs) {
+  PageNumber first;
+  Damage([&](Database& database) {
+    first = DefOf(database, "甲").page;
+    const PageSpan page = database.pager().Edit(DefOf(database, "乙").page);
+    page[4] = static_cast<std::uint8_t>(first.value);  // the next page
+  });
+  const auto page = PageOfRefusal(NewColumn);
+  EXPECT_THAT(page, testing::Optional(testing::Ge(first)));
+  EXPECT_EQ(Open()->OpenTable("甲")->def().row_count, std::uint32_t{kRows});
+}
+
+TEST_F(PageUseTest, ColumnsInOnePlaceAreNotRead) {
+  PageNumber definition;
+  Damage([&](Database& database) {
+    TableDef def = DefOf(database, "乙");
+    definition = def.page;
+    def.columns[1].fixed_offset = def.columns[0].fixed_offset + 2;
+    def.Store(database.pager(), database.allocator());
+  });
+  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙"); }), definition);
+}
+
+TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
+  const auto database = Open();
+  const std::uint32_t pages = database->pager().page_count();
+  const auto table = database->OpenTable("甲");
+  for (int round = 0; round < 3; ++round) {
+    std::vector<RowId> rows;
+    for (auto id = table->First(); id; id = table->Next(*id)) rows.push_back(*id);
+    for (const RowId id : rows) table->Delete(id);
+    for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
+  }
+  EXPECT_LE(database->pager().page_count(), pages + 2);
+}
+
+TEST_F(PageUseTest, ANumberThatAnUpdateGaveIsNotGivenAgain) {
+  const auto database = Open();
+  const auto table = database->OpenTable("甲");
+  const FieldChange change{0, Value{std::int32_t{kRows + 1}}};
+  table->Update(*table->First(), std::span(&change, 1));
+  const RowId id = table->Insert(Row(1));
+  Table::Row row;
+  ASSERT_TRUE(table->Read(id, row));
+  EXPECT_EQ(row.Get(0), Value{std::int32_t{kRows + 2}});
+}
+
+}  // namespace
+}  // namespace jet
