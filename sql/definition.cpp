@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "jet/collation.h"
 #include "sql/sql.h"
@@ -187,6 +188,11 @@ class RowReader {
     return *field;
   }
 
+  // A part that a query has once: the second would take the place of the first.
+  static void RequireFirst(bool seen, std::string_view what) {
+    if (seen) ThrowBad(fmt::format("{} is there twice", what));
+  }
+
   void ReadRow(const QueryRow& row) {
     switch (row.attribute) {
       case QueryRow::kParameter:
@@ -194,6 +200,7 @@ class RowReader {
             {.name = Need(row.name1, "the name of a parameter"), .type = row.flag.value_or(0)});
         break;
       case QueryRow::kOptions:
+        RequireFirst(std::exchange(options_read_, true), "the row of options");
         ReadOptions(row);
         break;
       case QueryRow::kSource:
@@ -206,12 +213,14 @@ class RowReader {
         joins_.push_back(row);
         break;
       case QueryRow::kWhere:
+        RequireFirst(select_.where.has_value(), "the WHERE condition");
         select_.where = SqlText{Need(row.expression, "the WHERE condition"), nullptr};
         break;
       case QueryRow::kGroupBy:
         select_.group_by.push_back({Need(row.expression, "a GROUP BY expression"), nullptr});
         break;
       case QueryRow::kHaving:
+        RequireFirst(select_.having.has_value(), "the HAVING condition");
         select_.having = SqlText{Need(row.expression, "the HAVING condition"), nullptr};
         break;
       case QueryRow::kOrderBy:
@@ -245,6 +254,9 @@ class RowReader {
       source.table = Need(row.name1, "the name of a source");
     }
     if (select_.sources.size() == kMaxSources) ThrowBad("too many sources");
+    if (FindSource(select_, source.name())) {
+      ThrowBad(fmt::format("two sources are called {}", source.name()));
+    }
     select_.sources.push_back(std::move(source));
   }
 
@@ -328,7 +340,7 @@ class RowReader {
 
   Select select_;
   std::vector<QueryRow> joins_;
-  bool all_fields_ = false;
+  bool all_fields_ = false, options_read_ = false;
 };
 
 void ParseText(SqlText& text) {

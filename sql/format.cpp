@@ -174,6 +174,7 @@ std::string FormatAppend(const jet::QueryDefinition& definition, const Select& s
 std::string FormatUnion(const jet::QueryDefinition& definition, const Select& select) {
   const QueryRow* options = FindRow(definition, QueryRow::kOptions);
   const bool distinct = options != nullptr && (options->flag.value_or(0) & kOptionUnion) != 0;
+  if (select.sources.size() < 2) throw Error(ErrorCode::kBadQuery, "a union of less than two");
   std::string text;
   for (const SourceItem& source : select.sources) {
     if (source.subquery.empty()) {

@@ -16,8 +16,9 @@ namespace sql {
 // Text -> rows as the system table of queries holds them. kSyntax.
 jet::QueryDefinition Parse(std::string_view text);
 
-// Rows -> text that parses to the same rows; also for rows made by other
-// programs. kBadQuery.
+// Rows -> text. What Parse made parses to the same rows again. Rows that other
+// programs made become the text that they say; their expressions may be none
+// that we read. kBadQuery for rows that contradict each other.
 std::string Format(const jet::QueryDefinition& definition);
 
 // Whether two definitions ask the same: rows that say nothing (as designers

@@ -252,6 +252,20 @@ TEST(ParserTest, RowsThatMakeNoSenseAreRefused) {
              {.attribute = R::kJoin, .flag = 1, .name1 = "T1", .name2 = "T2", .expression = "x"},
              {.attribute = R::kJoin, .flag = 2, .name1 = "T1", .name2 = "T2", .expression = "y"}}),
        sql::ErrorCode::kBadQuery, "joined in two ways"},
+      {Rows({t1, t2, t1}), sql::ErrorCode::kBadQuery, "two sources are called T1"},
+      {Rows({t1,
+             {.attribute = R::kWhere, .expression = "x"},
+             {.attribute = R::kWhere, .expression = "y"}}),
+       sql::ErrorCode::kBadQuery, "WHERE condition is there twice"},
+      {Rows({t1,
+             {.attribute = R::kHaving, .expression = "x"},
+             {.attribute = R::kHaving, .expression = "y"}}),
+       sql::ErrorCode::kBadQuery, "HAVING condition is there twice"},
+      {Rows({t1, {.attribute = R::kOptions, .flag = 2}, {.attribute = R::kOptions, .flag = 4}}),
+       sql::ErrorCode::kBadQuery, "options is there twice"},
+      {Rows({{.attribute = R::kKind, .flag = 9},
+             {.attribute = R::kSource, .name2 = "X", .expression = "SELECT 1"}}),
+       sql::ErrorCode::kBadQuery, "less than two"},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.text);
