@@ -15,7 +15,8 @@ void UpgradeTenkai(jet::ByteView file);
 // A text: what can be parsed can be formatted and is the same when parsed again;
 // what runs ends.
 void SqlText(jet::ByteView text);
-// Rows of a saved query: what becomes a text parses to the same.
+// Rows of a saved query, spoilt: refused, or a text; where that parses, it holds
+// like any other. What runs ends.
 void QueryRows(jet::ByteView rows);
 // A property blob: what can be parsed is written as it was read.
 void PropertyBlob(jet::ByteView blob);

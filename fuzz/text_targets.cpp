@@ -127,10 +127,11 @@ void QueryRows(jet::ByteView text) {
         *random.Pick(texts) = piece;
     }
   }
+  // Such rows need not become a text that reads; what is read of it holds.
   try {
-    FormatAndBack(*query);
-  } catch (const sql::Error&) {
-    return;  // rows that are no query
+    if (const auto again = Parsed(sql::Format(*query))) FormatAndBack(*again);
+  } catch (const sql::Error& error) {
+    Require(error.what()[0] != 0, "a refusal without a word");
   }
   RunQuery(*query);
 }
