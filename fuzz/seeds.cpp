@@ -70,7 +70,7 @@ void FillJobs(jet::Database& database) {
     const jet::FieldChange longer{1, std::string(45, 'w') + std::to_string(i)};
     table->Update(rows[i], std::span(&longer, 1));
   }
-  for (const std::size_t i : {50, 51, 100}) table->Delete(rows[i]);
+  for (const std::size_t i : {50u, 51u, 100u}) table->Delete(rows[i]);
   database.CreateQuery("一覧",
                        {{{.attribute = jet::QueryRow::kStart, .flag = 1},
                          {.attribute = jet::QueryRow::kEnd},

@@ -65,8 +65,8 @@ class Walk {
     }
   }
 
-  // Returns from inside the try: GCC 12 keeps the old value of a small optional
-  // that is assigned from a call that throws.
+  // Nothing where damage ends the walk: an assignment that throws would leave the
+  // place before it, and the walk would go on from there for ever.
   template <class Body>
   std::optional<jet::RowId> Found(Body&& body) {
     try {

@@ -38,9 +38,6 @@ constexpr std::size_t kOwnedMap = 0x37;
 constexpr std::size_t kFreeMap = 0x3B;
 constexpr std::size_t kStatistics = 0x3F;
 constexpr std::size_t kStatisticsBytes = 12;
-constexpr std::size_t kColumnBytes = 25;
-constexpr std::size_t kRealBytes = 52;
-constexpr std::size_t kLogicalBytes = 28;
 constexpr std::size_t kIndexParts = 10;
 constexpr std::uint16_t kEnd = 0xFFFF;
 
