@@ -270,7 +270,8 @@ struct SeenBox {
 
 TEST_F(Form1WindowTest, ErrorBoxTextCanBeSelectedAndTheBoxClosedByKey) {
   static SeenBox seen;  // a timer takes no argument
-  seen = {window.handle()};
+  seen = {};
+  seen.owner = window.handle();
   const auto look = [](HWND, UINT, UINT_PTR timer, DWORD) {
     const HWND box = ::GetLastActivePopup(seen.owner);
     const HWND edit = ::GetDlgItem(box, app::kErrorText);

@@ -26,6 +26,15 @@ thread_local AllocationLimit limit;
 // Bytes in use, of this thread.
 thread_local std::int64_t in_use = 0, most_in_use = 0;
 
+std::int64_t SizeOf(void* memory) noexcept {
+  if (memory == nullptr) return 0;
+#ifdef _WIN32
+  return static_cast<std::int64_t>(::_msize(memory));
+#else
+  return static_cast<std::int64_t>(::malloc_usable_size(memory));
+#endif
+}
+
 void* Allocate(std::size_t size) noexcept {
   if (limit.left == 0) {
     if (!limit.lasting) limit.left = -1;
@@ -33,13 +42,13 @@ void* Allocate(std::size_t size) noexcept {
   }
   if (limit.left > 0) --limit.left;
   void* memory = std::malloc(size != 0 ? size : 1);
-  in_use += static_cast<std::int64_t>(::malloc_usable_size(memory));
+  in_use += SizeOf(memory);
   most_in_use = std::max(most_in_use, in_use);
   return memory;
 }
 
 void Free(void* memory) noexcept {
-  in_use -= static_cast<std::int64_t>(::malloc_usable_size(memory));
+  in_use -= SizeOf(memory);
   std::free(memory);
 }
 
