@@ -202,6 +202,21 @@ std::optional<Integer> ToInteger(long double value) {
   return static_cast<Integer>(rounded);
 }
 
+// Four decimals as they are written; more of them, and exponents, are rounded. Not
+// every system reads a number with more than the 53 bits of a double.
+std::optional<Currency> ToCurrency(const Number& number) {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+  if (const auto exact = ParseNumeric(number.text, 19, 4)) {
+    const std::uint64_t size = std::uint64_t{exact->magnitude[2]} << 32 | exact->magnitude[3];
+    if (size <= kMost) {
+      const auto whole = static_cast<std::int64_t>(size);
+      return Currency{exact->negative ? -whole : whole};
+    }
+  }
+  const auto rounded = ToInteger<std::int64_t>(number.value * 10'000);
+  return rounded ? std::optional(Currency{*rounded}) : std::nullopt;
+}
+
 std::optional<Value> ToNumberColumn(const ColumnDef& column, const Number& number) {
   const auto integer = [&]<typename Integer>(Integer) -> std::optional<Value> {
     if (const auto whole = ToInteger<Integer>(number.value)) return Value(*whole);
@@ -215,9 +230,7 @@ std::optional<Value> ToNumberColumn(const ColumnDef& column, const Number& numbe
     case ColumnType::kLong:
       return integer(std::int32_t{});
     case ColumnType::kCurrency:
-      if (const auto whole = ToInteger<std::int64_t>(number.value * 10'000)) {
-        return Value(Currency{*whole});
-      }
+      if (const auto currency = ToCurrency(number)) return Value(*currency);
       return std::nullopt;
     case ColumnType::kSingle:
       if (std::fabs(number.value) > std::numeric_limits<float>::max()) return std::nullopt;

@@ -283,8 +283,14 @@ std::string NormalisePath(const std::string& path) {
                                       nullptr)) > full.size()) {
     full.resize(length);
   }
+  if (length == 0) return path;
   full.resize(length);
-  return length == 0 ? path : FromWide(full);
+  if (!full.starts_with(L"\\\\?\\")) {
+    // Not every version of the system folds those of a server's path.
+    const auto both = [](wchar_t a, wchar_t b) { return a == L'\\' && b == L'\\'; };
+    full.erase(std::unique(full.begin() + 1, full.end(), both), full.end());
+  }
+  return FromWide(full);
 }
 
 }  // namespace jet

@@ -104,7 +104,7 @@ class Form1Test : public ::testing::Test {
   std::string Tenkai(std::int16_t version) { return Sample(folder.path(), Kind::kTenkai, version); }
   std::string SubFolder(std::string_view name) {
     std::string path = folder.File(name);
-    std::filesystem::create_directories(path);
+    std::filesystem::create_directories(test_support::PathOf(path));
     return path;
   }
   // The program has shown exactly one error box, that of `number`, and ended.
@@ -554,7 +554,7 @@ TEST_F(Form1Test, FilesThatCannotBeReadEndTheProgram) {
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
     const std::string path = folder.File("Data.mdb");
-    std::filesystem::remove(path);
+    std::filesystem::remove(test_support::PathOf(path));
     each.make(path);
     Start();
     ChooseData(path);
@@ -597,6 +597,7 @@ TEST_F(Form1Test, VersionAsTextIsItsLeadingNumber) {
     Start();
     ChooseTenkai(path);
     EXPECT_EQ(view.captions[1], each.caption);
+    Leave();
   }
 }
 

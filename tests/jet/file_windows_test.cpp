@@ -74,8 +74,16 @@ TEST_F(WindowsFileTest, AProgramThatHasTheFileOpenToWriteKeepsUsOut) {
 TEST_F(WindowsFileTest, AReadOnlyFileIsReadAndNotOpenedToWrite) {
   ASSERT_NE(::SetFileAttributesW(ToWide(path_).c_str(), FILE_ATTRIBUTE_READONLY), 0);
   EXPECT_EQ(Refusal(OpenMode::kRead), "");
-  EXPECT_EQ(CodeOf([&] { files_->Open(path_, OpenMode::kExclusive); }), ErrorCode::kNoPermission);
+  const HANDLE written = ::CreateFileW(ToWide(path_).c_str(), GENERIC_WRITE, 0, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool may_write = written != INVALID_HANDLE_VALUE;
+  if (may_write) {
+    ::CloseHandle(written);
+  } else {
+    EXPECT_EQ(CodeOf([&] { files_->Open(path_, OpenMode::kExclusive); }), ErrorCode::kNoPermission);
+  }
   ::SetFileAttributesW(ToWide(path_).c_str(), FILE_ATTRIBUTE_NORMAL);
+  if (may_write) GTEST_SKIP() << "this user may write to what is read-only, as root under wine";
 }
 
 TEST_F(WindowsFileTest, PathsBeyondTheOldLimitAreOpened) {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -77,7 +76,7 @@ class AdoTest : public ::testing::Test {
   std::string OnDisk(const std::string& path, const std::string& table,
                      const std::string& password = {}) {
     const std::string copy = folder_.File("on_disk.mdb");
-    std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+    WriteFileBytes(copy, ReadFileBytes(path));
     ado::Environment environment(*files_);
     ado::Connection connection(environment);
     connection.Open(ConnectionTo(copy, password));
@@ -87,7 +86,7 @@ class AdoTest : public ::testing::Test {
   // Through a copy, too.
   void ExpectSound(const std::string& path) {
     const std::string copy = folder_.File("judged.mdb");
-    std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+    WriteFileBytes(copy, ReadFileBytes(path));
     test_support::ExpectSound(copy);
   }
 

@@ -59,4 +59,6 @@ bool HasProgram(const std::string& name) {
   return std::system(("command -v " + name + " >/dev/null").c_str()) == 0;
 }
 
+std::optional<std::string> ReadOwnFile(const std::string&) { return std::nullopt; }
+
 }  // namespace test_support

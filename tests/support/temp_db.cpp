@@ -48,11 +48,11 @@ TempFolder::~TempFolder() {
 }
 
 std::string TempFolder::File(std::string_view name) const {
-  return (fs::path(path_) / name).string();
+  return path_ + static_cast<char>(fs::path::preferred_separator) + std::string(name);
 }
 
 std::string TempFolder::CopySample(std::string_view name) const {
-  std::string copy = File(fs::path(name).filename().string());
+  std::string copy = File(std::string(name.substr(name.find_last_of('/') + 1)));
   WriteFileBytes(copy, ReadFileBytes(SamplePath(name)));
   return copy;
 }
@@ -80,15 +80,18 @@ std::vector<std::string> SampleNames() {
 }
 
 std::string ReadFileBytes(const std::string& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path);
+  std::ifstream in(PathOf(path), std::ios::binary);
+  if (!in) {
+    if (auto own = ReadOwnFile(path)) return *std::move(own);
+    throw std::runtime_error("cannot read " + path);
+  }
   std::ostringstream bytes;
   bytes << in.rdbuf();
   return bytes.str();
 }
 
 void WriteFileBytes(const std::string& path, std::string_view bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary | std::ios::trunc);
+  std::ofstream out(PathOf(path), std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);
 }

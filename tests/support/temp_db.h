@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,12 @@
 #include "jet/error.h"
 
 namespace test_support {
+
+// A UTF-8 path for the standard library, which on Windows takes a plain string to
+// be in another code page.
+inline std::filesystem::path PathOf(std::string_view path) {
+  return {std::u8string(path.begin(), path.end())};
+}
 
 // An empty folder, removed with everything in it at the end.
 class TempFolder {

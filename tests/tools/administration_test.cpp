@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <regex>
 
 #include "jet/file.h"
 #include "tests/tools/program.h"
@@ -34,6 +35,12 @@ class ManyFilesTest : public ::testing::Test {
     options.insert(options.begin(), "upgrade");
     return options;
   }
+  // As it stands in a table.
+  std::string Shown(std::size_t i) const {
+    std::string shown;
+    for (const char c : files_[i]) shown.append(c == '\\' ? 2 : 1, c);
+    return shown;
+  }
   static nlohmann::json Version(const std::string& file) {
     return MdbAdmJson({"info", file})["version"];
   }
@@ -48,14 +55,14 @@ TEST_F(ManyFilesTest, OneThatFailsDoesNotStopTheOthersAndTheSummarySaysSo) {
   EXPECT_EQ(run.status, 3);
   EXPECT_THAT(run.err, AllOf(StartsWith("mdbadm: " + files_[1] + ": -2147467259 (80004005) "),
                              HasSubstr("Jet 4.0")));
-  EXPECT_THAT(run.out, AllOf(HasSubstr(files_[0] + "\tData_Up_27\t27\t"),
-                             HasSubstr(files_[0] + "\tdone\t" + kLatest + "\t"),
-                             HasSubstr(files_[1] + "\tfailed\t\\N\t"),
-                             HasSubstr(files_[2] + "\tdone\t" + kLatest + "\t")));
+  EXPECT_THAT(run.out, AllOf(HasSubstr(Shown(0) + "\tData_Up_27\t27\t"),
+                             HasSubstr(Shown(0) + "\tdone\t" + kLatest + "\t"),
+                             HasSubstr(Shown(1) + "\tfailed\t\\N\t"),
+                             HasSubstr(Shown(2) + "\tdone\t" + kLatest + "\t")));
   const std::string summary = run.out.substr(run.out.find("\n\n") + 2);
-  EXPECT_THAT(summary, StartsWith("file\tkind\tfrom\tto\toutcome\tms\tbackup\terror\n" + files_[0] +
+  EXPECT_THAT(summary, StartsWith("file\tkind\tfrom\tto\toutcome\tms\tbackup\terror\n" + Shown(0) +
                                   "\tdata\t26\t" + kLatest + "\tdone\t"));
-  EXPECT_THAT(summary, HasSubstr("\n" + files_[1] + "\tdata\t\\N\t" + kLatest + "\tfailed\t"));
+  EXPECT_THAT(summary, HasSubstr("\n" + Shown(1) + "\tdata\t\\N\t" + kLatest + "\tfailed\t"));
   EXPECT_EQ(Version(files_[2]), upgrade::kDataLatest);
   EXPECT_EQ(ReadFileBytes(files_[1]), bad_);
 }
@@ -79,9 +86,10 @@ TEST_F(ManyFilesTest, StopsWhereItIsTold) {
   EXPECT_EQ(Version(files_[2]), 26);
   const Outcome plan = MdbAdm({"plan", files_[1], files_[2], "--to", "27", "--json"});
   EXPECT_EQ(plan.status, 3);
-  EXPECT_EQ(nlohmann::json::parse(plan.out),
-            nlohmann::json::parse(R"([{"file": ")" + files_[2] +
-                                  R"(", "step": "Data_Up_27", "version": 27, "outcome": "ok"}])"));
+  EXPECT_EQ(
+      nlohmann::json::parse(plan.out),
+      nlohmann::json::array(
+          {{{"file", files_[2]}, {"step", "Data_Up_27"}, {"version", 27}, {"outcome", "ok"}}}));
 }
 
 TEST_F(ManyFilesTest, CodesTellAFileInUseFromAFailure) {
@@ -117,8 +125,7 @@ TEST(AdministrationTest, EveryVerbPrintsJson) {
 }
 
 TEST(HelpTest, EveryTopicAndVerbHasHelp) {
-  EXPECT_THAT(MdbAdmOut({"--version"}),
-              ::testing::MatchesRegex("mdbadm [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  EXPECT_TRUE(std::regex_match(MdbAdmOut({"--version"}), std::regex("mdbadm (\\d+\\.){2}\\d+\n")));
   const std::string verbs = MdbAdmOut({"help", "verbs"}), topics = MdbAdmOut({"help"});
   EXPECT_THAT(verbs, AllOf(HasSubstr("  upgrade "), HasSubstr("  sample "), HasSubstr("  help "),
                            Not(HasSubstr("reference"))));
@@ -140,7 +147,7 @@ TEST(HelpTest, ManualPageHoldsEveryVerbOptionAndTopic) {
   const TempFolder folder;
   const std::string source = folder.File("mdbadm.1"), page = folder.File("page");
   WriteFileBytes(source, MdbAdmOut({"reference", "man"}));
-  if (std::system("command -v groff >/dev/null") != 0) GTEST_SKIP() << "no groff here";
+  if (!test_support::HasProgram("groff")) GTEST_SKIP() << "no groff here";
   const std::string groff = "groff -K utf8 -man -Tutf8 -P-cbou -rLL=200n -ww '" + source + "' >'" +
                             page + "' 2>'" + folder.File("complaints") + "'";
   ASSERT_EQ(std::system(groff.c_str()), 0);
@@ -151,6 +158,7 @@ TEST(HelpTest, ManualPageHoldsEveryVerbOptionAndTopic) {
 }
 
 TEST(HelpTest, ShellCompletesVerbsOptionsAndValues) {
+  if (!test_support::HasProgram("bash")) GTEST_SKIP() << "no bash here";
   const TempFolder folder;
   const std::string script = folder.File("completion");
   WriteFileBytes(script, MdbAdmOut({"reference", "bash"}));

@@ -85,7 +85,7 @@ Listing ReadListing(const std::string& path) {
 class ListingTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (std::system("command -v mdb-schema mdb-export >/dev/null") != 0) {
+    if (!HasProgram("mdb-schema") || !HasProgram("mdb-export")) {
       GTEST_SKIP() << "no mdbtools here";
     }
   }

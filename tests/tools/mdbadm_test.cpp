@@ -226,7 +226,8 @@ TEST_F(MdbAdmTest, BackupHoldsTheFileAsItWas) {
   const std::string before = ReadFileBytes(data_);
   MdbAdmOut({"upgrade", data_, "--backup", folder_.File("控え")});
   std::vector<std::string> copies;
-  for (const auto& copy : std::filesystem::directory_iterator(folder_.File("控え"))) {
+  for (const auto& copy :
+       std::filesystem::directory_iterator(test_support::PathOf(folder_.File("控え")))) {
     copies.push_back(copy.path().string());
   }
   ASSERT_EQ(copies.size(), 1U);
