@@ -46,6 +46,7 @@ TEST_F(MdbAdmTest, TellsUsageFromFailure) {
       {{"info"}, 2},
       {{"info", data_, "--frobnicate"}, 2},
       {{"info", none}, 1},
+      {{"info", "/no/such/Data.mdb"}, 1},
       {{"info", data_, "--password", "wrong"}, 1},
       {{"rows", data_, "none"}, 1},
       {{"sample", folder_.path()}, 1},

@@ -254,6 +254,8 @@ ExitCode RunVerb(Program& program, int argc, char** argv) {
                "mdbadm"),
       {}};
   declaration.app.require_subcommand(1);
+  // Not on Windows either: a path may start with a slash, or with two.
+  declaration.app.allow_windows_style_options(false);
   declaration.app.set_version_flag("--version", fmt::format("mdbadm {}", kProgramVersion),
                                    "Print the version and exit");
   AddMakingVerbs(declaration);
