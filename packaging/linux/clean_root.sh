@@ -13,7 +13,10 @@ if [[ -z $root ]]; then
   trap 'rm -rf --one-file-system "$root"' EXIT
 fi
 if [[ ! -x $root/bin/sh ]]; then
-  debootstrap --variant=minbase "$suite" "$root" >"$root.log" 2>&1 || {
+  # From where this machine gets its own packages.
+  mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' |
+    awk -v suite="$suite" '$2 == suite && !n++ { print $1 }')
+  debootstrap --variant=minbase "$suite" "$root" $mirror >"$root.log" 2>&1 || {
     tail -3 "$root.log" >&2
     exit 1
   }
