@@ -14,11 +14,13 @@ constexpr std::uint32_t kHiddenSystemFlag = 0x2;
 const Bytes kPlainAdmin = {0x03, 0x01};
 const Bytes kPlainCreator = {0x02, 0x04};
 
-ObjectKind KindOf(std::int16_t type, std::uint32_t flags) {
+ObjectKind KindOf(std::int32_t id, std::int16_t type, std::uint32_t flags) {
   switch (type) {
     case kTableObject:
-      return (flags & (kSystemObjectFlag | kHiddenSystemFlag)) != 0 ? ObjectKind::kSystemTable
-                                                                    : ObjectKind::kTable;
+      return (flags & (kSystemObjectFlag | kHiddenSystemFlag)) != 0 ||
+                     FindSystemTable({static_cast<std::uint32_t>(id)}) != nullptr
+                 ? ObjectKind::kSystemTable
+                 : ObjectKind::kTable;
     case kOdbcLink:
     case kFileLink:
       return ObjectKind::kLinkedTable;
@@ -44,11 +46,20 @@ Value StoredProperties(const Properties& properties) {
 Catalog::Catalog(PageAllocator& allocator, const Header& header, Clock clock)
     : allocator_(&allocator), header_(&header), clock_(std::move(clock)) {}
 
-Table& Catalog::SystemTable(PageNumber page, const char* name) {
+TableDef Catalog::LoadDef(std::int32_t id) {
+  const PageNumber page{static_cast<std::uint32_t>(id)};
+  TableDef def = TableDef::Load(pager(), page);
+  if (const SystemTableSpec* spec = FindSystemTable(page)) {
+    if (auto fault = SystemTableFault(*spec, def)) throw Error::Damaged(page, std::move(*fault));
+  }
+  return def;
+}
+
+Table& Catalog::SystemTable(PageNumber page) {
   const auto id = static_cast<std::int32_t>(page.value);
   const auto there = open_.find(id);
   if (there != open_.end()) return *there->second.table;
-  auto table = std::make_shared<Table>(*allocator_, name, TableDef::Load(pager(), page),
+  auto table = std::make_shared<Table>(*allocator_, FindSystemTable(page)->name, LoadDef(id),
                                        std::vector<ColumnRules>{}, clock_);
   return *open_.emplace(id, OpenedTable{std::move(table), pager().epoch()}).first->second.table;
 }
@@ -75,7 +86,7 @@ void Catalog::Refresh() {
     object.flags = static_cast<std::uint32_t>(GetOr<std::int32_t>(row.Get(flags), 0));
     object.created = GetOr<DateTime>(row.Get(created), DateTime{});
     object.updated = GetOr<DateTime>(row.Get(updated), DateTime{});
-    object.kind = KindOf(object.type, object.flags);
+    object.kind = KindOf(object.id, object.type, object.flags);
     by_id_.emplace(object.id, objects_.size());
     if (object.kind != ObjectKind::kOther && !object.name.empty()) {
       by_name_.emplace(NameKey(order(), object.name), objects_.size());
@@ -137,7 +148,7 @@ std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
   }
   const auto there = open_.find(object.id);
   if (there == open_.end()) {
-    TableDef def = TableDef::Load(pager(), PageNumber{static_cast<std::uint32_t>(object.id)});
+    TableDef def = LoadDef(object.id);
     std::vector<ColumnRules> rules = LoadRules(def, object.id);
     auto table =
         std::make_shared<Table>(*allocator_, name, std::move(def), std::move(rules), clock_);
@@ -151,7 +162,7 @@ std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
 void Catalog::ReloadTable(std::int32_t id) {
   const auto there = open_.find(id);
   if (there == open_.end()) return;
-  TableDef def = TableDef::Load(pager(), PageNumber{static_cast<std::uint32_t>(id)});
+  TableDef def = LoadDef(id);
   std::vector<ColumnRules> rules = LoadRules(def, id);
   there->second.table->ReplaceDef(std::move(def), std::move(rules));
   there->second.epoch = pager().epoch();
@@ -223,7 +234,7 @@ ObjectInfo Catalog::AddObject(std::int32_t id, std::int16_t type, std::uint32_t 
   values[table.OrdinalOf("LvProp")] = StoredProperties(properties);
   const RowId at = table.Insert(values);
 
-  Table& rights = SystemTable(kAccessPage, "MSysACEs");
+  Table& rights = SystemTable(kAccessPage);
   for (const AccessRow& row : InheritedRights(owner)) {
     values.assign(rights.def().columns.size(), Null{});
     values[rights.OrdinalOf("ObjectId")] = id;
@@ -233,7 +244,7 @@ ObjectInfo Catalog::AddObject(std::int32_t id, std::int16_t type, std::uint32_t 
     rights.Insert(values);
   }
 
-  ObjectInfo object{id, std::string(name), KindOf(type, flags), flags, type, now, now};
+  ObjectInfo object{id, std::string(name), KindOf(id, type, flags), flags, type, now, now};
   by_id_.emplace(id, objects_.size());
   by_name_.emplace(NameKey(order(), name), objects_.size());
   objects_.push_back(object);
@@ -279,7 +290,7 @@ std::vector<AccessRow> Catalog::InheritedRights(const Bytes& owner) {
       creator[i] = static_cast<std::uint8_t>(owner[i] ^ kPlainAdmin[i] ^ kPlainCreator[i]);
     }
   }
-  const Table& table = SystemTable(kAccessPage, "MSysACEs");
+  const Table& table = SystemTable(kAccessPage);
   const std::size_t object = table.OrdinalOf("ObjectId"), sid = table.OrdinalOf("SID"),
                     rights = table.OrdinalOf("ACM"), inheritable = table.OrdinalOf("FInheritable");
   std::vector<AccessRow> rows{{owner, 0, false}};
@@ -316,7 +327,7 @@ void RemaskColumn(Table& table, std::size_t ordinal, const Header& from, const H
 void Catalog::RemaskSecurityIds(const Header& from, const Header& to) {
   Table& objects = ObjectsTable();
   RemaskColumn(objects, objects.OrdinalOf("Owner"), from, to);
-  Table& rights = SystemTable(kAccessPage, "MSysACEs");
+  Table& rights = SystemTable(kAccessPage);
   RemaskColumn(rights, rights.OrdinalOf("SID"), from, to);
 }
 

@@ -17,13 +17,9 @@
 #include <vector>
 
 #include "jet/database.h"
+#include "jet/system_tables.h"
 
 namespace jet {
-
-inline constexpr PageNumber kObjectsPage{2};
-inline constexpr PageNumber kAccessPage{3};
-inline constexpr PageNumber kQueriesPage{4};
-inline constexpr PageNumber kRelationshipsPage{5};
 
 // Types of MSysObjects rows.
 inline constexpr std::int16_t kTableObject = 1, kContainerDatabase = 2, kContainer = 3,
@@ -89,8 +85,10 @@ class Catalog {
 
   void Refresh();
   std::size_t PositionOf(std::int32_t id);
-  Table& SystemTable(PageNumber page, const char* name);
-  Table& ObjectsTable() { return SystemTable(kObjectsPage, "MSysObjects"); }
+  TableDef LoadDef(std::int32_t id);
+  // One of the tables of system_tables.h.
+  Table& SystemTable(PageNumber page);
+  Table& ObjectsTable() { return SystemTable(kObjectsPage); }
   std::vector<ColumnRules> LoadRules(const TableDef& def, std::int32_t id);
   Bytes OwnerSid();
   std::vector<AccessRow> InheritedRights(const Bytes& owner);

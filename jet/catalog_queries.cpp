@@ -46,7 +46,7 @@ struct StoredRow {
 }  // namespace
 
 QueryDefinition Catalog::LoadQuery(std::int32_t id) {
-  const Table& table = SystemTable(kQueriesPage, "MSysQueries");
+  const Table& table = SystemTable(kQueriesPage);
   const QueryColumns columns(table);
   std::vector<StoredRow> found;
   for (TableScan scan(table); scan.Next();) {
@@ -77,7 +77,7 @@ QueryDefinition Catalog::LoadQuery(std::int32_t id) {
 }
 
 void Catalog::AddQuery(std::int32_t id, const QueryDefinition& definition) {
-  Table& table = SystemTable(kQueriesPage, "MSysQueries");
+  Table& table = SystemTable(kQueriesPage);
   const QueryColumns columns(table);
   std::array<std::uint32_t, 256> numbers{};
   std::vector<Value> values;

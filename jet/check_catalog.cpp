@@ -10,6 +10,7 @@
 #include "jet/collation.h"
 #include "jet/header.h"
 #include "jet/property.h"
+#include "jet/system_tables.h"
 #include "jet/text.h"
 
 namespace jet::check {
@@ -96,13 +97,19 @@ void CatalogCheck::Problem(const Object& object, std::string text) {
       fmt::format("object {}: {}", object.name.value_or("without a name"), text));
 }
 
-bool CatalogCheck::HasColumns(const TableDef& def, std::span<const std::string_view> columns) {
+bool CatalogCheck::HasItsColumns(const TableDef& def, std::span<const std::string_view> columns) {
   bool whole = true;
   for (const std::string_view column : columns) {
     if (Ordinal(def, column) != def.columns.size()) continue;
     context_->report.Problem({{}, def.page},
                              fmt::format("a system table lacks its column {}", column));
     whole = false;
+  }
+  if (const SystemTableSpec* spec = FindSystemTable(def.page)) {
+    if (auto fault = SystemTableFault(*spec, def)) {
+      context_->report.Problem({{}, def.page}, std::move(*fault));
+      whole = false;
+    }
   }
   return whole;
 }
@@ -138,7 +145,7 @@ bool CatalogCheck::ReadObjects() {
   }
   std::optional<TableDef> def = ReadDefinition(*context_, page, kObjectsTable);
   if (!def) return false;
-  const bool whole = HasColumns(*def, kObjectColumns);
+  const bool whole = HasItsColumns(*def, kObjectColumns);
   TableCheck table(*context_, std::string(kObjectsTable), std::move(*def));
   table_names_[page.value] = kObjectsTable;
   if (!whole) {
@@ -323,7 +330,7 @@ void CatalogCheck::RunTable(const std::string& name, TableDef def) {
 }
 
 void CatalogCheck::VisitAces(TableCheck& table) {
-  if (!HasColumns(table.def(), kAceColumns)) return table.Run();
+  if (!HasItsColumns(table.def(), kAceColumns)) return table.Run();
   const std::size_t object = Ordinal(table.def(), "ObjectId"), sid = Ordinal(table.def(), "SID");
   table.Run({}, [&](RowId id, const RowFields& row) {
     if (const auto of = Number(row, object)) aces_.try_emplace(*of, id);
@@ -335,7 +342,7 @@ void CatalogCheck::VisitAces(TableCheck& table) {
 }
 
 void CatalogCheck::VisitQueries(TableCheck& table) {
-  if (!HasColumns(table.def(), kQueryColumns)) return table.Run();
+  if (!HasItsColumns(table.def(), kQueryColumns)) return table.Run();
   const std::size_t object = Ordinal(table.def(), "ObjectId"),
                     attribute = Ordinal(table.def(), "Attribute");
   table.Run({}, [&](RowId id, const RowFields& row) {
@@ -351,7 +358,7 @@ void CatalogCheck::VisitQueries(TableCheck& table) {
 }
 
 void CatalogCheck::VisitRelationships(TableCheck& table) {
-  if (!HasColumns(table.def(), kRelationshipColumns)) return table.Run();
+  if (!HasItsColumns(table.def(), kRelationshipColumns)) return table.Run();
   const std::size_t from = Ordinal(table.def(), "szObject"),
                     to = Ordinal(table.def(), "szReferencedObject");
   const SortOrder order = context_->header.order();

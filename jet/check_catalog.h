@@ -51,7 +51,7 @@ class CatalogCheck {
   void CheckQueries();
   void CheckRelations();
   const Object* FindObject(std::string_view name, std::int32_t type) const;
-  bool HasColumns(const TableDef& def, std::span<const std::string_view> columns);
+  bool HasItsColumns(const TableDef& def, std::span<const std::string_view> columns);
   void Problem(const Object& object, std::string text);
 
   const Context* context_;

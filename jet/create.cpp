@@ -9,105 +9,12 @@
 #include "jet/catalog.h"
 #include "jet/index.h"
 #include "jet/slotted_page.h"
+#include "jet/system_tables.h"
 #include "jet/table.h"
 
 namespace jet {
 
 namespace {
-
-// A column of a system table. `place`: offset in the fixed region, or slot.
-struct SystemColumn {
-  std::uint16_t id;
-  const char* name;
-  ColumnType type;
-  std::uint16_t place;
-  bool masked = false;
-};
-
-struct SystemIndex {
-  const char* name;
-  std::uint8_t kind;
-  std::uint8_t flags;
-  std::array<std::int8_t, 3> columns;  // ids, -1 = none
-};
-
-using enum ColumnType;
-
-// Descriptors stand in alphabetical order, whatever the ids.
-constexpr SystemColumn kObjectsColumns[] = {
-    {9, "Connect", kMemo, 3},
-    {8, "Database", kMemo, 2},
-    {4, "DateCreate", kDateTime, 10},
-    {5, "DateUpdate", kDateTime, 18},
-    {7, "Flags", kLong, 26},
-    {10, "ForeignName", kText, 4},
-    {0, "Id", kLong, 0},
-    {13, "Lv", kOle, 7},
-    {16, "LvExtra", kOle, 10},
-    {15, "LvModule", kOle, 9},
-    {14, "LvProp", kOle, 8},
-    {2, "Name", kText, 0},
-    {6, "Owner", kBinary, 1, true},
-    {1, "ParentId", kLong, 4},
-    {12, "RmtInfoLong", kOle, 6},
-    {11, "RmtInfoShort", kBinary, 5},
-    {3, "Type", kInteger, 8},
-};
-constexpr SystemColumn kAccessColumns[] = {
-    {2, "ACM", kLong, 4},
-    {3, "FInheritable", kBoolean, 0},
-    {0, "ObjectId", kLong, 0},
-    {1, "SID", kBinary, 0, true},
-};
-constexpr SystemColumn kQueriesColumns[] = {
-    {1, "Attribute", kByte, 4}, {5, "Expression", kMemo, 3}, {6, "Flag", kInteger, 5},
-    {7, "LvExtra", kLong, 7},   {3, "Name1", kText, 1},      {4, "Name2", kText, 2},
-    {0, "ObjectId", kLong, 0},  {2, "Order", kBinary, 0},
-};
-constexpr SystemColumn kRelationshipsColumns[] = {
-    {2, "ccolumn", kLong, 4},
-    {1, "grbit", kLong, 0},
-    {3, "icolumn", kLong, 8},
-    {5, "szColumn", kText, 2},
-    {4, "szObject", kText, 1},
-    {7, "szReferencedColumn", kText, 4},
-    {6, "szReferencedObject", kText, 3},
-    {0, "szRelationship", kText, 0},
-};
-
-constexpr std::uint8_t kUniqueIndex = RealIndex::kAlways | RealIndex::kUnique;
-constexpr std::uint8_t kRequiredIndex = RealIndex::kAlways | RealIndex::kRequired;
-constexpr std::uint8_t kSparseIndex = RealIndex::kAlways | RealIndex::kIgnoreNulls;
-
-// Trees in this order; their names are sorted separately.
-constexpr SystemIndex kObjectsIndexes[] = {
-    {"ParentIdName", LogicalIndex::kPlain, kUniqueIndex, {1, 2, -1}},
-    {"Id", LogicalIndex::kPrimary, kUniqueIndex, {0, -1, -1}},
-};
-constexpr SystemIndex kAccessIndexes[] = {
-    {"ObjectId", LogicalIndex::kPlain, kRequiredIndex, {0, -1, -1}},
-};
-constexpr SystemIndex kQueriesIndexes[] = {
-    {"ObjectIdAttribute", LogicalIndex::kPrimary, kUniqueIndex, {0, 1, 2}},
-};
-constexpr SystemIndex kRelationshipsIndexes[] = {
-    {"szRelationship", LogicalIndex::kPlain, kSparseIndex, {0, -1, -1}},
-    {"szObject", LogicalIndex::kPlain, kSparseIndex, {4, -1, -1}},
-    {"szReferencedObject", LogicalIndex::kPlain, kSparseIndex, {6, -1, -1}},
-};
-
-struct SystemTableSpec {
-  PageNumber page;
-  const char* name;
-  std::span<const SystemColumn> columns;
-  std::span<const SystemIndex> indexes;
-};
-constexpr SystemTableSpec kSystemTables[] = {
-    {kObjectsPage, "MSysObjects", kObjectsColumns, kObjectsIndexes},
-    {kAccessPage, "MSysACEs", kAccessColumns, kAccessIndexes},
-    {kQueriesPage, "MSysQueries", kQueriesColumns, kQueriesIndexes},
-    {kRelationshipsPage, "MSysRelationships", kRelationshipsColumns, kRelationshipsIndexes},
-};
 
 // Security ids in clear.
 constexpr std::array<std::uint8_t, 2> kAdmin{0x03, 0x01}, kUsers{0x02, 0x01}, kEngine{0x02, 0x03},
@@ -155,6 +62,8 @@ constexpr FirstRight kFirstRights[] = {
     {kTablesContainer, kUsers, 0xFFEFF, true},
     {kRelationshipsContainer, kUsers, 0xFFFFF, true},
 };
+
+using enum ColumnType;
 
 bool IsVariable(ColumnType type) { return IsLongValue(type) || type == kText || type == kBinary; }
 
@@ -310,7 +219,7 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
 
   // Pages follow one another: definitions, the page of maps, roots, rows.
   std::vector<TableDef> defs;
-  for (const SystemTableSpec& spec : kSystemTables) {
+  for (const SystemTableSpec& spec : SystemTables()) {
     allocator.Allocate();
     defs.push_back(MakeDef(spec, file.order));
   }
@@ -322,9 +231,9 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
     def.Store(pager, allocator);
   }
   const auto now = [&] { return rows_created; };
-  Table objects(allocator, kSystemTables[0].name, defs[0], {}, now);
+  Table objects(allocator, SystemTables()[0].name, defs[0], {}, now);
   AddObjectRows(objects, header, rows_created);
-  Table rights(allocator, kSystemTables[1].name, defs[1], {}, now);
+  Table rights(allocator, SystemTables()[1].name, defs[1], {}, now);
   AddRightRows(rights, header);
   scope.Commit();
 }

@@ -7,6 +7,7 @@
 #include "jet/bytes.h"
 #include "jet/error.h"
 #include "jet/long_value.h"
+#include "jet/system_tables.h"
 #include "tests/support/temp_db.h"
 
 namespace jet {
@@ -510,6 +511,13 @@ const Damage kDefinitionDamages[] = {
        file.Put32(Image::At(JobsPage(file), 4), JobsPage(file).value);
        return Expected{kJobs, JobsPage(file), "returns to page"};
      }},
+    {"A system table's column is of another type",
+     [](Image& file) {
+       constexpr std::size_t kFlags = 0x3F + 2 * 12 + 4 * 25;
+       file.Flip(Image::At(kObjectsPage, kFlags), 2);
+       return Expected{"", kObjectsPage, "Flags of the system table MSysObjects holds"};
+     },
+     false},
     {"Two columns have one number",
      [](Image& file) {
        file.Put16(Image::At(JobsPage(file), kFirstColumn + 25 + 5), 0);

@@ -58,15 +58,16 @@ class PageUseTest : public ::testing::Test {
   std::optional<PageNumber> PageOfRefusal(const std::function<void(Database&)>& change) {
     const std::string before = files_.bytes(kPath);
     std::optional<PageNumber> page;
-    const auto database = Open();
+    std::unique_ptr<Database> database;
     try {
+      database = Open();
       change(*database);
       ADD_FAILURE() << "not refused";
     } catch (const Error& error) {
       EXPECT_EQ(error.code(), ErrorCode::kDamaged) << error.what();
       page = error.page();
     }
-    database->Commit();
+    if (database) database->Commit();
     EXPECT_EQ(files_.bytes(kPath), before);
     return page;
   }
@@ -137,6 +138,13 @@ TEST_F(PageUseTest, ColumnsInOnePlaceAreNotRead) {
     def.Store(database.pager(), database.allocator());
   });
   EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙"); }), definition);
+}
+
+// Flags that cannot be read would show the list of objects as a table of the user's.
+TEST_F(PageUseTest, ASystemTableOfOtherColumnsIsNotRead) {
+  constexpr std::size_t kFlags = 0x3F + 2 * 12 + 4 * 25;  // the fifth column's type
+  files_.bytes(kPath)[kObjectsPage.value * kPageSize + kFlags] ^= 2;
+  EXPECT_EQ(PageOfRefusal([](Database& database) { database.Objects(); }), kObjectsPage);
 }
 
 TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
