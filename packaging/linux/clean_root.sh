@@ -1,31 +1,11 @@
 #!/bin/bash
 # Installs the packages of a folder in a fresh Debian root and runs both
-# programs there: clean_root.sh FOLDER [ROOT]. Wants root, debootstrap and a
-# mirror. ROOT is made by debootstrap if it is not there, and kept; else a
-# temporary one is used.
+# programs there: clean_root.sh FOLDER [ROOT]; see debian_root.sh.
 set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/debian_root.sh"
 
 folder=$(realpath "$1")
-root=${2:-}
-suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
-if [[ -z $root ]]; then
-  root=$(mktemp -d)
-  trap 'rm -rf --one-file-system "$root"' EXIT
-fi
-if [[ ! -x $root/bin/sh ]]; then
-  # From where this machine gets its own packages.
-  mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' |
-    awk -v suite="$suite" '$2 == suite && !n++ { print $1 }')
-  debootstrap --variant=minbase "$suite" "$root" $mirror >"$root.log" 2>&1 || {
-    tail -3 "$root.log" >&2
-    exit 1
-  }
-fi
-
-inside() {
-  env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-    HOME=/root chroot "$root" "$@"
-}
+make_root "${2:-}"
 
 mkdir -p "$root/packages"
 cp "$folder"/*.deb "$root/packages/"

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs what README and docs show: run_examples.py SOURCE-FOLDER PROGRAM-FOLDER.
+"""Runs what README and docs show:
+run_examples.py SOURCE-FOLDER PROGRAM-FOLDER [--packages FOLDER].
 
 Each page runs in a fresh folder of its own, from top to bottom.
 
@@ -7,20 +8,26 @@ Each page runs in a fresh folder of its own, from top to bottom.
   Output is compared; a command that shows none must print none and succeed.
 - A block marked ```sh holds commands that must succeed, whatever they print.
 - <!-- run: COMMAND --> is run, and not shown to readers.
-- <!-- not run: REASON --> stands before a block that cannot be run here.
+- <!-- on a fresh machine, PLACE: WHAT IT DOES --> stands before a block that changes
+  the machine. It runs only where --packages names a folder of our packages, which
+  says that the machine may be changed (see fresh_machine.sh). PLACE is "in the tree"
+  or "beside the packages".
 
 Times in milliseconds and the dates in names of copies are not compared. Links to
-files of the tree must lead somewhere, and every verb of mdbadm must have its place
-on its page."""
+files of the tree must lead somewhere, every verb of mdbadm must have its place on
+its page, and the verbs of ./dev that a page names must be there."""
 
+import argparse
 import os
 import re
 import subprocess
 import sys
 import tempfile
 
-BLOCK = re.compile(r"^(?:<!-- not run: (?P<why>.+?) -->\n+)?```(?P<kind>\w*)\n(?P<body>.*?)^```$"
+BLOCK = re.compile(r"^(?:<!-- on a fresh machine, (?P<place>[^:]+): (?P<why>.+?) -->\n+)?"
+                   r"```(?P<kind>\w*)\n(?P<body>.*?)^```$"
                    r"|^<!-- run: (?P<hidden>.+?) -->$", re.MULTILINE | re.DOTALL)
+DEV_VERB = re.compile(r"\./dev ([a-z][a-z-]*)")
 LINK = re.compile(r"\]\((?!https?:)([^)#]+)(?:#[^)]*)?\)")
 DIFFERS = [(re.compile(r"\t\d+\.\d(?=\t|$)", re.MULTILINE), "\t*"),
            (re.compile(r'"ms":\d+\.\d+'), '"ms":*'),
@@ -49,25 +56,35 @@ def commands_of(body):
 
 
 class Page:
-    def __init__(self, source, path, programs):
-        self.source, self.path = source, path
+    def __init__(self, source, path, programs, packages):
+        self.source, self.path, self.packages = source, path, packages
         self.environment = {**os.environ, "LC_ALL": "C.UTF-8",
                             "PATH": programs + os.pathsep + os.environ["PATH"]}
         self.counts = {"passed": 0, "failed": 0, "skipped": 0}
+
+    def dev_help(self):
+        return self.run("./dev help", self.source).stdout
 
     def judge(self, place, command, complaint):
         self.counts["failed" if complaint else "passed"] += 1
         if complaint:
             print(f"FAIL {self.path}:{place}: {command.strip()}\n{complaint}")
 
-    def run(self, command, folder):
+    def run(self, command, folder, seconds=120):
         return subprocess.run(["bash", "-c", command], cwd=folder, env=self.environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, text=True, encoding="utf-8", timeout=120)
+                              stderr=subprocess.STDOUT, text=True, encoding="utf-8",
+                              timeout=seconds)
 
     def must_succeed(self, place, command, folder):
         ran = self.run("set -e\n" + command, folder)
         self.judge(place, command, ran.stdout or "failed" if ran.returncode else "")
+
+    def change_machine(self, place, where, command):
+        folder = {"in the tree": self.source, "beside the packages": self.packages}[where]
+        ran = self.run("set -ex\n" + command, folder, seconds=3600)
+        print(f"{self.path}:{place}, {where}:\n" + ran.stdout, flush=True)
+        self.judge(place, command, f"exit status {ran.returncode}" if ran.returncode else "")
 
     def compare(self, place, command, shown, folder):
         ran = self.run(command, folder)
@@ -85,15 +102,20 @@ class Page:
             there = os.path.join(self.source, os.path.dirname(self.path), target)
             if not os.path.exists(there):
                 self.judge(1, target, "the link leads nowhere")
+        for verb in DEV_VERB.findall(text):
+            if not re.search(rf"^\./dev {verb} ", self.dev_help(), re.MULTILINE):
+                self.judge(1, f"./dev {verb}", "there is no such verb")
         with tempfile.TemporaryDirectory() as folder:
             for block in BLOCK.finditer(text):
                 place = text.count("\n", 0, block.start()) + 1
                 kind, body = block["kind"], block["body"]
                 if block["hidden"]:
                     self.must_succeed(place, block["hidden"], folder)
+                elif block["why"] and self.packages:
+                    self.change_machine(place, block["place"], body)
                 elif block["why"]:
                     self.counts["skipped"] += 1
-                    print(f"not run: {self.path}:{place}: {block['why']}")
+                    print(f"not run here: {self.path}:{place}: {block['why']}")
                 elif kind == "console":
                     for command, shown in commands_of(body):
                         self.compare(place, command, shown, folder)
@@ -115,13 +137,17 @@ def verbs_without_place(source, programs):
 
 
 def main():
-    source, programs = map(os.path.abspath, sys.argv[1:3])
+    parser = argparse.ArgumentParser()
+    for name in ("source", "programs", "--packages"):
+        parser.add_argument(name, type=os.path.abspath)
+    given = parser.parse_args()
+    source, programs = given.source, given.programs
     pages = [name for name in os.listdir(source) if name.endswith(".md")]
     pages += [os.path.join("docs", name) for name in os.listdir(os.path.join(source, "docs"))
               if name.endswith(".md")]
     total = {"passed": 0, "failed": 0, "skipped": 0}
     for path in sorted(pages):
-        for what, count in Page(source, path, programs).check().items():
+        for what, count in Page(source, path, programs, given.packages).check().items():
             total[what] += count
     for verb in verbs_without_place(source, programs):
         print(f"FAIL docs/mdbadm.md: nothing on {verb}")
