@@ -67,14 +67,14 @@ PageNumber NewLongValuePage(PageAllocator& allocator, const ColumnDef& column) {
 // A page of the column with room for `length` bytes, a new one if need be.
 PageNumber PageWithRoom(PageAllocator& allocator, const ColumnDef& column, std::size_t length) {
   Pager& pager = allocator.pager();
-  const UsageMap free_map(pager, column.free_map);
+  const UsageMap owned(pager, column.owned_map), free_map(pager, column.free_map);
   PageNumber from{1};
   for (std::size_t tried = 0; tried < kPagesTried; ++tried) {
     const std::optional<PageNumber> page = free_map.FirstFrom(from);
     if (!page) break;
     const PageRef ref = pager.Read(*page);
-    const bool ours =
-        RowPage::IsRowPage(ref.bytes()) && RowPage(*page, ref.bytes()).owner() == kLvalOwner;
+    const bool ours = owned.Contains(*page) && RowPage::IsRowPage(ref.bytes()) &&
+                      RowPage(*page, ref.bytes()).owner() == kLvalOwner;
     if (ours && FitsNewRow(*page, ref.bytes(), length)) return *page;
     from = PageNumber{page->value + 1};
   }

@@ -92,6 +92,10 @@ TEST_F(LongValue, SharesPagesAndMarksThoseWithRoom) {
   FreeLongValue(allocator(), ole(), first);
   EXPECT_TRUE(UsageMap(pager(), ole().free_map).Contains(page));
   EXPECT_EQ(ReadLongValue(pager(), second), Pattern(1600));
+  // Another column's page, if the map of pages with room names it.
+  UsageMap(pager(), memo().free_map).Add(page, allocator());
+  const Bytes other = WriteLongValue(allocator(), memo(), Pattern(100));
+  EXPECT_NE(ParseLongValue(other).at.page, page);
 }
 
 TEST_F(LongValue, StoresMemosInTheFormTheirLengthAsksFor) {

@@ -49,8 +49,7 @@ Ending RunProcess(const std::string& program, const std::vector<std::string>& ar
   PROCESS_INFORMATION process{};
   if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                        &process) == 0) {
-    throw std::runtime_error("cannot run " + line + ": error " +
-                             std::to_string(::GetLastError()));
+    throw std::runtime_error("cannot run " + line + ": error " + std::to_string(::GetLastError()));
   }
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(limit).count();
   if (::WaitForSingleObject(process.hProcess, static_cast<DWORD>(milliseconds)) == WAIT_TIMEOUT) {
