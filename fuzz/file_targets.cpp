@@ -139,8 +139,7 @@ class Changes {
 
 // What the changes do to the objects' own rows when nothing is wrong.
 void AllowCatalog(Allowed& allowed) {
-  for (const char* column : {"DateUpdate", "LvProp"})
-    allowed.columns.insert({"MSysObjects", column});
+  for (const char* column : {"DateUpdate", "LvProp"}) allowed.columns["MSysObjects"].insert(column);
 }
 
 struct UpgradeKind {

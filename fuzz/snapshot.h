@@ -39,8 +39,12 @@ Snapshot Look(const std::string& image, const std::string& password);
 
 // What work may change beyond new rows, columns and tables.
 struct Allowed {
-  std::set<std::pair<std::string, std::string>> columns;  // table, column
-  std::set<std::string> deletions;                        // tables that lose rows
+  // As the engine compares names: one in other letters is still the same.
+  struct NameLess {
+    bool operator()(std::string_view a, std::string_view b) const;
+  };
+  std::map<std::string, std::set<std::string, NameLess>, NameLess> columns;  // by table
+  std::set<std::string, NameLess> deletions;  // tables that lose rows
   std::set<std::pair<std::int32_t, jet::RowId>> rows;
 
   // Everything in which two snapshots differ.

@@ -92,13 +92,10 @@ const SystemTableSpec* FindSystemTable(PageNumber page) {
 
 std::optional<std::string> SystemTableFault(const SystemTableSpec& spec, const TableDef& def) {
   for (const SystemColumn& expected : spec.columns) {
-    for (const ColumnDef& column : def.columns) {
-      if (column.name == expected.name && column.type != expected.type) {
-        return fmt::format("the column {} of the system table {} holds {} instead of {}",
-                           expected.name, spec.name, TypeName(column.type),
-                           TypeName(expected.type));
-      }
-    }
+    const auto at = def.FindColumn(expected.name, kGeneral);
+    if (!at || def.columns[*at].type == expected.type) continue;
+    return fmt::format("the column {} of the system table {} holds {} instead of {}", expected.name,
+                       spec.name, TypeName(def.columns[*at].type), TypeName(expected.type));
   }
   return std::nullopt;
 }
