@@ -191,6 +191,11 @@ std::optional<MapPages> Ledger::DecodeMap(ByteView row, RowId at, const Place& p
   }
   if (row[0] == kInlineMap) {
     const std::uint32_t first = GetU32(row, 1);
+    if (first >= kMaxPages) {
+      report_->Problem(here,
+                       fmt::format("the {} starts at page {}, behind all pages", what, first));
+      return std::nullopt;
+    }
     if (first % 8 != 0) {
       report_->Warning(here, fmt::format("the {} starts at page {}", what, first));
     }

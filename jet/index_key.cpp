@@ -155,6 +155,7 @@ void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Byt
 
 IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf& value_of) {
   constexpr std::size_t kUsualBytes = 64;
+  if (index.columns.empty()) throw Error::Damaged(def.page, "an index has no columns");
   IndexKey key;
   key.bytes.reserve(kUsualBytes);
   for (const IndexColumn& part : index.columns) {

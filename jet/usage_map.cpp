@@ -65,6 +65,7 @@ class MapRow {
     if (rows.kind(at.row) != SlotKind::kLive) Bad("a usage map's row is not live");
     row_ = rows.row(at.row);
     if (row_.size() < kInlineBits || row_[0] > kReference) Bad("not a usage map");
+    if (is_inline() && start() >= kMaxPages) Bad("a usage map begins behind all pages");
   }
 
   bool is_inline() const { return row_[0] == kInline; }
@@ -282,6 +283,10 @@ PageNumber PageAllocator::Take(PageNumber from) {
   UsageMap global(*pager_, kGlobalMap);
   const PageNumber start{std::max(from.value, search_from_)};
   std::optional<PageNumber> page = global.FirstFrom(start);
+  // What no table has behind the end is free, whatever the map says: a page that
+  // it marks far behind would make a file of gigabytes.
+  const PageNumber end{std::max(start.value, pager_->page_count())};
+  if (page ? *page > end : end.value < PagesCovered(MapRow(*pager_, kGlobalMap))) page = end;
   // Each round adds pages to the map, and the file's limit bounds the rounds.
   while (!page) {
     Extend();
@@ -305,8 +310,9 @@ void PageAllocator::TakeCensus() {
 
 void PageAllocator::RequireUnused(PageNumber page) {
   TakeCensus();
-  if (!in_use_) return;
-  if (in_use_->Contains(page)) throw Error::Damaged(page, "a page in use is marked free");
+  if (in_use_ && in_use_->Contains(page)) {
+    throw Error::Damaged(page, "a page in use is marked free");
+  }
   if (file_limit_ && page > *file_limit_) {
     throw Error::Damaged(*file_limit_, "a page in use lies behind the end of the file");
   }

@@ -68,8 +68,8 @@ class PageAllocator {
   void TakeCensus();
 
   // The lowest free page, zeroed, open for editing in the caller's Scope. The
-  // file and the map grow as needed; kFileTooLarge at 2 GB. kDamaged for a page
-  // that is in use.
+  // file and the map grow as needed, the file by no more than that page; kFileTooLarge at 2 GB.
+  // kDamaged for a page that is in use.
   PageNumber Allocate();
   // The lowest free page above `floor`.
   PageNumber AllocateAbove(PageNumber floor);

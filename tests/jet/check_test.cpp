@@ -249,6 +249,11 @@ const Damage kPageDamages[] = {
        file.FlipInMap({PageNumber{1}, 0}, FirstJob(file).page);
        return Expected{"", FirstJob(file).page, "the rows of 物件 but is marked as free"};
      }},
+    {"A map begins behind the greatest file",
+     [](Image& file) {
+       file.Put32(file.Row(file.jobs().def().owned_map) + 1, 0xFFFFFFFF);
+       return Expected{kJobs, file.jobs().def().owned_map.page, "behind all pages"};
+     }},
     {"A map names a page beyond the end",
      [](Image& file) {
        file.FlipInMap(file.jobs().def().owned_map, PageNumber{500});

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "jet/bytes.h"
 #include "jet/catalog.h"
 #include "jet/database.h"
 #include "jet/error.h"
@@ -105,6 +106,34 @@ TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
   EXPECT_EQ(PageOfRefusal(NewTable), PageNumber{last - 1});
 }
 
+// A file of some pages must not become one of a gigabyte.
+TEST_F(PageUseTest, AMapThatBeginsFarBehindTheEndLeavesNoGap) {
+  Damage([&](Database& database) {
+    const PageSpan page = database.pager().Edit(kGlobalMap.page);
+    const std::size_t map = GetU16(page, 14) & 0x1FFFu;
+    PutU32(page, map + 1, 0x40000);  // its first page
+  });
+  const std::size_t before = files_.bytes(kPath).size();
+  auto database = Open();
+  NewTable(*database);
+  database->Commit();
+  database.reset();
+  EXPECT_LE(files_.bytes(kPath).size(), before + 4 * kPageSize);
+  EXPECT_EQ(Open()->OpenTable("新")->def().columns.size(), 1u);
+}
+
+// The numbers of its pages would begin at 0 again.
+TEST_F(PageUseTest, AMapThatBeginsBehindAllPagesIsNotRead) {
+  PageNumber maps;
+  Damage([&](Database& database) {
+    const RowId at = DefOf(database, "乙").owned_map;
+    maps = at.page;
+    const PageSpan page = database.pager().Edit(at.page);
+    PutU32(page, (GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu) + 1u, 0xFFFFFFFF);
+  });
+  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙")->First(); }), maps);
+}
+
 TEST_F(PageUseTest, AMapOfTwoTablesIsChangedForNeither) {
   RowId shared;
   Damage([&](Database& database) {
@@ -138,6 +167,18 @@ TEST_F(PageUseTest, ColumnsInOnePlaceAreNotRead) {
     def.Store(database.pager(), database.allocator());
   });
   EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙"); }), definition);
+}
+
+TEST_F(PageUseTest, AnIndexOfNoColumnsTakesNoRows) {
+  PageNumber definition;
+  Damage([&](Database& database) {
+    TableDef def = DefOf(database, "乙");
+    definition = def.page;
+    def.real_indexes[0].columns.clear();
+    def.Store(database.pager(), database.allocator());
+  });
+  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙")->Insert(Row(1)); }),
+            definition);
 }
 
 // Flags that cannot be read would show the list of objects as a table of the user's.
