@@ -6,10 +6,10 @@
 #include <QTranslator>
 
 #include "app/form1.h"
+#include "app/main_program.h"
 #include "app/qt/dialogs.h"
 #include "app/qt/fonts.h"
 #include "app/qt/form1_window.h"
-#include "upgrade/ladders.h"
 
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
@@ -22,20 +22,12 @@ int main(int argc, char** argv) {
   }
 
   const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  ado::Environment environment(*files);
-  db::Module1 module(environment);
-  upgrade::Data_Up_M data(module.data());
-  upgrade::Eng_M english(module.data());
-  upgrade::Tenkai_UP_M tenkai(module.tenkai());
-  module.SetLadders(upgrade::MakeDataLadder(data, english), upgrade::MakeTenkaiLadder(tenkai));
+  app::Program program(*files);
 
   app::SystemDialogs dialogs;
   app::Form1Window window(dialogs);
-  app::Form1 form(module,
-                  {.reinforcements = [&] { data.Data_Up_15(); },
-                   .flex_names = [&] { data.Data_Up_16b(); },
-                   .english_names = [&] { english.Eng_Apply(); }},
-                  window, QApplication::applicationDirPath().toStdString());
+  app::Form1 form(program.module(), program.Repairs(), window,
+                  QApplication::applicationDirPath().toStdString());
   window.Connect(form);
   form.Form_Load();
   window.show();

@@ -3,10 +3,10 @@
 #include <windows.h>
 
 #include "app/form1.h"
+#include "app/main_program.h"
 #include "app/win32/dialogs.h"
 #include "app/win32/form1_window.h"
 #include "jet/wide_text.h"
-#include "upgrade/ladders.h"
 
 namespace {
 
@@ -33,20 +33,11 @@ int RunWindow(HWND window) {
 
 int Run(int how_shown) {
   const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  ado::Environment environment(*files);
-  db::Module1 module(environment);
-  upgrade::Data_Up_M data(module.data());
-  upgrade::Eng_M english(module.data());
-  upgrade::Tenkai_UP_M tenkai(module.tenkai());
-  module.SetLadders(upgrade::MakeDataLadder(data, english), upgrade::MakeTenkaiLadder(tenkai));
+  app::Program program(*files);
 
   app::SystemDialogs dialogs;
   app::Form1Window window(dialogs);
-  app::Form1 form(module,
-                  {.reinforcements = [&] { data.Data_Up_15(); },
-                   .flex_names = [&] { data.Data_Up_16b(); },
-                   .english_names = [&] { english.Eng_Apply(); }},
-                  window, ApplicationFolder());
+  app::Form1 form(program.module(), program.Repairs(), window, ApplicationFolder());
   window.Connect(form);
   form.Form_Load();
   window.Show(how_shown);

@@ -13,6 +13,7 @@
 #include "tests/app/program.h"
 #include "tests/support/fault_file.h"
 #include "tools/samples/columns.h"
+#include "upgrade/ladders.h"
 
 namespace app_test {
 namespace {
@@ -83,8 +84,9 @@ class Form1Test : public ::testing::Test {
     form.reset();
     program.reset();
     view = {};
-    program = std::make_unique<Program>(files != nullptr ? *files : *system_files);
-    form = std::make_unique<app::Form1>(program->module, program->Repairs(), view, "/opt/program");
+    program = std::make_unique<app::Program>(files != nullptr ? *files : *system_files, FixedNow);
+    form =
+        std::make_unique<app::Form1>(program->module(), program->Repairs(), view, "/opt/program");
     form->Form_Load();
   }
   void ChooseData(const std::string& path) {
@@ -126,17 +128,17 @@ class Form1Test : public ::testing::Test {
   TempFolder folder;
   std::unique_ptr<jet::FileSystem> system_files = jet::MakeSystemFiles();
   RecordingView view;
-  std::unique_ptr<Program> program;
+  std::unique_ptr<app::Program> program;
   std::unique_ptr<app::Form1> form;
 };
 
 TEST_F(Form1Test, LoadShowsTheLatestVersionsAndOpensNothing) {
   EXPECT_THAT(view.captions, ElementsAre(kNotSelected, kNotSelected, "最新　            Ver 27",
                                          "最新　            Ver 22"));
-  EXPECT_EQ(program->module.DataDB_NewVer, 27);
-  EXPECT_EQ(program->module.TenkaiDB_NewVer, 22);
-  EXPECT_EQ(program->module.DataDB_Con, nullptr);
-  EXPECT_EQ(program->module.TenkaiDB_Con, nullptr);
+  EXPECT_EQ(program->module().DataDB_NewVer, 27);
+  EXPECT_EQ(program->module().TenkaiDB_NewVer, 22);
+  EXPECT_EQ(program->module().DataDB_Con, nullptr);
+  EXPECT_EQ(program->module().TenkaiDB_Con, nullptr);
 }
 
 TEST_F(Form1Test, DialogStartsAtTheNameBesideTheProgram) {
@@ -208,10 +210,10 @@ TEST_F(Form1Test, WrongChoicesLeaveEverythingAsItIs) {
   EXPECT_EQ(view.visible, before.visible);
   EXPECT_EQ(view.times_busy, before.times_busy);
   EXPECT_FALSE(view.exit_status);
-  EXPECT_EQ(program->module.DataDB_Path, folder.path());
-  EXPECT_EQ(program->module.TenkaiDB_Path, folder.path() + "/");
-  program->module.Get_DataVer();  // the sessions still answer
-  program->module.Get_TenkaiVer();
+  EXPECT_EQ(program->module().DataDB_Path, folder.path());
+  EXPECT_EQ(program->module().TenkaiDB_Path, folder.path() + "/");
+  program->module().Get_DataVer();  // the sessions still answer
+  program->module().Get_TenkaiVer();
 }
 
 TEST_F(Form1Test, ChoosingShowsTheVersionAndWhatItAllows) {
@@ -248,7 +250,7 @@ TEST_F(Form1Test, ChoosingShowsTheVersionAndWhatItAllows) {
     data ? ChooseData(path) : ChooseTenkai(path);
     EXPECT_EQ(view.captions[data ? 0 : 1], caption);
     EXPECT_EQ(view.captions[data ? 1 : 0], kNotSelected);
-    EXPECT_EQ(data ? program->module.DataDB_Ver : program->module.TenkaiDB_Ver, each.stored);
+    EXPECT_EQ(data ? program->module().DataDB_Ver : program->module().TenkaiDB_Ver, each.stored);
     EXPECT_EQ(view.visible[Button::kCB_DB_Up], data && each.upgrade);
     EXPECT_EQ(view.visible[Button::kCB_TenkaiDB_Up], !data && each.upgrade);
     EXPECT_EQ(view.visible[Button::kCommand1], each.repair);
@@ -284,7 +286,7 @@ TEST_F(Form1Test, FolderIsCutByCharacters) {
   const std::string inside = SubFolder("図面／𠮷野_ｶﾞ");
   ChooseData(Sample(inside, Kind::kData, kDataLatest));
   ChooseTenkai(Sample(inside, Kind::kTenkai, kTenkaiLatest));
-  const db::Module1& module = program->module;
+  const db::Module1& module = program->module();
   const std::string head = "Provider=Microsoft.jet.OLEDB.4.0;Data Source=";
   const std::string tail = ";Jet OLEDB:Database Password=TovaMDB;";
   EXPECT_EQ(module.DataDB_Path, inside);
@@ -304,7 +306,7 @@ TEST_F(Form1Test, FolderIsCutByCharacters) {
   EXPECT_EQ(module.TenkaiDB_Path, "/");
   Start();
   ChooseData("/Data.mdb");
-  EXPECT_EQ(program->module.DataDB_Path, "");
+  EXPECT_EQ(program->module().DataDB_Path, "");
 }
 
 TEST_F(Form1Test, ListPadsNamesAndPassesOverThoseThatFail) {
@@ -372,7 +374,7 @@ TEST_F(Form1Test, UpgradeBringsTheFileToTheLatestVersion) {
     EXPECT_FALSE(view.visible[data ? Button::kCB_DB_Up : Button::kCB_TenkaiDB_Up]);
     EXPECT_EQ(view.list, items) << "as the choice left it";
     EXPECT_EQ(view.visible[Button::kCommand1], repair);
-    EXPECT_EQ(data ? program->module.DataDB_Ver : program->module.TenkaiDB_Ver, latest);
+    EXPECT_EQ(data ? program->module().DataDB_Ver : program->module().TenkaiDB_Ver, latest);
     Leave();
     EXPECT_EQ(StoredVersion(path), std::to_string(latest));
     ExpectSoundByOurs(path);
@@ -625,12 +627,13 @@ TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
   for (const Case& each : cases) {
     Start();
     app::Repairs repairs = program->Repairs();
+    const std::function<void()> whole = repairs.reinforcements;
     repairs.flex_names = [&] {
-      program->data.Data_Up_15();
+      whole();
       each.fault();
     };
     form.reset();
-    form = std::make_unique<app::Form1>(program->module, repairs, view, "/opt/program");
+    form = std::make_unique<app::Form1>(program->module(), repairs, view, "/opt/program");
     form->Form_Load();
     ChooseData(path);
     form->Command4_Click();

@@ -1,4 +1,4 @@
-// What the main of the window ties together, and sample files for it.
+// Sample files for the window, and what stands in them.
 #pragma once
 
 #include <functional>
@@ -9,11 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "app/form1.h"
+#include "app/main_program.h"
 #include "tests/support/content.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
-#include "upgrade/ladders.h"
 
 namespace app_test {
 
@@ -22,30 +21,7 @@ using samples::Kind;
 inline constexpr std::string_view kReinforcements = "Spec_補強名称";
 inline constexpr std::string_view kVersions = "ﾊﾞｰｼﾞｮﾝ番号";
 
-struct Program {
-  explicit Program(jet::FileSystem& files)
-      : environment(files,
-                    [] {
-                      return jet::ToDateTime({2019, 6, 4, 12, 0, 0});
-                    }),
-        module(environment),
-        data(module.data()),
-        english(module.data()),
-        tenkai(module.tenkai()) {
-    module.SetLadders(upgrade::MakeDataLadder(data, english), upgrade::MakeTenkaiLadder(tenkai));
-  }
-  app::Repairs Repairs() {
-    return {.reinforcements = [this] { data.Data_Up_15(); },
-            .flex_names = [this] { data.Data_Up_16b(); },
-            .english_names = [this] { english.Eng_Apply(); }};
-  }
-
-  ado::Environment environment;
-  db::Module1 module;
-  upgrade::Data_Up_M data;
-  upgrade::Eng_M english;
-  upgrade::Tenkai_UP_M tenkai;
-};
+inline jet::DateTime FixedNow() { return jet::ToDateTime({2019, 6, 4, 12, 0, 0}); }
 
 // A sample of this version under its own name in `folder`; its path.
 inline std::string Sample(

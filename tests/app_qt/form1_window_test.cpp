@@ -17,6 +17,7 @@
 #include "app/qt/dialogs.h"
 #include "app/qt/fonts.h"
 #include "tests/app/program.h"
+#include "upgrade/ladders.h"
 
 namespace app_test {
 namespace {
@@ -48,7 +49,7 @@ class Form1WindowTest : public ::testing::Test {
       if (while_running) while_running();
       flex_names();
     };
-    form = std::make_unique<app::Form1>(program.module, repairs, window, "/opt/program");
+    form = std::make_unique<app::Form1>(program.module(), repairs, window, "/opt/program");
     window.Connect(*form);
     form->Form_Load();
     window.show();
@@ -81,7 +82,7 @@ class Form1WindowTest : public ::testing::Test {
 
   test_support::TempFolder folder;
   std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  Program program{*files};
+  app::Program program{*files, FixedNow};
   PreparedDialogs dialogs;
   app::Form1Window window{dialogs};
   std::function<void()> while_running;
@@ -184,8 +185,8 @@ TEST_F(Form1WindowTest, KeyboardAloneUpgradesBothFilesAsTheLaddersDo) {
   EXPECT_EQ(Version(1), " Ver " + std::to_string(upgrade::kTenkaiLatest));
   EXPECT_THAT(dialogs.boxes, IsEmpty());
 
-  program.module.DataDB_Access("Close");
-  program.module.TenkaiDB_Access("Close");
+  program.module().DataDB_Access("Close");
+  program.module().TenkaiDB_Access("Close");
   const test_support::TempFolder direct;
   EXPECT_EQ(Content(data), Content(Sample(direct.path(), Kind::kData, upgrade::kDataLatest)));
   EXPECT_EQ(Content(tenkai), Content(Sample(direct.path(), Kind::kTenkai, upgrade::kTenkaiLatest)));

@@ -49,7 +49,7 @@ class Form1WindowTest : public ::testing::Test {
       if (while_running) while_running();
       flex_names();
     };
-    form = std::make_unique<app::Form1>(program.module, repairs, window, "C:\\program");
+    form = std::make_unique<app::Form1>(program.module(), repairs, window, "C:\\program");
     window.Connect(*form);
     form->Form_Load();
     window.Show(SW_SHOWNORMAL);
@@ -109,7 +109,7 @@ class Form1WindowTest : public ::testing::Test {
 
   test_support::TempFolder folder;
   std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  Program program{*files};
+  app::Program program{*files, FixedNow};
   PreparedDialogs dialogs;
   app::Form1Window window{dialogs};
   std::function<void()> while_running;
@@ -199,8 +199,8 @@ TEST_F(Form1WindowTest, UpgradesBothFilesAsTheLaddersDo) {
   Click(Button::kCB_TenkaiDB_Up);
   EXPECT_EQ(Version(1), " Ver 22");
   EXPECT_THAT(dialogs.boxes, IsEmpty());
-  program.module.DataDB_Access("Close");
-  program.module.TenkaiDB_Access("Close");
+  program.module().DataDB_Access("Close");
+  program.module().TenkaiDB_Access("Close");
   const test_support::TempFolder direct;
   EXPECT_EQ(Content(data), Content(Sample(direct.path(), Kind::kData, 27)));
   EXPECT_EQ(Content(tenkai), Content(Sample(direct.path(), Kind::kTenkai, 22)));
