@@ -2,6 +2,8 @@
 add_compile_definitions(UNICODE _UNICODE NOMINMAX _WIN32_WINNT=0x0A00)
 add_link_options(-static -Wl,--gc-sections -Wl,--no-insert-timestamp)
 add_compile_options(-ffunction-sections -fdata-sections)
+# Names of source files stand in the programs; those of the builder's folders must not.
+add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 enable_language(RC)
 set(CMAKE_RC_FLAGS "--codepage=65001")
 set(program_resources_folder ${CMAKE_CURRENT_LIST_DIR})
