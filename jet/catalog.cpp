@@ -110,12 +110,17 @@ const std::vector<ObjectInfo>& Catalog::Objects() {
 }
 
 std::vector<PageNumber> Catalog::Definitions() const {
-  std::vector<PageNumber> pages{kObjectsPage, kAccessPage, kQueriesPage, kRelationshipsPage};
+  std::vector<PageNumber> pages;
   for (const ObjectInfo& object : objects_) {
     if (object.type == kTableObject && object.id > 0) {
       pages.push_back({static_cast<std::uint32_t>(object.id)});
     }
   }
+  std::ranges::sort(pages);
+  const auto twice = std::ranges::adjacent_find(pages);
+  if (twice != pages.end()) throw Error::Damaged(*twice, "the definition of two tables");
+  // Whether the list of objects names them or not.
+  for (const SystemTableSpec& spec : SystemTables()) pages.push_back(spec.page);
   return pages;
 }
 

@@ -50,7 +50,8 @@ class Catalog {
 
   // In the order of the rows.
   const std::vector<ObjectInfo>& Objects();
-  // Where the definitions of tables begin, as the list was read last.
+  // Where the definitions of tables begin, as the list was read last. kDamaged where
+  // two tables have the same.
   std::vector<PageNumber> Definitions() const;
   // A table, linked table or query.
   const ObjectInfo* Find(std::string_view name);

@@ -146,6 +146,25 @@ TEST_F(PageUseTest, AMapOfTwoTablesIsChangedForNeither) {
   EXPECT_EQ(PageOfRefusal(NewTable), shared.page);
 }
 
+TEST_F(PageUseTest, ADefinitionOfTwoTablesStaysAsItIs) {
+  PageNumber shared;
+  Damage([&](Database& database) {
+    shared = DefOf(database, "甲").page;
+    const auto objects = database.OpenTable("MSysObjects");
+    for (TableScan scan(*objects); scan.Next();) {
+      if (scan.row().Get(objects->OrdinalOf("Name")) != Value(std::string("乙"))) continue;
+      const RowId at = scan.row().id();
+      const PageSpan page = database.pager().Edit(at.page);
+      const std::size_t row = GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu;
+      PutU32(page, row + 2, shared.value);  // Id, the first field
+      break;
+    }
+  });
+  EXPECT_EQ(PageOfRefusal(NewTable), shared);
+  EXPECT_EQ(PageOfRefusal([](Database& database) { database.AppendColumn("甲", {.name = "新"}); }),
+            shared);
+}
+
 TEST_F(PageUseTest, ADefinitionThatRunsIntoAnotherStaysAsItIs) {
   PageNumber first;
   Damage([&](Database& database) {
