@@ -98,8 +98,7 @@ void IndexChange::Unlink(const IndexPage& page) {
     IndexPageEditor neighbour = Edit(next);
     if (neighbour.previous() == number) neighbour.SetPrevious(previous);
   }
-  if (index_->page_map) UsageMap(*pager_, index_->page_map).Remove(number);
-  allocator_->Free(number);
+  allocator_->Free(number, index_->page_map);
 }
 
 // ---- putting in

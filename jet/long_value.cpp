@@ -149,16 +149,15 @@ void FreeRow(PageAllocator& allocator, const ColumnDef& column, RowId at) {
       empty = rows.kind(row) == SlotKind::kDeleted;
     }
   }
-  UsageMap owned(pager, column.owned_map);
-  if (!owned.Contains(at.page)) return;  // not the column's to give away or to fill
+  if (!UsageMap(pager, column.owned_map).Contains(at.page))
+    return;  // not the column's to give away or to fill
   if (!empty) {
     UpdateFreeMap(allocator, column, at.page);
     return;
   }
-  owned.Remove(at.page);
   UsageMap(pager, column.free_map).Remove(at.page);
   MarkReleased(pager.Edit(at.page));
-  allocator.Free(at.page);
+  allocator.Free(at.page, column.owned_map);
 }
 
 }  // namespace

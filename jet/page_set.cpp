@@ -2,18 +2,30 @@
 
 #include <bit>
 
+#include "jet/bytes.h"
+
 namespace jet {
 
-void PageSet::AddBits(PageNumber first, ByteView bits) {
-  for (std::size_t i = 0; i < bits.size(); ++i) {
-    const std::uint64_t from = std::uint64_t{first.value} + 8 * i;
-    if (bits[i] == 0) continue;
-    if (from / 64 >= bits_.size()) return;
-    const std::size_t word = static_cast<std::size_t>(from / 64);
-    bits_[word] |= std::uint64_t{bits[i]} << (from % 64);
-    if (from % 64 > 56 && word + 1 < bits_.size()) {
-      bits_[word + 1] |= std::uint64_t{bits[i]} >> (64 - from % 64);
+void PageSet::AddWord(std::size_t word, std::uint64_t bits, PageSet& repeated) {
+  if (word >= bits_.size()) return;
+  repeated.bits_[word] |= bits_[word] & bits;
+  bits_[word] |= bits;
+}
+
+void PageSet::AddBits(PageNumber first, ByteView bits, PageSet& repeated) {
+  constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
+  for (std::size_t i = 0; i < bits.size(); i += kWordBytes) {
+    std::uint64_t word = 0;
+    if (bits.size() - i >= kWordBytes) {
+      word = GetU64(bits, i);
+    } else {
+      for (std::size_t k = i; k < bits.size(); ++k) word |= std::uint64_t{bits[k]} << (8 * (k - i));
     }
+    if (word == 0) continue;
+    const std::uint64_t from = std::uint64_t{first.value} + 8 * i;
+    const auto at = static_cast<std::size_t>(from / 64);
+    AddWord(at, word << (from % 64), repeated);
+    if (from % 64 != 0) AddWord(at + 1, word >> (64 - from % 64), repeated);
   }
 }
 

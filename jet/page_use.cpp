@@ -8,15 +8,15 @@
 #include "jet/error.h"
 #include "jet/index_page.h"
 #include "jet/table_def.h"
-#include "jet/usage_map.h"
 
 namespace jet {
 namespace {
 
 class Census {
  public:
-  explicit Census(Pager& pager) : pager_(pager), in_use_(kMaxPages), definitions_(kMaxPages) {
-    in_use_.Add({0});
+  explicit Census(Pager& pager)
+      : pager_(pager), use_{PageSet(kMaxPages), PageSet(kMaxPages), true}, definitions_(kMaxPages) {
+    use_.taken.Add({0});
     AddMap(kGlobalMap, Bits::kOthers);
   }
 
@@ -24,69 +24,64 @@ class Census {
     for (const PageNumber part : TableDef::Chain(pager_, page)) {
       if (definitions_.Contains(part)) throw Error::Damaged(part, "a part of two definitions");
       definitions_.Add(part);
-      in_use_.Add(part);
+      use_.taken.Add(part);
     }
-    const std::optional<TableDef> def = Load(page);
-    if (!def) return;
+    std::optional<TableDef> def;
+    if (!Try([&] { def = TableDef::Load(pager_, page); })) return;
     AddMap(def->owned_map, Bits::kOwn);
     AddMap(def->free_map, Bits::kOthers);
-    for (const ColumnDef& column : def->columns) {
-      if (!IsLongValue(column.type)) continue;
-      AddMap(column.owned_map, Bits::kOwn);
-      AddMap(column.free_map, Bits::kOthers);
-    }
+    // Whatever the columns look like now.
+    const auto add_long_values = [this](const auto& maps) {
+      AddMap(maps.owned_map, Bits::kOwn);
+      AddMap(maps.free_map, Bits::kOthers);
+    };
+    std::ranges::for_each(def->columns, add_long_values);
+    std::ranges::for_each(def->stray_maps, add_long_values);
     for (const RealIndex& index : def->real_indexes) AddTree(*def, index);
   }
 
-  PageSet Take() { return std::move(in_use_); }
+  PageUse Take() { return std::move(use_); }
 
  private:
   enum class Bits { kOwn, kOthers };  // the pages that a map marks
 
   // False: there is damage in the way.
   template <class Body>
-  static bool Try(Body&& body) {
+  bool Try(Body&& body) {
     try {
       body();
       return true;
     } catch (const Error& error) {
       if (error.code() == ErrorCode::kIo) throw;
+      use_.complete = false;
       return false;
-    }
-  }
-
-  std::optional<TableDef> Load(PageNumber page) {
-    try {
-      return TableDef::Load(pager_, page);
-    } catch (const Error& error) {
-      if (error.code() == ErrorCode::kIo) throw;
-      return std::nullopt;
     }
   }
 
   bool AddMap(RowId at, Bits bits) {
     if (!at) return false;
-    in_use_.Add(at.page);
+    use_.taken.Add(at.page);
     if (!maps_.insert(at.packed()).second) {
       throw Error::Damaged(at.page, "a usage map that is used twice");
     }
     return Try([&] {
       const UsageMap map(pager_, at);
-      for (const PageNumber page : map.BitmapPages()) in_use_.Add(page);
-      if (bits == Bits::kOwn) map.AddTo(in_use_);
+      for (const PageNumber page : map.BitmapPages()) use_.taken.Add(page);
+      if (bits == Bits::kOwn) map.AddTo(use_);
     });
   }
 
   // Some writers give their indexes no map.
   void AddTree(const TableDef& def, const RealIndex& index) {
-    in_use_.Add(index.root);
-    if (AddMap(index.page_map, Bits::kOwn)) return;
+    const bool has_map = AddMap(index.page_map, Bits::kOwn);
+    use_.taken.Add(index.root);
+    if (has_map) return;
     std::vector<PageNumber> open{index.root};
     PageSet seen(pager_.page_count());
     while (!open.empty()) {
       const PageNumber page = open.back();
       open.pop_back();
-      in_use_.Add(page);
+      use_.taken.Add(page);
       if (seen.Contains(page)) continue;
       seen.Add(page);
       Try([&] { AddChildren(page, def.page, open); });
@@ -104,13 +99,14 @@ class Census {
   }
 
   Pager& pager_;
-  PageSet in_use_, definitions_;
+  PageUse use_;
+  PageSet definitions_;
   std::unordered_set<std::uint32_t> maps_;  // packed addresses
 };
 
 }  // namespace
 
-PageSet PagesInUse(Pager& pager, std::vector<PageNumber> tables) {
+PageUse PagesInUse(Pager& pager, std::vector<PageNumber> tables) {
   std::ranges::sort(tables);
   tables.erase(std::unique(tables.begin(), tables.end()), tables.end());
   Census census(pager);

@@ -5,16 +5,15 @@
 
 #include <vector>
 
-#include "jet/page_set.h"
-#include "jet/pager.h"
+#include "jet/usage_map.h"
 
 namespace jet {
 
 // The pages of the tables whose definitions begin on the pages `tables`:
 // definitions, usage maps, rows, long values, indexes; and those of the file
-// itself. Reads definitions and maps, no rows. What cannot be read is passed
-// over: it has nothing to lose. kDamaged where two tables share a part, so that
+// itself. Reads definitions and maps, no rows. Where something cannot be
+// read, the answer is not complete. kDamaged where two tables share a part, so that
 // a change to one would be a change to the other.
-PageSet PagesInUse(Pager& pager, std::vector<PageNumber> tables);
+PageUse PagesInUse(Pager& pager, std::vector<PageNumber> tables);
 
 }  // namespace jet

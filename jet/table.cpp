@@ -355,10 +355,9 @@ void Table::RemoveBytes(RowId at) {
   const auto last = LastDataPage({0xFFFFFFFF});
   if (first == last) return;
   tail_ = {};
-  UsageMap(pager(), def_.owned_map).Remove(at.page);
   UsageMap(pager(), def_.free_map).Remove(at.page);
   MarkReleased(pager().Edit(at.page));
-  allocator_->Free(at.page);
+  allocator_->Free(at.page, def_.owned_map);
 }
 
 // The row keeps its slot, and with it its position and its index entries.

@@ -223,6 +223,8 @@ void ReadLongValueMaps(Reader& in, TableDef& def) {
     if (const auto at = def.FindColumn(ColumnId{id})) {
       def.columns[*at].owned_map = owned;
       def.columns[*at].free_map = free;
+    } else {
+      def.stray_maps.push_back({ColumnId{id}, owned, free});
     }
   }
 }
@@ -337,11 +339,16 @@ Bytes TableDef::Serialize() const {
   for (const RealIndex& index : real_indexes) WriteRealIndex(index, out);
   for (const LogicalIndex& index : logical_indexes) WriteLogicalIndex(index, out);
   for (const LogicalIndex& index : logical_indexes) WriteName(index.name, out);
+  const auto add_maps = [&](ColumnId column, RowId owned, RowId free) {
+    AddU16(out, column.value);
+    AddU32(out, owned.packed());
+    AddU32(out, free.packed());
+  };
+  for (const StrayMaps& stray : stray_maps) {
+    add_maps(stray.column, stray.owned_map, stray.free_map);
+  }
   for (const ColumnDef& column : columns) {
-    if (!IsLongValue(column.type) || !column.owned_map) continue;
-    AddU16(out, column.id.value);
-    AddU32(out, column.owned_map.packed());
-    AddU32(out, column.free_map.packed());
+    if (column.owned_map) add_maps(column.id, column.owned_map, column.free_map);
   }
   AddU16(out, kEnd);
   PutU32(out, kLength, static_cast<std::uint32_t>(out.size()));

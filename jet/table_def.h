@@ -93,6 +93,12 @@ struct TableDef {
   std::uint16_t next_column_id = 0;
   std::uint16_t next_variable_slot = 0;
   RowId owned_map, free_map;
+  // Of long values of columns that are not there; kept as they are.
+  struct StrayMaps {
+    ColumnId column;
+    RowId owned_map, free_map;
+  };
+  std::vector<StrayMaps> stray_maps;
   std::vector<ColumnDef> columns;  // in the order of the descriptors = ordinal order
   std::vector<RealIndex> real_indexes;
   std::vector<LogicalIndex> logical_indexes;

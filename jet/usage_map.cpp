@@ -179,19 +179,20 @@ std::vector<PageNumber> UsageMap::BitmapPages() const {
   return pages;
 }
 
-void UsageMap::AddTo(PageSet& pages) const {
+void UsageMap::AddTo(PageUse& use) const {
   const MapRow map(*pager_, at_);
   if (map.is_inline()) {
-    pages.AddBits({map.start()}, map.bits());
+    use.taken.AddBits({map.start()}, map.bits(), use.taken_twice);
     return;
   }
   for (std::size_t k = 0; k < map.entries(); ++k) {
-    if (map.entry(k)) pages.Add(map.entry(k));
+    if (map.entry(k)) use.taken.Add(map.entry(k));
   }
   for (std::size_t k = 0; k < map.entries(); ++k) {
     if (!map.entry(k)) continue;
     const PageRef bitmap = map.Bitmap(k);
-    pages.AddBits({static_cast<std::uint32_t>(k) * kPagesPerBitmap}, BitmapBits(bitmap.bytes()));
+    use.taken.AddBits({static_cast<std::uint32_t>(k) * kPagesPerBitmap}, BitmapBits(bitmap.bytes()),
+                      use.taken_twice);
   }
 }
 
@@ -280,8 +281,9 @@ PageNumber PageAllocator::Take(PageNumber from) {
     search_epoch_ = pager_->epoch();
     search_from_ = 0;
   }
+  TakeCensus();
   UsageMap global(*pager_, kGlobalMap);
-  const PageNumber start{std::max(from.value, search_from_)};
+  const PageNumber start{std::max({from.value, search_from_, trusted_from_})};
   std::optional<PageNumber> page = global.FirstFrom(start);
   // What no table has behind the end is free, whatever the map says: a page that
   // it marks far behind would make a file of gigabytes.
@@ -303,14 +305,15 @@ PageNumber PageAllocator::Take(PageNumber from) {
 }
 
 void PageAllocator::TakeCensus() {
-  if (in_use_ || !census_) return;
-  in_use_ = census_();
-  file_limit_ = in_use_->FirstFrom(pager_->page_count());
+  if (use_ || !census_) return;
+  use_ = census_();
+  file_limit_ = use_->taken.FirstFrom(pager_->page_count());
+  if (!use_->complete) trusted_from_ = pager_->page_count();
 }
 
 void PageAllocator::RequireUnused(PageNumber page) {
   TakeCensus();
-  if (in_use_ && in_use_->Contains(page)) {
+  if (use_ && use_->taken.Contains(page)) {
     throw Error::Damaged(page, "a page in use is marked free");
   }
   if (file_limit_ && page > *file_limit_) {
@@ -375,15 +378,17 @@ void PageAllocator::ExtendList() {
   throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(pager_->path());
 }
 
-void PageAllocator::Free(PageNumber page) {
-  TakeCensus();
+void PageAllocator::Free(PageNumber page, RowId owned_map) {
+  TakeCensus();  // as long as both maps have it
+  if (owned_map) UsageMap(*pager_, owned_map).Remove(page);
   if (page.value >= pager_->page_count() || page.value <= kGlobalPage.value) {
     throw Error::Damaged(page, "a page that cannot be freed");
   }
   UsageMap global(*pager_, kGlobalMap);
   if (global.Contains(page)) throw Error::Damaged(page, "a page in use is marked free");
+  if (use_ && use_->taken_twice.Contains(page)) return;
   global.Add(page, *this);
-  if (in_use_) in_use_->Remove(page);
+  if (use_) use_->taken.Remove(page);
   search_from_ = std::min(search_from_, page.value);
 }
 

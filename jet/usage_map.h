@@ -24,6 +24,12 @@ inline constexpr RowId kGlobalMap{PageNumber{1}, 0};     // of free pages
 
 // A handle: holds no state but the address. Throws kDamaged for rows that are
 // no map and for pages outside the file.
+// What the parts of a file have in their maps.
+struct PageUse {
+  PageSet taken, taken_twice;
+  bool complete = true;  // else there are parts that cannot be read
+};
+
 class UsageMap {
  public:
   UsageMap(Pager& pager, RowId at) : pager_(&pager), at_(at) {}
@@ -39,7 +45,7 @@ class UsageMap {
   std::vector<PageNumber> BitmapPages() const;
 
   // Adds the marked pages and the map's own.
-  void AddTo(PageSet& pages) const;
+  void AddTo(PageUse& use) const;
 
   // Inside a Scope. Add may grow the row or turn it into a list.
   void Add(PageNumber page, PageAllocator& allocator);
@@ -62,7 +68,7 @@ class PageAllocator {
 
   // Tells which pages are in use, whatever the map says of them; without it the
   // map alone counts.
-  void SetCensus(std::function<PageSet()> census) { census_ = std::move(census); }
+  void SetCensus(std::function<PageUse()> census) { census_ = std::move(census); }
   // Asks, once, before pages are taken, given back, or definitions change. A file
   // that contradicts itself throws kDamaged.
   void TakeCensus();
@@ -73,8 +79,9 @@ class PageAllocator {
   PageNumber Allocate();
   // The lowest free page above `floor`.
   PageNumber AllocateAbove(PageNumber floor);
-  // Gives a page back; its content stays.
-  void Free(PageNumber page);
+  // Gives a page back, out of its part's map if it is in one; its content stays. A
+  // page that another part has in its map, too, stays taken.
+  void Free(PageNumber page, RowId owned_map = {});
   bool IsFree(PageNumber page) const;
   // The highest page below `limit` that is not free.
   PageNumber HighestTaken() const;
@@ -91,8 +98,9 @@ class PageAllocator {
   void ExtendList();
   void RequireUnused(PageNumber page);
   Pager* pager_;
-  std::function<PageSet()> census_;
-  std::optional<PageSet> in_use_;
+  std::function<PageUse()> census_;
+  std::optional<PageUse> use_;
+  std::uint32_t trusted_from_ = 0;        // below, a page marked free may be one in use
   std::optional<PageNumber> file_limit_;  // in use, but cut off: the file must not grow over it
   std::uint32_t search_from_ = 0;
   std::uint64_t search_epoch_ = 0;

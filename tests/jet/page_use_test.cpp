@@ -146,6 +146,59 @@ TEST_F(PageUseTest, AMapOfTwoTablesIsChangedForNeither) {
   EXPECT_EQ(PageOfRefusal(NewTable), shared.page);
 }
 
+TEST_F(PageUseTest, APageOfTwoMapsStaysTaken) {
+  PageNumber page;
+  Damage([&](Database& database) {
+    page = *UsageMap(database.pager(), DefOf(database, "甲").columns[2].owned_map).FirstFrom({});
+    UsageMap(database.pager(), DefOf(database, "乙").real_indexes[0].page_map)
+        .Add(page, database.allocator());
+  });
+  const auto database = Open();
+  const auto table = database->OpenTable("甲");
+  for (auto row = table->First(); row; row = table->First()) table->Delete(*row);
+  EXPECT_FALSE(UsageMap(database->pager(), table->def().columns[2].owned_map).FirstFrom({}));
+  EXPECT_FALSE(database->allocator().IsFree(page));
+}
+
+// A column of another number has no maps; its pages are in use all the same.
+TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
+  PageNumber page;
+  RowId maps;
+  Damage([&](Database& database) {
+    TableDef def = DefOf(database, "乙");
+    maps = def.columns[2].owned_map;
+    page = *UsageMap(database.pager(), maps).FirstFrom({});
+    def.stray_maps.push_back({ColumnId{77}, maps, def.columns[2].free_map});
+    def.columns[2].owned_map = def.columns[2].free_map = {};
+    def.Store(database.pager(), database.allocator());
+    MarkFree(database, page);
+  });
+  EXPECT_EQ(PageOfRefusal(NewTable), page);
+  Damage([&](Database& database) { UsageMap(database.pager(), kGlobalMap).Remove(page); });
+  const auto database = Open();
+  NewColumn(*database);
+  EXPECT_EQ(DefOf(*database, "乙").stray_maps.at(0).owned_map, maps);
+}
+
+// Nobody knows which pages are its own.
+TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
+  PageNumber page;
+  Damage([&](Database& database) {
+    const TableDef def = DefOf(database, "乙");
+    page = *UsageMap(database.pager(), def.owned_map).FirstFrom({});
+    MarkFree(database, page);
+    database.pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
+  });
+  const std::string before = files_.bytes(kPath);
+  auto database = Open();
+  NewTable(*database);
+  database->Commit();
+  database.reset();
+  const std::size_t at = std::size_t{page.value} * kPageSize;
+  EXPECT_EQ(files_.bytes(kPath).substr(at, kPageSize), before.substr(at, kPageSize));
+  EXPECT_GT(files_.bytes(kPath).size(), before.size());
+}
+
 TEST_F(PageUseTest, ADefinitionOfTwoTablesStaysAsItIs) {
   PageNumber shared;
   Damage([&](Database& database) {
