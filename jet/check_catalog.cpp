@@ -19,9 +19,6 @@ namespace {
 
 constexpr std::string_view kObjectsTable = "MSysObjects", kAcesTable = "MSysACEs",
                            kQueriesTable = "MSysQueries", kRelationshipsTable = "MSysRelationships";
-constexpr std::array kSystemTables = {kObjectsTable, kAcesTable, kQueriesTable,
-                                      kRelationshipsTable};
-constexpr std::uint32_t kFirstSystemPage = 2;  // in the order of kSystemTables
 // Without these a system table is not what it should be.
 constexpr std::string_view kObjectColumns[] = {"Id",         "ParentId",    "Name",    "Type",
                                                "DateCreate", "DateUpdate",  "Flags",   "Owner",
@@ -122,11 +119,10 @@ bool CatalogCheck::Run() {
     CheckTables();
   } else {
     // What stands at fixed places can still be looked at.
-    for (std::size_t i = 1; i < kSystemTables.size(); ++i) {
-      const PageNumber page{kFirstSystemPage + static_cast<std::uint32_t>(i)};
-      if (!context_->ledger.Exists(page)) continue;
-      if (auto def = ReadDefinition(*context_, page, kSystemTables[i])) {
-        TableCheck(*context_, std::string(kSystemTables[i]), std::move(*def)).Run();
+    for (const SystemTableSpec& system : SystemTables().subspan(1)) {
+      if (!context_->ledger.Exists(system.page)) continue;
+      if (auto def = ReadDefinition(*context_, system.page, system.name)) {
+        TableCheck(*context_, system.name, std::move(*def)).Run();
       }
     }
     return false;
@@ -138,16 +134,15 @@ bool CatalogCheck::Run() {
 }
 
 bool CatalogCheck::ReadObjects() {
-  const PageNumber page{kFirstSystemPage};
-  if (!context_->ledger.Exists(page)) {
-    context_->report.Problem({{}, page}, "the file ends before the list of objects");
+  if (!context_->ledger.Exists(kObjectsPage)) {
+    context_->report.Problem({{}, kObjectsPage}, "the file ends before the list of objects");
     return false;
   }
-  std::optional<TableDef> def = ReadDefinition(*context_, page, kObjectsTable);
+  std::optional<TableDef> def = ReadDefinition(*context_, kObjectsPage, kObjectsTable);
   if (!def) return false;
   const bool whole = HasItsColumns(*def, kObjectColumns);
   TableCheck table(*context_, std::string(kObjectsTable), std::move(*def));
-  table_names_[page.value] = kObjectsTable;
+  table_names_[kObjectsPage.value] = kObjectsTable;
   if (!whole) {
     table.Run();
     return false;
@@ -259,7 +254,7 @@ const CatalogCheck::Object* CatalogCheck::FindObject(std::string_view name,
 }
 
 void CatalogCheck::CheckContainers() {
-  const Place list{kObjectsTable, PageNumber{kFirstSystemPage}};
+  const Place list{kObjectsTable, kObjectsPage};
   for (const std::string_view name : {"Tables", "Databases", "Relationships"}) {
     const Object* container = FindObject(name, kContainer);
     if (container == nullptr) {
@@ -272,20 +267,21 @@ void CatalogCheck::CheckContainers() {
   if (FindObject("MSysDb", kDatabase) == nullptr) {
     context_->report.Problem(list, "the object MSysDb is missing");
   }
-  for (std::size_t i = 0; i < kSystemTables.size(); ++i) {
-    const Object* table = FindObject(kSystemTables[i], kTable);
+  for (const SystemTableSpec& system : SystemTables()) {
+    const Object* table = FindObject(system.name, kTable);
     if (table == nullptr) {
-      context_->report.Problem(list, fmt::format("the table {} is missing", kSystemTables[i]));
-    } else if (table->id != static_cast<std::int32_t>(kFirstSystemPage + i)) {
+      context_->report.Problem(list, fmt::format("the table {} is missing", system.name));
+    } else if (table->id != static_cast<std::int32_t>(system.page.value)) {
       context_->report.Warning(At(kObjectsTable, table->row),
-                               fmt::format("{} is not at its customary page", kSystemTables[i]));
+                               fmt::format("{} is not at its customary page", system.name));
     }
   }
 }
 
 void CatalogCheck::CheckTables() {
   for (const Object& object : objects_) {
-    if (object.type == kTable && object.id && object.id != std::int32_t{kFirstSystemPage}) {
+    if (object.type == kTable && object.id &&
+        object.id != static_cast<std::int32_t>(kObjectsPage.value)) {
       CheckTable(object);
     }
   }

@@ -149,8 +149,8 @@ void FreeRow(PageAllocator& allocator, const ColumnDef& column, RowId at) {
       empty = rows.kind(row) == SlotKind::kDeleted;
     }
   }
-  if (!UsageMap(pager, column.owned_map).Contains(at.page))
-    return;  // not the column's to give away or to fill
+  // Else it is not the column's to give away or to fill.
+  if (!UsageMap(pager, column.owned_map).Contains(at.page)) return;
   if (!empty) {
     UpdateFreeMap(allocator, column, at.page);
     return;
