@@ -63,6 +63,10 @@ TypeInfo AggregateType(Aggregation function, const Node* argument) {
 
 }  // namespace
 
+std::string NoValue(std::string_view parameter) {
+  return fmt::format("parameter {} has no value", parameter);
+}
+
 void Scope::Add(const std::string& name, const std::vector<SourceColumn>& columns) {
   if (sources_.size() == kMaxSources) throw Error(ErrorCode::kNotSupported, "too many sources");
   if (TrySource(name)) {
@@ -204,7 +208,7 @@ NodePtr Compiler::Compile(const Expr& expr) {
     case Expr::Kind::kSubquery:
       throw Error(ErrorCode::kNotSupported, "queries inside of expressions are not supported");
     case Expr::Kind::kParameter:
-      throw Error(ErrorCode::kNotSupported, "parameters are not supported");
+      throw Error(ErrorCode::kUnresolved, NoValue(expr.name));
     case Expr::Kind::kStar:
       break;
   }

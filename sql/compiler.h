@@ -62,6 +62,9 @@ struct Aggregate {
   TypeInfo type;
 };
 
+// What is said of a parameter: nobody here gives it one.
+std::string NoValue(std::string_view parameter);
+
 class Compiler {
  public:
   explicit Compiler(Scope& scope) : scope_(scope) {}

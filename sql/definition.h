@@ -6,30 +6,27 @@
 #include "jet/stored_query.h"
 #include "sql/parser.h"
 #include "sql/select_ast.h"
+#include "sql/sql.h"
 
 namespace sql {
-
-enum class QueryKind : std::int16_t {
-  kSelect = 1,
-  kMakeTable = 2,
-  kAppend = 3,
-  kUpdate = 4,
-  kDelete = 5,
-  kCrosstab = 6,
-  kDataDefinition = 7,
-  kPassThrough = 8,
-  kUnion = 9,
-};
 
 // Bits of the options row.
 inline constexpr std::int16_t kOptionAllFields = 1, kOptionDistinct = 2, kOptionOwnerAccess = 4,
                               kOptionDistinctRow = 8, kOptionTop = 16, kOptionPercent = 32,
                               kOptionUnion = 2;
 
-jet::QueryDefinition ToRows(const SelectText& statement);
+// Flags of output rows that say what an output is for.
+inline constexpr std::int16_t kOutputValueOfCrosstab = 0, kOutputPivot = 1, kOutputHeading = 2,
+                              kOutputValue = -32768;  // of an append without a SELECT
 
-// What kind of query the rows say. kBadQuery.
-QueryKind KindOf(const jet::QueryDefinition& definition);
+// Whether two names mean the same source. The rows do not know their file's
+// order; all proven orders agree on which names are the same.
+bool SameSource(std::string_view a, std::string_view b);
+// The name of a parameter as it is compared. Some programs store it with its
+// brackets; those of a path are part of it.
+std::string ParameterName(const std::string& name);
+
+jet::QueryDefinition ToRows(const SelectText& statement);
 
 // The clauses of a query, of any kind that has them. Expressions are texts
 // without trees. kBadQuery for rows that name what is not there.

@@ -279,8 +279,9 @@ ExprPtr Parser::Primary() {
       return NameOrCall();
     case Token::Kind::kWord:
       if (token.IsKeyword("NULL")) return LiteralAt(jet::Null{}, token.begin);
-      if (token.IsKeyword("TRUE")) return LiteralAt(true, token.begin);
-      if (token.IsKeyword("FALSE")) return LiteralAt(false, token.begin);
+      if (const auto constant = ConstantOf(token.value); constant && !NameGoesOn(1)) {
+        return LiteralAt(*constant, token.begin);
+      }
       if (token.IsKeyword("EXISTS")) {
         Take();
         Expect("(");
@@ -296,7 +297,7 @@ ExprPtr Parser::Primary() {
       if (token.Is("(")) return Parenthesised();
       if (token.Is("?")) {
         Take();
-        return Finish(Expr{.kind = Expr::Kind::kParameter}, token.begin);
+        return Finish(Expr{.kind = Expr::Kind::kParameter, .name = "?"}, token.begin);
       }
       Fail("an expression");
   }
@@ -337,8 +338,27 @@ ExprPtr Parser::NameOrCall() {
   } else if (TakeIf(".") || TakeIf("!")) {
     expr.qualifier = std::move(expr.name);
     expr.name = ExpectName("a column name");
+    if (NameGoesOn(0)) {
+      expr = {.kind = Expr::Kind::kParameter,
+              .name = RestOfPath(fmt::format("[{}]!", expr.qualifier), std::move(expr.name))};
+    }
   }
   return Finish(std::move(expr), first.begin);
+}
+
+bool Parser::NameGoesOn(std::size_t ahead) const {
+  return Ahead(ahead).Is(".") || Ahead(ahead).Is("!");
+}
+
+// Three names and more are no column of a table: a field of a form, which nobody
+// here knows. Written in one way, however it was spelled.
+std::string Parser::RestOfPath(std::string begin, std::string name) {
+  while (NameGoesOn(0)) {
+    begin += fmt::format("[{}]!", name);
+    Take();
+    name = ExpectName("a name");
+  }
+  return begin + fmt::format("[{}]", name);
 }
 
 jet::Value Parser::NumberLiteral(const Token& token) const {

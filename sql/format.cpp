@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <optional>
+
 #include "sql/definition.h"
 #include "sql/sql.h"
 
@@ -97,6 +100,22 @@ std::string From(const Select& select) {
   return List(select.from, [&](const auto& node) { return Tree(select, *node); });
 }
 
+// The path of a form's field has its brackets already.
+std::string WrittenParameter(const std::string& name) {
+  return name.starts_with('[') && name.ends_with(']') ? name : QuoteName(name);
+}
+
+std::string Parameters(const Select& select) {
+  if (select.parameters.empty()) return {};
+  return fmt::format("PARAMETERS {};{}",
+                     List(select.parameters,
+                          [](const Parameter& each) {
+                            return fmt::format("{} {}", WrittenParameter(each.name),
+                                               TypeWord(each.type));
+                          }),
+                     kNewLine);
+}
+
 // WHERE and all that follows it.
 std::string Tail(const Select& select) {
   const auto text_of = [](const SqlText& each) { return each.text; };
@@ -112,13 +131,7 @@ std::string Tail(const Select& select) {
                         }));
   }
   if (select.owner_access) text += fmt::format("{}WITH OWNERACCESS OPTION", kNewLine);
-  return text + ";";
-}
-
-std::string FormatSelect(const Select& select, std::string_view into = {}) {
-  std::string text = fmt::format("SELECT {}{}{}", Predicate(select), Outputs(select), into);
-  if (!select.from.empty()) text += fmt::format("{}FROM {}", kNewLine, From(select));
-  return text + Tail(select);
+  return text;
 }
 
 const QueryRow* FindRow(const jet::QueryDefinition& definition, QueryRow::Attribute attribute) {
@@ -126,6 +139,29 @@ const QueryRow* FindRow(const jet::QueryDefinition& definition, QueryRow::Attrib
     if (row.attribute == attribute) return &row;
   }
   return nullptr;
+}
+
+// The file, or whatever else, in which all tables of the query lie.
+std::string Elsewhere(const jet::QueryDefinition& definition) {
+  const QueryRow* row = FindRow(definition, QueryRow::kConnect);
+  if (row == nullptr) return {};
+  const std::string path = row->name1.value_or(""), type = row->expression.value_or("");
+  if (path.empty() && type.empty()) return {};
+  return path.empty()   ? fmt::format(" IN '' [{}]", type)
+         : type.empty() ? fmt::format(" IN '{}'", path)
+                        : fmt::format(" IN '{}' '{}'", path, type);
+}
+
+std::string FromClause(const jet::QueryDefinition& definition, const Select& select) {
+  if (select.from.empty()) return {};
+  return fmt::format("{}FROM {}{}", kNewLine, From(select), Elsewhere(definition));
+}
+
+// Without what closes it.
+std::string FormatSelect(const jet::QueryDefinition& definition, const Select& select,
+                         std::string_view into = {}) {
+  return fmt::format("SELECT {}{}{}{}{}", Predicate(select), Outputs(select), into,
+                     FromClause(definition, select), Tail(select));
 }
 
 // The table that a query makes or fills.
@@ -147,28 +183,72 @@ std::string TargetColumn(const QueryRow& row) {
   return name.find_first_of(".[") == name.npos ? QuoteName(name) : name;
 }
 
-template <typename ToText>
-std::string OutputRows(const jet::QueryDefinition& definition, const ToText& to_text) {
+std::vector<const QueryRow*> OutputRows(const jet::QueryDefinition& definition) {
   std::vector<const QueryRow*> rows;
   for (const QueryRow& row : definition.rows) {
     if (row.attribute == QueryRow::kOutput) rows.push_back(&row);
   }
-  return List(rows, [&](const QueryRow* row) { return to_text(*row); });
+  return rows;
 }
 
 std::string FormatUpdate(const jet::QueryDefinition& definition, const Select& select) {
-  return fmt::format("UPDATE {}{}SET {}{}", From(select), kNewLine,
-                     OutputRows(definition,
-                                [](const QueryRow& row) {
-                                  return fmt::format("{} = {}", TargetColumn(row),
-                                                     row.expression.value_or(""));
-                                }),
+  const auto set = [](const QueryRow* row) {
+    return fmt::format("{} = {}", TargetColumn(*row), row->expression.value_or(""));
+  };
+  return fmt::format("UPDATE {}{}{}{}SET {}{}", Predicate(select), From(select),
+                     Elsewhere(definition), kNewLine, List(OutputRows(definition), set),
                      Tail(select));
 }
 
+std::string FormatDelete(const jet::QueryDefinition& definition, const Select& select) {
+  return fmt::format("DELETE {}{}{}{}", Predicate(select), Outputs(select),
+                     FromClause(definition, select), Tail(select));
+}
+
+// Columns without a target go where their names say; `*` is the usual one.
 std::string FormatAppend(const jet::QueryDefinition& definition, const Select& select) {
-  return fmt::format("INSERT INTO {} ( {} ){}{}", Target(definition),
-                     OutputRows(definition, TargetColumn), kNewLine, FormatSelect(select));
+  std::vector<const QueryRow*> outputs = OutputRows(definition);
+  const bool values = select.from.empty() && !outputs.empty() &&
+                      std::all_of(outputs.begin(), outputs.end(),
+                                  [](const QueryRow* row) { return row->flag == kOutputValue; });
+  std::string text = fmt::format("INSERT INTO {}", Target(definition));
+  std::string columns;
+  for (const QueryRow* row : outputs) {
+    const bool star = row->expression.value_or("").ends_with('*');
+    const bool by_name = row->name2.value_or("").empty();
+    if (by_name && star) continue;
+    columns += fmt::format("{}{}", columns.empty() ? "" : ", ", TargetColumn(*row));
+  }
+  if (!columns.empty()) text += fmt::format(" ( {} )", columns);
+  if (!values) return fmt::format("{}{}{}", text, kNewLine, FormatSelect(definition, select));
+  return fmt::format("{}{}VALUES ({})", text, kNewLine,
+                     List(select.outputs, [](const auto& item) { return item.expression.text; }));
+}
+
+// The value and the heading of a crosstab stand among the rows of a query that
+// groups by all headings.
+std::string FormatCrosstab(const jet::QueryDefinition& definition) {
+  std::optional<QueryRow> value, heading;
+  jet::QueryDefinition grouped;
+  for (const QueryRow& row : definition.rows) {
+    const bool output = row.attribute == QueryRow::kOutput;
+    const int flag = row.flag.value_or(kOutputValueOfCrosstab);
+    if (output && (flag == kOutputValueOfCrosstab || flag == kOutputPivot)) {
+      auto& part = flag == kOutputPivot ? heading : value;
+      if (part) throw Error(ErrorCode::kBadQuery, "a crosstab has two values, or two headings");
+      part = row;
+    } else if (row.attribute != QueryRow::kGroupBy || flag != kOutputPivot) {
+      grouped.rows.push_back(row);
+    }
+  }
+  if (!value || !heading || !value->expression || !heading->expression) {
+    throw Error(ErrorCode::kBadQuery, "a crosstab has no value, or no heading");
+  }
+  const Select select = FromRows(grouped);
+  std::string text = fmt::format("TRANSFORM {}", *value->expression);
+  if (value->name1) text += fmt::format(" AS {}", QuoteName(*value->name1));
+  return fmt::format("{}{}{}{}{}PIVOT {}", Parameters(select), text, kNewLine,
+                     FormatSelect(definition, select), kNewLine, *heading->expression);
 }
 
 std::string FormatUnion(const jet::QueryDefinition& definition, const Select& select) {
@@ -188,35 +268,25 @@ std::string FormatUnion(const jet::QueryDefinition& definition, const Select& se
   return text + Tail(select);
 }
 
-std::string Parameters(const Select& select) {
-  if (select.parameters.empty()) return {};
-  return fmt::format("PARAMETERS {};{}",
-                     List(select.parameters,
-                          [](const Parameter& each) {
-                            return fmt::format("{} {}", QuoteName(each.name), TypeWord(each.type));
-                          }),
-                     kNewLine);
-}
-
+// Without what closes it.
 std::string FormatBody(const jet::QueryDefinition& definition, QueryKind kind) {
+  if (kind == QueryKind::kCrosstab) return FormatCrosstab(definition);
   const Select select = FromRows(definition);
   const std::string parameters = Parameters(select);
   switch (kind) {
-    case QueryKind::kSelect:
-      return parameters + FormatSelect(select);
     case QueryKind::kMakeTable:
-      return parameters + FormatSelect(select, fmt::format(" INTO {}", Target(definition)));
+      return parameters +
+             FormatSelect(definition, select, fmt::format(" INTO {}", Target(definition)));
     case QueryKind::kAppend:
       return parameters + FormatAppend(definition, select);
     case QueryKind::kUpdate:
       return parameters + FormatUpdate(definition, select);
     case QueryKind::kDelete:
-      return parameters + fmt::format("DELETE {}{}FROM {}{}", Outputs(select), kNewLine,
-                                      From(select), Tail(select));
+      return parameters + FormatDelete(definition, select);
     case QueryKind::kUnion:
       return parameters + FormatUnion(definition, select);
     default:
-      throw Error(ErrorCode::kNotSupported, "a crosstab query cannot be written as text");
+      return parameters + FormatSelect(definition, select);
   }
 }
 
@@ -225,7 +295,7 @@ std::string FormatBody(const jet::QueryDefinition& definition, QueryKind kind) {
 std::string Format(const jet::QueryDefinition& definition) {
   const QueryKind kind = KindOf(definition);
   if (kind != QueryKind::kDataDefinition && kind != QueryKind::kPassThrough) {
-    return FormatBody(definition, kind);
+    return FormatBody(definition, kind) + ";";
   }
   const QueryRow* row = FindRow(definition, QueryRow::kKind);
   if (!row->expression) throw Error(ErrorCode::kBadQuery, "the text of the query is missing");

@@ -178,6 +178,16 @@ void ThrowSyntax(std::string_view text, std::size_t at, std::string_view message
               line, column);
 }
 
+std::optional<bool> ConstantOf(std::string_view word) {
+  for (const std::string_view each : {"TRUE", "YES", "ON"}) {
+    if (EqualsAsciiCase(each, word)) return true;
+  }
+  for (const std::string_view each : {"FALSE", "NO", "OFF"}) {
+    if (EqualsAsciiCase(each, word)) return false;
+  }
+  return std::nullopt;
+}
+
 bool IsReserved(std::string_view word) {
   static constexpr std::array<std::string_view, 37> kWords = {
       "ALL",         "AND",   "AS",     "ASC",   "BETWEEN", "BY",    "DESC",   "DISTINCT",
@@ -190,7 +200,7 @@ bool IsReserved(std::string_view word) {
 }
 
 std::string QuoteName(std::string_view name) {
-  bool bare = !name.empty() && StartsWord(name.front()) && !IsReserved(name) &&
+  bool bare = !name.empty() && StartsWord(name.front()) && !IsReserved(name) && !ConstantOf(name) &&
               name.find(kIdeographicSpace) == name.npos;
   for (const char c : name) bare = bare && (StartsWord(c) || IsDigit(c));
   return bare ? std::string(name) : fmt::format("[{}]", name);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,8 @@ std::vector<Token> Lex(std::string_view text);
 // A kSyntax error at a byte of `text`, with the line and column of it in the message.
 [[noreturn]] void ThrowSyntax(std::string_view text, std::size_t at, std::string_view message);
 
+// True and False in all the words that there are for them.
+std::optional<bool> ConstantOf(std::string_view word);
 // Words that cannot stand as a name without brackets.
 bool IsReserved(std::string_view word);
 // As written in a text: bare if that reads back as the same name, else in brackets.

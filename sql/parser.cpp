@@ -112,6 +112,7 @@ void Parser::Parameters(Select& select) {
   if (!TakeKeyword("PARAMETERS")) return;
   do {
     Parameter parameter{.name = ExpectName("the name of a parameter")};
+    if (NameGoesOn(0)) parameter.name = RestOfPath({}, std::move(parameter.name));
     const Token& word = Now();
     if (word.kind != Token::Kind::kWord) Fail("the type of a parameter");
     const auto known = std::find_if(

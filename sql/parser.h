@@ -67,6 +67,8 @@ class Parser {
   ExprPtr Power();
   ExprPtr Primary();
   ExprPtr NameOrCall();
+  bool NameGoesOn(std::size_t ahead) const;
+  std::string RestOfPath(std::string begin, std::string name);
   ExprPtr Parenthesised();
   ExprPtr SkipSubquery(std::size_t begin);
   jet::Value NumberLiteral(const Token& token) const;

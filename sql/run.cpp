@@ -129,7 +129,7 @@ class Planner {
     select_ = FromRows(definition);
     ParseExpressions(select_);
     if (!select_.parameters.empty()) {
-      throw Error(ErrorCode::kNotSupported, "queries with parameters are not supported");
+      throw Error(ErrorCode::kUnresolved, NoValue(select_.parameters.front().name));
     }
     OpenSources();
     StepPtr step = PlanJoins(plan_->context, scope_, compiler_, select_);

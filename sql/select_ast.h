@@ -53,7 +53,7 @@ struct Expr {
     kIn,         // value, then the list; negated
     kCall,       // name, arguments
     kSubquery,   // parsed, never run
-    kParameter,  // "?", parsed, never run
+    kParameter,  // "?", or the path in name; nobody gives it a value
   };
   Kind kind = Kind::kLiteral;
   Operator op = Operator::kAnd;

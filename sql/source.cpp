@@ -137,10 +137,10 @@ std::optional<IndexProbe> IndexProbe::For(const jet::Table& table, std::size_t c
       return std::nullopt;
   }
   for (std::size_t i = 0; i < def.real_indexes.size(); ++i) {
-    const jet::IndexColumn& first = def.real_indexes[i].columns.at(0);
-    if (first.column == def.columns[column].id && first.ascending) {
-      return IndexProbe(table, column, i);
-    }
+    // A damaged definition may name no columns; the rows can be read without it.
+    const std::vector<jet::IndexColumn>& parts = def.real_indexes[i].columns;
+    if (parts.empty() || parts[0].column != def.columns[column].id) continue;
+    if (parts[0].ascending) return IndexProbe(table, column, i);
   }
   return std::nullopt;
 }

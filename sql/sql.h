@@ -13,6 +13,24 @@
 
 namespace sql {
 
+enum class QueryKind : std::int16_t {
+  kSelect = 1,
+  kMakeTable = 2,
+  kAppend = 3,
+  kUpdate = 4,
+  kDelete = 5,
+  kCrosstab = 6,
+  kDataDefinition = 7,
+  kPassThrough = 8,
+  kUnion = 9,
+};
+
+// What kind of query the rows say. kBadQuery.
+QueryKind KindOf(const jet::QueryDefinition& definition);
+
+// "select", "make-table" ...
+std::string_view KindName(QueryKind kind);
+
 // Text -> rows as the system table of queries holds them. kSyntax.
 jet::QueryDefinition Parse(std::string_view text);
 

@@ -184,10 +184,53 @@ TEST(ParserTest, RowsOfOtherProgramsBecomeText) {
              {.attribute = R::kOutput, .flag = 0, .expression = "T1.c"}}),
        "SELECT T1.c INTO T4\r\nFROM T1;"},
       {Rows({{.attribute = R::kKind, .flag = 7, .expression = "DROP TABLE x"}}), "DROP TABLE x"},
+      // The heading keeps its list, and is grouped by without being said to be.
+      {Rows({{.attribute = R::kKind, .flag = 6},
+             {.attribute = R::kParameter, .flag = 8, .name1 = "[Beginning Date]"},
+             {.attribute = R::kParameter, .flag = 8, .name1 = "[Forms]![x]![y]"},
+             {.attribute = R::kSource, .name1 = "T1"},
+             {.attribute = R::kOutput, .flag = 2, .expression = "T1.a"},
+             {.attribute = R::kOutput, .flag = 2, .name1 = "No", .expression = "Sum(T1.b)"},
+             {.attribute = R::kOutput, .flag = 1, .expression = "T1.q In (\"1\",\"2\")"},
+             {.attribute = R::kOutput, .flag = 0, .name1 = "x y", .expression = "Sum(T1.b)"},
+             {.attribute = R::kGroupBy, .flag = 2, .expression = "T1.a"},
+             {.attribute = R::kGroupBy, .flag = 1, .expression = "T1.q"},
+             {.attribute = R::kOrderBy, .name1 = "d", .expression = "T1.a"}}),
+       "PARAMETERS [Beginning Date] DateTime, [Forms]![x]![y] DateTime;\r\nTRANSFORM Sum(T1.b) AS "
+       "[x y]\r\nSELECT T1.a, Sum(T1.b) AS [No]\r\nFROM T1\r\nGROUP BY T1.a\r\nORDER BY T1.a "
+       "DESC\r\nPIVOT T1.q In (\"1\",\"2\");"},
+      // Rows that go where their names say, values without a source, another file.
+      {Rows({{.attribute = R::kKind, .flag = 3, .name1 = "T3", .name2 = "x.mdb"},
+             {.attribute = R::kOptions, .flag = 9},
+             {.attribute = R::kConnect, .flag = 2, .name1 = "y.xls", .expression = "Excel;"},
+             {.attribute = R::kSource, .name1 = "T1"},
+             {.attribute = R::kOutput, .flag = 0, .expression = "T2.*"},
+             {.attribute = R::kOutput, .flag = 0, .name2 = "b", .expression = "T1.c"}}),
+       "INSERT INTO T3 IN 'x.mdb' ( b )\r\nSELECT DISTINCTROW T2.*, T1.c, *\r\nFROM T1 IN 'y.xls' "
+       "'Excel;';"},
+      {Rows({{.attribute = R::kKind, .flag = 3, .name1 = "T3"},
+             {.attribute = R::kOutput, .flag = -32768, .name2 = "a", .expression = "1"},
+             {.attribute = R::kOutput, .flag = -32768, .name2 = "b", .expression = "'x'"}}),
+       "INSERT INTO T3 ( a, b )\r\nVALUES (1, 'x');"},
+      {Rows({{.attribute = R::kKind, .flag = 5},
+             {.attribute = R::kOptions, .flag = 9},
+             {.attribute = R::kSource, .name1 = "T1"}}),
+       "DELETE DISTINCTROW *\r\nFROM T1;"},
+      {Rows({{.attribute = R::kKind, .flag = 8, .name1 = "ODBC;", .expression = "VACUUM;"}}),
+       "VACUUM;"},
   };
   for (const Case& each : cases) EXPECT_EQ(sql::Format(each.rows), each.text);
 
   EXPECT_TRUE(sql::SameQuery(sql::Parse(cases[0].text), cases[0].rows));
+  EXPECT_TRUE(sql::SameQuery(
+      sql::Parse("PARAMETERS p Long, Forms!x!y Long; SELECT a FROM T WHERE b = [Forms]![x]![y] "
+                 "ORDER BY a DESC"),
+      Rows({{.attribute = R::kParameter, .flag = 4, .name1 = "[p]"},
+            {.attribute = R::kParameter, .flag = 4, .name1 = "[Forms]![x]![y]"},
+            {.attribute = R::kSource, .name1 = "T"},
+            {.attribute = R::kOutput, .expression = "a"},
+            {.attribute = R::kWhere, .expression = "b = [Forms]![x]![y]"},
+            {.attribute = R::kOrderBy, .name1 = "d", .expression = "a"}})));
   EXPECT_FALSE(sql::SameQuery(sql::Parse("SELECT T1.* FROM T1, T2, T3"), cases[0].rows));
 }
 
@@ -220,7 +263,14 @@ TEST(ParserTest, SavedQueriesOfARealFile) {
       "PARAMETERS [User Name] Text;\r\nUPDATE Table1\r\nSET Table1.col1 = \"foo\", Table1.col2 "
       "= [Table2].[col3], [Table2].[col1] = [User Name]\r\nWHERE ((([Table2].[col1]) Is Not "
       "Null));");
-  EXPECT_EQ(texts["CrosstabQuery"], "a crosstab query cannot be written as text");
+  EXPECT_EQ(texts["CrosstabQuery"],
+            "TRANSFORM Count([Table2].[col2]) AS CountOfcol2\r\nSELECT Table2_1.col1, "
+            "[Table2].[col3], Avg(Table2_1.col2) AS AvgOfcol2\r\nFROM (Table1 INNER JOIN Table2 ON "
+            "[Table1].[col1]=[Table2].[col1]) INNER JOIN Table2 AS Table2_1 ON "
+            "[Table2].[col1]=Table2_1.col3\r\nWHERE ((([Table1].[col1])>\"10\") And "
+            "((Table2_1.col1) Is Not Null) And ((Avg(Table2_1.col2))>\"10\"))\r\nGROUP BY "
+            "Table2_1.col1, [Table2].[col3]\r\nORDER BY [Table2].[col3]\r\nPIVOT "
+            "[Table1].[col1];");
   EXPECT_EQ(texts["DataDefinitionQuery"], "CREATE TABLE Table5 (col1 CHAR, col2 CHAR);");
   EXPECT_EQ(texts.size(), 9u);
 }
@@ -235,7 +285,11 @@ TEST(ParserTest, RowsThatMakeNoSenseAreRefused) {
   const QueryRow t1{.attribute = R::kSource, .name1 = "T1"},
       t2{.attribute = R::kSource, .name1 = "T2"};
   const Case cases[] = {
-      {Rows({{.attribute = R::kKind, .flag = 6}}), sql::ErrorCode::kNotSupported, "crosstab"},
+      {Rows({{.attribute = R::kKind, .flag = 6}}), sql::ErrorCode::kBadQuery, "crosstab"},
+      {Rows({{.attribute = R::kKind, .flag = 6},
+             {.attribute = R::kOutput, .flag = 1, .expression = "a"},
+             {.attribute = R::kOutput, .flag = 1, .expression = "b"}}),
+       sql::ErrorCode::kBadQuery, "two headings"},
       {Rows({{.attribute = R::kKind, .flag = 12}}), sql::ErrorCode::kBadQuery, "unknown kind 12"},
       {Rows({{.attribute = R::kSource}}), sql::ErrorCode::kBadQuery, "name of a source"},
       {Rows({{.attribute = R::kOutput, .flag = 0}}), sql::ErrorCode::kBadQuery, "output column"},

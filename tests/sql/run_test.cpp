@@ -93,6 +93,8 @@ TEST_F(RunTest, Conditions) {
       {"ID Mod 4 = 1 And ID \\ 4 = 1", "5"},
       {"2 ^ ID = 8", "3"},
       {"名 & ID = 'abc4'", "4"},
+      {"選択 = yes And On", "123"},
+      {"選択 = Off Or No", "4"},
       {"1.5 \\ 1 + 2 * 3 - 7 Mod 4 = 5", "123456"},
   };
   for (const Case& each : kCases) EXPECT_EQ(Where(each.condition), each.ids) << each.condition;
@@ -348,6 +350,31 @@ TEST_F(JoinTest, FewRowsBesideManyWithAnIndex) {
   }
 }
 
+// A damaged definition of an index: the rows are found without it.
+TEST_F(JoinTest, AnIndexWithoutItsColumnsIsNotAsked) {
+  std::vector<Row> rows;
+  for (int i = 0; i < 5000; ++i) rows.push_back({i});
+  auto big = MakeTable("Big", {{"i", ColumnType::kLong}}, rows);
+  database_->AddIndex("Big", {.name = "i", .columns = {"i"}});
+  const std::string path = folder_.File("q.mdb"), text = "SELECT A.i FROM A, Big WHERE A.i = Big.i";
+  const std::vector<std::string> found = Sorted(text);
+  EXPECT_FALSE(found.empty());
+  big = database_->OpenTable("Big");
+  const auto parts = big->def().real_indexes.at(0).column_bytes;
+  const std::size_t page = big->def().page.value * jet::kPageSize;
+  big.reset();
+  database_->Commit();
+  database_.reset();
+  for (const char* column : {"\xFF\xFF", "\x63\x01"}) {
+    std::string bytes = test_support::ReadFileBytes(path);
+    bytes.replace(bytes.find(std::string(parts.begin() + 2, parts.end()), page) - 2, 2, column);
+    test_support::WriteFileBytes(path, bytes);
+    database_ = jet::Database::Open(*files_, path, {});
+    EXPECT_EQ(Sorted(text), found);
+    database_.reset();
+  }
+}
+
 TEST_F(JoinTest, NamesOfOutputs) {
   EXPECT_THAT(ColumnNames("SELECT A.k, y.k, i, y.*, n AS i2, Count FROM A, B AS y, "
                           "(SELECT Count(*) AS [Count] FROM C) AS c"),
@@ -397,8 +424,14 @@ TEST_F(JoinTest, NamesAreResolvedWhenRun) {
   ExpectError("SELECT i FROM A UNION SELECT k FROM B", ErrorCode::kNotSupported, "UNION");
   ExpectError("SELECT i FROM A WHERE i IN (SELECT k FROM B)", ErrorCode::kNotSupported, "inside");
   ExpectError("SELECT Left(t, 1) FROM A", ErrorCode::kNotSupported, "function Left");
-  ExpectError("SELECT i FROM A WHERE i = ?", ErrorCode::kNotSupported, "parameters");
-  ExpectError("PARAMETERS p Long; SELECT i FROM A", ErrorCode::kNotSupported, "parameters");
+  // What nobody gives a value.
+  ExpectError("SELECT i FROM A WHERE i = ?", ErrorCode::kUnresolved, "parameter ? has no value");
+  ExpectError("SELECT i FROM A WHERE i = [Forms]! x . [y z]", ErrorCode::kUnresolved,
+              "parameter [Forms]![x]![y z] has no value");
+  for (const char* name : {"p", "[Forms]![x]![y]"}) {
+    ExpectError(fmt::format("PARAMETERS {} Long; SELECT i FROM A", name), ErrorCode::kUnresolved,
+                fmt::format("parameter {} has no value", name));
+  }
 }
 
 TEST_F(JoinTest, RowsOfOneTableCanBeWrittenThrough) {
