@@ -243,11 +243,15 @@ std::optional<std::string> VerbatimText(jet::Database& database, const jet::Obje
 
 }  // namespace
 
+std::string QueryText(jet::Database& database, const jet::ObjectInfo& query) {
+  const jet::QueryDefinition stored = database.LoadQuery(query);
+  const auto verbatim = VerbatimText(database, query, stored);
+  return verbatim ? *verbatim : sql::Format(stored);
+}
+
 std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
   try {
-    const jet::QueryDefinition stored = database.LoadQuery(query);
-    const auto verbatim = VerbatimText(database, query, stored);
-    return verbatim ? *verbatim : sql::Format(stored);
+    return QueryText(database, query);
   } catch (const sql::Error&) {
     // Rows that make no sense: an error when the query is run.
   } catch (const jet::Error& error) {

@@ -60,8 +60,10 @@ class Table {
 };
 
 // The text of a saved query: as it was given, as long as it still says what the
-// query's rows say, else made from the rows; empty where that cannot be. A query
-// whose rows are broken is one of those; it fails when it is run.
+// query's rows say, else made from the rows. sql::Error for rows that make no sense.
+std::string QueryText(jet::Database& database, const jet::ObjectInfo& query);
+// The same as the provider tells it: broken rows have an empty text; such a query
+// fails when it is run.
 std::string CommandText(jet::Database& database, const jet::ObjectInfo& query);
 
 class Catalog {

@@ -171,7 +171,7 @@ class ListingTest : public ::testing::Test {
     for (const std::string& line : OwnLines({"queries", path})) {
       const Lines fields = Split(line, '\t');
       queries.push_back(fields.at(0));
-      queries.push_back(fields.at(2));
+      queries.push_back(fields.at(3));
     }
     EXPECT_EQ(FirstDifference(queries, wanted), "");
   }

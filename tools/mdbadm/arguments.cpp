@@ -1,11 +1,13 @@
 #include "tools/mdbadm/arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <functional>
 
 #include "tools/mdbadm/help.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/reference.h"
+#include "tools/mdbadm/usage.h"
 #include "tools/samples/sample.h"
 #include "version.h"
 
@@ -268,7 +270,14 @@ ExitCode RunVerb(Program& program, int argc, char** argv) {
   try {
     declaration.app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return declaration.app.exit(error) == 0 ? ExitCode::kDone : ExitCode::kUsage;
+    // Help and the version come this way, too.
+    if (error.get_exit_code() == 0) {
+      declaration.app.exit(error);
+      return ExitCode::kDone;
+    }
+    program.json = std::any_of(argv, argv + argc,
+                               [](const char* word) { return std::string_view(word) == "--json"; });
+    throw UsageError(WrongUsage(declaration.app, error));
   }
   return declaration.call();
 }

@@ -5,8 +5,8 @@
 
 namespace mdbadm {
 
-// Runs the verb that the arguments name. Help and complaints about the usage
-// are printed here; what the verb throws comes through.
+// Runs the verb that the arguments name. Help is printed here; wrong usage is a UsageError, and
+// what the verb throws comes through.
 ExitCode RunVerb(Program& program, int argc, char** argv);
 
 }  // namespace mdbadm

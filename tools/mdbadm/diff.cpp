@@ -3,6 +3,7 @@
 #include <map>
 
 #include "ado/catalog.h"
+#include "sql/error.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 
@@ -30,7 +31,6 @@ class Comparison {
     for (const jet::ObjectInfo& object : rest) {
       Differ(object.name, KindName(object), nullptr, "present");
     }
-    list_.Finish();
     return same_;
   }
 
@@ -71,8 +71,8 @@ class Comparison {
   void CompareObjects(const jet::ObjectInfo& a, const jet::ObjectInfo& b) {
     Facts facts_a = PropertyFacts(a_, a), facts_b = PropertyFacts(b_, b);
     if (a.kind == jet::ObjectKind::kQuery) {
-      facts_a["text"] = ado::CommandText(a_, a);
-      facts_b["text"] = ado::CommandText(b_, b);
+      facts_a["text"] = QueryText(a_, a);
+      facts_b["text"] = QueryText(b_, b);
       CompareFacts(a.name, facts_a, facts_b);
       return;
     }
@@ -81,6 +81,15 @@ class Comparison {
     facts_b.merge(TableFacts(*table_b));
     CompareFacts(a.name, facts_a, facts_b);
     CompareRows(*table_a, *table_b);
+  }
+
+  // Of rows that make no sense, what is wrong with them.
+  static std::string QueryText(jet::Database& database, const jet::ObjectInfo& query) {
+    try {
+      return ado::QueryText(database, query);
+    } catch (const sql::Error& error) {
+      return fmt::format("({})", error.what());
+    }
   }
 
   static Facts PropertyFacts(jet::Database& database, const jet::ObjectInfo& object) {

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "ado/value.h"
 #include "tools/mdbadm/console.h"
@@ -119,10 +120,13 @@ void AppendCell(std::string& line, const jet::Value& value, int scale) {
   }
 }
 
-Listing::Listing(bool json, std::vector<std::string> names)
-    : json_(json), names_(std::move(names)) {
-  if (json_) {
-    Print("[");
+void JsonArray::Add(const Json& object) {
+  Print((std::exchange(first_, false) ? "\n" : ",\n") + Dump(object));
+}
+
+Listing::Listing(bool json, std::vector<std::string> names) : names_(std::move(names)) {
+  if (json) {
+    array_.emplace();
     return;
   }
   std::string line;
@@ -134,23 +138,18 @@ Listing::Listing(bool json, std::vector<std::string> names)
 }
 
 void Listing::Add(const std::vector<Json>& row) {
-  if (json_) {
+  if (array_) {
     Json object = Json::object();
     for (std::size_t i = 0; i < row.size(); ++i) object[names_[i]] = row[i];
-    Print((first_ ? "\n" : ",\n") + Dump(object));
-  } else {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      if (i != 0) line += '\t';
-      line += Cell(row[i]);
-    }
-    Print(line + "\n");
+    array_->Add(object);
+    return;
   }
-  first_ = false;
-}
-
-void Listing::Finish() {
-  if (json_) Print("\n]\n");
+  std::string line;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    if (i != 0) line += '\t';
+    line += Cell(row[i]);
+  }
+  Print(line + "\n");
 }
 
 void PrintObject(bool json, const Json& object) {

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,17 +34,28 @@ Json ToJson(const jet::Property& property);
 Json VersionNumber(double version);
 void AppendCell(std::string& line, const jet::Value& value, int scale = 0);
 
+// An array that is printed object by object, and closed whatever ends it.
+class JsonArray {
+ public:
+  JsonArray() { Print("["); }
+  ~JsonArray() { Print("\n]\n"); }
+  JsonArray(const JsonArray&) = delete;
+  JsonArray& operator=(const JsonArray&) = delete;
+  void Add(const Json& object);
+
+ private:
+  bool first_ = true;
+};
+
 // A list of rows with named fields, printed row by row: a line of names and one
 // a row, or an array of objects.
 class Listing {
  public:
   Listing(bool json, std::vector<std::string> names);
   void Add(const std::vector<Json>& row);
-  void Finish();
 
  private:
-  bool json_;
-  bool first_ = true;
+  std::optional<JsonArray> array_;  // with JSON
   std::vector<std::string> names_;
 };
 

@@ -168,7 +168,6 @@ ExitCode Plan(Program& program, const UpgradeOptions& options) {
       codes.Add(failure.code);
     }
   }
-  list.Finish();
   return codes.code();
 }
 

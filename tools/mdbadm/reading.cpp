@@ -4,6 +4,8 @@
 #include "ado/value.h"
 #include "jet/check.h"
 #include "jet/collation.h"
+#include "sql/sql.h"
+#include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/session/file_upgrade.h"
@@ -126,7 +128,6 @@ ExitCode Tables(Program& program, const ReadOptions& options) {
     list.Add({object.name, KindName(object.kind), rows, columns,
               jet::FormatDateTime(object.created), jet::FormatDateTime(object.updated)});
   }
-  list.Finish();
   return ExitCode::kDone;
 }
 
@@ -147,7 +148,6 @@ ExitCode Columns(Program& program, const ReadOptions& options) {
                 column.auto_number()});
     }
   }
-  list.Finish();
   return ExitCode::kDone;
 }
 
@@ -172,7 +172,6 @@ ExitCode Indexes(Program& program, const ReadOptions& options) {
                 real.unique(), real.required(), real.ignore_nulls()});
     }
   }
-  list.Finish();
   return ExitCode::kDone;
 }
 
@@ -196,23 +195,32 @@ ExitCode Props(Program& program, const ReadOptions& options) {
       }
     }
   }
-  list.Finish();
   return ExitCode::kDone;
 }
 
 ExitCode Queries(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
-  Listing list(options.json, {"query", "created", "text"});
+  Listing list(options.json, {"query", "kind", "created", "text"});
+  ExitCode code = ExitCode::kDone;
   for (const jet::ObjectInfo& object : database->Objects()) {
     if (object.kind != jet::ObjectKind::kQuery) continue;
     if (!options.object.empty() && !jet::SameName(database->order(), object.name, options.object)) {
       continue;
     }
-    list.Add(
-        {object.name, jet::FormatDateTime(object.created), ado::CommandText(*database, object)});
+    Json kind, text;
+    try {
+      kind = sql::KindName(sql::KindOf(database->LoadQuery(object)));
+      text = ado::QueryText(*database, object);
+    } catch (const sql::Error& error) {
+      Failure failure = FailureOf(error);
+      failure.text = fmt::format("{}: {}", object.name, failure.text);
+      failure.file = options.file;
+      Complain(program, failure);
+      code = failure.code;
+    }
+    list.Add({object.name, kind, jet::FormatDateTime(object.created), text});
   }
-  list.Finish();
-  return ExitCode::kDone;
+  return code;
 }
 
 ExitCode Check(Program& program, const ReadOptions& options) {

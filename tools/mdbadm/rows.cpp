@@ -13,29 +13,28 @@ namespace {
 // memory than a short one.
 class RowPrinter {
  public:
-  RowPrinter(bool json, std::vector<std::string> names) : json_(json), names_(std::move(names)) {
-    for (const std::string& name : names_) {
-      if (!json_) out_ += Escaped(name) + '\t';
+  RowPrinter(bool json, std::vector<std::string> names) : names_(std::move(names)) {
+    if (json) {
+      array_.emplace();
+      return;
     }
-    if (json_) {
-      out_ = '[';
-    } else if (!out_.empty()) {
-      out_.back() = '\n';
-    } else {
-      out_ = '\n';
-    }
+    for (const std::string& name : names_) out_ += Escaped(name) + '\t';
+    if (out_.empty()) out_ = '\t';
+    out_.back() = '\n';
+    whole_ = out_.size();
   }
-  ~RowPrinter() { Print(out_); }
+  // A row that an error cut short is not printed.
+  ~RowPrinter() { Print(std::string_view(out_).substr(0, whole_)); }
   RowPrinter(const RowPrinter&) = delete;
   RowPrinter& operator=(const RowPrinter&) = delete;
 
   void Begin() {
-    if (json_) object_ = Json::object();
+    if (array_) object_ = Json::object();
     at_ = 0;
   }
   void Add(const jet::Value& value, int scale) {
     const auto* date = std::get_if<jet::DateTime>(&value);
-    if (json_) {
+    if (array_) {
       object_[names_[at_]] = ToJson(value, scale);
     } else if (date != nullptr) {
       Separate();
@@ -48,25 +47,20 @@ class RowPrinter {
   }
   // A field of a row in hand, without a value in between where that is dearer.
   void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnDef& column) {
-    if (json_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
+    if (array_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
     if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);
     Separate();
     AppendEscaped(out_, text_);
     ++at_;
   }
   void End() {
-    if (json_) {
-      out_ += (first_ ? "\n" : ",\n") + Dump(object_);
-    } else {
-      out_ += '\n';
-    }
-    first_ = false;
-    if (out_.size() < kBufferBytes) return;
+    if (array_) return array_->Add(object_);
+    out_ += '\n';
+    whole_ = out_.size();
+    if (whole_ < kBufferBytes) return;
     Print(out_);
     out_.clear();
-  }
-  void Finish() {
-    if (json_) out_ += "\n]\n";
+    whole_ = 0;
   }
 
  private:
@@ -84,10 +78,10 @@ class RowPrinter {
     return date_text_;
   }
 
-  bool json_;
-  bool first_ = true;
+  std::optional<JsonArray> array_;  // with JSON
   std::vector<std::string> names_;
   std::string out_, text_;
+  std::size_t whole_ = 0;  // bytes of out_ up to the end of the last row
   Json object_;
   std::size_t at_ = 0;
   jet::DateTime date_;
@@ -124,7 +118,6 @@ ExitCode Rows(Program& program, const RowOptions& options) {
     }
     printer.End();
   }
-  printer.Finish();
   return ExitCode::kDone;
 }
 
@@ -139,7 +132,6 @@ ExitCode Sql(Program& program, const RowOptions& options) {
     for (std::size_t i = 0; i < names.size(); ++i) printer.Add(rows->value(i), 0);
     printer.End();
   }
-  printer.Finish();
   return ExitCode::kDone;
 }
 

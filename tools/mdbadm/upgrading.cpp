@@ -53,7 +53,6 @@ class StepListing {
   void Add(const std::string& file, const std::string& what, Json version, Milliseconds time) {
     list_.Add({file, what, std::move(version), Time(json_, time)});
   }
-  void Finish() { list_.Finish(); }
 
  private:
   bool json_;
@@ -73,7 +72,6 @@ class Summary {
     list_.Add({result.file, tools::KindName(result.kind), Number(result.from), result.to,
                result.outcome, Time(json_, result.time), backup, error});
   }
-  void Finish() { list_.Finish(); }
 
  private:
   // The file stands in its own column.
@@ -128,15 +126,15 @@ void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
   const std::string& file = result.file;
   std::optional<Stamp> backed_up;
   if (!options.backup.empty()) {
-    result.backup = BackUp(program.files, file, options.backup, jet::SystemClock()());
     backed_up.emplace(file);
+    result.backup = BackUp(program.files, file, options.backup, jet::SystemClock()());
   }
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
   tools::FileUpgrade upgrade(environment, file, options.password, result.kind);
   WarnOfLockFile(program, file);
   if (backed_up && *backed_up != Stamp(file)) {
-    throw std::runtime_error("another program wrote to the file after it was backed up");
+    throw std::runtime_error("another program wrote to the file since its backup began");
   }
   result.from = upgrade.StoredVersion();
   if (options.to && *result.from > result.to) {
@@ -230,13 +228,12 @@ ExitCode Upgrade(Program& program, const UpgradeOptions& options) {
     if (summary) summary->Add(result);
     results.push_back(std::move(result));
   }
-  if (steps) steps->Finish();
+  steps.reset();
   if (!summary && results.size() > 1 && !options.json) {
     Print("\n");
     summary.emplace(options.json);
     for (const Result& result : results) summary->Add(result);
   }
-  if (summary) summary->Finish();
   return codes.code();
 }
 
