@@ -123,8 +123,8 @@ void AddReadingVerbs(Declaration& declaration) {
                        DeclareList);
   AddVerb<ReadOptions>(declaration, "props", "Stored properties of tables, columns and queries",
                        Props, DeclareList);
-  AddVerb<ReadOptions>(declaration, "queries", "The saved queries and their texts", Queries,
-                       [](CLI::App& verb, ReadOptions& options) {
+  AddVerb<ReadOptions>(declaration, "queries", "The saved queries, their kinds and their texts",
+                       Queries, [](CLI::App& verb, ReadOptions& options) {
                          DeclareFile(verb, options);
                          verb.add_option("name", options.object, "only this one; all if left out")
                              ->type_name("NAME");
