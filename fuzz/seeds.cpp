@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -178,6 +179,22 @@ std::vector<jet::Bytes> UpgradeSeeds(tools::Kind kind) {
     options.jobs = 1;
     samples::MakeSample(files, kPath, kind, options);
     seeds.push_back(ToBytes(files.bytes(kPath)));
+  }
+  return seeds;
+}
+
+std::vector<jet::Bytes> SelectSeeds() {
+  std::vector<jet::Bytes> seeds = FileSeeds();
+  for (std::size_t i = 0; i < 2; ++i) {
+    jet::Bytes file = seeds[i];
+    for (std::uint32_t page = 3; page < file.size() / kPageSize; ++page) {
+      const auto bytes = PageOf(file, page);
+      if (jet::GetU16(bytes, 0) == 0x0102) jet::PutU32(bytes, 0x10, 1'000'000);
+    }
+    seeds.push_back(std::move(file));
+  }
+  for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
+    std::ranges::move(UpgradeSeeds(kind), std::back_inserter(seeds));
   }
   return seeds;
 }

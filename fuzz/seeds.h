@@ -14,6 +14,9 @@ namespace fuzz {
 std::vector<jet::Bytes> FileSeeds();
 // Sites' files at several versions, without jobs.
 std::vector<jet::Bytes> UpgradeSeeds(tools::Kind kind);
+// All of these, and the first with counters of rows so high that joins go through
+// indexes.
+std::vector<jet::Bytes> SelectSeeds();
 std::vector<jet::Bytes> SqlSeeds();
 std::vector<jet::Bytes> PropertySeeds();
 std::vector<jet::Bytes> TextSeeds();  // UTF-16

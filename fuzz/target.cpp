@@ -18,6 +18,7 @@ constexpr std::array kTargets = {
     Target{"change", ChangeFile, FileSeeds, MutateFile, true, 12'000},
     Target{"upgrade_data", UpgradeData, DataSeeds, MutateFile, true, 2'000},
     Target{"upgrade_tenkai", UpgradeTenkai, TenkaiSeeds, MutateFile, true, 2'000},
+    Target{"select", SelectFile, SelectSeeds, MutateFile, true, 20'000},
     Target{"sql", SqlText, SqlSeeds, MutateSql, false, 300'000},
     Target{"query_rows", QueryRows, SqlSeeds, MutateSql, false, 150'000},
     Target{"property", PropertyBlob, PropertySeeds, MutateBytes, false, 250'000},

@@ -1,6 +1,8 @@
 // The functions behind the targets.
 #pragma once
 
+#include <cstdint>
+
 #include "jet/types.h"
 
 namespace fuzz {
@@ -12,6 +14,14 @@ void ChangeFile(jet::ByteView file);
 // A file: the ladder of its kind, kept or dropped; nothing is harmed.
 void UpgradeData(jet::ByteView file);
 void UpgradeTenkai(jet::ByteView file);
+// A file: SELECTs over its tables and its saved queries, which end with rows or with
+// an error of the engine or of a query.
+void SelectFile(jet::ByteView file);
+struct SelectCounts {
+  std::uint64_t ran = 0, refused = 0, rows = 0;
+};
+// The same, telling what became of them.
+SelectCounts RunSelects(jet::ByteView file);
 // A text: what can be parsed can be formatted and is the same when parsed again;
 // what runs ends.
 void SqlText(jet::ByteView text);

@@ -1,0 +1,144 @@
+// Queries over damaged files: those that a file holds, and some over its tables.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "db/module1.h"
+#include "fuzz/mutator.h"
+#include "fuzz/random.h"
+#include "fuzz/snapshot.h"
+#include "fuzz/targets.h"
+#include "jet/database.h"
+#include "jet/error.h"
+#include "sql/sql.h"
+#include "tests/support/fault_file.h"
+
+namespace fuzz {
+namespace {
+
+constexpr char kPath[] = "/fuzz/select.mdb";
+// So that no input takes long, however many tables and queries it claims to have.
+constexpr std::size_t kTables = 2, kQueries = 3;
+constexpr std::uint64_t kRows = 200;
+
+std::uint64_t SeedOf(jet::ByteView file) {
+  std::uint64_t seed = file.size();
+  for (const std::uint8_t byte : file) seed = (seed ^ byte) * 0x100'0000'01B3u;
+  return seed;
+}
+
+class Selects {
+ public:
+  Selects(jet::Database& database, Random& random) : database_(database), random_(random) {}
+
+  SelectCounts Run() {
+    std::vector<jet::ObjectInfo> tables, queries;
+    for (jet::ObjectInfo& object : database_.Objects()) {
+      if (object.kind == jet::ObjectKind::kTable) tables.push_back(std::move(object));
+      if (object.kind == jet::ObjectKind::kQuery) queries.push_back(std::move(object));
+    }
+    for (std::size_t i = 0; i < kTables && !tables.empty(); ++i) {
+      const jet::ObjectInfo& table = random_.Pick(tables);
+      Try([&] { OverTables(table, random_.Pick(tables)); });
+    }
+    for (std::size_t i = 0; i < kQueries && !queries.empty(); ++i) {
+      const jet::ObjectInfo& query = random_.Pick(queries);
+      Try([&] { RunRows(database_.LoadQuery(query)); });
+      Try([&] { RunText(fmt::format("SELECT Count(*) FROM [{}]", query.name)); });
+    }
+    return counts_;
+  }
+
+ private:
+  template <class Body>
+  void Try(Body&& body) {
+    try {
+      body();
+    } catch (const jet::Error& error) {
+      Refused(error);
+    } catch (const sql::Error& error) {
+      Refused(error);
+    }
+  }
+  void Refused(const std::exception& error) {
+    if (error.what()[0] == 0) throw Broken("a refusal without a word");
+    ++counts_.refused;
+  }
+
+  void OverTables(const jet::ObjectInfo& a, const jet::ObjectInfo& b) {
+    const auto table = database_.OpenTable(a), other = database_.OpenTable(b);
+    const auto pick = [&](const jet::Table& of) -> std::string {
+      const auto& columns = of.def().columns;
+      return columns.empty() ? "?" : columns[random_.Below(columns.size())].name;
+    };
+    const std::string c = pick(*table), d = pick(*table), e = pick(*other);
+    // Columns that stand first in an index are the way of a join.
+    const auto key = [&](const jet::Table& of, const std::string& otherwise) {
+      const auto& indexes = of.def().real_indexes;
+      if (indexes.empty()) return otherwise;
+      const auto& parts = indexes[random_.Below(indexes.size())].columns;
+      const auto ordinal = parts.empty() ? std::nullopt : of.def().FindColumn(parts[0].column);
+      return ordinal ? of.def().columns[*ordinal].name : otherwise;
+    };
+    std::vector<std::string> texts{
+        fmt::format("SELECT * FROM [{}]", a.name),
+        fmt::format("SELECT [{}], Count(*), Max([{}]) AS m FROM [{}] GROUP BY [{}] ORDER BY 2 DESC",
+                    c, d, a.name, c),
+        fmt::format("SELECT DISTINCT TOP 5 [{}], [{}] FROM [{}] ORDER BY [{}] DESC", c, d, a.name,
+                    d),
+        fmt::format("SELECT [{}] & '' FROM [{}] WHERE [{}] >= '2' OR NOT [{}] LIKE '*[a-ｱ]?'", c,
+                    a.name, c, d),
+        fmt::format("SELECT x.*, y.[{0}] FROM [{1}] AS x LEFT JOIN [{2}] AS y ON x.[{3}] = y.[{4}]",
+                    e, a.name, b.name, key(*table, c), key(*other, e))};
+    for (const std::string& text : texts) Try([&] { RunText(text); });
+    const std::string& text = random_.Pick(texts);
+    jet::Bytes bytes(text.begin(), text.end());
+    MutateSql(bytes, random_);
+    Try([&] { RunText({reinterpret_cast<const char*>(bytes.data()), bytes.size()}); });
+  }
+
+  void RunText(std::string_view text) { RunRows(sql::Parse(text)); }
+
+  void RunRows(const jet::QueryDefinition& query) {
+    const auto count = [&](jet::QueryRow::Attribute attribute) {
+      return std::ranges::count(query.rows, attribute, &jet::QueryRow::attribute);
+    };
+    const auto sources = count(jet::QueryRow::kSource);
+    // A product of many tables is no hang, only long.
+    if (sources > 2 && count(jet::QueryRow::kJoin) < sources - 1) return;
+    const auto rows = sql::Run(database_, query);
+    ++counts_.ran;
+    for (std::uint64_t i = 0; i < kRows && rows->Next(); ++i) {
+      for (std::size_t k = 0; k < rows->columns().size(); ++k) rows->value(k);
+      ++counts_.rows;
+    }
+  }
+
+  jet::Database& database_;
+  Random& random_;
+  SelectCounts counts_;
+};
+
+}  // namespace
+
+SelectCounts RunSelects(jet::ByteView file) {
+  test_support::FaultFiles files;
+  files.bytes(kPath).assign(file.begin(), file.end());
+  Random random(SeedOf(file));
+  try {
+    jet::OpenOptions options;
+    options.password = db::kDatabasePassword;
+    const auto database = jet::Database::Open(files, kPath, options);
+    return Selects(*database, random).Run();
+  } catch (const jet::Error&) {
+    return {};
+  }
+}
+
+void SelectFile(jet::ByteView file) { RunSelects(file); }
+
+}  // namespace fuzz
