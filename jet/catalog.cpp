@@ -58,10 +58,24 @@ TableDef Catalog::LoadDef(std::int32_t id) {
 Table& Catalog::SystemTable(PageNumber page) {
   const auto id = static_cast<std::int32_t>(page.value);
   const auto there = open_.find(id);
-  if (there != open_.end()) return *there->second.table;
-  auto table = std::make_shared<Table>(*allocator_, FindSystemTable(page)->name, LoadDef(id),
-                                       std::vector<ColumnRules>{}, clock_);
-  return *open_.emplace(id, OpenedTable{std::move(table), pager().epoch()}).first->second.table;
+  if (there != open_.end()) return *there->second;
+  return *(open_[id] = MakeTable(id, FindSystemTable(page)->name));
+}
+
+std::shared_ptr<Table> Catalog::MakeTable(std::int32_t id, const std::string& name) {
+  return std::make_shared<Table>(
+      *allocator_, name, [this, id, name] { return LoadState(id, name); }, clock_);
+}
+
+// The catalog's own tables have no rules: those stand in one of them.
+TableState Catalog::LoadState(std::int32_t id, const std::string& name) {
+  if (FindSystemTable({static_cast<std::uint32_t>(id)}) != nullptr) return {LoadDef(id), {}};
+  if (objects_[PositionOf(id)].name != name) {  // the page has another table now
+    throw Error(ErrorCode::kTableMissing).OfTable(name).In(pager().path());
+  }
+  TableState state{LoadDef(id), {}};
+  state.rules = LoadRules(state.def, id);
+  return state;
 }
 
 void Catalog::Refresh() {
@@ -100,7 +114,7 @@ void Catalog::Refresh() {
   std::erase_if(open_, [&](const auto& entry) {
     if (entry.first <= static_cast<std::int32_t>(kRelationshipsPage.value)) return false;
     const auto there = by_id_.find(entry.first);
-    return there == by_id_.end() || objects_[there->second].name != entry.second.table->name();
+    return there == by_id_.end() || objects_[there->second].name != entry.second->name();
   });
 }
 
@@ -152,25 +166,14 @@ std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
                          "object id " + std::to_string(object.id) + " is no page of the file");
   }
   const auto there = open_.find(object.id);
-  if (there == open_.end()) {
-    TableDef def = LoadDef(object.id);
-    std::vector<ColumnRules> rules = LoadRules(def, object.id);
-    auto table =
-        std::make_shared<Table>(*allocator_, name, std::move(def), std::move(rules), clock_);
-    open_[object.id] = {table, pager().epoch()};
-    return table;
-  }
-  if (there->second.epoch != pager().epoch()) ReloadTable(object.id);
-  return there->second.table;
+  if (there == open_.end()) return open_[object.id] = MakeTable(object.id, name);
+  there->second->def();  // as it is now
+  return there->second;
 }
 
 void Catalog::ReloadTable(std::int32_t id) {
   const auto there = open_.find(id);
-  if (there == open_.end()) return;
-  TableDef def = LoadDef(id);
-  std::vector<ColumnRules> rules = LoadRules(def, id);
-  there->second.table->ReplaceDef(std::move(def), std::move(rules));
-  there->second.epoch = pager().epoch();
+  if (there != open_.end()) there->second->Reload();
 }
 
 std::vector<ColumnRules> Catalog::LoadRules(const TableDef& def, std::int32_t id) {

@@ -67,9 +67,9 @@ class Catalog {
   std::int32_t NextFreeId();
 
   Properties LoadProperties(std::int32_t id);
-  // Does not touch tables that are open; see ReloadTable.
+  // Does not touch a table that is open; see ReloadTable.
   void StoreProperties(std::int32_t id, const Properties& properties);
-  // Open tables see what their definition and properties say now.
+  // The table, if it is open, sees what its definition and properties say now.
   void ReloadTable(std::int32_t id);
 
   QueryDefinition LoadQuery(std::int32_t id);
@@ -79,17 +79,14 @@ class Catalog {
   void RemaskSecurityIds(const Header& from, const Header& to);
 
  private:
-  struct OpenedTable {
-    std::shared_ptr<Table> table;
-    std::uint64_t epoch = 0;
-  };
-
   void Refresh();
   std::size_t PositionOf(std::int32_t id);
   TableDef LoadDef(std::int32_t id);
   // One of the tables of system_tables.h.
   Table& SystemTable(PageNumber page);
   Table& ObjectsTable() { return SystemTable(kObjectsPage); }
+  std::shared_ptr<Table> MakeTable(std::int32_t id, const std::string& name);
+  TableState LoadState(std::int32_t id, const std::string& name);
   std::vector<ColumnRules> LoadRules(const TableDef& def, std::int32_t id);
   Bytes OwnerSid();
   std::vector<AccessRow> InheritedRights(const Bytes& owner);
@@ -105,7 +102,7 @@ class Catalog {
   std::vector<RowId> rows_;  // of objects_
   std::unordered_map<std::int32_t, std::size_t> by_id_;
   std::unordered_map<std::string, std::size_t> by_name_;  // NameKey of tables and queries
-  std::map<std::int32_t, OpenedTable> open_;
+  std::map<std::int32_t, std::shared_ptr<Table>> open_;
 };
 
 }  // namespace jet

@@ -231,9 +231,13 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
     def.Store(pager, allocator);
   }
   const auto now = [&] { return rows_created; };
-  Table objects(allocator, SystemTables()[0].name, defs[0], {}, now);
+  const auto open = [&](std::size_t i) {
+    const PageNumber page = defs[i].page;
+    const auto load = [&pager, page] { return TableState{TableDef::Load(pager, page), {}}; };
+    return Table(allocator, SystemTables()[i].name, load, now);
+  };
+  Table objects = open(0), rights = open(1);
   AddObjectRows(objects, header, rows_created);
-  Table rights(allocator, SystemTables()[1].name, defs[1], {}, now);
   AddRightRows(rights, header);
   scope.Commit();
 }

@@ -18,15 +18,10 @@ constexpr std::size_t kPointerBytes = 4;  // of a moved row, in its slot
 
 }  // namespace
 
-Table::Table(PageAllocator& allocator, std::string name, TableDef def,
-             std::vector<ColumnRules> rules, std::function<DateTime()> now)
-    : allocator_(&allocator),
-      name_(std::move(name)),
-      def_(std::move(def)),
-      epoch_(allocator.pager().epoch()),
-      rules_(std::move(rules)),
-      now_(std::move(now)) {
-  rules_.resize(def_.columns.size());
+Table::Table(PageAllocator& allocator, std::string name, std::function<TableState()> load,
+             std::function<DateTime()> now)
+    : allocator_(&allocator), name_(std::move(name)), load_(std::move(load)), now_(std::move(now)) {
+  Reload();
 }
 
 // Gives an error its table and file, and a damaged row its page.
@@ -41,21 +36,16 @@ auto Table::Named(Body&& body) const -> decltype(body()) {
 }
 
 void Table::Reload() const {
-  def_ = TableDef::Load(pager(), def_.page);
-  rules_.resize(def_.columns.size());
+  TableState state = load_();
+  state.rules.resize(state.def.columns.size());
+  def_ = std::move(state.def);
+  rules_ = std::move(state.rules);
   epoch_ = pager().epoch();
 }
 
 const TableDef& Table::def() const {
   if (epoch_ != pager().epoch()) Reload();
   return def_;
-}
-
-void Table::ReplaceDef(TableDef def, std::vector<ColumnRules> rules) {
-  def_ = std::move(def);
-  rules_ = std::move(rules);
-  rules_.resize(def_.columns.size());
-  epoch_ = pager().epoch();
 }
 
 std::size_t Table::OrdinalOf(std::string_view column) const {

@@ -27,6 +27,12 @@ struct ColumnRules {
   std::string default_expression;  // empty: none
 };
 
+// What a table is, as its pages and its properties say together.
+struct TableState {
+  TableDef def;
+  std::vector<ColumnRules> rules;  // by ordinal, or empty
+};
+
 struct FieldChange {
   std::size_t ordinal = 0;
   Value value;
@@ -34,13 +40,17 @@ struct FieldChange {
 
 class Table {
  public:
-  // `rules` by ordinal, or empty; `now` for Date() and Now() in defaults.
-  Table(PageAllocator& allocator, std::string name, TableDef def, std::vector<ColumnRules> rules,
+  // `load` gives the state as it is now: at once, and again whenever pages went
+  // back to an older one. `now` for Date() and Now() in defaults.
+  Table(PageAllocator& allocator, std::string name, std::function<TableState()> load,
         std::function<DateTime()> now);
 
   const std::string& name() const { return name_; }
   const TableDef& def() const;
-  const std::vector<ColumnRules>& rules() const { return rules_; }
+  const std::vector<ColumnRules>& rules() const {
+    def();
+    return rules_;
+  }
   // The order by which column names compare.
   SortOrder name_order() const;
   std::uint32_t row_count() const { return def().row_count; }
@@ -91,15 +101,13 @@ class Table {
   // The first row whose key is `values` in the given tree; kUnsortable.
   std::optional<RowId> Lookup(std::size_t real, std::span<const Value> values) const;
 
-  // For whoever changes the definition (columns, indexes): take it, change it,
-  // store it, put it back.
-  void ReplaceDef(TableDef def, std::vector<ColumnRules> rules);
+  // After the stored definition or the properties were changed.
+  void Reload() const;
   PageAllocator& allocator() const { return *allocator_; }
 
  private:
   friend class TableScan;
   struct KeyChange;
-  void Reload() const;
   template <class Body>
   auto Named(Body&& body) const -> decltype(body());
   bool IsDataPage(PageView bytes) const;
@@ -128,9 +136,10 @@ class Table {
 
   PageAllocator* allocator_;
   std::string name_;
+  std::function<TableState()> load_;
   mutable TableDef def_;
-  mutable std::uint64_t epoch_ = 0;
   mutable std::vector<ColumnRules> rules_;
+  mutable std::uint64_t epoch_ = 0;  // of the two
   std::function<DateTime()> now_;
   RowEncoder encoder_;
   // The page that takes new rows, found sound; good in tail_epoch_.

@@ -351,7 +351,7 @@ TEST_F(DatabaseTest, ForgetsEverythingThatWasNotCommitted) {
   database->CreateTable({.name = "kept", .columns = {{.name = "a"}}});
   database->Commit();
   const auto kept = database->OpenTable("kept");
-  database->CreateTable({.name = "gone"});
+  const auto gone = database->CreateTable({.name = "gone"});
   database->AppendColumn("kept", {.name = "b", .required = true});
   database->SetPassword("pw");
   EXPECT_TRUE(database->header().has_password());
@@ -360,10 +360,51 @@ TEST_F(DatabaseTest, ForgetsEverythingThatWasNotCommitted) {
   EXPECT_FALSE(database->Find("gone"));
   EXPECT_EQ(database->OpenTable("kept"), kept);
   EXPECT_EQ(kept->def().columns.size(), 1u);
+  EXPECT_EQ(CodeOf([&] { gone->def(); }), ErrorCode::kTableMissing);
   database->CreateTable({.name = "other", .columns = {{.name = "z"}}});
+  EXPECT_EQ(CodeOf([&] { gone->First(); }), ErrorCode::kTableMissing) << "its page is another's";
   EXPECT_EQ(database->OpenTable("other")->def().columns[0].name, "z");
   database->Commit();
   ExpectSound(path(), true);
+}
+
+// A table in hand follows its properties into a change and back out of it,
+// whether or not anybody opens it anew.
+TEST_F(DatabaseTest, ATableInHandHasTheRulesOfTheFile) {
+  const auto database = Create();
+  const auto table = database->CreateTable(
+      {.name = "t", .columns = {{.name = "a", .type = ColumnType::kText, .max_size = 9}}});
+  database->Commit();
+  const std::vector<Value> null{Null{}}, empty{std::string()};
+  const auto change = [&] {
+    const ObjectInfo object = *database->Find("t");
+    Properties properties = database->LoadProperties(object);
+    properties.SetBoolean(kJapanese, "a", kRequiredProperty, true);
+    properties.SetBoolean(kJapanese, "a", kAllowZeroLengthProperty, false);
+    properties.SetText(kJapanese, "a", kDefaultValueProperty, ColumnType::kMemo, 1, "\"d\"");
+    database->StoreProperties(object, properties);
+    EXPECT_EQ(CodeOf([&] { table->Insert(null); }), ErrorCode::kRequired);
+    EXPECT_EQ(CodeOf([&] { table->Insert(empty); }), ErrorCode::kZeroLength);
+    EXPECT_EQ(table->NewRow()[0], Value(std::string("d")));
+  };
+  change();
+  database->Discard();
+  EXPECT_FALSE(table->rules()[0].required);
+  EXPECT_EQ(table->NewRow(), null);
+  {
+    Scope scope(database->pager());
+    change();
+  }
+  const RowId row = table->Insert(null);
+  const FieldChange to_empty{0, empty[0]};
+  table->Update(row, {&to_empty, 1});
+  change();
+  database->Commit();
+  database->Discard();
+  EXPECT_EQ(CodeOf([&] {
+              table->Update(row, std::vector<FieldChange>{{0, Null{}}});
+            }),
+            ErrorCode::kRequired);
 }
 
 TEST_F(DatabaseTest, KeepsAQueryWithItsText) {
@@ -428,7 +469,7 @@ TEST_F(DatabaseTest, ReadsTheQueriesOfRealFiles) {
       EXPECT_EQ(definition.rows[1].attribute, QueryRow::kEnd);
     }
   }
-  EXPECT_EQ(queries, 9u);
+  EXPECT_GE(queries, 9u);
 }
 
 TEST_F(DatabaseTest, ChangesEveryRealFileAndLeavesItsRows) {
