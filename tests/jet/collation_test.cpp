@@ -74,6 +74,12 @@ TEST(TextKey, PacksKanaInThreesAndFillsInSevens) {
   // Twelve kana: normal, small and prolonged ones, two fill bytes.
   std::string key = AscendingHex(kJapanese, Repeated("ア", 12));
   EXPECT_EQ(key, "7F" + Repeated("7F02", 12) + "010101FF028080FF808000");
+  for (const auto& [kana, fill] : {std::pair{7, 1}, {8, 2}, {14, 2}, {15, 3}}) {
+    EXPECT_EQ(AscendingHex(kJapanese, Repeated("ア", kana)),
+              "7F" + Repeated("7F02", kana) + "010101FF02" + Repeated("80", fill) + "FF" +
+                  Repeated("80", fill) + "00")
+        << kana;
+  }
   EXPECT_THAT(AscendingHex(kJapanese, Repeated("ァ", 200)),
               HasSubstr("010101" + Repeated("AA", 66) + "A8FF02" + Repeated("80", 29) + "FF"));
   // Word-sort records behind kana, and one whose place does not fit one byte.

@@ -267,6 +267,51 @@ TEST_F(DatabaseTest, IndexesRowsThatAreThere) {
   ExpectSound(path(), true);
 }
 
+TEST_F(DatabaseTest, NullsThatAreThereDoNotCollideInAUniqueIndex) {
+  const auto database = Create();
+  const auto table =
+      database->CreateTable({.name = "t", .columns = {{.name = "a"}, {.name = "b"}}});
+  const Value one = std::int32_t{1};
+  for (int i = 0; i < 2; ++i) {
+    table->Insert(std::vector<Value>{one, Null{}});
+    table->Insert(std::vector<Value>{Null{}, Null{}});
+  }
+  database->AddIndex("t", {.name = "b", .columns = {"b"}, .unique = true});
+  EXPECT_EQ(table->def().real_indexes[0].distinct_keys, 1u);
+  database->Commit();
+  ExpectSound(path(), true);
+  database->AddIndex("t", {.name = "ab", .columns = {"a", "b"}, .unique = true});
+  EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 2u);
+  table->Insert(std::vector<Value>{one, Null{}});
+  table->Insert(std::vector<Value>{one, one});
+  EXPECT_EQ(CodeOf([&] { table->Insert(std::vector<Value>{one, one}); }), ErrorCode::kDuplicateKey);
+}
+
+// The least row, whatever its texts: 4060 bytes fit a page, one more does not.
+TEST_F(DatabaseTest, TheLeastRowMayFillAPage) {
+  const auto database = Create();
+  for (const bool variable : {false, true}) {
+    std::vector<ColumnSpec> columns;
+    const auto add = [&](ColumnType type) {
+      columns.push_back(
+          {.name = "c" + std::to_string(columns.size()), .type = type, .max_size = 1});
+    };
+    for (int i = 0; i < 236; ++i) add(ColumnType::kNumeric);
+    add(ColumnType::kDouble);
+    add(variable ? ColumnType::kInteger : ColumnType::kLong);
+    if (variable) add(ColumnType::kText);
+    const std::string name = variable ? "v" : "f";
+    const auto table = database->CreateTable({.name = name, .columns = columns});
+    table->Insert(std::vector<Value>(columns.size()));
+    EXPECT_EQ(
+        CodeOf([&] { database->AppendColumn(name, {.name = "x", .type = ColumnType::kByte}); }),
+        ErrorCode::kRowTooLong);
+    database->AppendColumn(name, {.name = "x", .type = ColumnType::kBoolean});
+  }
+  database->Commit();
+  ExpectSound(path(), true);
+}
+
 TEST_F(DatabaseTest, RefusesWhatTheFormatDoesNotAllowAndChangesNothing) {
   const auto database = Create();
   ColumnSpec text{.name = "x", .type = ColumnType::kText, .max_size = 255};

@@ -394,6 +394,54 @@ TEST(IndexTest, LeavesFilesThatTheCheckersFindSound) {
   test_support::ExpectSound(path, true);
 }
 
+// Seven entries fill a leaf: keys of 500 bytes that have nothing in common.
+Bytes BigKey(std::uint8_t first) {
+  Bytes key(500, first);
+  key.back() = 0;
+  return key;
+}
+
+// The leaf on the left ends below its separator; the same key stands behind it.
+TEST(IndexTest, FindsAnEqualKeyBehindAStaleSeparator) {
+  TreeFile tree;
+  for (std::uint8_t i = 1; i <= 6; ++i) tree.Insert(BigKey(i), Row(i));
+  tree.Insert(BigKey(7), Row(7));
+  tree.Insert(BigKey(7), Row(8));
+  ASSERT_EQ(tree.Check().pages, 3u);
+  {
+    Scope scope(tree.pager());
+    const PageNumber leaf = tree.index().First().page();
+    IndexPageEditor left(leaf, tree.pager().Edit(leaf), tree.def().page);
+    left.Erase(left.Last());
+    scope.Commit();
+  }
+  ASSERT_EQ(tree.Check().stale_separators, 1u);
+  EXPECT_FALSE(tree.Insert(BigKey(7), Row(7)));
+  EXPECT_FALSE(tree.Insert(BigKey(7), Row(6)));
+  EXPECT_TRUE(tree.Insert(BigKey(8), Row(9)));
+  EXPECT_THAT(tree.Check().faults, IsEmpty());
+}
+
+// Separators follow downwards through all levels when a node loses its last leaf,
+// be it the last node or one before it.
+TEST(IndexTest, ANodeThatLosesItsLastLeafEndsLower) {
+  for (const bool rising : {true, false}) {
+    TreeFile tree;
+    for (std::uint32_t i = 0; i < 120; ++i) {
+      const std::uint32_t n = rising ? i : 119 - i;
+      tree.Insert(BigKey(static_cast<std::uint8_t>(n + 1)), Row(n));
+    }
+    ASSERT_EQ(tree.Check().height, 3u);
+    for (std::uint32_t i = 120; i-- > 0;) {
+      const std::uint32_t n = (i + 100) % 120;
+      ASSERT_TRUE(tree.Erase(BigKey(static_cast<std::uint8_t>(n + 1)), Row(n)));
+      const TreeReport report = tree.Check();
+      ASSERT_THAT(report.faults, IsEmpty()) << n;
+      ASSERT_EQ(report.stale_separators, 0u) << n;
+    }
+  }
+}
+
 // ---- failure
 
 TEST(IndexTest, PutsEverythingBackWhenTheScopeIsDropped) {

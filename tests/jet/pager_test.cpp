@@ -77,6 +77,19 @@ TEST_F(PagerTest, AWalkSeesEveryPageAsItIs) {
   EXPECT_EQ(held.bytes()[0], 3);
 }
 
+TEST_F(PagerTest, WhatWasReadAheadEndsWithAFlush) {
+  auto pager = Make(200, {.clean_bytes = 4 * kPageSize});
+  for (std::uint32_t page = 8; page < 20; ++page) First(*pager, page);  // and 20 ahead
+  {
+    Scope scope(*pager);
+    Set(*pager, 20, 250);
+    scope.Commit();
+  }
+  pager->Flush();
+  for (std::uint32_t page = 40; page < 200; page += 20) First(*pager, page);
+  EXPECT_EQ(First(*pager, 20), 250);
+}
+
 TEST_F(PagerTest, ScopesNest) {
   auto pager = Make(4);
   Scope outer(*pager);
@@ -130,6 +143,25 @@ TEST_F(PagerTest, DiscardGoesBackToTheFile) {
   EXPECT_FALSE(pager->changed());
 }
 
+TEST_F(PagerTest, LeftoversAreCutBehindThePagesThatWereThere) {
+  // A tail's head on page 6: written when the file had 4 pages, for 6.
+  for (const std::uint32_t highest : {2u, 4u}) {
+    Make(9).reset();
+    std::string bytes = test_support::ReadFileBytes(path_);
+    const std::string head = std::string("DBU FLUSH HEAD1\n") + '\4' + std::string(3, '\0') + '\6' +
+                             std::string(3, '\0') + '\1' + std::string(3, '\0');
+    test_support::WriteFileBytes(path_, bytes.replace(6 * kPageSize, head.size(), head));
+    auto pager = Reopen();
+    First(*pager, 8);
+    pager->CutLeftovers({highest});
+    EXPECT_EQ(pager->page_count(), std::max(4u, highest + 1)) << highest;
+    EXPECT_THROW(pager->Read({6}), Error);
+    pager.reset();
+    EXPECT_EQ(test_support::ReadFileBytes(path_),
+              bytes.substr(0, std::max(4u, highest + 1) * kPageSize));
+  }
+}
+
 TEST_F(PagerTest, GrowsOverAGapOfZeroPages) {
   auto pager = Make(2);
   Scope scope(*pager);
@@ -161,7 +193,14 @@ TEST_F(PagerTest, EncodedPagesAreReadInClearAndWrittenEncoded) {
   auto pager = Reopen();
   pager->SetPageKey(0x12345678);
   EXPECT_EQ(First(*pager, 1), 0xAB);
-  EXPECT_EQ(First(*pager, 2), 0xAB);
+  const PageRef held = pager->Read({2});
+  {
+    Scope scope(*pager);
+    Set(*pager, 2, 1);
+    scope.Commit();
+  }
+  pager->Discard();
+  EXPECT_EQ(std::ranges::count(held.bytes(), 0xAB), static_cast<std::ptrdiff_t>(kPageSize));
 }
 
 TEST_F(PagerTest, Limits) {

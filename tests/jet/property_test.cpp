@@ -41,6 +41,9 @@ TEST(Properties, ReadsWritesAndEditsABlob) {
 
   properties.Remove(kJapanese, "ハゼ", kRequiredProperty);
   EXPECT_EQ(properties.Find(kJapanese, "ﾊｾﾞ", kRequiredProperty), nullptr);
+  Properties bare = properties;
+  bare.Remove(kJapanese, "ハゼ", kDefaultValueProperty);
+  EXPECT_EQ(bare.groups().size(), 1u) << "a column without values has no chunk";
   EXPECT_TRUE(properties.RemoveColumn(kJapanese, "ハゼ"));
   EXPECT_FALSE(properties.RemoveColumn(kJapanese, "ハゼ"));
   properties.Remove(kJapanese, {}, "DOL");

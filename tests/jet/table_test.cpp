@@ -1,0 +1,82 @@
+// Rows and the pages they stand on.
+#include "jet/table.h"
+
+#include <gmock/gmock.h>
+
+#include "jet/database.h"
+#include "tests/support/temp_db.h"
+
+namespace jet {
+namespace {
+
+using ::testing::ElementsAre;
+
+class TableTest : public ::testing::Test {
+ protected:
+  static std::vector<Value> Row(std::int32_t i) { return {i, Bytes(500, 7)}; }  // seven a page
+  std::shared_ptr<Table> Make(const std::string& name) {
+    return database_->CreateTable(
+        {.name = name,
+         .columns = {{.name = "n"}, {.name = "b", .type = ColumnType::kBinary, .max_size = 500}}});
+  }
+  static std::vector<RowId> Fill(Table& table, std::int32_t from, std::int32_t to) {
+    std::vector<RowId> ids;
+    for (; from < to; ++from) ids.push_back(table.Insert(Row(from)));
+    return ids;
+  }
+  static std::vector<std::int32_t> Numbers(const Table& table) {
+    std::vector<std::int32_t> numbers;
+    for (TableScan scan(table); scan.Next();) {
+      numbers.push_back(std::get<std::int32_t>(scan.row().Get(0)));
+    }
+    return numbers;
+  }
+  ~TableTest() override {
+    database_->Commit();
+    database_.reset();
+    test_support::ExpectSoundByOurs(path_, true);
+  }
+
+  test_support::TempFolder folder_;
+  std::string path_ = folder_.File("rows.mdb");
+  std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
+  std::unique_ptr<Database> database_ = Database::Create(*files_, path_, {});
+};
+
+// The page that took new rows may belong to another table after an undo.
+TEST_F(TableTest, AnUndoForgetsThePageThatTakesNewRows) {
+  const auto one = Make("one"), other = Make("other");
+  Fill(*one, 0, 7);
+  database_->Commit();
+  const RowId opened = one->Insert(Row(7));
+  ASSERT_NE(opened.page, one->First()->page);
+  database_->Discard();
+  EXPECT_EQ(other->Insert(Row(100)).page, opened.page);
+  EXPECT_NE(one->Insert(Row(8)).page, opened.page);
+  EXPECT_THAT(Numbers(*one), ElementsAre(0, 1, 2, 3, 4, 5, 6, 8));
+  EXPECT_THAT(Numbers(*other), ElementsAre(100));
+}
+
+TEST_F(TableTest, TakesNewRowsAfterThoseOfItsLastPageAreDeleted) {
+  const auto table = Make("t");
+  const std::vector<RowId> ids = Fill(*table, 0, 16);
+  for (std::size_t i = 14; i < 16; ++i) table->Delete(ids[i]);
+  EXPECT_EQ(table->Last(), ids[13]);
+  const RowId again = table->Insert(Row(16));
+  EXPECT_EQ(table->Last(), again);
+  table->Delete(again);
+  for (std::size_t i = 7; i < 14; ++i) table->Delete(ids[i]);
+  const RowId behind = table->Insert(Row(17));
+  EXPECT_EQ(table->Last(), behind);
+  EXPECT_THAT(Numbers(*table), ElementsAre(0, 1, 2, 3, 4, 5, 6, 17));
+  for (std::size_t i = 0; i < 7; ++i) table->Delete(ids[i]);
+  const PageNumber kept = table->Last()->page;
+  table->Delete(*table->Last());
+  EXPECT_EQ(table->First(), std::nullopt);
+  EXPECT_EQ(Fill(*table, 18, 20)[1].page, kept) << "the last page stays with its table";
+  EXPECT_THAT(Numbers(*table), ElementsAre(18, 19));
+  EXPECT_EQ(table->row_count(), 2u);
+}
+
+}  // namespace
+}  // namespace jet
