@@ -9,9 +9,6 @@
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
-using testing::ElementsAre;
-
 class TableDefTest : public ::testing::Test {
  protected:
   // Stored, and what the page then says.
