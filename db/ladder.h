@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +14,8 @@ struct LadderStep {
   std::int16_t produces = 0;   // the version afterwards
   std::string name;            // "Data_Up_19"
   std::function<void()> run;   // empty: not there yet
-  std::int16_t except = std::numeric_limits<std::int16_t>::min();  // never from this version
+  // Never from this version. Any number can be stored, so none stands for "no exception".
+  std::optional<std::int16_t> except = std::nullopt;
 };
 
 class LadderObserver {

@@ -36,7 +36,7 @@ class LadderTest : public ::testing::Test {
 
 TEST_F(LadderTest, RunsEveryStepAboveTheVersionOnceInOrder) {
   const std::vector<std::string> all = {"to 3", "to 4", "to 5a", "to 5b", "to 6", "to 7"};
-  for (int from : {2, 1, 0, -5}) EXPECT_EQ(Run(from), all);
+  for (int from : {2, 1, 0, -5, -32768}) EXPECT_EQ(Run(from), all) << from;
   EXPECT_THAT(Run(3), ElementsAre("to 4", "to 5a", "to 5b", "to 6"));
   EXPECT_THAT(Run(4), ElementsAre("to 5a", "to 5b", "to 6", "to 7"));
   EXPECT_THAT(Run(6), ElementsAre("to 7"));

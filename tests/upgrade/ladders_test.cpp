@@ -27,6 +27,7 @@ TEST(Ladders, PlanTheStepsAboveAVersion) {
   const db::Ladder& data = bench.ladder();
   EXPECT_EQ(Plan(data, 2).size(), 27U);
   EXPECT_EQ(Plan(data, -7), Plan(data, 2));
+  EXPECT_EQ(Plan(data, -32768), Plan(data, 2));  // the lowest that can be stored
   const Texts from_15 = Plan(data, 15);
   EXPECT_EQ(
       Texts(from_15.begin(), from_15.begin() + 6),
@@ -38,7 +39,7 @@ TEST(Ladders, PlanTheStepsAboveAVersion) {
   EXPECT_THAT(Plan(data, 28), ElementsAre());
 
   const db::Ladder& steps = tenkai.ladder();
-  for (std::int16_t from = 0; from <= 7; ++from) {
+  for (std::int16_t from : std::initializer_list<std::int16_t>{-32768, 0, 1, 2, 3, 4, 5, 6, 7}) {
     const Texts plan = Plan(steps, from);
     const bool take_off = std::ranges::find(plan, "Tenkai_Up_7") != plan.end();
     EXPECT_EQ(take_off, from != 3 && from < 7) << from;
