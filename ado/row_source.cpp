@@ -38,7 +38,12 @@ class TableRows : public RowSource {
   void MoveNext() override { row_ = table_->Next(*row_); }
   void MoveLast() override { row_ = table_->Last(); }
   bool at_end() const override { return !row_; }
-  std::uint64_t Count() override { return table_->row_count(); }
+  // Counted: the number in the definition may be wrong, and steps go by this one.
+  std::uint64_t Count() override {
+    std::uint64_t count = 0;
+    for (auto row = table_->First(); row; row = table_->Next(*row)) ++count;
+    return count;
+  }
   std::optional<jet::Value> Get(std::size_t field) override {
     return ReadField(*table_, *row_, field);
   }
