@@ -148,7 +148,8 @@ std::string Compose(std::string_view text, const jet::Error& error) {
 
 }  // namespace
 
-Error::Error(ErrorNumber number, std::string text) : number_(number), text_(std::move(text)) {}
+Error::Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause)
+    : number_(number), text_(std::move(text)), cause_(cause) {}
 
 Error Error::Standard(ErrorNumber number, std::string_view what) {
   const auto* row = std::ranges::find(kStandardTexts, number, &StandardText::number);

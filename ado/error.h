@@ -35,7 +35,7 @@ inline constexpr ErrorNumber kErrInvalidNull = 94;
 
 class Error : public std::exception {
  public:
-  Error(ErrorNumber number, std::string text);
+  Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause = {});
   // The standard text of the number, with `what` (a field, a table) in it where given.
   static Error Standard(ErrorNumber number, std::string_view what = {});
   static Error From(const jet::Error& error);

@@ -1,5 +1,7 @@
 #include "ado/recordset.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -16,6 +18,23 @@ constexpr int adLockPessimistic = 2;
 // What no object's name is: a text of one word is a name, any other is SQL.
 bool LooksLikeSql(std::string_view text) {
   return text.find_first_of(" \t\r\n;") != std::string_view::npos;
+}
+
+// Runs `body`, which asks for defaults of `table`: an expression that we cannot
+// evaluate is named in the error.
+template <class Body>
+auto WithDefaults(const jet::Table& table, Body&& body) -> decltype(body()) {
+  try {
+    return body();
+  } catch (const jet::Error& error) {
+    if (error.code() != jet::ErrorCode::kNotSupported) throw;
+    throw Error(kErrFail,
+                fmt::format("テーブル '{}' のフィールド '{}' の既定値の式 {} はまだ計算できません。"
+                            "このフィールドに値を設定していないため、レコードを追加できません。",
+                            error.table(), error.column(),
+                            table.rules()[table.OrdinalOf(error.column())].default_expression),
+                error.code());
+  }
 }
 
 }  // namespace
@@ -127,9 +146,15 @@ Value Recordset::Get(std::size_t index) {
   if (index >= rows_->names().size()) throw Error::Standard(kErrItemNotFound);
   RequireRow();
   const std::size_t ordinal = rows_->OrdinalOf(index);
-  if (adding_) return HandedOver(*rows_->table(), ordinal, new_row_[ordinal]);
-  for (const jet::FieldChange& change : changes_) {
-    if (change.ordinal == ordinal) return HandedOver(*rows_->table(), ordinal, change.value);
+  if (const Value* pending = PendingValue(ordinal)) {
+    return HandedOver(*rows_->table(), ordinal, *pending);
+  }
+  if (adding_) {
+    const jet::Table& table = *rows_->table();
+    return Translated([&] {
+      return HandedOver(table, ordinal,
+                        WithDefaults(table, [&] { return table.DefaultOf(ordinal); }));
+    });
   }
   std::optional<Value> value = Translated([&] { return rows_->Get(index); });
   if (!value) throw Error::Standard(kErrNoCurrentRow);
@@ -147,14 +172,18 @@ void Recordset::Set(std::string_view field, const Value& value) {
     if (ordinal >= columns.size()) throw Error::Standard(kErrItemNotFound, field);
     return ConvertTo(columns[ordinal], value);
   });
-  PendingValue(ordinal) = std::move(converted);
+  const auto pending = std::ranges::find(changes_, ordinal, &jet::FieldChange::ordinal);
+  if (pending != changes_.end()) {
+    pending->value = std::move(converted);
+  } else {
+    changes_.push_back({ordinal, std::move(converted)});
+  }
 }
 
 void Recordset::AddNew() {
   RequireOpen();
   if (read_only_) throw Error::Standard(kErrReadOnly);
   SavePending();
-  new_row_ = Translated([&] { return rows_->table()->NewRow(); });
   adding_ = true;
 }
 
@@ -172,8 +201,7 @@ void Recordset::SavePending() {
     Translated([&] {
       jet::Table& table = *rows_->table();
       if (adding) {
-        new_row_.resize(table.def().columns.size());  // columns may have come since
-        row = table.Insert(new_row_);
+        row = table.Insert(WithDefaults(table, [&] { return table.NewRow(changes_); }));
       } else {
         table.Update(rows_->row(), changes_);
       }
@@ -189,16 +217,12 @@ void Recordset::SavePending() {
 
 void Recordset::DropPending() {
   adding_ = false;
-  new_row_.clear();
   changes_.clear();
 }
 
-Value& Recordset::PendingValue(std::size_t ordinal) {
-  if (adding_) return new_row_[ordinal];
-  for (jet::FieldChange& change : changes_) {
-    if (change.ordinal == ordinal) return change.value;
-  }
-  return changes_.emplace_back(jet::FieldChange{ordinal, {}}).value;
+const Value* Recordset::PendingValue(std::size_t ordinal) const {
+  const auto change = std::ranges::find(changes_, ordinal, &jet::FieldChange::ordinal);
+  return change == changes_.end() ? nullptr : &change->value;
 }
 
 void Recordset::RequireOpen() const {

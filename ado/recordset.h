@@ -58,6 +58,8 @@ class Recordset {
   Value Get(std::string_view field);
   Value Get(std::size_t index);
   void Set(std::string_view field, const Value& value);
+  // A field that is not set before the row is saved gets its default then; read
+  // before, it shows what the default is at that moment.
   void AddNew();
   void Update();
 
@@ -69,14 +71,14 @@ class Recordset {
   void SavePending();
   void DropPending();
   std::size_t FieldOf(std::string_view name) const;
-  Value& PendingValue(std::size_t ordinal);
+  const Value* PendingValue(std::size_t ordinal) const;
 
   Connection* connection_ = nullptr;
   std::unique_ptr<RowSource> rows_;
   bool read_only_ = false;
   bool adding_ = false;
-  std::vector<Value> new_row_;             // while adding: every column of the table
-  std::vector<jet::FieldChange> changes_;  // of the current row
+  // Of the current or the new row: what was set and is not saved.
+  std::vector<jet::FieldChange> changes_;
 };
 
 }  // namespace ado

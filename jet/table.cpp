@@ -213,18 +213,21 @@ bool Table::Row::GetText(std::size_t ordinal, std::string& out) const {
   return true;
 }
 
-std::vector<Value> Table::NewRow() const {
+Value Table::DefaultOf(std::size_t ordinal) const {
   return Named([&] {
-    std::vector<Value> row(def().columns.size());
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      const ColumnDef& column = def_.columns[i];
-      if (!rules_[i].default_expression.empty()) {
-        row[i] = EvaluateDefault(column, rules_[i].default_expression, now_());
-      }
-      if (column.type == ColumnType::kBoolean && jet::IsNull(row[i])) row[i] = false;
-    }
-    return row;
+    const ColumnDef& column = def().columns[ordinal];
+    return EvaluateDefault(column, rules_[ordinal].default_expression, now_());
   });
+}
+
+// A default that we cannot evaluate is no matter where its column has a value.
+std::vector<Value> Table::NewRow(std::span<const FieldChange> given) const {
+  std::vector<Value> row(def().columns.size());
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    const auto value = std::ranges::find(given, i, &FieldChange::ordinal);
+    row[i] = value == given.end() ? DefaultOf(i) : value->value;
+  }
+  return row;
 }
 
 void Table::CheckRules(std::size_t ordinal, const Value& value) const {

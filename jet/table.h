@@ -84,9 +84,11 @@ class Table {
   // False if the row is deleted or there is none; kDamaged.
   bool Read(RowId id, Row& row) const;
 
-  // A value for every column, defaults evaluated, else Null. kNotSupported for
-  // a default expression that we cannot evaluate.
-  std::vector<Value> NewRow() const;
+  // What a column holds in a new row that gives it no value: its default, else
+  // Null. kNotSupported for a default expression that we cannot evaluate.
+  Value DefaultOf(std::size_t ordinal) const;
+  // A value for every column: the given ones, DefaultOf() the others.
+  std::vector<Value> NewRow(std::span<const FieldChange> given = {}) const;
   // `values` by ordinal, one for every column. An autonumber column may be Null:
   // it gets its number. Whole or not at all.
   RowId Insert(std::span<const Value> values);

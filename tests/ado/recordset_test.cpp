@@ -40,7 +40,8 @@ class RecordsetTest : public AdoTest {
   static constexpr const char* kInitial = "3,c,0,True|1,a,0,False|2,Null,0,True";
 
   std::string path_;
-  ado::Environment environment_{*files_, [] { return kTestNow; }};
+  jet::DateTime now_ = kTestNow;
+  ado::Environment environment_{*files_, [this] { return now_; }};
   ado::Connection connection_{environment_};
 };
 
@@ -192,6 +193,73 @@ TEST_F(RecordsetTest, SelectOverOneTableIsWrittenThroughWhenLocked) {
   EXPECT_EQ(rows.Get("名称"), Value(Text("a")));
   EXPECT_EQ(rows.RecordCount(), 3);
   EXPECT_EQ(Content(), "3,x,0,True|1,a,0,False|2,Null,0,True");
+}
+
+// The number in the definition is another program's word.
+TEST_F(RecordsetTest, RecordCountCountsTheRows) {
+  jet::Table& table = *connection_.database()->OpenTable("形状");
+  jet::TableDef def = table.def();
+  def.row_count = 9;
+  jet::Scope scope(table.allocator().pager());
+  def.StoreCounters(table.allocator().pager());
+  scope.Commit();
+  table.ReplaceDef(def, table.rules());
+  ado::Recordset rows;
+  OpenTable(rows);
+  EXPECT_EQ(rows.RecordCount(), 3);
+  table.Delete(*table.Next(*table.First()));
+  EXPECT_EQ(rows.RecordCount(), 2);
+}
+
+TEST_F(RecordsetTest, DefaultsAreEvaluatedForWhatIsNotSet) {
+  jet::TableSpec spec;
+  spec.name = "記録";
+  spec.columns = {Col("年", ColumnType::kText, 10), Col("番号", ColumnType::kLong),
+                  Col("時", ColumnType::kDateTime), Col("有効", ColumnType::kBoolean)};
+  spec.columns[0].default_expression = "=Format(Date(),\"yyyy\")";
+  spec.columns[1].default_expression = "5";
+  spec.columns[2].default_expression = "=Now()";
+  connection_.database()->CreateTable(spec);
+  ado::Recordset rows;
+  rows.Open("記録", connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  rows.AddNew();
+  EXPECT_EQ(rows.Get("番号"), Value(Long{5}));
+  EXPECT_RAISES(ado::kErrFail, rows.Get("年"));
+  rows.Set("年", Null());  // set to nothing is set
+  now_.days += 1;
+  rows.AddNew();
+  rows.Set("年", Text("2010"));
+  rows.Set("番号", Null());
+  rows.Update();
+  EXPECT_EQ(RowsOf(connection_, "記録"),
+            "Null,5,2010-01-05 12:00:00,False|2010,Null,2010-01-05 12:00:00,False");
+  rows.AddNew();
+  rows.Set("番号", Long{1});
+  const ado::Error error = ErrorOf([&] { rows.Update(); });
+  EXPECT_EQ(error.cause(), jet::ErrorCode::kNotSupported);
+  for (const char* part : {"'記録'", "'年'", "=Format(Date(),\"yyyy\")"}) {
+    EXPECT_THAT(error.text(), ::testing::HasSubstr(part));
+  }
+  EXPECT_EQ(rows.RecordCount(), 2);
+}
+
+TEST_F(RecordsetTest, ColumnsThatComeWhileARowIsAddedGetTheirDefaults) {
+  ado::Recordset rows;
+  OpenTable(rows);
+  rows.AddNew();
+  rows.Set("番号", Long{4});
+  jet::ColumnSpec late = Col("色", ColumnType::kText, 5);
+  late.default_expression = "\"赤\"";
+  connection_.database()->AppendColumn("形状", late);
+  rows.Update();
+  EXPECT_THAT(Content(), ::testing::EndsWith("|4,Null,7,False,赤"));
+}
+
+TEST_F(RecordsetTest, SystemTablesAreReadOnly) {
+  ado::Recordset rows;
+  rows.Open("MSysObjects", connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  EXPECT_RAISES(ado::kErrReadOnly, rows.Set("Name", Text("x")));
+  EXPECT_RAISES(ado::kErrReadOnly, rows.AddNew());
 }
 
 TEST_F(RecordsetTest, EmptyTableStandsAtItsEnd) {

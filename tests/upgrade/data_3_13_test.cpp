@@ -160,6 +160,22 @@ void WithBlankShape(Tables& tables) {
   rows.insert(rows.begin() + 45, {45, "空欄", 0, 0, 1});
 }
 
+// A default that we cannot evaluate is no matter to a step that sets the field.
+TEST(DataStep5, LeavesDefaultsOfTheFieldsItSets) {
+  const auto with_default = [](const char* column) {
+    return [=](Tables& tables) {
+      for (samples::BaseColumn& each : TableNamed(tables, kShapes).columns) {
+        if (each.spec.name == column) each.spec.default_expression = "=\"x\" & \"y\"";
+      }
+    };
+  };
+  for (const char* column : {"形状名", "ﾘｽﾄID"}) {
+    StepBench bench(Kind::kData, 4, with_default(column));
+    EXPECT_EQ(bench.Run("Data_Up_5"), 0) << column;
+    EXPECT_EQ(bench.Rows(kShapes).back(), "120|丸ｴﾙﾎﾞ_分割|0|0|1|");
+  }
+}
+
 TEST(DataStep13, AddsItsRowsToExactly144) {
   const struct {
     const char* name;
@@ -178,6 +194,25 @@ TEST(DataStep13, AddsItsRowsToExactly144) {
     EXPECT_EQ(bench.Count(kShapes), test.before) << test.name;
     EXPECT_EQ(bench.Run("Data_Up_13"), 0) << test.name;
     EXPECT_EQ(bench.Count(kShapes), test.after) << test.name;
+  }
+}
+
+// Rows that are there count, not what the definition says of them.
+TEST(DataStep13, CountsTheRowsItself) {
+  for (const std::size_t rows : {std::size_t{144}, std::size_t{143}}) {
+    StepBench bench(Kind::kData, 12, ResizeRows(kShapes, rows - 26));
+    bench.Edit([&](db::DbHandle&) {
+      jet::Table& table = *bench.database().OpenTable(kShapes);
+      jet::TableDef def = table.def();
+      EXPECT_EQ(def.row_count, rows);
+      def.row_count = rows == 144 ? 143 : 144;
+      jet::Scope scope(table.allocator().pager());
+      def.StoreCounters(table.allocator().pager());
+      scope.Commit();
+      table.ReplaceDef(def, table.rules());
+    });
+    ASSERT_EQ(bench.Run("Data_Up_13"), 0);
+    EXPECT_EQ(bench.Count(kShapes), rows == 144 ? 146U : 143U);
   }
 }
 

@@ -106,13 +106,11 @@ ExitCode SetVersion(Program& program, const MakeOptions& options) {
   const std::shared_ptr<jet::Table> table = database->OpenTable(tools::kVersionTable);
   const std::size_t ordinal = table->OrdinalOf(tools::kVersionField);
   const jet::Value version = ado::ConvertTo(table->def().columns[ordinal], options.version);
+  const jet::FieldChange change{ordinal, version};
   if (const std::optional<jet::RowId> first = table->First()) {
-    const jet::FieldChange change{ordinal, version};
     table->Update(*first, {&change, 1});
   } else {
-    std::vector<jet::Value> row = table->NewRow();
-    row[ordinal] = version;
-    table->Insert(row);
+    table->Insert(table->NewRow({&change, 1}));
   }
   database->Commit();
   if (options.json) {
