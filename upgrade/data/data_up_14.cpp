@@ -1,5 +1,5 @@
 // Step 14: the pickup transfer, from its tables over their rows to its queries.
-#include <cassert>
+#include <array>
 #include <string>
 
 #include "upgrade/data/data_up_m.h"
@@ -23,20 +23,39 @@ constexpr bool Contains(std::span<const IdRange> ranges, std::int16_t id) {
 }
 
 template <class Result>
-constexpr Result FirstMatch(std::span<const Rule<Result>> rules, std::int16_t id) {
+consteval Result FirstMatch(std::span<const Rule<Result>> rules, std::int16_t id) {
   for (const Rule<Result>& rule : rules) {
     if (rule.first <= id && id <= rule.last) return rule.result;
   }
-  assert(false && "a number without a rule");
-  return {};
+  throw "a number without a rule";  // so this does not compile
 }
 
-const char* ShapeText(std::span<const TextRule> rules, std::int16_t id) {
-  return Contains(kUntransferredShapes, id) ? kNotTransferred : FirstMatch(rules, id);
+// The text of every number up to `kLast`, by number.
+template <std::int16_t kFirst, std::int16_t kLast>
+consteval auto TextsOf(std::span<const TextRule> rules, std::span<const IdRange> untransferred) {
+  std::array<const char*, kLast + 1> texts{};
+  for (std::int16_t id = kFirst; id <= kLast; ++id) {
+    texts[id] = Contains(untransferred, id) ? kNotTransferred : FirstMatch(rules, id);
+  }
+  return texts;
 }
 
-const char* AccessoryText(std::span<const TextRule> rules, std::int16_t id) {
-  return Contains(kUntransferredAccessories, id) ? kNotTransferred : FirstMatch(rules, id);
+constexpr std::int16_t kLastShape{std::ssize(kShapeNames) - 1};
+consteval auto ShapeTexts(std::span<const TextRule> rules) {
+  return TextsOf<0, kLastShape>(rules, kUntransferredShapes);
+}
+
+constexpr std::int16_t kLastAccessory{std::ssize(kAccessoryNames)};
+consteval auto AccessoryTexts(std::span<const TextRule> rules) {
+  return TextsOf<1, kLastAccessory>(rules, kUntransferredAccessories);
+}
+
+consteval auto AccessoryCounts() {
+  std::array<std::int16_t, kLastAccessory + 1> counts{};
+  for (std::int16_t id = 1; id <= kLastAccessory; ++id) {
+    counts[id] = FirstMatch<std::int16_t>(kAccessoryCounts, id);
+  }
+  return counts;
 }
 
 }  // namespace
@@ -90,33 +109,40 @@ void Data_Up_M::AddCodeRows() {
 
 void Data_Up_M::AddShapeConversions() {
   db_.OpenTable("拾い転送_形状名称変換");
-  constexpr std::int16_t kShapes{std::ssize(kShapeNames)};
-  for (std::int16_t id = 0; id < kShapes; ++id) {
+  static constexpr auto kNames = ShapeTexts(kShapeChangedNames);
+  static constexpr auto kClasses = ShapeTexts(kShapeClasses);
+  static constexpr auto kSizes = ShapeTexts(kShapeSizes);
+  static constexpr auto kQuantities = ShapeTexts(kShapeQuantities);
+  for (std::int16_t id = 0; id <= kLastShape; ++id) {
     if (id == kBlankShape) continue;
     db_.AddRow();
     db_.SetField("形状名ID", id);
     db_.SetField("形状名", kShapeNames[id]);
-    db_.SetField("変更形状名", ShapeText(kShapeChangedNames, id));
-    db_.SetField("形状分類名", ShapeText(kShapeClasses, id));
-    db_.SetField("サイズ表示", ShapeText(kShapeSizes, id));
-    db_.SetField("数量表示", ShapeText(kShapeQuantities, id));
+    db_.SetField("変更形状名", kNames[id]);
+    db_.SetField("形状分類名", kClasses[id]);
+    db_.SetField("サイズ表示", kSizes[id]);
+    db_.SetField("数量表示", kQuantities[id]);
     db_.SaveRow();
   }
 }
 
 void Data_Up_M::AddAccessoryConversions() {
   db_.OpenTable("拾い転送_形状名称変換_副資材");
-  constexpr std::int16_t kAccessories{std::ssize(kAccessoryNames)};
-  for (std::int16_t id = 1; id <= kAccessories; ++id) {
+  static constexpr auto kNames = AccessoryTexts(kAccessoryChangedNames);
+  static constexpr auto kClasses = AccessoryTexts(kAccessoryClasses);
+  static constexpr auto kCounts = AccessoryCounts();
+  static constexpr auto kSizes = AccessoryTexts(kAccessorySizes);
+  static constexpr auto kQuantities = AccessoryTexts(kAccessoryQuantities);
+  for (std::int16_t id = 1; id <= kLastAccessory; ++id) {
     db_.AddRow();
     db_.SetField("形状名ID", id);
     db_.SetField("形状名", kAccessoryNames[id - 1]);
-    db_.SetField("変更形状名", AccessoryText(kAccessoryChangedNames, id));
-    db_.SetField("形状分類名", AccessoryText(kAccessoryClasses, id));
-    db_.SetField("複数登録", FirstMatch<std::int16_t>(kAccessoryCounts, id));
+    db_.SetField("変更形状名", kNames[id]);
+    db_.SetField("形状分類名", kClasses[id]);
+    db_.SetField("複数登録", kCounts[id]);
     db_.SetField("材質分岐", Contains(kBranchingAccessories, id));
-    db_.SetField("サイズ表示", AccessoryText(kAccessorySizes, id));
-    db_.SetField("数量表示", AccessoryText(kAccessoryQuantities, id));
+    db_.SetField("サイズ表示", kSizes[id]);
+    db_.SetField("数量表示", kQuantities[id]);
     db_.SaveRow();
   }
 }
