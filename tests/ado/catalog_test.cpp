@@ -119,6 +119,19 @@ TEST_F(CatalogTest, NewTableIsStoredWholeWithItsKey) {
   ExpectSound(path_);
 }
 
+TEST_F(CatalogTest, SizeOfABinaryColumnIsItsOwn) {
+  ado::Table table;
+  table.name = "記号";
+  table.AppendColumn("印", ado::adVarBinary, 20);
+  table.AppendColumn("絵", ado::adLongVarBinary, 0);
+  table.AppendColumn("名", ado::adVarWChar, 0);  // the provider's size where none is given
+  catalog_.AppendTable(table);
+  const std::vector<ado::Column> stored = table.Columns();
+  EXPECT_EQ(stored[0].defined_size, 20U);
+  EXPECT_EQ(stored[1].defined_size, 0U);
+  EXPECT_EQ(stored[2].defined_size, 255U);
+}
+
 TEST_F(CatalogTest, ColumnlessTableGetsItsColumnsAfterwards) {
   ado::Table table;
   table.name = "拾い";

@@ -136,6 +136,7 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
     return text;
   }();
   using S = std::string;
+  constexpr float kMostSingle = std::numeric_limits<float>::max();
   const Case cases[] = {
       {ColumnType::kDouble, S("0.5"), 0.5},
       {ColumnType::kDouble, S(" 7"), 7.0},
@@ -148,6 +149,16 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
       {ColumnType::kLong, std::int32_t{99999}, std::int32_t{99999}},
       {ColumnType::kLong, 2.5, std::int32_t{2}},
       {ColumnType::kLong, 3e9, {}},
+      {ColumnType::kLong, -2147483648.0, std::numeric_limits<std::int32_t>::min()},
+      {ColumnType::kLong, -2147483649.0, {}},
+      {ColumnType::kInteger, S("-32768"), std::numeric_limits<std::int16_t>::min()},
+      {ColumnType::kInteger, std::int32_t{-32769}, {}},
+      {ColumnType::kByte, 0.0, std::uint8_t{0}},
+      {ColumnType::kByte, std::int16_t{-1}, {}},
+      {ColumnType::kSingle, double{-kMostSingle}, -kMostSingle},
+      {ColumnType::kSingle, -1e39, {}},
+      {ColumnType::kCurrency, S("-900000000000000"), ado::Currency{-9'000'000'000'000'000'000}},
+      {ColumnType::kCurrency, -1e15, {}},
       {ColumnType::kInteger, std::int32_t{99999}, {}},
       {ColumnType::kInteger, S("32767"), std::int16_t{32767}},
       {ColumnType::kInteger, S("True"), std::int16_t{-1}},
@@ -175,6 +186,16 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
       {ColumnType::kDateTime, S("2010/1/4"), ado::DateTime{40182}},
       {ColumnType::kDateTime, S("18:00"), ado::DateTime{0.75}},
       {ColumnType::kDateTime, S("2010-02-29"), {}},
+      {ColumnType::kDateTime, S("1900-02-29"), {}},
+      {ColumnType::kDateTime, S("2000-02-29"), ado::DateTime{36585}},
+      {ColumnType::kDateTime, S("2000-02-30"), {}},
+      {ColumnType::kDateTime, S("2008-02-29"), ado::DateTime{39507}},
+      {ColumnType::kDateTime, S("9999-12-31 23:59"), ado::DateTime{2958465 + 1439 / 1440.0}},
+      {ColumnType::kDateTime, 2958465.5, ado::DateTime{2958465.5}},
+      {ColumnType::kDateTime, 2958466.0, {}},
+      {ColumnType::kDateTime, S("0100-01-01"), ado::DateTime{-657434}},
+      {ColumnType::kDateTime, -657434.0, ado::DateTime{-657434}},
+      {ColumnType::kDateTime, -657435.0, {}},
       {ColumnType::kDateTime, S("2010-01-04 "), {}},
       {ColumnType::kDateTime, 2.5, ado::DateTime{2.5}},
       {ColumnType::kDateTime, 1e9, {}},

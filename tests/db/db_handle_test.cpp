@@ -155,9 +155,14 @@ TEST_F(DbHandleTest, ToleratedLoopsEnd) {
   db_.LastRow();
   db_.NextRow();
   EXPECT_TRUE(db_.AtEnd());
-  db_.NextRow();
-  db_.FirstRow();
-  EXPECT_FALSE(db_.AtEnd());
+  for (void (db::DbHandle::*move)() : {&db::DbHandle::FirstRow, &db::DbHandle::LastRow}) {
+    db_.NextRow();  // from the end: fails
+    EXPECT_TRUE(db_.AtEnd());
+    (db_.*move)();
+    EXPECT_FALSE(db_.AtEnd());
+    db_.LastRow();
+    db_.NextRow();
+  }
 }
 
 TEST_F(DbHandleTest, ErrorsThatAreNoDatabaseErrorsAreNotTolerated) {

@@ -83,6 +83,10 @@ TEST_F(RunTest, Conditions) {
       {"名 Like ''", "6"},
       {"量 Like '#'", "346"},
       {"ID & '' Like '[1-35]'", "1235"},
+      {"ID & '' Like '[1-]'", "1"},
+      {"ID & '' Like '[-2]'", "2"},
+      {"ID & '' Like '[!1-]'", "23456"},
+      {"'-' Like '[a-]' And '-' Like '[-a]' And Not 'b' Like '[a-]' And ID = 3", "3"},
       // Dates, numbers, texts that are numbers.
       {"日 = #2010-01-04#", "1"},
       {"日 >= #1/4/2010 12:00 PM# And 日 < #1/5/2010#", "3"},
@@ -204,6 +208,27 @@ TEST_F(RunTest, EveryColumnType) {
   EXPECT_THAT(Rows("SELECT b FROM 型 WHERE m LIKE 'mm*' AND m > 'M'"), ElementsAre("7b"));
   EXPECT_THAT(Rows("SELECT DISTINCT m FROM 型 ORDER BY m"), ElementsAre("M", text));
   ExpectError("SELECT Sum(o) FROM 型", sql::ErrorCode::kBadValue, "binary data");
+}
+
+// No key is another's beginning, nor do two that follow each other run together.
+TEST_F(RunTest, ZeroBytesKeepGroupsOfBinariesApart) {
+  jet::TableSpec spec;
+  spec.name = "印";
+  for (const char* name : {"a", "b"}) {
+    jet::ColumnSpec& column = spec.columns.emplace_back();
+    column.name = name;
+    column.type = ColumnType::kBinary;
+    column.max_size = 20;
+  }
+  const auto table = database_->CreateTable(spec);
+  using B = jet::Bytes;
+  for (const Row& row : {Row{B{1}, B{2, 0, 0, 3, 4}}, Row{B{1, 0, 0, 3, 2}, B{4}},
+                         Row{B{1, 0}, B{}}, Row{B{1}, B{0}}, Row{B{1}, B{0, 0}}, Row{B{1}, B{0}}}) {
+    table->Insert(row);
+  }
+  EXPECT_THAT(Sorted("SELECT Count(*) FROM 印 GROUP BY a, b"),
+              ElementsAre("1", "1", "1", "1", "2"));
+  EXPECT_EQ(Rows("SELECT DISTINCT a, b FROM 印").size(), 5u);
 }
 
 TEST_F(RunTest, RowsOfOtherProgramsRunOrSayWhyNot) {

@@ -293,6 +293,36 @@ TEST(DataStep23, FailsOnAQueryOfItsName) {
   EXPECT_EQ(bench.Columns("拾い転送_Base").back(), "相ＦＧ 5 0!");
 }
 
+// Sums of 相FG, though the column is 相ＦＧ; one line.
+constexpr const char* kClassSums =
+    "SELECT 拾い転送_Base.見積選択, 拾い転送_Base.入力分類, 拾い転送_Base.現場名, "
+    "拾い転送_Base.階, 拾い転送_Base.系統, Sum(拾い転送_Base.FG) AS FGの合計, "
+    "Sum(拾い転送_Base.SUSFG) AS SUSFGの合計, Sum(拾い転送_Base.亜鉛FG) AS 亜鉛FGの合計, "
+    "Sum(拾い転送_Base.補強) AS 補強の合計, Sum(拾い転送_Base.SUS補強) AS SUS補強の合計, "
+    "Sum(拾い転送_Base.亜鉛補強) AS 亜鉛補強の合計, Sum(拾い転送_Base.[ボックスペンキ㎡]) AS "
+    "ボックスペンキ㎡の合計, Sum(拾い転送_Base.[ボックスペンキ㎡（プラズマ）]) AS "
+    "ボックスペンキ㎡（プラズマ）の合計, Sum(拾い転送_Base.開口数) AS 開口数の合計, "
+    "Sum(拾い転送_Base.排煙ダクトシール㎡) AS 排煙ダクトシール㎡の合計, "
+    "Sum(拾い転送_Base.[排煙ダクトシール㎡(プラズマ)]) AS "
+    "[排煙ダクトシール㎡(プラズマ)の合計], Sum(拾い転送_Base.[ダクトシール㎡]) AS "
+    "ダクトシール㎡の合計, Sum(拾い転送_Base.[ダクトシール㎡（プラズマ）]) AS "
+    "ダクトシール㎡（プラズマ）の合計, Sum(拾い転送_Base.特殊ダクトシール㎡) AS "
+    "特殊ダクトシール㎡の合計, Sum(拾い転送_Base.特殊ダクトシール㎡（プラズマ）) AS "
+    "特殊ダクトシール㎡（プラズマ）の合計, Sum(拾い転送_Base.三井ハゼ㎡) AS "
+    "三井ハゼ㎡の合計, Sum(拾い転送_Base.三井ハゼ㎡（プラズマ）) AS "
+    "三井ハゼ㎡（プラズマ）の合計, Sum(拾い転送_Base.[リブ㎡]) AS リブ㎡の合計, "
+    "Sum(拾い転送_Base.[リブ㎡（プラズマ）]) AS リブ㎡（プラズマ）の合計, "
+    "Sum(拾い転送_Base.縦補強) AS 縦補強の合計, Sum(拾い転送_Base.SUS縦補強) AS "
+    "SUS縦補強の合計, Sum(拾い転送_Base.亜鉛縦補強) AS 亜鉛縦補強の合計, "
+    "Sum(拾い転送_Base.相FG) AS 相FGの合計 From 拾い転送_Base GROUP BY "
+    "拾い転送_Base.見積選択, 拾い転送_Base.入力分類, 拾い転送_Base.現場名, 拾い転送_Base.階, "
+    "拾い転送_Base.系統;";
+
+TEST(DataStep23, StoresItsQueryCharacterForCharacter) {
+  StepBench bench(Kind::kData, 23);
+  EXPECT_EQ(bench.Queries().back().command_text, kClassSums);
+}
+
 // The query asks for the new column by another width, in the session that made it.
 TEST(DataStep23, StoresAQueryThatRunsAtOnce) {
   StepBench bench(Kind::kData, 22);
@@ -338,9 +368,16 @@ TEST(DataStep27, RenamesOneShapeAndAddsTheLast) {
     }
     const Texts conversions = bench.Rows("拾い転送_形状名称変換");
     ASSERT_EQ(conversions.size(), 160U);
-    EXPECT_EQ(conversions[146], "147|丸WRTYB管|-|-|-|-|");
-    EXPECT_EQ(conversions[152], "153|変形短管|短管|角ダクト|特殊|㎡数|");
-    EXPECT_EQ(conversions[159], "160|ｶﾞﾗﾘﾁｬﾝﾊﾞｰﾎﾞｯｸｽ型|ガラリ|角ダクト|W1_L1_H1|個数|");
+    EXPECT_THAT(
+        Texts(conversions.begin() + 146, conversions.end()),
+        ElementsAre("147|丸WRTYB管|-|-|-|-|", "148|丸RB管|-|-|-|-|", "149|丸WOT|-|-|-|-|",
+                    "150|丸Oﾋﾟﾝｷｰ|-|-|-|-|", "151|丸Oｶﾗｰ|-|-|-|-|",
+                    "152|S90|角ダクト㎡|角ダクト|特殊|ダクト㎡|",
+                    "153|変形短管|短管|角ダクト|特殊|㎡数|", "154|丸TY管|-|-|-|-|",
+                    "155|丸RTY管|-|-|-|-|", "156|丸両角度短管|直管|丸ダクト|W1|個数|",
+                    "157|丸H管|-|-|-|-|", "158|BL6面ﾎﾞｯｸｽ分離|６面ボックス|角ダクト|W1_L1_H1|個数|",
+                    "159|丸ｴﾙﾎﾞ_横繋ぎ|９０°エルボ|丸ダクト|W1|個数|",
+                    "160|ｶﾞﾗﾘﾁｬﾝﾊﾞｰﾎﾞｯｸｽ型|ガラリ|角ダクト|W1_L1_H1|個数|"));
   }
 }
 
