@@ -4,7 +4,7 @@
 #pragma once
 
 #include "jet/header.h"
-#include "jet/usage_map.h"
+#include "jet/page_allocator.h"
 
 namespace jet {
 

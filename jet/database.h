@@ -11,11 +11,11 @@
 
 #include "jet/file.h"
 #include "jet/header.h"
+#include "jet/page_allocator.h"
 #include "jet/pager.h"
 #include "jet/property.h"
 #include "jet/stored_query.h"
 #include "jet/table.h"
-#include "jet/usage_map.h"
 
 namespace jet {
 

@@ -6,8 +6,8 @@
 #include <array>
 
 #include "jet/index_page.h"
+#include "jet/page_allocator.h"
 #include "jet/table_def.h"
-#include "jet/usage_map.h"
 
 namespace jet {
 

@@ -7,8 +7,8 @@
 //   the value, if inline
 #pragma once
 
+#include "jet/page_allocator.h"
 #include "jet/table_def.h"
-#include "jet/usage_map.h"
 
 namespace jet {
 

@@ -21,6 +21,8 @@ namespace jet {
 
 class Pager;
 
+inline constexpr std::uint32_t kPagesPerBitmap = 32736;  // of a bitmap page of a usage map
+
 // Read access to a page in the cache; must not outlive its pager. The page stays
 // there as long as the reference lives; an Edit of the same page shows through it.
 class PageRef {

@@ -12,10 +12,10 @@
 
 #include "jet/index.h"
 #include "jet/index_key.h"
+#include "jet/page_allocator.h"
 #include "jet/row.h"
 #include "jet/slotted_page.h"
 #include "jet/table_def.h"
-#include "jet/usage_map.h"
 #include "jet/value.h"
 
 namespace jet {

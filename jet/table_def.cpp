@@ -5,9 +5,9 @@
 
 #include "jet/bytes.h"
 #include "jet/collation.h"
+#include "jet/page_allocator.h"
 #include "jet/row.h"
 #include "jet/text.h"
-#include "jet/usage_map.h"
 
 namespace jet {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "jet/page_allocator.h"
 #include "jet/table_def.h"
-#include "jet/usage_map.h"
 
 namespace test_support {
 

@@ -1,0 +1,63 @@
+// The row of a usage map in hand, and the bits in it and on its bitmap pages: what
+// the maps and the allocator of pages share.
+#pragma once
+
+#include <algorithm>
+#include <optional>
+
+#include "jet/bytes.h"
+#include "jet/pager.h"
+
+namespace jet {
+
+inline constexpr std::uint8_t kInlineMap = 0;
+inline constexpr std::uint8_t kReferenceMap = 1;
+inline constexpr std::size_t kInlineBits = 5;  // where the bitmap starts in the row
+inline constexpr std::size_t kBitmapBits = 4;  // ... and on a bitmap page
+inline constexpr std::uint16_t kBitmapPageType = 0x0105;
+inline constexpr std::size_t kReferenceEntries = 17;
+
+inline bool TestBit(ByteView bits, std::uint32_t bit) {
+  return (bits[bit / 8] >> (bit % 8) & 1) != 0;
+}
+void PutBit(std::span<std::uint8_t> bits, std::uint32_t bit, bool on);
+std::optional<std::uint32_t> FirstBit(ByteView bits, std::uint32_t from);
+// The highest set bit up to `limit`.
+std::optional<std::uint32_t> LastBit(ByteView bits, std::uint32_t limit);
+
+class MapRow {
+ public:
+  MapRow(Pager& pager, RowId at);
+
+  bool is_inline() const { return row_[0] == kInlineMap; }
+  std::uint32_t start() const { return GetU32(row_, 1); }
+  ByteView bits() const { return row_.subspan(kInlineBits); }
+  std::uint32_t bit_count() const { return static_cast<std::uint32_t>(bits().size() * 8); }
+  bool Covers(PageNumber page) const {
+    return page.value >= start() && page.value - start() < bit_count();
+  }
+
+  std::size_t entries() const { return std::min((row_.size() - 1) / 4, kMaxEntries); }
+  PageNumber entry(std::size_t k) const { return {GetU32(row_, 1 + 4 * k)}; }
+  PageRef Bitmap(std::size_t k) const;
+
+  // The same bytes, open for editing.
+  std::span<std::uint8_t> Edit();
+  bool Replace(ByteView bytes);
+  [[noreturn]] void Bad(const char* why) const;
+
+ private:
+  static constexpr std::size_t kMaxEntries = 64;
+  Pager& pager_;
+  RowId at_;
+  PageRef page_;
+  ByteView row_;
+};
+
+// The end of the pages that the map has a bit for.
+std::uint32_t PagesCovered(const MapRow& map);
+
+inline ByteView BitmapBits(PageView page) { return page.subspan(kBitmapBits); }
+std::span<std::uint8_t> InitBitmap(PageSpan page);
+
+}  // namespace jet
