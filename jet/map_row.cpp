@@ -68,13 +68,24 @@ bool MapRow::Replace(ByteView bytes) {
   return ReplaceRow(at_.page, pager_.Edit(at_.page), at_.row, bytes, SlotKind::kLive);
 }
 
+bool MapRow::Stretch(std::uint32_t first, std::uint32_t last) {
+  const std::size_t words = (std::size_t{last} - first) / 32 + 1;
+  const std::size_t shift = start() - first;
+  const std::size_t bitmap_bytes = std::max(4 * words, shift / 8 + bits().size());
+  if (shift % 8 != 0 || kInlineBits + bitmap_bytes > kPageSize) return false;
+  Bytes row(kInlineBits + bitmap_bytes);
+  PutU32(row, 1, first);
+  PutBytes(row, kInlineBits + shift / 8, bits());
+  return Replace(row);
+}
+
 void MapRow::Bad(const char* why) const { throw Error::Damaged(at_.page, why); }
 
 std::uint32_t PagesCovered(const MapRow& map) {
   if (map.is_inline()) return map.start() + map.bit_count();
   std::size_t k = map.entries();
   while (k > 0 && !map.entry(k - 1)) --k;
-  return static_cast<std::uint32_t>(k) * kPagesPerBitmap;
+  return map.base(k);
 }
 
 std::span<std::uint8_t> InitBitmap(PageSpan page) {

@@ -15,7 +15,7 @@ inline constexpr std::uint8_t kReferenceMap = 1;
 inline constexpr std::size_t kInlineBits = 5;  // where the bitmap starts in the row
 inline constexpr std::size_t kBitmapBits = 4;  // ... and on a bitmap page
 inline constexpr std::uint16_t kBitmapPageType = 0x0105;
-inline constexpr std::size_t kReferenceEntries = 17;
+inline constexpr std::size_t kListBytes = 1 + 4 * 17;  // 17 bitmap pages
 
 inline bool TestBit(ByteView bits, std::uint32_t bit) {
   return (bits[bit / 8] >> (bit % 8) & 1) != 0;
@@ -40,10 +40,24 @@ class MapRow {
   std::size_t entries() const { return std::min((row_.size() - 1) / 4, kMaxEntries); }
   PageNumber entry(std::size_t k) const { return {GetU32(row_, 1 + 4 * k)}; }
   PageRef Bitmap(std::size_t k) const;
+  std::uint32_t pages_per_bitmap() const { return pager_.pages_per_bitmap(); }
+  // The first page of entry k.
+  std::uint32_t base(std::size_t k) const {
+    return static_cast<std::uint32_t>(k) * pages_per_bitmap();
+  }
+  std::size_t EntryOf(PageNumber page) const { return page.value / pages_per_bitmap(); }
+  ByteView BitsOf(const PageRef& bitmap) const {
+    return bitmap.bytes().subspan(kBitmapBits, pages_per_bitmap() / 8);
+  }
 
   // The same bytes, open for editing.
   std::span<std::uint8_t> Edit();
+  // False, and nothing changed, if the page of maps has no room; else the map must be
+  // taken in hand anew.
   bool Replace(ByteView bytes);
+  // Makes an inline map begin at `first`, no later than now, and reach `last`, no
+  // earlier. False as above.
+  bool Stretch(std::uint32_t first, std::uint32_t last);
   [[noreturn]] void Bad(const char* why) const;
 
  private:
@@ -57,7 +71,6 @@ class MapRow {
 // The end of the pages that the map has a bit for.
 std::uint32_t PagesCovered(const MapRow& map);
 
-inline ByteView BitmapBits(PageView page) { return page.subspan(kBitmapBits); }
 std::span<std::uint8_t> InitBitmap(PageSpan page);
 
 }  // namespace jet

@@ -35,9 +35,7 @@ PageNumber PageAllocator::Take(PageNumber from) {
     Extend();
     page = global.FirstFrom(start);
   }
-  if (page->value >= kMaxPages) {
-    throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(pager_->path());
-  }
+  if (page->value >= kMaxPages) ThrowTooLarge();
   RequireUnused(*page);
   global.Remove(*page);
   pager_->EditNew(*page);
@@ -69,32 +67,41 @@ void PageAllocator::Extend() {
     ExtendList();
     return;
   }
-  const std::uint32_t covered = map.start() + map.bit_count();
-  if (covered >= kMaxPages) {
-    throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(pager_->path());
+  const std::uint32_t covered = PagesCovered(map);
+  if (covered >= kMaxPages) ThrowTooLarge();
+  if (covered + 32 <= map.pages_per_bitmap()) {
+    Bytes row(kInlineBits);
+    PutU32(row, 1, map.start());
+    AddBytes(row, map.bits());
+    AddU32(row, 0xFFFFFFFF);
+    if (map.Replace(row)) return;
   }
-  const ByteView bits = map.bits();
-  Bytes row(kInlineBits);
-  PutU32(row, 1, map.start());
-  AddBytes(row, bits);
-  AddU32(row, 0xFFFFFFFF);
-  if (covered + 32 <= kPagesPerBitmap && map.Replace(row)) return;
+  TurnIntoList();
+}
 
-  // The bitmap page that takes over lies behind everything that is taken.
-  const PageNumber bitmap{std::max(covered, pager_->page_count())};
-  if (map.start() != 0 || bitmap.value >= kPagesPerBitmap) {
-    map.Bad("the map of free pages does not cover the file");
-  }
-  const Bytes old_bits(bits.begin(), bits.end());
-  Bytes list(1 + 4 * kReferenceEntries);
+// The bitmap pages lie behind everything that is taken.
+void PageAllocator::TurnIntoList() {
+  MapRow map(*pager_, kGlobalMap);
+  if (map.start() != 0) map.Bad("the map of free pages does not cover the file");
+  const std::uint32_t covered = PagesCovered(map), per_page = map.pages_per_bitmap();
+  const std::uint32_t first = std::max(covered, pager_->page_count());
+  // They have bits for themselves, and one more.
+  const std::uint32_t count = first / (per_page - 1) + 1;
+  Bytes list(kListBytes);
+  if (first + count > kMaxPages || 1 + 4 * count > list.size()) ThrowTooLarge();
+  const Bytes old_bits(map.bits().begin(), map.bits().end());
   list[0] = kReferenceMap;
-  PutU32(list, 1, bitmap.value);
-  RequireUnused(bitmap);
+  for (std::uint32_t k = 0; k < count; ++k) {
+    RequireUnused({first + k});
+    PutU32(list, 1 + 4 * k, first + k);
+  }
   if (!map.Replace(list)) map.Bad("no room for the map of free pages");
-  const std::span<std::uint8_t> new_bits = InitBitmap(pager_->EditNew(bitmap));
-  PutBytes(new_bits, 0, old_bits);
-  for (std::uint32_t i = covered; i < kPagesPerBitmap; ++i) {
-    PutBit(new_bits, i, i > bitmap.value);
+  for (std::uint32_t k = 0; k < count; ++k) {
+    const std::span<std::uint8_t> bits = InitBitmap(pager_->EditNew({first + k}));
+    for (std::uint32_t i = 0; i < per_page; ++i) {
+      const std::uint32_t page = k * per_page + i;
+      PutBit(bits, i, page < covered ? TestBit(old_bits, page) : page >= first + count);
+    }
   }
 }
 
@@ -102,21 +109,37 @@ void PageAllocator::ExtendList() {
   MapRow map(*pager_, kGlobalMap);
   for (std::size_t k = 0; k < map.entries(); ++k) {
     if (map.entry(k)) continue;
-    const std::uint32_t base = static_cast<std::uint32_t>(k) * kPagesPerBitmap;
+    const std::uint32_t base = map.base(k);
     const PageNumber bitmap{std::max(base, pager_->page_count())};
     if (bitmap.value >= kMaxPages) break;
-    if (bitmap.value - base >= kPagesPerBitmap) {
+    if (bitmap.value - base >= map.pages_per_bitmap()) {
       map.Bad("the map of free pages does not cover the file");
     }
     RequireUnused(bitmap);
     PutU32(map.Edit(), 1 + 4 * k, bitmap.value);
     const std::span<std::uint8_t> bits = InitBitmap(pager_->EditNew(bitmap));
-    for (std::uint32_t i = 0; i < kPagesPerBitmap; ++i) {
+    for (std::uint32_t i = 0; i < map.pages_per_bitmap(); ++i) {
       PutBit(bits, i, base + i > bitmap.value);
     }
     return;
   }
+  ThrowTooLarge();
+}
+
+void PageAllocator::ThrowTooLarge() const {
   throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(pager_->path());
+}
+
+// A page that the map has no bit for counts as taken; so do those between.
+void PageAllocator::MarkFree(PageNumber page) {
+  MapRow map(*pager_, kGlobalMap);
+  if (map.is_inline() && !map.Covers(page)) {
+    const std::uint32_t first = std::min(map.start(), page.value - page.value % 8);
+    if (!map.Stretch(first, std::max(page.value + 1, PagesCovered(map)) - 1)) {
+      map.Bad("the map of free pages does not cover the file");
+    }
+  }
+  UsageMap(*pager_, kGlobalMap).Add(page, *this);
 }
 
 void PageAllocator::Free(PageNumber page, RowId owned_map) {
@@ -128,7 +151,7 @@ void PageAllocator::Free(PageNumber page, RowId owned_map) {
   UsageMap global(*pager_, kGlobalMap);
   if (global.Contains(page)) throw Error::Damaged(page, "a page in use is marked free");
   if (use_ && use_->taken_twice.Contains(page)) return;
-  global.Add(page, *this);
+  MarkFree(page);
   if (use_) use_->taken.Remove(page);
   search_from_ = std::min(search_from_, page.value);
 }

@@ -43,7 +43,10 @@ class PageAllocator {
  private:
   PageNumber Take(PageNumber from);
   void Extend();
+  void TurnIntoList();
   void ExtendList();
+  void MarkFree(PageNumber page);
+  [[noreturn]] void ThrowTooLarge() const;
   void RequireUnused(PageNumber page);
   Pager* pager_;
   std::function<PageUse()> census_;

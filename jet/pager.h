@@ -21,7 +21,7 @@ namespace jet {
 
 class Pager;
 
-inline constexpr std::uint32_t kPagesPerBitmap = 32736;  // of a bitmap page of a usage map
+inline constexpr std::uint32_t kPagesPerBitmap = 32736;  // what a bitmap page has bits for
 
 // Read access to a page in the cache; must not outlive its pager. The page stays
 // there as long as the reference lives; an Edit of the same page shows through it.
@@ -53,6 +53,9 @@ class PageRef {
 struct PagerLimits {
   std::size_t clean_bytes = std::size_t{32} << 20;   // unchanged pages kept
   std::size_t changed_bytes = std::size_t{1} << 30;  // changed pages, kFileTooLarge beyond
+  // Of a usage map, a multiple of 32. Less only where tests make a small file meet
+  // what large ones do; other programs do not understand such a file.
+  std::uint32_t pages_per_bitmap = kPagesPerBitmap;
 };
 
 // How changed pages reach the file.
@@ -80,6 +83,7 @@ class Pager {
   // Pages in the file as this process sees it, changes included.
   std::uint32_t page_count() const { return page_count_; }
   bool writable() const { return writable_; }
+  std::uint32_t pages_per_bitmap() const { return limits_.pages_per_bitmap; }
   const std::string& path() const;
   // 0: pages in clear. Set once, before any page but the first is read.
   void SetPageKey(std::uint32_t key) { page_key_ = key; }

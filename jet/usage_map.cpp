@@ -7,19 +7,14 @@
 #include "jet/page_allocator.h"
 
 namespace jet {
-namespace {
-
-constexpr std::uint32_t kWindow = 512;  // pages of a free-space map
-
-}  // namespace
 
 bool UsageMap::Contains(PageNumber page) const {
   const MapRow map(*pager_, at_);
   if (map.is_inline()) return map.Covers(page) && TestBit(map.bits(), page.value - map.start());
-  const std::size_t k = page.value / kPagesPerBitmap;
+  const std::size_t k = map.EntryOf(page);
   if (k >= map.entries() || !map.entry(k)) return false;
   const PageRef bitmap = map.Bitmap(k);
-  return TestBit(BitmapBits(bitmap.bytes()), page.value % kPagesPerBitmap);
+  return TestBit(map.BitsOf(bitmap), page.value - map.base(k));
 }
 
 std::optional<PageNumber> UsageMap::FirstFrom(PageNumber from) const {
@@ -30,12 +25,11 @@ std::optional<PageNumber> UsageMap::FirstFrom(PageNumber from) const {
     if (!bit) return std::nullopt;
     return PageNumber{start + *bit};
   }
-  for (std::size_t k = from.value / kPagesPerBitmap; k < map.entries(); ++k) {
+  for (std::size_t k = map.EntryOf(from); k < map.entries(); ++k) {
     if (!map.entry(k)) continue;
-    const std::uint32_t base = static_cast<std::uint32_t>(k) * kPagesPerBitmap;
+    const std::uint32_t base = map.base(k);
     const PageRef bitmap = map.Bitmap(k);
-    const auto bit =
-        FirstBit(BitmapBits(bitmap.bytes()), from.value > base ? from.value - base : 0);
+    const auto bit = FirstBit(map.BitsOf(bitmap), from.value > base ? from.value - base : 0);
     if (bit) return PageNumber{base + *bit};
   }
   return std::nullopt;
@@ -49,12 +43,11 @@ std::optional<PageNumber> UsageMap::LastUpTo(PageNumber limit) const {
     if (!bit) return std::nullopt;
     return PageNumber{map.start() + *bit};
   }
-  for (std::size_t k = std::min<std::size_t>(map.entries(), limit.value / kPagesPerBitmap + 1);
-       k-- > 0;) {
+  for (std::size_t k = std::min<std::size_t>(map.entries(), map.EntryOf(limit) + 1); k-- > 0;) {
     if (!map.entry(k)) continue;
-    const std::uint32_t base = static_cast<std::uint32_t>(k) * kPagesPerBitmap;
+    const std::uint32_t base = map.base(k);
     const PageRef bitmap = map.Bitmap(k);
-    if (const auto bit = LastBit(BitmapBits(bitmap.bytes()), limit.value - base)) {
+    if (const auto bit = LastBit(map.BitsOf(bitmap), limit.value - base)) {
       return PageNumber{base + *bit};
     }
   }
@@ -83,23 +76,31 @@ void UsageMap::AddTo(PageUse& use) const {
   for (std::size_t k = 0; k < map.entries(); ++k) {
     if (!map.entry(k)) continue;
     const PageRef bitmap = map.Bitmap(k);
-    use.taken.AddBits({static_cast<std::uint32_t>(k) * kPagesPerBitmap}, BitmapBits(bitmap.bytes()),
-                      use.taken_twice);
+    use.taken.AddBits({map.base(k)}, map.BitsOf(bitmap), use.taken_twice);
   }
 }
 
+// As the engine of the format does it, whichever way the page lies: what else its maps
+// would look like, no other program has met.
 void UsageMap::Add(PageNumber page, PageAllocator& allocator) {
   MapRow map(*pager_, at_);
-  if (map.is_inline()) {
-    if (map.Covers(page)) {
-      PutBit(map.Edit().subspan(kInlineBits), page.value - map.start(), true);
-      return;
-    }
-    if (!GrowInline(page)) TurnIntoList(allocator);
-    Add(page, allocator);
+  if (!map.is_inline()) {
+    AddToList(page, allocator);
     return;
   }
-  const std::size_t k = page.value / kPagesPerBitmap;
+  if (!map.Covers(page) && !FirstFrom({})) PutU32(map.Edit(), 1, page.value - page.value % 8);
+  if (map.Covers(page)) {
+    PutBit(map.Edit().subspan(kInlineBits), page.value - map.start(), true);
+    return;
+  }
+  const bool behind = page.value >= map.start();
+  if (!behind || !map.Stretch(map.start(), page.value)) TurnIntoList(allocator);
+  Add(page, allocator);
+}
+
+void UsageMap::AddToList(PageNumber page, PageAllocator& allocator) {
+  MapRow map(*pager_, at_);
+  const std::size_t k = map.EntryOf(page);
   if (k >= map.entries()) map.Bad("a usage map is too short for the file");
   PageNumber bitmap = map.entry(k);
   if (!bitmap) {
@@ -109,21 +110,7 @@ void UsageMap::Add(PageNumber page, PageAllocator& allocator) {
   } else {
     map.Bitmap(k);
   }
-  PutBit(pager_->Edit(bitmap).subspan(kBitmapBits), page.value % kPagesPerBitmap, true);
-}
-
-// Makes an inline map reach `page`, in steps of 32 pages. A page below the
-// window moves its start down.
-bool UsageMap::GrowInline(PageNumber page) {
-  MapRow map(*pager_, at_);
-  const std::uint32_t start = std::min(map.start(), page.value - page.value % kWindow);
-  const std::uint32_t end = std::max(page.value + 1, map.start() + map.bit_count());
-  const std::size_t bitmap_bytes = std::size_t{4} * ((end - start + 31) / 32);
-  if (kInlineBits + bitmap_bytes > kPageSize || (map.start() - start) % 8 != 0) return false;
-  Bytes row(kInlineBits + bitmap_bytes);
-  PutU32(row, 1, start);
-  PutBytes(row, kInlineBits + (map.start() - start) / 8, map.bits());
-  return map.Replace(row);
+  PutBit(pager_->Edit(bitmap).subspan(kBitmapBits), page.value - map.base(k), true);
 }
 
 void UsageMap::TurnIntoList(PageAllocator& allocator) {
@@ -131,11 +118,11 @@ void UsageMap::TurnIntoList(PageAllocator& allocator) {
   for (auto page = FirstFrom({}); page; page = FirstFrom({page->value + 1})) {
     marked.push_back(*page);
   }
-  Bytes row(1 + 4 * kReferenceEntries);
+  Bytes row(kListBytes);
   row[0] = kReferenceMap;
   MapRow map(*pager_, at_);
   if (!map.Replace(row)) map.Bad("no room for a usage map");
-  for (const PageNumber page : marked) Add(page, allocator);
+  for (const PageNumber page : marked) AddToList(page, allocator);
 }
 
 void UsageMap::Remove(PageNumber page) {
@@ -144,24 +131,21 @@ void UsageMap::Remove(PageNumber page) {
     if (map.Covers(page)) PutBit(map.Edit().subspan(kInlineBits), page.value - map.start(), false);
     return;
   }
-  const std::size_t k = page.value / kPagesPerBitmap;
+  const std::size_t k = map.EntryOf(page);
   if (k >= map.entries() || !map.entry(k)) return;
   map.Bitmap(k);
-  PutBit(pager_->Edit(map.entry(k)).subspan(kBitmapBits), page.value % kPagesPerBitmap, false);
+  PutBit(pager_->Edit(map.entry(k)).subspan(kBitmapBits), page.value - map.base(k), false);
 }
 
+// Cleared first: a map of one page moves with it, and never grows.
 void UsageMap::MarkOnly(PageNumber page, PageAllocator& allocator) {
   MapRow map(*pager_, at_);
-  if (!map.is_inline()) {
+  if (map.is_inline()) {
+    std::ranges::fill(map.Edit().subspan(kInlineBits), std::uint8_t{0});
+  } else {
     for (auto old = FirstFrom({}); old; old = FirstFrom({old->value + 1})) Remove(*old);
-    Add(page, allocator);
-    return;
   }
-  const std::span<std::uint8_t> row = map.Edit();
-  std::fill(row.begin() + kInlineBits, row.end(), std::uint8_t{0});
-  if (!map.Covers(page)) PutU32(row, 1, page.value - page.value % kWindow);
-  if (!map.Covers(page)) map.Bad("a free-space map is too short");
-  PutBit(row.subspan(kInlineBits), page.value - map.start(), true);
+  Add(page, allocator);
 }
 
 }  // namespace jet

@@ -1,7 +1,7 @@
 // Usage maps: which pages a table, a long-value column or an index owns, which
 // of them have room, and which pages of the file are free. A map is a row on a
-// page of maps; it starts as a bitmap inside the row and becomes a list of
-// bitmap pages when its range is outgrown.
+// page of maps: a bitmap inside the row, which moves and grows, or a list of bitmap
+// pages.
 //
 //   type 0  00, u32 first page, bitmap
 //   type 1  01, u32 page numbers; entry k covers pages from k * 32736
@@ -19,6 +19,8 @@ class PageAllocator;
 
 inline constexpr std::size_t kNewMapBytes = 69;       // 512 pages
 inline constexpr RowId kGlobalMap{PageNumber{1}, 0};  // of free pages
+// Beside it. Nothing in it counts; other programs keep notes there while they work.
+inline constexpr RowId kSecondMap{PageNumber{1}, 1};
 
 // What the parts of a file have in their maps.
 struct PageUse {
@@ -45,14 +47,17 @@ class UsageMap {
   // Adds the marked pages and the map's own.
   void AddTo(PageUse& use) const;
 
-  // Inside a Scope. Add may grow the row or turn it into a list.
+  // Inside a Scope. Where an inline map does not cover `page`, one that marks nothing
+  // moves to it, others grow behind their end and become lists for a page below their
+  // start, or where the page of maps is full. Of the map of free pages, which never
+  // moves, only for a page that it covers.
   void Add(PageNumber page, PageAllocator& allocator);
   void Remove(PageNumber page);
-  // Leaves exactly `page` marked: a free-space map of 512 pages around it.
+  // Leaves exactly `page` marked.
   void MarkOnly(PageNumber page, PageAllocator& allocator);
 
  private:
-  bool GrowInline(PageNumber page);
+  void AddToList(PageNumber page, PageAllocator& allocator);
   void TurnIntoList(PageAllocator& allocator);
   Pager* pager_;
   RowId at_;
