@@ -15,9 +15,13 @@ namespace {
 class Census {
  public:
   explicit Census(Pager& pager)
-      : pager_(pager), use_{PageSet(kMaxPages), PageSet(kMaxPages), true}, definitions_(kMaxPages) {
+      : pager_(pager),
+        use_{PageSet(kMaxPages), PageSet(kMaxPages), true},
+        definitions_(kMaxPages),
+        bitmaps_(kMaxPages) {
     use_.taken.Add({0});
     AddMap(kGlobalMap, Bits::kOthers);
+    AddSecondMap();
   }
 
   void AddTable(PageNumber page) {
@@ -64,11 +68,26 @@ class Census {
     if (!maps_.insert(at.packed()).second) {
       throw Error::Damaged(at.page, "a usage map that is used twice");
     }
-    return Try([&] {
-      const UsageMap map(pager_, at);
-      for (const PageNumber page : map.BitmapPages()) use_.taken.Add(page);
-      if (bits == Bits::kOwn) map.AddTo(use_);
-    });
+    const UsageMap map(pager_, at);
+    std::vector<PageNumber> bitmaps;
+    if (!Try([&] { bitmaps = map.BitmapPages(); })) return false;
+    for (const PageNumber page : bitmaps) {
+      if (bitmaps_.Contains(page)) throw Error::Damaged(page, "bits of two usage maps");
+      bitmaps_.Add(page);
+      use_.taken.Add(page);
+    }
+    return bits != Bits::kOwn || Try([&] { map.AddTo(use_); });
+  }
+
+  // Whatever is wrong with it, nothing of the file is lost by that.
+  void AddSecondMap() {
+    try {
+      for (const PageNumber page : UsageMap(pager_, kSecondMap).BitmapPages()) {
+        if (page.value < pager_.page_count()) use_.taken.Add(page);
+      }
+    } catch (const Error& error) {
+      if (error.code() == ErrorCode::kIo) throw;
+    }
   }
 
   // Some writers give their indexes no map.
@@ -101,6 +120,7 @@ class Census {
   Pager& pager_;
   PageUse use_;
   PageSet definitions_;
+  PageSet bitmaps_;
   std::unordered_set<std::uint32_t> maps_;  // packed addresses
 };
 

@@ -160,6 +160,67 @@ TEST_F(PageUseTest, APageOfTwoMapsStaysTaken) {
   EXPECT_FALSE(database->allocator().IsFree(page));
 }
 
+// A map that began high and had to go down.
+TEST_F(PageUseTest, TheBitmapPagesOfListsAreInUse) {
+  constexpr PageNumber kHigh{600};
+  std::vector<PageNumber> bitmaps;
+  Damage([&](Database& database) {
+    for (const char* name : {"甲", "乙"}) {
+      UsageMap map(database.pager(), DefOf(database, name).owned_map);
+      std::vector<PageNumber> pages;
+      for (auto page = map.FirstFrom({}); page; page = map.FirstFrom({})) {
+        pages.push_back(*page);
+        map.Remove(*page);
+      }
+      map.Add(kHigh, database.allocator());
+      for (const PageNumber page : pages) map.Add(page, database.allocator());
+      map.Remove(kHigh);
+      ASSERT_EQ(map.BitmapPages().size(), 1u);
+      bitmaps.push_back(map.BitmapPages()[0]);
+    }
+  });
+  {
+    const auto database = Open();
+    database->OpenTable("甲")->Insert(Row(1));
+    NewTable(*database);
+  }
+  Damage([&](Database& database) { MarkFree(database, bitmaps[0]); });
+  EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[0]);
+
+  Damage([&](Database& database) {
+    UsageMap(database.pager(), kGlobalMap).Remove(bitmaps[0]);
+    const RowId at = DefOf(database, "甲").owned_map;
+    const PageSpan page = database.pager().Edit(at.page);
+    PutU32(page, (GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu) + 1u, bitmaps[1].value);
+  });
+  EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[1]) << "it serves two maps";
+  EXPECT_EQ(PageOfRefusal(NewColumn), bitmaps[1]);
+}
+
+// The second row of page 1 may be a list; other programs leave it behind.
+TEST_F(PageUseTest, ABitmapPageBesideTheMapOfFreePagesIsInUse) {
+  Bytes row(69);
+  PageNumber bitmap;
+  Damage([&](Database& database) {
+    bitmap = database.allocator().Allocate();
+    PutU32(database.pager().Edit(bitmap), 0, 0x0105);
+    row[0] = 1;
+    PutU32(row, 1, bitmap.value);
+    PutU32(row, 5, 0x7FFFFFFF);  // not there
+    const PageSpan page = database.pager().Edit(kSecondMap.page);
+    PutBytes(page, GetU16(page, 16) & 0x1FFFu, row);
+  });
+  {
+    const auto database = Open();
+    NewTable(*database);
+    const PageRef page = database->pager().Read(kSecondMap.page);
+    EXPECT_THAT(page.bytes().subspan(GetU16(page.bytes(), 16) & 0x1FFFu, row.size()),
+                testing::ElementsAreArray(row));
+  }
+  Damage([&](Database& database) { MarkFree(database, bitmap); });
+  EXPECT_EQ(PageOfRefusal(NewTable), bitmap);
+}
+
 // A column of another number has no maps; its pages are in use all the same.
 TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
   PageNumber page;
