@@ -3,88 +3,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <set>
 
 #include "jet/bytes.h"
+#include "jet/check_catalog_fields.h"
 #include "jet/collation.h"
 #include "jet/header.h"
 #include "jet/property.h"
 #include "jet/system_tables.h"
-#include "jet/text.h"
 
 namespace jet::check {
 
 namespace {
 
-constexpr std::string_view kObjectsTable = "MSysObjects", kAcesTable = "MSysACEs",
-                           kQueriesTable = "MSysQueries", kRelationshipsTable = "MSysRelationships";
 // Without these a system table is not what it should be.
 constexpr std::string_view kObjectColumns[] = {"Id",         "ParentId",    "Name",    "Type",
                                                "DateCreate", "DateUpdate",  "Flags",   "Owner",
                                                "Database",   "ForeignName", "Connect", "LvProp"};
-constexpr std::string_view kAceColumns[] = {"ObjectId", "SID", "ACM", "FInheritable"};
-constexpr std::string_view kQueryColumns[] = {"ObjectId", "Attribute",  "Order", "Name1",
-                                              "Name2",    "Expression", "Flag"};
-constexpr std::string_view kRelationshipColumns[] = {"szRelationship",
-                                                     "grbit",
-                                                     "ccolumn",
-                                                     "icolumn",
-                                                     "szObject",
-                                                     "szColumn",
-                                                     "szReferencedObject",
-                                                     "szReferencedColumn"};
-
-constexpr std::int32_t kTable = 1, kDatabase = 2, kContainer = 3, kLinkedOdbc = 4, kQuery = 5,
-                       kLinked = 6;
-constexpr std::int32_t kRootId = 0x0F000000;
 constexpr std::size_t kPropertyMark = 4;  // bytes before the first chunk
 constexpr std::uint16_t kPropertyChunks[] = {0x80, 0, 1};
-constexpr std::uint8_t kQueryStart = 0, kQueryEnd = 255;
-constexpr std::uint8_t kRelationKind = LogicalIndex::kRelation;
-
-// Security ids of two bytes, in clear.
-constexpr std::array<std::uint8_t, 2> kAdmin{3, 1}, kUsers{2, 1}, kEngine{2, 3}, kCreator{2, 4};
-
-bool Is(ByteView sid, const std::array<std::uint8_t, 2>& known) {
-  return std::equal(sid.begin(), sid.end(), known.begin(), known.end());
-}
-bool IsKnownSid(ByteView sid) {
-  return sid.size() != 2 || Is(sid, kAdmin) || Is(sid, kUsers) || Is(sid, kEngine) ||
-         Is(sid, kCreator);
-}
-
-std::optional<std::int32_t> Number(const RowFields& row, std::size_t ordinal) {
-  const std::optional<ByteView>& stored = row.stored[ordinal];
-  if (!stored) return std::nullopt;
-  switch (stored->size()) {
-    case 1:
-      return (*stored)[0];
-    case 2:
-      return static_cast<std::int16_t>(GetU16(*stored, 0));
-    case 4:
-      return static_cast<std::int32_t>(GetU32(*stored, 0));
-    default:
-      return std::nullopt;
-  }
-}
-
-std::optional<std::string> Text(const RowFields& row, std::size_t ordinal) {
-  const std::optional<ByteView>& stored = row.stored[ordinal];
-  if (!stored) return std::nullopt;
-  try {
-    return DecodeText(*stored);
-  } catch (const Error&) {
-    return std::nullopt;
-  }
-}
-
-// The position of a column; behind the last one if there is none.
-std::size_t Ordinal(const TableDef& def, std::string_view name) {
-  const auto found = std::find_if(def.columns.begin(), def.columns.end(),
-                                  [name](const ColumnDef& column) { return column.name == name; });
-  return static_cast<std::size_t>(found - def.columns.begin());
-}
 
 }  // namespace
 
@@ -322,125 +259,6 @@ void CatalogCheck::RunTable(const std::string& name, TableDef def) {
     VisitRelationships(table);
   } else {
     table.Run();
-  }
-}
-
-void CatalogCheck::VisitAces(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kAceColumns)) return table.Run();
-  const std::size_t object = Ordinal(table.def(), "ObjectId"), sid = Ordinal(table.def(), "SID");
-  table.Run({}, [&](RowId id, const RowFields& row) {
-    if (const auto of = Number(row, object)) aces_.try_emplace(*of, id);
-    if (!row.stored[sid] || !IsKnownSid(context_->header.MaskSid(*row.stored[sid]))) {
-      context_->report.Problem(At(kAcesTable, id), "its security id does not fit this file");
-    }
-  });
-  aces_read_ = true;
-}
-
-void CatalogCheck::VisitQueries(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kQueryColumns)) return table.Run();
-  const std::size_t object = Ordinal(table.def(), "ObjectId"),
-                    attribute = Ordinal(table.def(), "Attribute");
-  table.Run({}, [&](RowId id, const RowFields& row) {
-    const auto of = Number(row, object);
-    const auto kind = Number(row, attribute);
-    if (!of || !kind) return;
-    QueryRows& query = queries_.try_emplace(*of, QueryRows{.first = id}).first->second;
-    ++query.rows;
-    if (*kind == kQueryStart) ++query.starts;
-    if (*kind == kQueryEnd) ++query.ends;
-  });
-  queries_read_ = true;
-}
-
-void CatalogCheck::VisitRelationships(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kRelationshipColumns)) return table.Run();
-  const std::size_t from = Ordinal(table.def(), "szObject"),
-                    to = Ordinal(table.def(), "szReferencedObject");
-  const SortOrder order = context_->header.order();
-  std::set<std::string> names;
-  for (const Object& object : objects_) {
-    const bool is_table = object.type == kTable || object.type == kLinkedOdbc ||
-                          object.type == kQuery || object.type == kLinked;
-    if (is_table && object.name) names.insert(NameKey(order, *object.name));
-  }
-  table.Run({}, [&](RowId id, const RowFields& row) {
-    for (const std::size_t ordinal : {from, to}) {
-      const auto name = Text(row, ordinal);
-      if (!name || !names.contains(NameKey(order, *name))) {
-        context_->report.Warning(
-            At(kRelationshipsTable, id),
-            fmt::format("a relationship names {}, which is no table", name.value_or("nothing")));
-      }
-    }
-  });
-}
-
-void CatalogCheck::CheckAces() {
-  for (const Object& object : objects_) {
-    if (!object.id || aces_.contains(*object.id)) continue;
-    // Objects of other programs may go without.
-    if (object.type >= kTable && object.type <= kLinked) {
-      Problem(object, "has no access-control row");
-    } else {
-      context_->report.Warning(
-          At(kObjectsTable, object.row),
-          fmt::format("object {} has no access-control row", object.name.value_or("")));
-    }
-  }
-  for (const auto& [id, row] : aces_) {
-    if (by_id_.contains(id) || id == kRootId) continue;
-    context_->report.Warning(At(kAcesTable, row), fmt::format("is for an unknown object {:X}",
-                                                              static_cast<std::uint32_t>(id)));
-  }
-}
-
-void CatalogCheck::CheckQueries() {
-  for (const Object& object : objects_) {
-    if (object.type != kQuery || !object.id) continue;
-    const auto found = queries_.find(*object.id);
-    if (found == queries_.end()) {
-      Problem(object, fmt::format("is a query without rows in {}", kQueriesTable));
-    } else if (found->second.starts != 1 || found->second.ends != 1) {
-      context_->report.Warning(
-          At(kQueriesTable, found->second.first),
-          fmt::format("query {} has {} first rows and {} last rows", object.name.value_or(""),
-                      found->second.starts, found->second.ends));
-    }
-  }
-  for (const auto& [id, query] : queries_) {
-    const auto object = by_id_.find(id);
-    if (object != by_id_.end() && object->second->type == kQuery) continue;
-    context_->report.Problem(
-        At(kQueriesTable, query.first),
-        fmt::format("belongs to object {:X}, which is no query", static_cast<std::uint32_t>(id)));
-  }
-}
-
-// Both sides of a relation name each other.
-void CatalogCheck::CheckRelations() {
-  for (const auto& [key, relation] : relations_) {
-    if (relation.kind != kRelationKind) continue;
-    const auto [page, number] = key;
-    const Place here = At(table_names_[page], PageNumber{page});
-    if (!table_names_.contains(relation.related_table)) {
-      context_->report.Problem(here, fmt::format("index {} relates to page {}, which is no table",
-                                                 relation.index, relation.related_table));
-      continue;
-    }
-    const auto other = relations_.find({relation.related_table, relation.related_index});
-    if (other == relations_.end()) {
-      context_->report.Problem(here, fmt::format("index {} relates to index {} of {}, which does "
-                                                 "not exist",
-                                                 relation.index, relation.related_index,
-                                                 table_names_[relation.related_table]));
-    } else if (other->second.related_table != page) {
-      context_->report.Problem(
-          here, fmt::format("index {} relates to index {} of {}, which relates "
-                            "to page {}",
-                            relation.index, other->second.index,
-                            table_names_[relation.related_table], other->second.related_table));
-    }
   }
 }
 

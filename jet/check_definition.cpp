@@ -3,11 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 
 #include "jet/bytes.h"
-#include "jet/collation.h"
+#include "jet/check_definition_rules.h"
 #include "jet/text.h"
 
 namespace jet::check {
@@ -41,9 +40,7 @@ class DefinitionReader {
       return std::nullopt;
     }
     if (refused_) return std::nullopt;
-    CheckColumns();
-    CheckIndexes();
-    CheckWidth();
+    CheckDefinition(*context_, table_, def_, mapped_);
     return std::move(def_);
   }
 
@@ -70,12 +67,6 @@ class DefinitionReader {
     at_ += length;
     return part;
   }
-  void CheckColumns();
-  void CheckColumn(const ColumnDef& column);
-  void CheckColumnLength(const ColumnDef& column);
-  void CheckIndexes();
-  void CheckRealIndex(std::size_t ordinal);
-  void CheckWidth();
 
   const Context* context_;
   std::string_view table_;
@@ -320,187 +311,7 @@ void DefinitionReader::PutLongValueMaps(ColumnId id, RowId owned, RowId free) {
   column->free_map = free;
 }
 
-void DefinitionReader::CheckColumns() {
-  const SortOrder order = context_->header.order();
-  std::set<std::uint16_t> ids, slots;
-  std::map<std::string, const ColumnDef*> names;
-  std::vector<const ColumnDef*> fixed;
-  for (const ColumnDef& column : def_.columns) {
-    CheckColumn(column);
-    if (!ids.insert(column.id.value).second) {
-      Problem(fmt::format("two columns have the number {}", column.id.value));
-    }
-    if (!column.fixed() && !slots.insert(column.variable_slot).second) {
-      Problem(fmt::format("two columns have the variable slot {}", column.variable_slot));
-    }
-    const auto [other, is_new] = names.try_emplace(NameKey(order, column.name), &column);
-    if (!is_new) {
-      Problem(
-          fmt::format("two columns have one name: {} and {}", other->second->name, column.name));
-    }
-    if (column.fixed() && ExactSize(column).value_or(0) != 0) fixed.push_back(&column);
-  }
-  std::sort(fixed.begin(), fixed.end(), [](const ColumnDef* a, const ColumnDef* b) {
-    return a->fixed_offset < b->fixed_offset;
-  });
-  for (std::size_t i = 1; i < fixed.size(); ++i) {
-    if (fixed[i - 1]->fixed_offset + *ExactSize(*fixed[i - 1]) > fixed[i]->fixed_offset) {
-      Problem(fmt::format("the columns {} and {} overlap", fixed[i - 1]->name, fixed[i]->name));
-    }
-  }
-}
-
-void DefinitionReader::CheckColumn(const ColumnDef& column) {
-  if (!IsKnownType(column.type)) {
-    Problem(fmt::format("column {} is of the unknown type {}", column.name,
-                        static_cast<int>(column.type)));
-    return;
-  }
-  if (column.id.value >= def_.next_column_id) {
-    Problem(fmt::format("column {} has the number {}, but the next one is {}", column.name,
-                        column.id.value, def_.next_column_id));
-  }
-  if (!column.fixed() && column.variable_slot >= def_.next_variable_slot) {
-    Problem(fmt::format("column {} has the variable slot {}, but the next one is {}", column.name,
-                        column.variable_slot, def_.next_variable_slot));
-  }
-  if (IsLongValue(column.type)) {
-    if (column.fixed()) Problem(fmt::format("column {} is a fixed long value", column.name));
-    if (!mapped_.contains(column.id.value)) {
-      Warning(fmt::format("column {} has no map of its pages", column.name));
-    }
-  }
-  if (column.type == ColumnType::kBoolean && !column.fixed()) {
-    Problem(fmt::format("column {} is a variable Boolean", column.name));
-  }
-  if (column.type == ColumnType::kNumeric &&
-      (column.precision < 1 || column.precision > 28 || column.scale > column.precision)) {
-    Problem(fmt::format("column {} has precision {} and scale {}", column.name, column.precision,
-                        column.scale));
-  }
-  if (IsText(column.type) && column.order != context_->header.order()) {
-    Warning(fmt::format("column {} has another sort order than the file", column.name));
-  }
-  CheckColumnLength(column);
-}
-
-void DefinitionReader::CheckColumnLength(const ColumnDef& column) {
-  const std::size_t length = column.length;
-  if (column.type == ColumnType::kText) {
-    if (length % 2 != 0 || length < 2 || length > 510) {
-      Problem(fmt::format("the text column {} is {} bytes wide", column.name, length));
-    }
-  } else if (column.type == ColumnType::kBinary) {
-    if (length < 1 || length > 510) {
-      Problem(fmt::format("the binary column {} is {} bytes wide", column.name, length));
-    }
-  } else if (column.type != ColumnType::kRaw) {
-    const std::size_t customary = IsLongValue(column.type) ? 0 : *ExactSize(column);
-    const bool fits = column.type == ColumnType::kBoolean ? length <= 1 : length == customary;
-    if (!fits) {
-      Warning(fmt::format("column {} of type {} is {} bytes wide", column.name,
-                          TypeName(column.type), length));
-    }
-  }
-}
-
-void DefinitionReader::CheckIndexes() {
-  std::set<std::uint32_t> numbers, reals;
-  std::map<std::string, const LogicalIndex*> names;
-  int primaries = 0;
-  for (const LogicalIndex& index : def_.logical_indexes) {
-    if (!numbers.insert(index.number).second) {
-      Problem(fmt::format("two indexes have the number {}", index.number));
-    }
-    const auto [other, is_new] =
-        names.try_emplace(NameKey(context_->header.order(), index.name), &index);
-    if (!is_new) {
-      Problem(fmt::format("two indexes have one name: {} and {}", other->second->name, index.name));
-    }
-    if (index.real >= def_.real_indexes.size()) {
-      Problem(fmt::format("index {} refers to tree {}", index.name, index.real));
-    } else if (index.kind == LogicalIndex::kPrimary && !def_.real_indexes[index.real].unique()) {
-      Problem(fmt::format("the primary key {} has a tree that is not unique", index.name));
-    }
-    reals.insert(index.real);
-    if (index.kind > LogicalIndex::kRelation) {
-      Problem(fmt::format("index {} is of the unknown kind {}", index.name, index.kind));
-    }
-    if (index.kind == LogicalIndex::kPrimary && ++primaries == 2) {
-      Problem("there are two primary keys");
-    }
-  }
-  for (std::size_t i = 0; i < def_.real_indexes.size(); ++i) {
-    if (!reals.contains(static_cast<std::uint32_t>(i))) {
-      Problem(fmt::format("index tree {} has no name", i));
-    }
-    CheckRealIndex(i);
-  }
-}
-
-void DefinitionReader::CheckRealIndex(std::size_t ordinal) {
-  const RealIndex& index = def_.real_indexes[ordinal];
-  if (index.columns.empty()) Problem(fmt::format("index tree {} has no column", ordinal));
-  for (const IndexColumn& part : index.columns) {
-    if (!def_.FindColumn(part.column)) {
-      Problem(fmt::format("index tree {} refers to column number {}", ordinal, part.column.value));
-    }
-  }
-  constexpr std::uint8_t kKnown =
-      RealIndex::kUnique | RealIndex::kIgnoreNulls | RealIndex::kRequired | RealIndex::kAlways;
-  if ((index.flags & RealIndex::kAlways) == 0 || (index.flags & ~kKnown) != 0) {
-    Warning(fmt::format("index tree {} has the unusual flags {:02X}", ordinal, index.flags));
-  }
-}
-
-// The engine refuses a file with a table whose declared width is over the limit.
-void DefinitionReader::CheckWidth() {
-  std::size_t fixed = 0;
-  for (const ColumnDef& column : def_.columns) {
-    if (column.fixed() && IsKnownType(column.type)) {
-      fixed = std::max(fixed, column.fixed_offset + ExactSize(column).value_or(0));
-    }
-  }
-  const std::size_t variables = def_.next_variable_slot;
-  const std::size_t width =
-      2 + fixed + (variables == 0 ? 4 : 2 * (variables + 1) + 2) + (def_.next_column_id + 7U) / 8U;
-  constexpr std::size_t kLimit = 4060;
-  if (width > kLimit) {
-    Problem(fmt::format("the declared width is {} bytes, more than {}", width, kLimit));
-  }
-}
-
 }  // namespace
-
-bool IsKnownType(ColumnType type) {
-  const auto code = static_cast<int>(type);
-  return (code >= 1 && code <= 12) || (code >= 15 && code <= 17);
-}
-
-std::optional<std::size_t> ExactSize(const ColumnDef& column) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      return 0;
-    case ColumnType::kByte:
-      return 1;
-    case ColumnType::kInteger:
-      return 2;
-    case ColumnType::kLong:
-    case ColumnType::kSingle:
-      return 4;
-    case ColumnType::kCurrency:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return 8;
-    case ColumnType::kGuid:
-      return 16;
-    case ColumnType::kNumeric:
-      return 17;
-    default:
-      if (column.fixed()) return column.length;
-      return std::nullopt;
-  }
-}
 
 std::optional<TableDef> ReadDefinition(const Context& context, PageNumber page,
                                        std::string_view table) {
