@@ -79,6 +79,10 @@ RowSplitter::RowSplitter(const TableDef& def) : def_(&def) {
                         .boolean = column.type == ColumnType::kBoolean,
                         .checked = !column.fixed() || IsText(column.type)});
   }
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!columns_[i].fixed && !columns_[i].boolean) by_slot_.push_back(i);
+  }
+  std::ranges::stable_sort(by_slot_, {}, [this](std::size_t i) { return columns_[i].slot; });
   slots_before_.assign(def.next_column_id + std::size_t{1}, def.next_variable_slot);
   for (const ColumnDef& column : def.columns) {
     if (column.id.value < slots_before_.size()) {
@@ -120,10 +124,6 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
       return fmt::format("has no room for {} variable offsets", variables);
     }
     const std::size_t table_at = mask_at - 4 - 2 * variables;
-    for (std::size_t j = 0; j < variables; ++j) {
-      if (offset(j + 1) < offset(j))
-        return fmt::format("has variable offset {} out of order", j + 1);
-    }
     if (offset(variables) > table_at) return "has variable values that overlap their offsets";
     if (offset(0) < 2) return "has variable values that overlap its head";
     if (offset(variables) < table_at && untidy != nullptr) {
@@ -131,6 +131,16 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
           fmt::format("has a gap of {} bytes before its offsets", table_at - offset(variables));
     }
     fixed_end = offset(0);
+    // Slots of dropped columns may hold anything.
+    std::size_t last = fixed_end;
+    for (const std::size_t i : by_slot_) {
+      const std::size_t slot = columns_[i].slot;
+      if (slot >= variables) break;
+      if (offset(slot) < last || offset(slot + 1) < offset(slot) || offset(slot + 1) > table_at) {
+        return fmt::format("has column {} out of order", def_->columns[i].name);
+      }
+      last = offset(slot + 1);
+    }
   }
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];

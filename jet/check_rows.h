@@ -52,6 +52,7 @@ class RowSplitter {
   bool HasVariablePart(std::size_t count) const;
   const TableDef* def_;
   std::vector<Column> columns_;
+  std::vector<std::size_t> by_slot_;         // ordinals of variable columns
   std::vector<std::uint16_t> slots_before_;  // by column id: variable slots made before it
 };
 

@@ -5,8 +5,10 @@
 #include <functional>
 
 #include "jet/bytes.h"
+#include "jet/check_rows.h"
 #include "jet/error.h"
 #include "jet/long_value.h"
+#include "jet/row.h"
 #include "jet/system_tables.h"
 #include "tests/support/temp_db.h"
 
@@ -33,6 +35,38 @@ std::string Problems(const CheckResult& result) {
     if (finding.severity == Finding::Severity::kProblem) text += FormatFinding(finding) + "\n";
   }
   return text;
+}
+
+// Two slots of dropped columns go down and up again between live ones.
+TEST(Check, SlotsOfDroppedColumnsMayGoDown) {
+  TableDef def;
+  def.next_column_id = def.next_variable_slot = 4;
+  for (const std::uint16_t id : {std::uint16_t{0}, std::uint16_t{3}}) {
+    ColumnDef column;
+    column.name = id == 0 ? "A" : "B";
+    column.type = ColumnType::kText;
+    column.id = ColumnId{id};
+    column.variable_slot = id;
+    column.flags = ColumnDef::kUpdatable;
+    column.length = 20;
+    def.columns.push_back(column);
+  }
+  Bytes row{4, 0, 'a', 0, 'b', 0, 'c', 0, 'd', 0, 10, 0, 6, 0, 2, 0, 6, 0, 2, 0, 4, 0, 0x0F};
+  check::Fields fields;
+  const check::RowSplitter splitter(def);
+  EXPECT_EQ(splitter.Split(row, fields, nullptr), "");
+  const RowView view(def, row);
+  EXPECT_EQ(DecodeField(def.columns[0], *view.Raw(def.columns[0])), Value("ab"));
+  EXPECT_EQ(DecodeField(def.columns[1], *view.Raw(def.columns[1])), Value("cd"));
+  RowEncoder encoder;
+  encoder.Begin(def);
+  encoder.SetFrom(view);
+  const ByteView again = encoder.Finish();
+  EXPECT_EQ(splitter.Split(again, fields, nullptr), "");
+  EXPECT_EQ(DecodeField(def.columns[1], *RowView(def, again).Raw(def.columns[1])), Value("cd"));
+
+  row[12] = 4;  // of the second live column, into the first
+  EXPECT_EQ(splitter.Split(row, fields, nullptr), "has column B out of order");
 }
 
 TEST(Check, RealFilesHaveNoProblem) {
