@@ -137,7 +137,7 @@ Snapshot Look(const std::string& image, const std::string& password) {
   options.password = password;
   std::optional<jet::Error> damage;
   try {
-    snapshot.check = jet::CheckFile(files, kPath, options);
+    snapshot.check = jet::CheckFile(files, kPath, {.password = password});
     const auto database = jet::Database::Open(files, kPath, options);
     Walk walk(*database, snapshot);
     walk.Run();
@@ -211,18 +211,15 @@ void RequireSameContent(const Snapshot& before, const Snapshot& after, const All
 // The rights of new objects are copies of what the table of objects holds.
 std::string Part(const std::string& table) { return table == "MSysACEs" ? "MSysObjects" : table; }
 
-// A page that two parts claim is told of the second one; the first is in the words.
+// A page that two parts claim is told of the second one, beside the first.
 bool Speaks(const jet::Finding& finding, const std::set<std::string>& tables) {
-  return std::ranges::any_of(tables, [&](const std::string& table) {
-    return !table.empty() && finding.text.find(table + ".") != std::string::npos;
-  });
+  return !finding.other_table.empty() && tables.contains(finding.other_table);
 }
 
 // Whether parts name pages behind the end, as those of a file do that was cut off.
 bool IsCutOff(const Snapshot& file) {
   return std::ranges::any_of(file.check.findings, [](const jet::Finding& finding) {
-    return finding.text.find("beyond the end") != std::string::npos ||
-           finding.text.find("does not exist") != std::string::npos;
+    return finding.code == jet::Finding::Code::kBeyondEnd;
   });
 }
 

@@ -8,25 +8,11 @@
 
 namespace jet {
 
-std::string FormatFinding(const Finding& finding) {
-  std::string place;
-  const auto add = [&place](const std::string& part) {
-    if (!place.empty()) place += ' ';
-    place += part;
-  };
-  if (finding.page) add(fmt::format("page {}", finding.page->value));
-  if (finding.row) add(fmt::format("row {}", *finding.row));
-  if (!finding.table.empty()) {
-    if (!place.empty()) place += ',';
-    add(fmt::format("table {}", finding.table));
-  }
-  if (place.empty()) place = "file";
-  return fmt::format("{}{}: {}", finding.severity == Finding::Severity::kWarning ? "warning: " : "",
-                     place, finding.text);
-}
+namespace {
 
-CheckResult Check(Pager& pager, const Header& header) {
-  CheckResult result;
+using Code = Finding::Code;
+
+void Walk(Pager& pager, const Header& header, CheckResult& result) {
   result.pages = pager.page_count();
   check::Report report(result);
   check::CheckHeader(pager.Read(PageNumber{0}).bytes(), report);
@@ -35,41 +21,51 @@ CheckResult Check(Pager& pager, const Header& header) {
   const check::Context context{pager, header, report, ledger, result};
   const bool complete = check::CatalogCheck(context).Run();
   ledger.CompareWithFreeMap(complete);
-  return result;
 }
 
-CheckResult Check(Database& database) { return Check(database.pager(), database.header()); }
+bool IsDamage(const Error& error) {
+  return error.code() == ErrorCode::kDamaged || error.code() == ErrorCode::kNeedsRepair;
+}
 
-namespace {
-
-CheckResult CheckUnopened(FileSystem& files, const std::string& path, const OpenOptions& options) {
-  std::unique_ptr<File> file = files.Open(path, OpenMode::kRead);
-  Bytes page(kPageSize);
-  file->Read(0, std::span(page).first(std::min<std::uint64_t>(file->Size(), kPageSize)));
-  const Header header = Header::Parse(page);
-  Pager pager(std::move(file), false, options.limits);
-  pager.SetPageKey(header.page_key());
-  return Check(pager, header);
+// What keeps the engine from opening a file is damage even where the checker's own
+// rules are silent.
+void TryToOpen(FileSystem& files, const std::string& path, const CheckOptions& options,
+               CheckResult& result) {
+  try {
+    Database::Open(files, path,
+                   {.password = options.password.value_or(""), .limits = options.limits});
+  } catch (const Error& error) {
+    if (IsDamage(error)) check::Report(result).Problem({}, Code::kCannotOpen, error.detail());
+    if (error.code() == ErrorCode::kIo) throw;
+  }
 }
 
 }  // namespace
 
-CheckResult CheckFile(FileSystem& files, const std::string& path, const OpenOptions& options) {
-  OpenOptions reading = options;
-  reading.mode = OpenMode::kRead;
-  const std::uint64_t size = files.Open(path, OpenMode::kRead)->Size();
+CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOptions& options) {
   CheckResult result;
-  try {
-    result = Check(*Database::Open(files, path, reading));
-  } catch (const Error& error) {
-    if (error.code() != ErrorCode::kDamaged && error.code() != ErrorCode::kNeedsRepair) throw;
-    result = CheckUnopened(files, path, reading);
-    if (result.sound()) check::Report(result).Problem({}, error.detail());
+  std::unique_ptr<File> file = files.Open(path, OpenMode::kRead);
+  const std::uint64_t size = file->Size();
+  Bytes first(std::min<std::uint64_t>(size, kPageSize));
+  file->Read(0, first);
+  Header::Parse(first);  // is the file ours?
+  {
+    Pager pager(std::move(file), false, options.limits);
+    const Header header = Header::Parse(pager.Read(PageNumber{0}).bytes());
+    // Passwords are masked with the date.
+    if (options.password && check::IsCreationDate(header.created()) &&
+        !header.Accepts(*options.password)) {
+      throw Error(ErrorCode::kWrongPassword).In(path);
+    }
+    pager.SetPageKey(header.page_key());
+    Walk(pager, header, result);
   }
+  if (result.sound()) TryToOpen(files, path, options, result);
   if (size % kPageSize != 0) {
-    check::Report(result).Problem({}, fmt::format("the file's size of {} bytes is no whole number "
-                                                  "of pages",
-                                                  size));
+    check::Report(result).Problem({}, Code::kFileSize,
+                                  fmt::format("the file's size of {} bytes is no whole number of "
+                                              "pages",
+                                              size));
   }
   return result;
 }

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "jet/database.h"
@@ -12,31 +14,121 @@
 namespace jet {
 
 struct Finding {
-  enum class Severity { kWarning, kProblem };  // a warning: untidy but harmless
+  enum class Severity {
+    kProblem,     // damage
+    kWarning,     // untidy but harmless
+    kNotChecked,  // what could not be looked into
+  };
+  // What kind of thing was found. Its name (NameOf) never changes; texts may.
+  enum class Code {
+    // The file as a whole.
+    kBeyondEnd,
+    kTwoOwners,
+    kFreeInUse,
+    kLostPage,
+    kFileSize,
+    kCannotOpen,
+    kNotChecked,
+    // Page 0.
+    kCreationDate,
+    kCommitSlot,
+    kSortOrder,
+    kHeaderField,
+    // Pages.
+    kPageKind,
+    kPageOwner,
+    kReleasedPage,
+    kFreeBytes,
+    kSlotFlag,
+    // Usage maps.
+    kMapPlace,
+    kMapShared,
+    kMapForm,
+    kMapStray,
+    kMapMissing,
+    // Definitions.
+    kDefinitionChain,
+    kDefinitionLength,
+    kMarker,
+    kTableKind,
+    kLimit,
+    kUnreadable,
+    kNameForm,
+    kNameTwice,
+    kColumnNumber,
+    kColumnType,
+    kColumnLength,
+    kColumnOverlap,
+    kIndexNumber,
+    kIndexForm,
+    // Rows and long values.
+    kRowForm,
+    kFieldForm,
+    kMovedRow,
+    kRowCount,
+    kAutonumber,
+    kLongValueForm,
+    kLongValueLost,
+    // Indexes.
+    kTreeForm,
+    kTreeLevel,
+    kTreeLinks,
+    kEntryForm,
+    kEntryOrder,
+    kSeparator,
+    kEmptyLeaf,
+    kEntryMissing,
+    kEntryTwice,
+    kEntryStray,
+    kEntryKey,
+    kKeyTwice,
+    kKeyCount,
+    kNullInKey,
+    // The catalog.
+    kSystemTable,
+    kObjectField,
+    kObjectTwice,
+    kObjectParent,
+    kObjectMissing,
+    kSecurityId,
+    kProperties,
+    kRights,
+    kQueryRows,
+    kRelation,
+  };
   Severity severity = Severity::kProblem;
-  std::string table;  // empty: the file as a whole
+  Code code = Code::kUnreadable;
+  std::string table;        // empty: the file as a whole
+  std::string other_table;  // that claims the same page
   std::optional<PageNumber> page;
   std::optional<std::uint8_t> row;
   std::string text;
 };
+std::string_view NameOf(Finding::Severity severity);  // "problem"
+std::string_view NameOf(Finding::Code code);          // "beyond-end"
+// All of them, in the order above.
+std::span<const Finding::Code> FindingCodes();
 // "page 12 row 3, table 設定: ..."
 std::string FormatFinding(const Finding& finding);
 
 struct CheckResult {
-  std::vector<Finding> findings;  // in the order of the walk; the first 10,000 of each severity
-  std::uint64_t problems = 0, warnings = 0;  // all of them
+  // In the order of the walk; the first 10,000 of each severity.
+  std::vector<Finding> findings;
+  // All of them.
+  std::uint64_t problems = 0, warnings = 0, not_checked = 0;
   std::uint64_t pages = 0, tables = 0, rows = 0, index_entries = 0;
   std::uint64_t unverified_keys = 0;  // texts without a proven sort key
   bool sound() const { return problems == 0; }
 };
 
-// Damage becomes findings; only what the system refuses (kIo) is thrown.
-CheckResult Check(Database& database);
-// The same for a file whose damage keeps it from being opened as a database:
-// needs no more than a header that could be parsed.
-CheckResult Check(Pager& pager, const Header& header);
-// Opens a file to read and checks it, as a database if that succeeds, else page
-// by page. Throws what Database::Open throws except kDamaged and kNeedsRepair.
-CheckResult CheckFile(FileSystem& files, const std::string& path, const OpenOptions& options);
+struct CheckOptions {
+  std::optional<std::string> password{};  // nothing: none is asked for
+  PagerLimits limits{};
+};
+
+// Looks at a file page by page, whether or not it can be opened as a database:
+// needs no more than a first page that says Jet 4.0. Damage becomes findings.
+// Throws kFileNotFound, kNoPermission, kInUse, kNotJet4, kWrongPassword, kIo.
+CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOptions& options);
 
 }  // namespace jet

@@ -25,9 +25,9 @@ constexpr std::uint16_t kPropertyChunks[] = {0x80, 0, 1};
 
 }  // namespace
 
-void CatalogCheck::Problem(const Object& object, std::string text) {
+void CatalogCheck::Problem(const Object& object, Code code, std::string text) {
   context_->report.Problem(
-      At(kObjectsTable, object.row),
+      At(kObjectsTable, object.row), code,
       fmt::format("object {}: {}", object.name.value_or("without a name"), text));
 }
 
@@ -35,16 +35,17 @@ bool CatalogCheck::HasItsColumns(const TableDef& def, std::span<const std::strin
   bool whole = true;
   for (const std::string_view column : columns) {
     if (Ordinal(def, column) != def.columns.size()) continue;
-    context_->report.Problem({{}, def.page},
+    context_->report.Problem({{}, def.page}, Code::kSystemTable,
                              fmt::format("a system table lacks its column {}", column));
     whole = false;
   }
   if (const SystemTableSpec* spec = FindSystemTable(def.page)) {
     if (auto fault = SystemTableFault(*spec, def)) {
-      context_->report.Problem({{}, def.page}, std::move(*fault));
+      context_->report.Problem({{}, def.page}, Code::kSystemTable, std::move(*fault));
       whole = false;
     }
   }
+  if (!whole) context_->report.NotChecked({{}, def.page}, "what the rows of the table say");
   return whole;
 }
 
@@ -62,6 +63,7 @@ bool CatalogCheck::Run() {
         TableCheck(*context_, system.name, std::move(*def)).Run();
       }
     }
+    context_->report.NotChecked({}, "the tables that the list of objects would name");
     return false;
   }
   if (aces_read_) CheckAces();
@@ -72,7 +74,8 @@ bool CatalogCheck::Run() {
 
 bool CatalogCheck::ReadObjects() {
   if (!context_->ledger.Exists(kObjectsPage)) {
-    context_->report.Problem({{}, kObjectsPage}, "the file ends before the list of objects");
+    context_->report.Problem({{}, kObjectsPage}, Code::kBeyondEnd,
+                             "the file ends before the list of objects");
     return false;
   }
   std::optional<TableDef> def = ReadDefinition(*context_, kObjectsPage, kObjectsTable);
@@ -106,16 +109,16 @@ void CatalogCheck::AddObject(const TableDef& def, RowId id, const RowFields& row
   for (const std::string_view date : {"DateCreate", "DateUpdate"}) {
     const std::optional<ByteView>& stored = row.stored[at(date)];
     if (!stored) {
-      Problem(object, fmt::format("{} is Null", date));
+      Problem(object, Code::kObjectField, fmt::format("{} is Null", date));
     } else if (stored->size() == 8) {
       const double days = GetDouble(*stored, 0);
       if (!(days >= -657434 && days < 2958466)) {
-        Problem(object, fmt::format("{} is no date", date));
+        Problem(object, Code::kObjectField, fmt::format("{} is no date", date));
       }
     }
   }
   if (!row.stored[at("Flags")]) {
-    context_->report.Warning(At(kObjectsTable, id), "an object has no flags");
+    context_->report.Warning(At(kObjectsTable, id), Code::kObjectField, "an object has no flags");
   }
   objects_.push_back(std::move(object));
 }
@@ -133,7 +136,7 @@ void CatalogCheck::CheckProperties(RowId row, ByteView blob) {
       at += std::max(kPropertyMark, std::size_t{GetU32(blob, at)});
     }
   } catch (const Error& error) {
-    context_->report.Problem(At(kObjectsTable, row),
+    context_->report.Problem(At(kObjectsTable, row), Code::kProperties,
                              fmt::format("the properties cannot be read: {}", error.detail()));
   }
 }
@@ -142,19 +145,21 @@ void CatalogCheck::CheckObjects() {
   std::map<std::pair<std::int32_t, std::string>, const Object*> names;
   for (const Object& object : objects_) {
     if (!object.id || !object.parent || !object.type || !object.name) {
-      Problem(object, "Id, ParentId, Name or Type is Null");
+      Problem(object, Code::kObjectField, "Id, ParentId, Name or Type is Null");
       continue;
     }
     const auto [same_id, new_id] = by_id_.try_emplace(*object.id, &object);
     if (!new_id) {
-      Problem(object, fmt::format("its Id {:X} is that of {} as well",
-                                  static_cast<std::uint32_t>(*object.id),
-                                  same_id->second->name.value_or("")));
+      Problem(
+          object, Code::kObjectTwice,
+          fmt::format("its Id {:X} is that of {} as well", static_cast<std::uint32_t>(*object.id),
+                      same_id->second->name.value_or("")));
     }
     const auto [same_name, new_name] = names.try_emplace(
         {*object.parent, NameKey(context_->header.order(), *object.name)}, &object);
     if (!new_name) {
-      Problem(object, fmt::format("its name is the same as {}", *same_name->second->name));
+      Problem(object, Code::kObjectTwice,
+              fmt::format("its name is the same as {}", *same_name->second->name));
     }
   }
   for (const Object& object : objects_) CheckObject(object);
@@ -164,21 +169,23 @@ void CatalogCheck::CheckObject(const Object& object) {
   CheckOwner(object);
   if (!object.id || !object.parent || !object.type) return;
   if (*object.parent != kRootId && !by_id_.contains(*object.parent)) {
-    Problem(object, fmt::format("its parent {:X} does not exist",
-                                static_cast<std::uint32_t>(*object.parent)));
+    Problem(
+        object, Code::kObjectParent,
+        fmt::format("its parent {:X} does not exist", static_cast<std::uint32_t>(*object.parent)));
   }
   if (*object.type == kTable || *object.type == kQuery) {
     const Object* tables = FindObject("Tables", kContainer);
     if (tables != nullptr && tables->id != object.parent)
-      Problem(object, "is not among the tables");
+      Problem(object, Code::kObjectParent, "is not among the tables");
   }
 }
 
 void CatalogCheck::CheckOwner(const Object& object) {
   if (!object.owner) {
-    context_->report.Warning(At(kObjectsTable, object.row), "an object has no owner");
+    context_->report.Warning(At(kObjectsTable, object.row), Code::kObjectField,
+                             "an object has no owner");
   } else if (!IsKnownSid(*object.owner)) {
-    Problem(object, "its owner's security id does not fit this file");
+    Problem(object, Code::kSecurityId, "its owner's security id does not fit this file");
   }
 }
 
@@ -195,21 +202,23 @@ void CatalogCheck::CheckContainers() {
   for (const std::string_view name : {"Tables", "Databases", "Relationships"}) {
     const Object* container = FindObject(name, kContainer);
     if (container == nullptr) {
-      context_->report.Problem(list, fmt::format("the container {} is missing", name));
+      context_->report.Problem(list, Code::kObjectMissing,
+                               fmt::format("the container {} is missing", name));
     } else if (container->owner && IsKnownSid(*container->owner) &&
                !Is(*container->owner, kEngine)) {
-      Problem(*container, "its owner is not the engine");
+      Problem(*container, Code::kSecurityId, "its owner is not the engine");
     }
   }
   if (FindObject("MSysDb", kDatabase) == nullptr) {
-    context_->report.Problem(list, "the object MSysDb is missing");
+    context_->report.Problem(list, Code::kObjectMissing, "the object MSysDb is missing");
   }
   for (const SystemTableSpec& system : SystemTables()) {
     const Object* table = FindObject(system.name, kTable);
     if (table == nullptr) {
-      context_->report.Problem(list, fmt::format("the table {} is missing", system.name));
+      context_->report.Problem(list, Code::kObjectMissing,
+                               fmt::format("the table {} is missing", system.name));
     } else if (table->id != static_cast<std::int32_t>(system.page.value)) {
-      context_->report.Warning(At(kObjectsTable, table->row),
+      context_->report.Warning(At(kObjectsTable, table->row), Code::kSystemTable,
                                fmt::format("{} is not at its customary page", system.name));
     }
   }
@@ -227,12 +236,14 @@ void CatalogCheck::CheckTables() {
 void CatalogCheck::CheckTable(const Object& object) {
   const auto page = static_cast<std::uint32_t>(*object.id);
   if (!context_->ledger.Exists(PageNumber{page}) || page == 0) {
-    return Problem(object,
+    return Problem(object, Code::kBeyondEnd,
                    fmt::format("its definition would be page {}, which does not exist", page));
   }
   const std::string name = object.name.value_or("");
   const auto [other, is_new] = table_names_.try_emplace(page, name);
-  if (!is_new) return Problem(object, fmt::format("its definition is that of {}", other->second));
+  if (!is_new)
+    return Problem(object, Code::kObjectTwice,
+                   fmt::format("its definition is that of {}", other->second));
   // Damage that nobody foresaw ends this table only.
   try {
     if (auto def = ReadDefinition(*context_, PageNumber{page}, name)) {
@@ -240,7 +251,9 @@ void CatalogCheck::CheckTable(const Object& object) {
     }
   } catch (const Error& error) {
     if (error.code() == ErrorCode::kIo) throw;
-    context_->report.Problem(At(name, error.page().value_or(PageNumber{page})), error.detail());
+    context_->report.NotChecked(At(name, PageNumber{page}), "the rest of the table");
+    context_->report.Problem(At(name, error.page().value_or(PageNumber{page})), Code::kUnreadable,
+                             error.detail());
   }
 }
 

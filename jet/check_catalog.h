@@ -52,7 +52,7 @@ class CatalogCheck {
   void CheckRelations();
   const Object* FindObject(std::string_view name, std::int32_t type) const;
   bool HasItsColumns(const TableDef& def, std::span<const std::string_view> columns);
-  void Problem(const Object& object, std::string text);
+  void Problem(const Object& object, Code code, std::string text);
 
   const Context* context_;
   std::vector<Object> objects_;

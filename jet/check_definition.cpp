@@ -36,7 +36,8 @@ class DefinitionReader {
     try {
       Decode();
     } catch (const Error& error) {
-      Problem(fmt::format("the definition contradicts its length: {}", error.detail()));
+      Problem(Code::kDefinitionLength,
+              fmt::format("the definition contradicts its length: {}", error.detail()));
       return std::nullopt;
     }
     if (refused_) return std::nullopt;
@@ -45,11 +46,11 @@ class DefinitionReader {
   }
 
  private:
-  void Problem(std::string text) {
-    context_->report.Problem(At(table_, def_.page), std::move(text));
+  void Problem(Code code, std::string text) {
+    context_->report.Problem(At(table_, def_.page), code, std::move(text));
   }
-  void Warning(std::string text) {
-    context_->report.Warning(At(table_, def_.page), std::move(text));
+  void Warning(Code code, std::string text) {
+    context_->report.Warning(At(table_, def_.page), code, std::move(text));
   }
 
   bool ReadChain();
@@ -82,6 +83,7 @@ class DefinitionReader {
 bool DefinitionReader::AppendPage(PageNumber page, PageNumber& next) {
   if (!context_->ledger.Exists(page)) {
     Problem(
+        Code::kBeyondEnd,
         fmt::format("the definition goes on at page {} beyond the end of the file", page.value));
     return false;
   }
@@ -89,7 +91,7 @@ bool DefinitionReader::AppendPage(PageNumber page, PageNumber& next) {
   const PageView bytes = ref.bytes();
   if (bytes[0] != 2 || bytes[1] != 1) {
     context_->report.Problem(
-        At(table_, page),
+        At(table_, page), Code::kPageKind,
         fmt::format("should hold the definition but starts {:02X} {:02X}", bytes[0], bytes[1]));
     return false;
   }
@@ -102,14 +104,15 @@ bool DefinitionReader::AppendPage(PageNumber page, PageNumber& next) {
 
 bool DefinitionReader::ReadChain() {
   const Ledger::OwnerId owner =
-      context_->ledger.Register(fmt::format("the definition of {}", table_));
+      context_->ledger.Register(fmt::format("the definition of {}", table_), table_);
   for (PageNumber page = def_.page, next; page || def_.pages.empty(); page = next) {
     if (def_.pages.size() == kMaxChain) {
-      Problem("the chain of definition pages does not end");
+      Problem(Code::kDefinitionChain, "the chain of definition pages does not end");
       return false;
     }
     if (std::find(def_.pages.begin(), def_.pages.end(), page) != def_.pages.end()) {
-      Problem(fmt::format("the chain of definition pages returns to page {}", page.value));
+      Problem(Code::kDefinitionChain,
+              fmt::format("the chain of definition pages returns to page {}", page.value));
       return false;
     }
     if (!AppendPage(page, next)) return false;
@@ -118,6 +121,7 @@ bool DefinitionReader::ReadChain() {
   length_ = GetU32(content_, 8);
   if (length_ > content_.size() || length_ < kFixedPart) {
     Problem(
+        Code::kDefinitionLength,
         fmt::format("the definition says it has {} bytes; {} are there", length_, content_.size()));
     return false;
   }
@@ -132,7 +136,8 @@ void DefinitionReader::CheckFreeFields() {
   };
   if (def_.pages.size() < pages_for(length_) ||
       def_.pages.size() > pages_for(length_ + kReserved)) {
-    Warning(fmt::format("{} bytes of definition lie on {} pages", length_, def_.pages.size()));
+    Warning(Code::kDefinitionLength,
+            fmt::format("{} bytes of definition lie on {} pages", length_, def_.pages.size()));
     return;
   }
   std::size_t left = length_ - kChainHead;
@@ -143,7 +148,7 @@ void DefinitionReader::CheckFreeFields() {
     const std::size_t free = room - std::min(room, used + kReserved);
     if (free_fields_[i] != free && used != 0) {
       context_->report.Problem(
-          At(table_, def_.pages[i]),
+          At(table_, def_.pages[i]), Code::kFreeBytes,
           fmt::format("the definition page says that {} bytes are free; {} are", free_fields_[i],
                       free));
     }
@@ -152,7 +157,7 @@ void DefinitionReader::CheckFreeFields() {
 
 void DefinitionReader::Decode() {
   const ByteView head = Take(kFixedPart);
-  if (GetU32(head, 0x0C) != kMarker) Problem("the definition lacks its marker");
+  if (GetU32(head, 0x0C) != kMarker) Problem(Code::kMarker, "the definition lacks its marker");
   def_.row_count = GetU32(head, 0x10);
   def_.last_autonumber = GetU32(head, 0x14);
   def_.autonumber_step = GetU32(head, 0x18);
@@ -166,16 +171,17 @@ void DefinitionReader::Decode() {
   def_.owned_map = RowId::FromPacked(GetU32(head, 0x37));
   def_.free_map = RowId::FromPacked(GetU32(head, 0x3B));
   if (def_.kind != TableDef::kUser && def_.kind != TableDef::kSystem) {
-    Problem(fmt::format("the table is of the unknown kind {:02X}", def_.kind));
+    Problem(Code::kTableKind, fmt::format("the table is of the unknown kind {:02X}", def_.kind));
   }
   if (columns > kMaxColumns || real > kMaxRealIndexes || logical > kMaxLogicalIndexes) {
-    Problem(fmt::format("the definition claims {} columns and {} and {} indexes", columns, real,
-                        logical));
+    Problem(Code::kLimit, fmt::format("the definition claims {} columns and {} and {} indexes",
+                                      columns, real, logical));
     refused_ = true;
     return;
   }
   if (def_.next_column_id < columns) {
-    Problem(fmt::format("the next column number is {} although there are {} columns",
+    Problem(Code::kColumnNumber,
+            fmt::format("the next column number is {} although there are {} columns",
                         def_.next_column_id, columns));
   }
   def_.real_indexes.resize(real);
@@ -196,7 +202,8 @@ void DefinitionReader::DecodeColumns(std::size_t count) {
     const ByteView block = Take(kColumnBytes);
     ColumnDef column;
     column.type = static_cast<ColumnType>(block[0]);
-    if (GetU32(block, 1) != kMarker) Problem(fmt::format("column {} lacks its marker", i));
+    if (GetU32(block, 1) != kMarker)
+      Problem(Code::kMarker, fmt::format("column {} lacks its marker", i));
     column.id = ColumnId{GetU16(block, 5)};
     column.variable_slot = GetU16(block, 7);
     column.position = GetU16(block, 9);
@@ -220,18 +227,18 @@ std::string DefinitionReader::TakeName() {
   const std::size_t bytes = GetU16(Take(2), 0);
   const ByteView name = Take(bytes);
   if (bytes % 2 != 0) {
-    Problem(fmt::format("a name has the odd length of {} bytes", bytes));
+    Problem(Code::kNameForm, fmt::format("a name has the odd length of {} bytes", bytes));
     refused_ = true;
     return {};
   }
   if (bytes == 0 || bytes > 2 * kMaxNameChars) {
-    Problem(fmt::format("a name has {} characters", bytes / 2));
+    Problem(Code::kNameForm, fmt::format("a name has {} characters", bytes / 2));
   }
   for (std::size_t at = 0; at < bytes; at += 2) {
     const bool lead = (GetU16(name, at) & 0xFC00) == 0xD800;
     const bool paired = lead && at + 2 < bytes && (GetU16(name, at + 2) & 0xFC00) == 0xDC00;
     if ((GetU16(name, at) & 0xF800) == 0xD800 && !paired) {
-      Problem("a name holds half of a surrogate pair");
+      Problem(Code::kNameForm, "a name holds half of a surrogate pair");
     }
     if (paired) at += 2;
   }
@@ -242,12 +249,14 @@ void DefinitionReader::DecodeRealIndexes(std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     const ByteView block = Take(kRealIndexBytes);
     RealIndex& index = def_.real_indexes[i];
-    if (GetU32(block, 0) != kIndexMarker) Problem(fmt::format("index tree {} lacks its marker", i));
+    if (GetU32(block, 0) != kIndexMarker)
+      Problem(Code::kMarker, fmt::format("index tree {} lacks its marker", i));
     for (std::size_t part = 0; part < kMaxIndexColumns; ++part) {
       const std::uint16_t id = GetU16(block, 4 + 3 * part);
       if (id == kNoColumn) continue;
       const std::uint8_t order = block[6 + 3 * part];
-      if (order > 1) Warning(fmt::format("index tree {} has the unknown order {}", i, order));
+      if (order > 1)
+        Warning(Code::kIndexForm, fmt::format("index tree {} has the unknown order {}", i, order));
       index.columns.push_back({ColumnId{id}, (order & 1) != 0});
     }
     index.page_map = RowId::FromPacked(GetU32(block, 34));
@@ -256,7 +265,7 @@ void DefinitionReader::DecodeRealIndexes(std::size_t count) {
     index.flags = block[46];
     const ByteView tail = block.subspan(47);
     if (std::any_of(tail.begin(), tail.end(), [](std::uint8_t byte) { return byte != 0; })) {
-      Warning(fmt::format("index tree {} has unknown bytes at its end", i));
+      Warning(Code::kIndexForm, fmt::format("index tree {} has unknown bytes at its end", i));
     }
   }
 }
@@ -265,7 +274,8 @@ void DefinitionReader::DecodeLogicalIndexes(std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     const ByteView block = Take(kLogicalIndexBytes);
     LogicalIndex index;
-    if (GetU32(block, 0) != kMarker) Problem(fmt::format("index {} lacks its marker", i));
+    if (GetU32(block, 0) != kMarker)
+      Problem(Code::kMarker, fmt::format("index {} lacks its marker", i));
     index.number = GetU32(block, 4);
     index.real = GetU32(block, 8);
     index.relation_side = block[12];
@@ -290,7 +300,8 @@ void DefinitionReader::DecodeLongValueMaps() {
                      RowId::FromPacked(GetU32(maps, 4)));
   }
   if (at_ != content_.size()) {
-    Problem(fmt::format("the definition ends {} bytes before its stated length",
+    Problem(Code::kDefinitionLength,
+            fmt::format("the definition ends {} bytes before its stated length",
                         content_.size() - at_));
   }
 }
@@ -299,14 +310,18 @@ void DefinitionReader::PutLongValueMaps(ColumnId id, RowId owned, RowId free) {
   const auto column = std::find_if(def_.columns.begin(), def_.columns.end(),
                                    [id](const ColumnDef& other) { return other.id == id; });
   if (column == def_.columns.end() || !IsLongValue(column->type)) {
-    Warning(fmt::format("there are maps of long values for column number {}, which has none",
+    Warning(Code::kMapStray,
+            fmt::format("there are maps of long values for column number {}, which has none",
                         id.value));
     return;
   }
   if (!mapped_.insert(id.value).second) {
-    Problem(fmt::format("column {} has its maps of long values twice", column->name));
+    Problem(Code::kMapShared,
+            fmt::format("column {} has its maps of long values twice", column->name));
   }
-  if (!owned) Problem(fmt::format("column {} has no page for the map of its pages", column->name));
+  if (!owned)
+    Problem(Code::kMapPlace,
+            fmt::format("column {} has no page for the map of its pages", column->name));
   column->owned_map = owned;
   column->free_map = free;
 }
@@ -317,13 +332,16 @@ std::optional<TableDef> ReadDefinition(const Context& context, PageNumber page,
                                        std::string_view table) {
   const std::uint64_t before = context.report.problems();
   std::optional<TableDef> def = DefinitionReader(context, page, table).Read();
+  if (!def) {
+    context.report.NotChecked(At(table, page), "the rows, long values and indexes of the table");
+  }
   if (!def || context.report.problems() != before) return def;
   // What the engine refuses is damage even where the rules above are silent.
   try {
     TableDef::Load(context.pager, page);
   } catch (const Error& error) {
     if (error.code() == ErrorCode::kIo) throw;
-    context.report.Problem(At(table, page), error.detail());
+    context.report.Problem(At(table, page), Code::kUnreadable, error.detail());
   }
   return def;
 }

@@ -24,11 +24,11 @@ class DefinitionRules {
   void CheckWidth();
 
  private:
-  void Problem(std::string text) {
-    context_->report.Problem(At(table_, def_->page), std::move(text));
+  void Problem(Code code, std::string text) {
+    context_->report.Problem(At(table_, def_->page), code, std::move(text));
   }
-  void Warning(std::string text) {
-    context_->report.Warning(At(table_, def_->page), std::move(text));
+  void Warning(Code code, std::string text) {
+    context_->report.Warning(At(table_, def_->page), code, std::move(text));
   }
   void CheckColumn(const ColumnDef& column);
   void CheckColumnLength(const ColumnDef& column);
@@ -48,15 +48,16 @@ void DefinitionRules::CheckColumns() {
   for (const ColumnDef& column : def_->columns) {
     CheckColumn(column);
     if (!ids.insert(column.id.value).second) {
-      Problem(fmt::format("two columns have the number {}", column.id.value));
+      Problem(Code::kColumnNumber, fmt::format("two columns have the number {}", column.id.value));
     }
     if (!column.fixed() && !slots.insert(column.variable_slot).second) {
-      Problem(fmt::format("two columns have the variable slot {}", column.variable_slot));
+      Problem(Code::kColumnNumber,
+              fmt::format("two columns have the variable slot {}", column.variable_slot));
     }
     const auto [other, is_new] = names.try_emplace(NameKey(order, column.name), &column);
     if (!is_new) {
-      Problem(
-          fmt::format("two columns have one name: {} and {}", other->second->name, column.name));
+      Problem(Code::kNameTwice, fmt::format("two columns have one name: {} and {}",
+                                            other->second->name, column.name));
     }
     if (column.fixed() && ExactSize(column).value_or(0) != 0) fixed.push_back(&column);
   }
@@ -65,41 +66,45 @@ void DefinitionRules::CheckColumns() {
   });
   for (std::size_t i = 1; i < fixed.size(); ++i) {
     if (fixed[i - 1]->fixed_offset + *ExactSize(*fixed[i - 1]) > fixed[i]->fixed_offset) {
-      Problem(fmt::format("the columns {} and {} overlap", fixed[i - 1]->name, fixed[i]->name));
+      Problem(Code::kColumnOverlap,
+              fmt::format("the columns {} and {} overlap", fixed[i - 1]->name, fixed[i]->name));
     }
   }
 }
 
 void DefinitionRules::CheckColumn(const ColumnDef& column) {
   if (!IsKnownType(column.type)) {
-    Problem(fmt::format("column {} is of the unknown type {}", column.name,
-                        static_cast<int>(column.type)));
+    Problem(Code::kColumnType, fmt::format("column {} is of the unknown type {}", column.name,
+                                           static_cast<int>(column.type)));
     return;
   }
   if (column.id.value >= def_->next_column_id) {
-    Problem(fmt::format("column {} has the number {}, but the next one is {}", column.name,
-                        column.id.value, def_->next_column_id));
+    Problem(Code::kColumnNumber, fmt::format("column {} has the number {}, but the next one is {}",
+                                             column.name, column.id.value, def_->next_column_id));
   }
   if (!column.fixed() && column.variable_slot >= def_->next_variable_slot) {
-    Problem(fmt::format("column {} has the variable slot {}, but the next one is {}", column.name,
+    Problem(Code::kColumnNumber,
+            fmt::format("column {} has the variable slot {}, but the next one is {}", column.name,
                         column.variable_slot, def_->next_variable_slot));
   }
   if (IsLongValue(column.type)) {
-    if (column.fixed()) Problem(fmt::format("column {} is a fixed long value", column.name));
+    if (column.fixed())
+      Problem(Code::kColumnType, fmt::format("column {} is a fixed long value", column.name));
     if (!mapped_->contains(column.id.value)) {
-      Warning(fmt::format("column {} has no map of its pages", column.name));
+      Warning(Code::kMapMissing, fmt::format("column {} has no map of its pages", column.name));
     }
   }
   if (column.type == ColumnType::kBoolean && !column.fixed()) {
-    Problem(fmt::format("column {} is a variable Boolean", column.name));
+    Problem(Code::kColumnType, fmt::format("column {} is a variable Boolean", column.name));
   }
   if (column.type == ColumnType::kNumeric &&
       (column.precision < 1 || column.precision > 28 || column.scale > column.precision)) {
-    Problem(fmt::format("column {} has precision {} and scale {}", column.name, column.precision,
-                        column.scale));
+    Problem(Code::kColumnType, fmt::format("column {} has precision {} and scale {}", column.name,
+                                           column.precision, column.scale));
   }
   if (IsText(column.type) && column.order != context_->header.order()) {
-    Warning(fmt::format("column {} has another sort order than the file", column.name));
+    Warning(Code::kSortOrder,
+            fmt::format("column {} has another sort order than the file", column.name));
   }
   CheckColumnLength(column);
 }
@@ -108,18 +113,20 @@ void DefinitionRules::CheckColumnLength(const ColumnDef& column) {
   const std::size_t length = column.length;
   if (column.type == ColumnType::kText) {
     if (length % 2 != 0 || length < 2 || length > 510) {
-      Problem(fmt::format("the text column {} is {} bytes wide", column.name, length));
+      Problem(Code::kColumnLength,
+              fmt::format("the text column {} is {} bytes wide", column.name, length));
     }
   } else if (column.type == ColumnType::kBinary) {
     if (length < 1 || length > 510) {
-      Problem(fmt::format("the binary column {} is {} bytes wide", column.name, length));
+      Problem(Code::kColumnLength,
+              fmt::format("the binary column {} is {} bytes wide", column.name, length));
     }
   } else if (column.type != ColumnType::kRaw) {
     const std::size_t customary = IsLongValue(column.type) ? 0 : *ExactSize(column);
     const bool fits = column.type == ColumnType::kBoolean ? length <= 1 : length == customary;
     if (!fits) {
-      Warning(fmt::format("column {} of type {} is {} bytes wide", column.name,
-                          TypeName(column.type), length));
+      Warning(Code::kColumnLength, fmt::format("column {} of type {} is {} bytes wide", column.name,
+                                               TypeName(column.type), length));
     }
   }
 }
@@ -130,29 +137,33 @@ void DefinitionRules::CheckIndexes() {
   int primaries = 0;
   for (const LogicalIndex& index : def_->logical_indexes) {
     if (!numbers.insert(index.number).second) {
-      Problem(fmt::format("two indexes have the number {}", index.number));
+      Problem(Code::kIndexNumber, fmt::format("two indexes have the number {}", index.number));
     }
     const auto [other, is_new] =
         names.try_emplace(NameKey(context_->header.order(), index.name), &index);
     if (!is_new) {
-      Problem(fmt::format("two indexes have one name: {} and {}", other->second->name, index.name));
+      Problem(Code::kNameTwice,
+              fmt::format("two indexes have one name: {} and {}", other->second->name, index.name));
     }
     if (index.real >= def_->real_indexes.size()) {
-      Problem(fmt::format("index {} refers to tree {}", index.name, index.real));
+      Problem(Code::kIndexNumber,
+              fmt::format("index {} refers to tree {}", index.name, index.real));
     } else if (index.kind == LogicalIndex::kPrimary && !def_->real_indexes[index.real].unique()) {
-      Problem(fmt::format("the primary key {} has a tree that is not unique", index.name));
+      Problem(Code::kIndexForm,
+              fmt::format("the primary key {} has a tree that is not unique", index.name));
     }
     reals.insert(index.real);
     if (index.kind > LogicalIndex::kRelation) {
-      Problem(fmt::format("index {} is of the unknown kind {}", index.name, index.kind));
+      Problem(Code::kIndexForm,
+              fmt::format("index {} is of the unknown kind {}", index.name, index.kind));
     }
     if (index.kind == LogicalIndex::kPrimary && ++primaries == 2) {
-      Problem("there are two primary keys");
+      Problem(Code::kIndexForm, "there are two primary keys");
     }
   }
   for (std::size_t i = 0; i < def_->real_indexes.size(); ++i) {
     if (!reals.contains(static_cast<std::uint32_t>(i))) {
-      Problem(fmt::format("index tree {} has no name", i));
+      Problem(Code::kIndexNumber, fmt::format("index tree {} has no name", i));
     }
     CheckRealIndex(i);
   }
@@ -160,16 +171,19 @@ void DefinitionRules::CheckIndexes() {
 
 void DefinitionRules::CheckRealIndex(std::size_t ordinal) {
   const RealIndex& index = def_->real_indexes[ordinal];
-  if (index.columns.empty()) Problem(fmt::format("index tree {} has no column", ordinal));
+  if (index.columns.empty())
+    Problem(Code::kIndexForm, fmt::format("index tree {} has no column", ordinal));
   for (const IndexColumn& part : index.columns) {
     if (!def_->FindColumn(part.column)) {
-      Problem(fmt::format("index tree {} refers to column number {}", ordinal, part.column.value));
+      Problem(Code::kIndexForm,
+              fmt::format("index tree {} refers to column number {}", ordinal, part.column.value));
     }
   }
   constexpr std::uint8_t kKnown =
       RealIndex::kUnique | RealIndex::kIgnoreNulls | RealIndex::kRequired | RealIndex::kAlways;
   if ((index.flags & RealIndex::kAlways) == 0 || (index.flags & ~kKnown) != 0) {
-    Warning(fmt::format("index tree {} has the unusual flags {:02X}", ordinal, index.flags));
+    Warning(Code::kIndexForm,
+            fmt::format("index tree {} has the unusual flags {:02X}", ordinal, index.flags));
   }
 }
 
@@ -186,7 +200,8 @@ void DefinitionRules::CheckWidth() {
       2 + fixed + (variables == 0 ? 4 : 2 * (variables + 1) + 2) + (def_->next_column_id + 7U) / 8U;
   constexpr std::size_t kLimit = 4060;
   if (width > kLimit) {
-    Problem(fmt::format("the declared width is {} bytes, more than {}", width, kLimit));
+    Problem(Code::kLimit,
+            fmt::format("the declared width is {} bytes, more than {}", width, kLimit));
   }
 }
 

@@ -33,7 +33,7 @@ void CheckPassword(ByteView page, double created, const Place& here, Report& rep
     const std::size_t i = at - kPassword;
     const int unit = GetU16(page, at) ^ (date[i % 4] | date[i % 4 + 1] << 8);
     if (ended && unit != 0) {
-      report.Warning(here, "the password field goes on behind its end");
+      report.Warning(here, Code::kHeaderField, "the password field goes on behind its end");
       return;
     }
     if (unit == 0) ended = true;
@@ -45,11 +45,12 @@ void CheckCommitSlots(ByteView page, const Place& here, Report& report) {
     const std::size_t slot = (at - kCommitSlots) / 2;
     switch (GetU16(page, at)) {
       case 0x0000:
-        report.Problem(here,
+        report.Problem(here, Code::kCommitSlot,
                        fmt::format("commit slot {} says that a write was not finished", slot));
         break;
       case 0x0001:
-        report.Problem(here, fmt::format("commit slot {} says that a damaged page was met", slot));
+        report.Problem(here, Code::kCommitSlot,
+                       fmt::format("commit slot {} says that a damaged page was met", slot));
         break;
       default:
         break;
@@ -58,6 +59,8 @@ void CheckCommitSlots(ByteView page, const Place& here, Report& report) {
 }
 
 }  // namespace
+
+bool IsCreationDate(DateTime created) { return created.days > 0 && created.days < 110'000; }
 
 void CheckHeader(PageView stored, Report& report) {
   const Place here{{}, PageNumber{0}};
@@ -68,30 +71,34 @@ void CheckHeader(PageView stored, Report& report) {
   static constexpr std::uint32_t kMarkValues[] = {0x100, 0x101, 2, 3, 4, 5};
   for (std::size_t i = 0; i < std::size(kMarkValues); ++i) {
     if (const std::uint32_t value = GetU32(page, kMarks + 4 * i); value != kMarkValues[i]) {
-      report.Warning(here, fmt::format("the word at 0x{:X} is 0x{:X}, not 0x{:X}", kMarks + 4 * i,
-                                       value, kMarkValues[i]));
+      report.Warning(here, Code::kHeaderField,
+                     fmt::format("the word at 0x{:X} is 0x{:X}, not 0x{:X}", kMarks + 4 * i, value,
+                                 kMarkValues[i]));
     }
   }
   const double created = GetDouble(page, kCreated);
-  if (created > 0 && created < 110'000) {
+  if (IsCreationDate({created})) {
     CheckPassword(page, created, here, report);
   } else {
-    report.Problem(here, fmt::format("the creation date {} is no date", created));
+    report.Problem(here, Code::kCreationDate,
+                   fmt::format("the creation date {} is no date", created));
+    report.NotChecked(here, "the password and what is masked with it");
   }
   const SortOrder order = Header::Parse(stored).order();
   if (!IsSupportedOrder(order)) {
-    report.Warning(here, fmt::format("text keys of the sort order {} version {} cannot be verified",
-                                     order.language, order.version));
+    report.Warning(here, Code::kSortOrder,
+                   fmt::format("text keys of the sort order {} version {} cannot be verified",
+                               order.language, order.version));
   }
   static constexpr std::uint8_t kVersion[] = {0x54, 0x06, 0, 0, '4', '.', '0', 0};
   if (!std::equal(std::begin(kVersion), std::end(kVersion), page.begin() + kVersionText)) {
-    report.Warning(here, "the version text is not 4.0");
+    report.Warning(here, Code::kHeaderField, "the version text is not 4.0");
   }
   const ByteView bytes = page;
   if (!AllZero(bytes.subspan(kZeros, kZerosEnd - kZeros)) ||
       !AllZero(bytes.subspan(kCreatedEnd, kMaskedEnd - kCreatedEnd)) ||
       !AllZero(bytes.subspan(kUnused, kUnusedEnd - kUnused))) {
-    report.Warning(here, "unused bytes are not zero");
+    report.Warning(here, Code::kHeaderField, "unused bytes are not zero");
   }
   CheckCommitSlots(bytes, here, report);
 }

@@ -5,6 +5,7 @@
 
 namespace jet::check {
 
+bool IsCreationDate(DateTime created);
 void CheckHeader(PageView page, Report& report);
 
 }  // namespace jet::check

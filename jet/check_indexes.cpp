@@ -69,8 +69,8 @@ IndexCheck::IndexCheck(const Context& context, std::string_view table, const Tab
       keys_(def, *index_),
       tree_(context, table, name_, def.page) {}
 
-void IndexCheck::Problem(const Place& place, std::string text) {
-  context_->report.Problem(place, fmt::format("index {}: {}", name_, text));
+void IndexCheck::Problem(const Place& place, Code code, std::string text) {
+  context_->report.Problem(place, code, fmt::format("index {}: {}", name_, text));
 }
 
 void IndexCheck::Expect(RowId id, const RowFields& row) {
@@ -93,16 +93,19 @@ bool IndexCheck::IsOpen(std::uint32_t row) const {
 void IndexCheck::CompareWithTree(RowSource& rows) {
   tree_.Run(*index_, [&](ByteView entry, PageNumber leaf) { OnEntry(entry, leaf, rows); });
   if (first_null_) {
-    context_->report.Warning(At(table_, *first_null_),
+    context_->report.Warning(At(table_, *first_null_), Code::kNullInKey,
                              fmt::format("index {} requires values, but this row and {} more are "
                                          "Null",
                                          name_, null_in_required_ - 1));
   }
   if (tree_.complete() && distinct_ > index_->distinct_keys) {
-    context_->report.Warning(At(table_, def_->page),
+    context_->report.Warning(At(table_, def_->page), Code::kKeyCount,
                              fmt::format("index {} has {} distinct keys, more than the {} that "
                                          "were ever added",
                                          name_, distinct_, index_->distinct_keys));
+  }
+  if (!tree_.complete()) {
+    context_->report.NotChecked(At(table_, def_->page), fmt::format("a part of index {}", name_));
   }
   CompareOpenRows();
   if (!(expected_ == found_)) CompareInDetail(rows);
@@ -126,8 +129,9 @@ void IndexCheck::OnEntry(ByteView entry, PageNumber leaf, RowSource& rows) {
   }
   seen_open_.push_back(row);
   if (rows.Fetch(RowId::FromPacked(row), row_) && !keys_.MayBe(row_, key)) {
-    Problem(At(table_, leaf), fmt::format("the entry of {} has the key {}, which cannot be its own",
-                                          RowText(row), Hex(key)));
+    Problem(At(table_, leaf), Code::kEntryKey,
+            fmt::format("the entry of {} has the key {}, which cannot be its own", RowText(row),
+                        Hex(key)));
   }
 }
 
@@ -138,9 +142,10 @@ void IndexCheck::OnEqualKeys(RowId row, PageNumber leaf, RowSource& rows) {
   if (keys_.all_null()) return;
   std::string text = fmt::format("{} has the same key as the row before it", RowText(row.packed()));
   if (keys_.some_null()) {
-    context_->report.Warning(At(table_, leaf), fmt::format("index {}: {}", name_, text));
+    context_->report.Warning(At(table_, leaf), Code::kKeyTwice,
+                             fmt::format("index {}: {}", name_, text));
   } else {
-    Problem(At(table_, leaf), std::move(text));
+    Problem(At(table_, leaf), Code::kKeyTwice, std::move(text));
   }
 }
 
@@ -152,6 +157,7 @@ void IndexCheck::CompareOpenRows() {
     for (; at < seen_open_.size() && seen_open_[at] == row; ++at) ++entries;
     if (entries == 1 || (entries == 0 && !tree_.complete())) continue;
     Problem(At(table_, RowId::FromPacked(row)),
+            entries == 0 ? Code::kEntryMissing : Code::kEntryTwice,
             entries == 0 ? std::string("this row has no entry")
                          : fmt::format("this row has {} entries", entries));
   }
@@ -203,7 +209,8 @@ void IndexCheck::ComparePart(std::uint32_t first, std::uint32_t last, std::vecto
     for (; at < entries.size() && entries[at].row < row.row; ++at) ReportStray(entries[at], rows);
     if (at == entries.size() || entries[at].row != row.row) {
       if (tree_.complete())
-        Problem(At(table_, RowId::FromPacked(row.row)), "this row has no entry");
+        Problem(At(table_, RowId::FromPacked(row.row)), Code::kEntryMissing,
+                "this row has no entry");
       continue;
     }
     const std::size_t group = at;
@@ -214,7 +221,8 @@ void IndexCheck::ComparePart(std::uint32_t first, std::uint32_t last, std::vecto
     if (right == entries.size()) ReportWrongKey(entries[right = group], rows);
     for (std::size_t i = group; i < at; ++i) {
       if (i == right) continue;
-      Problem(At(table_, entries[i].leaf), fmt::format("{} has another entry", RowText(row.row)));
+      Problem(At(table_, entries[i].leaf), Code::kEntryTwice,
+              fmt::format("{} has another entry", RowText(row.row)));
     }
   }
   for (; at < entries.size(); ++at) ReportStray(entries[at], rows);
@@ -222,7 +230,7 @@ void IndexCheck::ComparePart(std::uint32_t first, std::uint32_t last, std::vecto
 
 void IndexCheck::ReportStray(const Entry& entry, RowSource& rows) {
   const bool exists = rows.Fetch(RowId::FromPacked(entry.row), row_);
-  Problem(At(table_, entry.leaf),
+  Problem(At(table_, entry.leaf), Code::kEntryStray,
           exists ? fmt::format("{} is Null and should have no entry", RowText(entry.row))
                  : fmt::format("an entry points to {}, which is no live row", RowText(entry.row)));
 }
@@ -230,8 +238,9 @@ void IndexCheck::ReportStray(const Entry& entry, RowSource& rows) {
 void IndexCheck::ReportWrongKey(const Entry& entry, RowSource& rows) {
   if (!rows.Fetch(RowId::FromPacked(entry.row), row_)) return;
   keys_.Build(row_, key_);
-  Problem(At(table_, entry.leaf), fmt::format("the entry of {} has the key {}, not {}",
-                                              RowText(entry.row), Hex(FindKey(entry)), Hex(key_)));
+  Problem(At(table_, entry.leaf), Code::kEntryKey,
+          fmt::format("the entry of {} has the key {}, not {}", RowText(entry.row),
+                      Hex(FindKey(entry)), Hex(key_)));
 }
 
 Bytes IndexCheck::FindKey(const Entry& entry) {

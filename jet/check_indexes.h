@@ -64,7 +64,7 @@ class IndexCheck {
   void ReportStray(const Entry& entry, RowSource& rows);
   void ReportWrongKey(const Entry& entry, RowSource& rows);
   Bytes FindKey(const Entry& entry);
-  void Problem(const Place& place, std::string text);
+  void Problem(const Place& place, Code code, std::string text);
 
   const Context* context_;
   std::string_view table_;

@@ -13,8 +13,13 @@ constexpr std::size_t kOwner = 4, kStamp = 8;
 constexpr std::uint32_t kLengthBits = 0x3FFF'FFFF, kKindBits = 0xC000'0000;
 constexpr std::uint32_t kInlineBits = 0x8000'0000, kSingleBits = 0x4000'0000;
 
-std::string TextFault(const TextScan& scan, bool is_memo) {
-  return is_memo ? scan.Fault() : std::string();
+Fault TextFault(const TextScan& scan, bool is_memo) {
+  return {Code::kFieldForm, is_memo ? scan.Fault() : std::string()};
+}
+
+template <class... Args>
+Fault Malformed(fmt::format_string<Args...> text, Args&&... args) {
+  return {Code::kLongValueForm, fmt::format(text, std::forward<Args>(args)...)};
 }
 
 }  // namespace
@@ -34,7 +39,7 @@ std::string LongValues::PlaceText(std::size_t ordinal) const {
 void LongValues::ReadMaps() {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (!columns_[i].is_long_value) continue;
-    columns_[i].owner = context_->ledger.Register(PlaceText(i));
+    columns_[i].owner = context_->ledger.Register(PlaceText(i), table_);
     if (columns_[i].has_map) ReadColumnMaps(i);
   }
 }
@@ -47,24 +52,25 @@ void LongValues::ReadColumnMaps(std::size_t ordinal) {
                                           fmt::format("map of the pages of column {}", def.name));
   if (!column.owned) return;
   if (column.owned->outside != 0) {
-    context_->report.Problem(At(table_, def.owned_map),
+    context_->report.Problem(At(table_, def.owned_map), Code::kBeyondEnd,
                              fmt::format("{} include page {} beyond the end of the file",
                                          PlaceText(ordinal), column.owned->first_outside));
   }
   if (def.free_map.packed() == 0) {
-    context_->report.Warning(here, fmt::format("column {} has no map of free space", def.name));
+    context_->report.Warning(here, Code::kMapMissing,
+                             fmt::format("column {} has no map of free space", def.name));
     return;
   }
   const auto free = context_->ledger.ReadMap(
       def.free_map, here, fmt::format("map of the free space of column {}", def.name));
   if (!free) return;
   if (free->outside != 0) {
-    context_->report.Problem(At(table_, def.free_map),
+    context_->report.Problem(At(table_, def.free_map), Code::kBeyondEnd,
                              fmt::format("marks page {} beyond the end of the file as having room",
                                          free->first_outside));
   }
   if (const auto stray = free->pages.FirstMissingIn(column.owned->pages)) {
-    context_->report.Warning(At(table_, def.free_map),
+    context_->report.Warning(At(table_, def.free_map), Code::kMapStray,
                              fmt::format("marks page {}, which is not in the map of the pages of "
                                          "column {}",
                                          stray->value, def.name));
@@ -77,12 +83,14 @@ LongValues::Page LongValues::CheckPage(const Column& column, PageNumber page, Pa
   const std::string_view owner_text = context_->ledger.TextOf(column.owner);
   Slots slots;
   if (std::string fault = slots.Parse(bytes); !fault.empty()) {
-    context_->report.Problem(here, fmt::format("{}, but should be one of {}", fault, owner_text));
+    context_->report.Problem(here, Code::kPageKind,
+                             fmt::format("{}, but should be one of {}", fault, owner_text));
     return checked;
   }
   if (const std::uint32_t owner = GetU32(bytes, kOwner); owner != kLvalOwner) {
     context_->report.Problem(
-        here, fmt::format("names {:X} as owner, but should be one of {}", owner, owner_text));
+        here, Code::kPageOwner,
+        fmt::format("names {:X} as owner, but should be one of {}", owner, owner_text));
     return checked;
   }
   if (context_->ledger.Claim(page, column.owner, here) != Ledger::Claimed::kNew) return checked;
@@ -91,45 +99,45 @@ LongValues::Page LongValues::CheckPage(const Column& column, PageNumber page, Pa
     if (slots.kind(row) == SlotKind::kLive) {
       checked.present[row / 64] |= std::uint64_t{1} << (row % 64);
     } else if (slots.kind(row) != SlotKind::kDeleted) {
-      context_->report.Warning({table_, page, static_cast<std::uint8_t>(row)},
+      context_->report.Warning({table_, page, static_cast<std::uint8_t>(row)}, Code::kLongValueForm,
                                "is marked as moved, which long values cannot be");
     }
   }
   return checked;
 }
 
-std::string LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes) {
+Fault LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes) {
   if (!context_->ledger.Exists(at.page) || !at.page) {
-    return fmt::format("points to page {}, which does not exist", at.page.value);
+    return {Code::kBeyondEnd,
+            fmt::format("points to page {}, which does not exist", at.page.value)};
   }
   if (column.owned && !column.owned->pages.Contains(at.page)) {
-    return fmt::format("points to page {}, which is not in the column's map", at.page.value);
+    return Malformed("points to page {}, which is not in the column's map", at.page.value);
   }
   page = context_->pager.Read(at.page);
   const auto [found, is_new] = column.pages.try_emplace(at.page.value);
   Page& state = found->second;
   if (is_new) state = CheckPage(column, at.page, page.bytes());
   if (!state.usable) {
-    return fmt::format("points to page {}, which is no page of its column", at.page.value);
+    return Malformed("points to page {}, which is no page of its column", at.page.value);
   }
   const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
   if ((state.present[at.row / 64] & bit) == 0) {
-    return fmt::format("points to row {} of page {}, which is not there", at.row, at.page.value);
+    return Malformed("points to row {} of page {}, which is not there", at.row, at.page.value);
   }
   if ((state.used[at.row / 64] & bit) != 0) {
-    return fmt::format("points to row {} of page {}, which is in use already", at.row,
-                       at.page.value);
+    return Malformed("points to row {} of page {}, which is in use already", at.row, at.page.value);
   }
   state.used[at.row / 64] |= bit;
   bytes = Slots::Bytes(page.bytes(), at.row);
   return {};
 }
 
-std::string LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content) {
+Fault LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content) {
   Column& column = columns_[ordinal];
   const bool is_memo = def_->columns[ordinal].type == ColumnType::kMemo;
   const auto untidy = [&](std::string text) {
-    context_->report.Warning(At(table_, row),
+    context_->report.Warning(At(table_, row), Code::kLongValueForm,
                              fmt::format("column {} {}", def_->columns[ordinal].name, text));
   };
   const std::uint32_t word = GetU32(stored, 0);
@@ -141,7 +149,7 @@ std::string LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, 
   if ((word & kKindBits) == kInlineBits) {
     const ByteView bytes = stored.subspan(kLongValueDescriptorBytes);
     if (bytes.size() != value.length) {
-      return fmt::format("says it has {} bytes, but {} are in the row", value.length, bytes.size());
+      return Malformed("says it has {} bytes, but {} are in the row", value.length, bytes.size());
     }
     if (bytes.size() > kMaxInlineBytes) untidy("has more bytes in the row than is customary");
     scan.Feed(bytes);
@@ -149,14 +157,14 @@ std::string LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, 
     return TextFault(scan, is_memo);
   }
   if (stored.size() != kLongValueDescriptorBytes) {
-    return fmt::format("has a descriptor of {} bytes", stored.size());
+    return Malformed("has a descriptor of {} bytes", stored.size());
   }
   if ((word & kKindBits) == kSingleBits) {
     PageRef page;
     ByteView bytes;
-    if (std::string fault = Take(column, value.at, page, bytes); !fault.empty()) return fault;
+    if (Fault fault = Take(column, value.at, page, bytes)) return fault;
     if (bytes.size() < value.length) {
-      return fmt::format("says it has {} bytes, but its row holds {}", value.length, bytes.size());
+      return Malformed("says it has {} bytes, but its row holds {}", value.length, bytes.size());
     }
     if (bytes.size() > value.length) untidy("has more bytes on its page than it says");
     bytes = bytes.first(value.length);
@@ -164,13 +172,13 @@ std::string LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, 
     if (content != nullptr) content->assign(bytes.begin(), bytes.end());
     return TextFault(scan, is_memo);
   }
-  if ((word & kKindBits) != 0) return "is of an unknown kind";
+  if ((word & kKindBits) != 0) return Malformed("is of an unknown kind");
   if (value.at && value.stamp == 0) untidy("is a chain without a stamp");
   return FollowChain(column, value, is_memo, content);
 }
 
-std::string LongValues::FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
-                                    Bytes* content) {
+Fault LongValues::FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
+                              Bytes* content) {
   TextScan scan;
   std::size_t length = 0;
   if (content != nullptr) content->clear();
@@ -178,12 +186,12 @@ std::string LongValues::FollowChain(Column& column, const LongValueDescriptor& v
   for (RowId at = value.at; at.packed() != 0;) {
     PageRef page;
     ByteView bytes;
-    if (std::string fault = Take(column, at, page, bytes); !fault.empty()) return fault;
+    if (Fault fault = Take(column, at, page, bytes)) return fault;
     if (at == value.at && GetU32(page.bytes(), kStamp) != value.stamp) {
-      return fmt::format("has the stamp {:X}, but its chain on page {} has {:X}", value.stamp,
-                         at.page.value, GetU32(page.bytes(), kStamp));
+      return Malformed("has the stamp {:X}, but its chain on page {} has {:X}", value.stamp,
+                       at.page.value, GetU32(page.bytes(), kStamp));
     }
-    if (bytes.size() < 4) return fmt::format("has a piece of {} bytes", bytes.size());
+    if (bytes.size() < 4) return Malformed("has a piece of {} bytes", bytes.size());
     at = RowId::FromPacked(GetU32(bytes, 0));
     const ByteView piece = bytes.subspan(4);
     length += piece.size();
@@ -192,8 +200,8 @@ std::string LongValues::FollowChain(Column& column, const LongValueDescriptor& v
     if (content != nullptr) AddBytes(*content, piece);
   }
   if (length != value.length) {
-    return fmt::format("says it has {} bytes, but its chain holds {}{}", value.length,
-                       length > value.length ? "at least " : "", length);
+    return Malformed("says it has {} bytes, but its chain holds {}{}", value.length,
+                     length > value.length ? "at least " : "", length);
   }
   return TextFault(scan, is_memo);
 }
@@ -211,6 +219,7 @@ void LongValues::CheckRest() {
       for (std::size_t row = 0; row < kMaxRowsOnPage; ++row) {
         if (((state.present[row / 64] & ~state.used[row / 64]) >> row % 64 & 1) == 0) continue;
         context_->report.Warning({table_, *page, static_cast<std::uint8_t>(row)},
+                                 Code::kLongValueLost,
                                  fmt::format("is a piece of {} that belongs to no row",
                                              context_->ledger.TextOf(column.owner)));
       }

@@ -20,8 +20,8 @@ class LongValues {
   // Which pages each column owns.
   void ReadMaps();
   // Follows the value of row `row` that `stored` describes; `content`, if given,
-  // receives it. What is wrong, in words; empty if nothing is.
-  std::string Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content);
+  // receives it.
+  Fault Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content);
   // The content alone, for a value that has been followed already.
   Bytes Reread(ByteView stored) const;
   // After all rows: pages that none of them led to, and long values of no row.
@@ -44,9 +44,8 @@ class LongValues {
 
   void ReadColumnMaps(std::size_t ordinal);
   Page CheckPage(const Column& column, PageNumber page, PageView bytes);
-  std::string FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo,
-                          Bytes* content);
-  std::string Take(Column& column, RowId at, PageRef& page, ByteView& bytes);
+  Fault FollowChain(Column& column, const LongValueDescriptor& value, bool is_memo, Bytes* content);
+  Fault Take(Column& column, RowId at, PageRef& page, ByteView& bytes);
   std::string PlaceText(std::size_t ordinal) const;
 
   const Context* context_;

@@ -73,22 +73,24 @@ Ledger::Ledger(Pager& pager, Report& report)
   Claim(PageNumber{0}, Register("the file's header"), {});
 }
 
-Ledger::OwnerId Ledger::Register(std::string text) {
-  names_.push_back(std::move(text));
+Ledger::OwnerId Ledger::Register(std::string text, std::string_view table) {
+  names_.push_back({std::move(text), std::string(table)});
   return static_cast<OwnerId>(names_.size() - 1);
 }
 
 Ledger::Claimed Ledger::Claim(PageNumber page, OwnerId owner, const Place& place) {
   if (!Exists(page)) {
-    report_->Problem(place, fmt::format("page {} of {} lies beyond the end of the file", page.value,
-                                        names_[owner]));
+    report_->Problem(place, Code::kBeyondEnd,
+                     fmt::format("page {} of {} lies beyond the end of the file", page.value,
+                                 names_[owner].text));
     return Claimed::kOutside;
   }
   OwnerId& current = owner_[page.value];
   if (current == owner && !spare_[page.value]) return Claimed::kAgain;
   if (current != kNobody && current != owner) {
-    report_->Problem({place.table, page},
-                     fmt::format("belongs to {} and to {}", names_[current], names_[owner]));
+    report_->Problem(
+        {place.table, page, std::nullopt, names_[current].table}, Code::kTwoOwners,
+        fmt::format("belongs to {} and to {}", names_[current].text, names_[owner].text));
     return Claimed::kForeign;
   }
   current = owner;
@@ -103,29 +105,32 @@ bool Ledger::ClaimSpare(PageNumber page, OwnerId owner) {
   return true;
 }
 
-std::string_view Ledger::OwnerOf(PageNumber page) const { return names_[owner_[page.value]]; }
+std::string_view Ledger::OwnerOf(PageNumber page) const { return names_[owner_[page.value]].text; }
+
+std::string_view Ledger::TableOf(PageNumber page) const { return names_[owner_[page.value]].table; }
 
 bool Ledger::ReadSlots(PageNumber page, PageView bytes, const Place& place, Slots& slots) {
   const Place here{place.table, page};
   if (std::string fault = slots.Parse(bytes); !fault.empty()) {
-    report_->Problem(here, std::move(fault));
+    report_->Problem(here, Code::kPageKind, std::move(fault));
     return false;
   }
   if (bytes[1] == kReleased) {
     // Readers pass such a page over.
     if (slots.has_rows()) {
-      report_->Problem(here, "is marked as released although it holds rows");
+      report_->Problem(here, Code::kReleasedPage, "is marked as released although it holds rows");
     } else {
-      report_->Warning(here, "is marked as released although it is in use");
+      report_->Warning(here, Code::kReleasedPage, "is marked as released although it is in use");
     }
   }
   if (const std::size_t stated = GetU16(bytes, kFreeBytes); stated != slots.free_bytes()) {
     report_->Problem(
-        here, fmt::format("says that {} bytes are free; {} are", stated, slots.free_bytes()));
+        here, Code::kFreeBytes,
+        fmt::format("says that {} bytes are free; {} are", stated, slots.free_bytes()));
   }
   for (std::size_t row = 0; row < slots.size(); ++row) {
     if (slots.has_unknown_flag(row)) {
-      report_->Warning({place.table, page, static_cast<std::uint8_t>(row)},
+      report_->Warning({place.table, page, static_cast<std::uint8_t>(row)}, Code::kSlotFlag,
                        "has an unknown flag in its slot");
     }
   }
@@ -135,21 +140,23 @@ bool Ledger::ReadSlots(PageNumber page, PageView bytes, const Place& place, Slot
 std::optional<MapPages> Ledger::ReadMap(RowId at, const Place& place, const std::string& what) {
   const Place here{place.table, at.page, at.row};
   if (!Exists(at.page) || at.page.value == 0) {
-    report_->Problem(place, fmt::format("the {} is said to be on page {}", what, at.page.value));
+    report_->Problem(place, Exists(at.page) ? Code::kMapPlace : Code::kBeyondEnd,
+                     fmt::format("the {} is said to be on page {}", what, at.page.value));
     return std::nullopt;
   }
   const PageRef page = pager_->Read(at.page);
   Slots slots;
   if (at.page == kGlobalMapPage) {
     if (place.page != kGlobalMapPage) {
-      report_->Problem(place, fmt::format("the {} is said to be on page 1", what));
+      report_->Problem(place, Code::kMapPlace, fmt::format("the {} is said to be on page 1", what));
       return std::nullopt;
     }
     if (!slots.Parse(page.bytes()).empty()) return std::nullopt;  // reported by the caller
   } else {
     const std::string fault = slots.Parse(page.bytes());
     if (!fault.empty()) {
-      report_->Problem(here, fmt::format("{}, but the {} should be there", fault, what));
+      report_->Problem(here, Code::kMapPlace,
+                       fmt::format("{}, but the {} should be there", fault, what));
       return std::nullopt;
     }
     // All pages of maps have one owner: tables share them.
@@ -158,23 +165,27 @@ std::optional<MapPages> Ledger::ReadMap(RowId at, const Place& place, const std:
       if (Claim(at.page, Register(std::string(kMaps)), place) == Claimed::kNew) {
         ReadSlots(at.page, page.bytes(), {{}, at.page}, slots);
         if (GetU32(page.bytes(), kOwner) != 0) {
-          report_->Warning({{}, at.page}, fmt::format("holds usage maps but names page {} as owner",
-                                                      GetU32(page.bytes(), kOwner)));
+          report_->Warning({{}, at.page}, Code::kPageOwner,
+                           fmt::format("holds usage maps but names page {} as owner",
+                                       GetU32(page.bytes(), kOwner)));
         }
       }
     }
     const std::string user = fmt::format("{} of {}", what, place.table);
     const auto [seen, is_new] = map_rows_.try_emplace(at.packed(), user);
     if (!is_new) {
-      report_->Problem(here, fmt::format("is used twice: as {} and as {}", seen->second, user));
+      report_->Problem(here, Code::kMapShared,
+                       fmt::format("is used twice: as {} and as {}", seen->second, user));
     }
   }
   if (at.row >= slots.size()) {
-    report_->Problem(here, fmt::format("does not exist, but the {} should be there", what));
+    report_->Problem(here, Code::kMapPlace,
+                     fmt::format("does not exist, but the {} should be there", what));
     return std::nullopt;
   }
   if (slots.kind(at.row) != SlotKind::kLive) {
-    report_->Problem(here, fmt::format("is deleted or moved, but the {} should be there", what));
+    report_->Problem(here, Code::kMapPlace,
+                     fmt::format("is deleted or moved, but the {} should be there", what));
     return std::nullopt;
   }
   const std::size_t start = slots.start(at.row);
@@ -186,27 +197,30 @@ std::optional<MapPages> Ledger::DecodeMap(ByteView row, RowId at, const Place& p
   const Place here{place.table, at.page, at.row};
   MapPages map{PageSet(page_count_)};
   if (row.size() < kMapHead) {
-    report_->Problem(here, fmt::format("the {} has only {} bytes", what, row.size()));
+    report_->Problem(here, Code::kMapForm,
+                     fmt::format("the {} has only {} bytes", what, row.size()));
     return std::nullopt;
   }
   if (row[0] == kInlineMap) {
     const std::uint32_t first = GetU32(row, 1);
     if (first >= kMaxPages) {
-      report_->Problem(here,
+      report_->Problem(here, Code::kMapForm,
                        fmt::format("the {} starts at page {}, behind all pages", what, first));
       return std::nullopt;
     }
     if (first % 8 != 0) {
-      report_->Warning(here, fmt::format("the {} starts at page {}", what, first));
+      report_->Warning(here, Code::kMapForm, fmt::format("the {} starts at page {}", what, first));
     }
     if (row.size() < kNewMapBytes || (row.size() - kMapHead) % 4 != 0) {
-      report_->Warning(here, fmt::format("the {} has the odd width of {} bytes", what, row.size()));
+      report_->Warning(here, Code::kMapForm,
+                       fmt::format("the {} has the odd width of {} bytes", what, row.size()));
     }
     AddBits(row.subspan(kMapHead), first, map);
     return map;
   }
   if (row[0] != kMapOfBitmaps) {
-    report_->Problem(here, fmt::format("the {} is of the unknown type {}", what, row[0]));
+    report_->Problem(here, Code::kMapForm,
+                     fmt::format("the {} is of the unknown type {}", what, row[0]));
     return std::nullopt;
   }
   bool whole = true;
@@ -225,21 +239,22 @@ bool Ledger::AddBitmapPage(PageNumber bitmap, std::uint32_t first, const Place& 
                            const std::string& what, MapPages& into) {
   if (!Exists(bitmap)) {
     report_->Problem(
-        place, fmt::format("the {} names page {} beyond the end of the file", what, bitmap.value));
+        place, Code::kBeyondEnd,
+        fmt::format("the {} names page {} beyond the end of the file", what, bitmap.value));
     return false;
   }
   const PageRef page = pager_->Read(bitmap);
   if (page.bytes()[0] != 5 || page.bytes()[1] != 1) {
-    report_->Problem({place.table, bitmap},
+    report_->Problem({place.table, bitmap}, Code::kPageKind,
                      fmt::format("should hold bits of the {} but starts {:02X} {:02X}", what,
                                  page.bytes()[0], page.bytes()[1]));
     return false;
   }
   if (GetU16(page.bytes(), 2) != 0) {
-    report_->Warning({place.table, bitmap}, "has unknown bytes in its head");
+    report_->Warning({place.table, bitmap}, Code::kMapForm, "has unknown bytes in its head");
   }
   const Claimed claimed =
-      Claim(bitmap, Register(fmt::format("the {} of {}", what, place.table)), place);
+      Claim(bitmap, Register(fmt::format("the {} of {}", what, place.table), place.table), place);
   if (claimed != Claimed::kNew) return false;
   AddBits(page.bytes().subspan(kBitmapHead), first, into);
   return true;
@@ -261,7 +276,7 @@ void Ledger::AddBits(ByteView bits, std::uint64_t first, MapPages& into) const {
 void Ledger::ReadGlobalMap() {
   const Place here{{}, kGlobalMapPage};
   if (!Exists(kGlobalMapPage)) {
-    report_->Problem(here, "the file ends before the map of free pages");
+    report_->Problem(here, Code::kBeyondEnd, "the file ends before the map of free pages");
     return;
   }
   Claim(kGlobalMapPage, Register("the map of free pages"), here);
@@ -269,25 +284,29 @@ void Ledger::ReadGlobalMap() {
   Slots slots;
   if (!ReadSlots(kGlobalMapPage, page.bytes(), here, slots)) return;
   if (GetU32(page.bytes(), kOwner) != kGlobalMapPage.value) {
-    report_->Problem(here, fmt::format("names page {} as owner instead of itself",
-                                       GetU32(page.bytes(), kOwner)));
+    report_->Problem(
+        here, Code::kPageOwner,
+        fmt::format("names page {} as owner instead of itself", GetU32(page.bytes(), kOwner)));
   }
   free_ = ReadMap({kGlobalMapPage, 0}, here, "map of free pages");
   if (slots.size() > 1) {
     const auto second = ReadMap({kGlobalMapPage, 1}, here, "second map of page 1");
     if (second && (second->outside != 0 || second->pages.FirstFrom(0))) {
-      report_->Warning({{}, kGlobalMapPage, std::uint8_t{1}}, "is not empty");
+      report_->Warning({{}, kGlobalMapPage, std::uint8_t{1}}, Code::kMapStray, "is not empty");
     }
   }
 }
 
 void Ledger::CompareWithFreeMap(bool complete) {
-  if (!free_) return;
+  if (!free_) {
+    report_->NotChecked(At({}, kGlobalMapPage), "which pages are free");
+    return;
+  }
   for (auto page = free_->pages.FirstFrom(0); page;
        page = free_->pages.FirstFrom(page->value + 1)) {
     if (owner_[page->value] != kNobody) {
-      report_->Problem({{}, page}, fmt::format("belongs to {} but is marked as free",
-                                               names_[owner_[page->value]]));
+      report_->Problem({{}, page, std::nullopt, TableOf(*page)}, Code::kFreeInUse,
+                       fmt::format("belongs to {} but is marked as free", OwnerOf(*page)));
     }
   }
   if (!complete) return;
@@ -298,7 +317,7 @@ void Ledger::CompareWithFreeMap(bool complete) {
     if (!is_lost(page)) continue;
     std::uint32_t last = page;
     while (last + 1 < page_count_ && is_lost(last + 1)) ++last;
-    report_->Warning({{}, PageNumber{page}},
+    report_->Warning({{}, PageNumber{page}}, Code::kLostPage,
                      last == page ? std::string("belongs to nothing and is not free")
                                   : fmt::format("and the pages up to {} belong to nothing and are "
                                                 "not free",

@@ -57,16 +57,18 @@ class Ledger {
   bool Exists(PageNumber page) const { return page.value < page_count_; }
 
   // An owner of pages; `text` completes "page 12 belongs to ...".
-  OwnerId Register(std::string text);
+  OwnerId Register(std::string text, std::string_view table = {});
   // Notes whose page this is. A page beyond the file or of another owner is
   // reported for `place`.
   Claimed Claim(PageNumber page, OwnerId owner, const Place& place);
   // For a page that only a map names: nothing if it is somebody's already,
   // which may still become so later without being two owners.
   bool ClaimSpare(PageNumber page, OwnerId owner);
-  std::string_view TextOf(OwnerId owner) const { return names_[owner]; }
+  std::string_view TextOf(OwnerId owner) const { return names_[owner].text; }
   // The same of a page's owner; empty for none.
   std::string_view OwnerOf(PageNumber page) const;
+  // The table of its owner; empty for none.
+  std::string_view TableOf(PageNumber page) const;
 
   // The map in row `at`, which nobody else may use; `what` names it in findings
   // ("owned map"). Nothing if it cannot be read.
@@ -93,7 +95,10 @@ class Ledger {
   Report* report_;
   std::uint32_t page_count_;
   std::vector<OwnerId> owner_;  // by page; kNobody, or an index into names_
-  std::vector<std::string> names_;
+  struct Owner {
+    std::string text, table;
+  };
+  std::vector<Owner> names_;
   std::vector<bool> spare_;                                  // by page: named by a map only
   std::unordered_map<std::uint32_t, std::string> map_rows_;  // packed address -> user
   std::optional<MapPages> free_;

@@ -6,21 +6,26 @@ namespace {
 constexpr std::uint64_t kKeptOfEach = 10'000;
 }
 
-void Report::Problem(const Place& place, std::string text) {
-  if (result_->problems++ < kKeptOfEach) {
-    Add(Finding::Severity::kProblem, place, std::move(text));
+using Severity = Finding::Severity;
+
+void Report::Problem(const Place& place, Code code, std::string text) {
+  if (result_->problems++ < kKeptOfEach) Add(Severity::kProblem, place, code, std::move(text));
+}
+
+void Report::Warning(const Place& place, Code code, std::string text) {
+  if (result_->warnings++ < kKeptOfEach) Add(Severity::kWarning, place, code, std::move(text));
+}
+
+void Report::NotChecked(const Place& place, std::string text) {
+  if (result_->not_checked++ < kKeptOfEach) {
+    Add(Severity::kNotChecked, place, Code::kNotChecked, std::move(text));
   }
 }
 
-void Report::Warning(const Place& place, std::string text) {
-  if (result_->warnings++ < kKeptOfEach) {
-    Add(Finding::Severity::kWarning, place, std::move(text));
-  }
-}
-
-void Report::Add(Finding::Severity severity, const Place& place, std::string text) {
-  result_->findings.push_back(
-      {severity, std::string(place.table), place.page, place.row, std::move(text)});
+void Report::Add(Severity severity, const Place& place, Code code, std::string text) {
+  result_->findings.push_back({severity, code, std::string(place.table),
+                               std::string(place.other_table), place.page, place.row,
+                               std::move(text)});
 }
 
 }  // namespace jet::check

@@ -9,26 +9,38 @@
 
 namespace jet::check {
 
+using Code = Finding::Code;
+
 // What a finding is about, as narrowly as it is known.
 struct Place {
   std::string_view table = {};
   std::optional<PageNumber> page = std::nullopt;
   std::optional<std::uint8_t> row = std::nullopt;
+  std::string_view other_table = {};  // that claims the same page
 };
 inline Place At(std::string_view table, PageNumber page) { return {table, page, std::nullopt}; }
 inline Place At(std::string_view table, RowId id) { return {table, id.page, id.row}; }
+
+// What is wrong with a part that others put into a finding; no text if nothing is.
+struct Fault {
+  Code code = Code::kUnreadable;
+  std::string text = {};
+  explicit operator bool() const { return !text.empty(); }
+};
 
 // Keeps a bounded number of findings and counts the rest.
 class Report {
  public:
   explicit Report(CheckResult& result) : result_(&result) {}
 
-  void Problem(const Place& place, std::string text);
-  void Warning(const Place& place, std::string text);
+  void Problem(const Place& place, Code code, std::string text);
+  void Warning(const Place& place, Code code, std::string text);
+  // What is left out because of damage, which is told beside it.
+  void NotChecked(const Place& place, std::string text);
   std::uint64_t problems() const { return result_->problems; }
 
  private:
-  void Add(Finding::Severity severity, const Place& place, std::string text);
+  void Add(Finding::Severity severity, const Place& place, Code code, std::string text);
   CheckResult* result_;
 };
 

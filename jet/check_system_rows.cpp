@@ -77,7 +77,8 @@ void CatalogCheck::VisitAces(TableCheck& table) {
   table.Run({}, [&](RowId id, const RowFields& row) {
     if (const auto of = Number(row, object)) aces_.try_emplace(*of, id);
     if (!row.stored[sid] || !IsKnownSid(context_->header.MaskSid(*row.stored[sid]))) {
-      context_->report.Problem(At(kAcesTable, id), "its security id does not fit this file");
+      context_->report.Problem(At(kAcesTable, id), Code::kSecurityId,
+                               "its security id does not fit this file");
     }
   });
   aces_read_ = true;
@@ -115,7 +116,7 @@ void CatalogCheck::VisitRelationships(TableCheck& table) {
       const auto name = Text(row, ordinal);
       if (!name || !names.contains(NameKey(order, *name))) {
         context_->report.Warning(
-            At(kRelationshipsTable, id),
+            At(kRelationshipsTable, id), Code::kRelation,
             fmt::format("a relationship names {}, which is no table", name.value_or("nothing")));
       }
     }
@@ -127,17 +128,18 @@ void CatalogCheck::CheckAces() {
     if (!object.id || aces_.contains(*object.id)) continue;
     // Objects of other programs may go without.
     if (object.type >= kTable && object.type <= kLinked) {
-      Problem(object, "has no access-control row");
+      Problem(object, Code::kRights, "has no access-control row");
     } else {
       context_->report.Warning(
-          At(kObjectsTable, object.row),
+          At(kObjectsTable, object.row), Code::kRights,
           fmt::format("object {} has no access-control row", object.name.value_or("")));
     }
   }
   for (const auto& [id, row] : aces_) {
     if (by_id_.contains(id) || id == kRootId) continue;
-    context_->report.Warning(At(kAcesTable, row), fmt::format("is for an unknown object {:X}",
-                                                              static_cast<std::uint32_t>(id)));
+    context_->report.Warning(
+        At(kAcesTable, row), Code::kRights,
+        fmt::format("is for an unknown object {:X}", static_cast<std::uint32_t>(id)));
   }
 }
 
@@ -146,10 +148,11 @@ void CatalogCheck::CheckQueries() {
     if (object.type != kQuery || !object.id) continue;
     const auto found = queries_.find(*object.id);
     if (found == queries_.end()) {
-      Problem(object, fmt::format("is a query without rows in {}", kQueriesTable));
+      Problem(object, Code::kQueryRows,
+              fmt::format("is a query without rows in {}", kQueriesTable));
     } else if (found->second.starts != 1 || found->second.ends != 1) {
       context_->report.Warning(
-          At(kQueriesTable, found->second.first),
+          At(kQueriesTable, found->second.first), Code::kQueryRows,
           fmt::format("query {} has {} first rows and {} last rows", object.name.value_or(""),
                       found->second.starts, found->second.ends));
     }
@@ -158,7 +161,7 @@ void CatalogCheck::CheckQueries() {
     const auto object = by_id_.find(id);
     if (object != by_id_.end() && object->second->type == kQuery) continue;
     context_->report.Problem(
-        At(kQueriesTable, query.first),
+        At(kQueriesTable, query.first), Code::kQueryRows,
         fmt::format("belongs to object {:X}, which is no query", static_cast<std::uint32_t>(id)));
   }
 }
@@ -170,22 +173,25 @@ void CatalogCheck::CheckRelations() {
     const auto [page, number] = key;
     const Place here = At(table_names_[page], PageNumber{page});
     if (!table_names_.contains(relation.related_table)) {
-      context_->report.Problem(here, fmt::format("index {} relates to page {}, which is no table",
-                                                 relation.index, relation.related_table));
+      context_->report.Problem(here, Code::kRelation,
+                               fmt::format("index {} relates to page {}, which is no table",
+                                           relation.index, relation.related_table));
       continue;
     }
     const auto other = relations_.find({relation.related_table, relation.related_index});
     if (other == relations_.end()) {
-      context_->report.Problem(here, fmt::format("index {} relates to index {} of {}, which does "
-                                                 "not exist",
-                                                 relation.index, relation.related_index,
-                                                 table_names_[relation.related_table]));
+      context_->report.Problem(here, Code::kRelation,
+                               fmt::format("index {} relates to index {} of {}, which does "
+                                           "not exist",
+                                           relation.index, relation.related_index,
+                                           table_names_[relation.related_table]));
     } else if (other->second.related_table != page) {
       context_->report.Problem(
-          here, fmt::format("index {} relates to index {} of {}, which relates "
-                            "to page {}",
-                            relation.index, other->second.index,
-                            table_names_[relation.related_table], other->second.related_table));
+          here, Code::kRelation,
+          fmt::format("index {} relates to index {} of {}, which relates "
+                      "to page {}",
+                      relation.index, other->second.index, table_names_[relation.related_table],
+                      other->second.related_table));
     }
   }
 }

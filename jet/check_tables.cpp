@@ -19,7 +19,7 @@ TableCheck::TableCheck(const Context& context, std::string name, TableDef def)
       def_(std::move(def)),
       splitter_(def_),
       long_values_(context, name_, def_),
-      rows_owner_(context.ledger.Register(fmt::format("the rows of {}", name_))),
+      rows_owner_(context.ledger.Register(fmt::format("the rows of {}", name_), name_)),
       wants_content_(def_.columns.size()) {
   for (std::size_t i = 0; i < def_.real_indexes.size(); ++i) {
     const IndexCheck& index = indexes_.emplace_back(context, name_, def_, i);
@@ -35,7 +35,10 @@ void TableCheck::Run(const std::vector<std::size_t>& contents_of, const Visitor&
   for (const std::size_t ordinal : contents_of) wants_content_[ordinal] = true;
   ++context_->result.tables;
   long_values_.ReadMaps();
-  if (!ReadMaps()) return;
+  if (!ReadMaps()) {
+    context_->report.NotChecked(At(name_, def_.page), "the rows and indexes of the table");
+    return;
+  }
   for (auto page = owned_->pages.FirstFrom(0); page;
        page = owned_->pages.FirstFrom(page->value + 1)) {
     const PageRef ref = context_->pager.Read(*page);
@@ -57,20 +60,20 @@ bool TableCheck::ReadMaps() {
   const auto free = ledger.ReadMap(def_.free_map, here, "map of its free space");
   if (!owned_) return false;
   if (owned_->outside != 0) {
-    context_->report.Problem(At(name_, def_.owned_map),
+    context_->report.Problem(At(name_, def_.owned_map), Code::kBeyondEnd,
                              fmt::format("the map of the table's pages names page {} beyond the "
                                          "end of the file",
                                          owned_->first_outside));
   }
   if (free && free->outside != 0) {
-    context_->report.Problem(At(name_, def_.free_map),
+    context_->report.Problem(At(name_, def_.free_map), Code::kBeyondEnd,
                              fmt::format("the map of free space names page {} beyond the end of "
                                          "the file",
                                          free->first_outside));
   }
   if (free) {
     if (const auto stray = free->pages.FirstMissingIn(owned_->pages)) {
-      context_->report.Warning(At(name_, def_.free_map),
+      context_->report.Warning(At(name_, def_.free_map), Code::kMapStray,
                                fmt::format("the map of free space names page {}, which the table "
                                            "does not own",
                                            stray->value));
@@ -84,25 +87,29 @@ bool TableCheck::CheckPage(PageNumber page, PageView bytes, Slots& slots) {
   if (std::find(def_.pages.begin(), def_.pages.end(), page) != def_.pages.end()) return false;
   const Place here = At(name_, page);
   if (std::string fault = slots.Parse(bytes); !fault.empty()) {
-    context_->report.Problem(here,
+    context_->report.Problem(here, Code::kPageKind,
                              fmt::format("{}, but is in the map of the table's pages", fault));
     return false;
   }
   const std::uint32_t owner = GetU32(bytes, kOwner);
   if (owner == kLvalOwner) {
     if (context_->ledger.ClaimSpare(page, rows_owner_)) {
-      context_->report.Warning(here, "is a page of long values in the map of the table's pages");
+      context_->report.Warning(here, Code::kMapStray,
+                               "is a page of long values in the map of the table's pages");
     } else {
-      context_->report.Problem(here, fmt::format("is in the map of the table's pages but belongs "
-                                                 "to {}",
-                                                 context_->ledger.OwnerOf(page)));
+      context_->report.Problem({name_, page, std::nullopt, context_->ledger.TableOf(page)},
+                               Code::kTwoOwners,
+                               fmt::format("is in the map of the table's pages but belongs "
+                                           "to {}",
+                                           context_->ledger.OwnerOf(page)));
     }
     return false;
   }
   if (owner != def_.page.value) {
-    context_->report.Problem(here, fmt::format("names page {} as owner, but is in the map of the "
-                                               "table of page {}",
-                                               owner, def_.page.value));
+    context_->report.Problem(here, Code::kPageOwner,
+                             fmt::format("names page {} as owner, but is in the map of the "
+                                         "table of page {}",
+                                         owner, def_.page.value));
     return false;
   }
   if (context_->ledger.Claim(page, rows_owner_, here) != Ledger::Claimed::kNew) return false;
@@ -130,8 +137,8 @@ void TableCheck::CheckRows(PageNumber page, PageView bytes, const Slots& slots,
     ++live_rows_;
     PageRef body_page;
     ByteView body;
-    if (const std::string fault = FollowMoved(stored, body_page, body); !fault.empty()) {
-      context_->report.Problem(At(name_, id), fault);
+    if (const Fault fault = FollowMoved(stored, body_page, body)) {
+      context_->report.Problem(At(name_, id), fault.code, fault.text);
       unreadable_.push_back(id.packed());
       continue;
     }
@@ -140,15 +147,17 @@ void TableCheck::CheckRows(PageNumber page, PageView bytes, const Slots& slots,
   }
 }
 
-std::string TableCheck::FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) const {
+Fault TableCheck::FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) const {
   if (pointer.size() < kPointerBytes) {
-    return fmt::format("is a moved row with a pointer of {} bytes", pointer.size());
+    return {Code::kMovedRow,
+            fmt::format("is a moved row with a pointer of {} bytes", pointer.size())};
   }
   const RowId at = RowId::FromPacked(GetU32(pointer, 0));
-  const auto fault = [at](std::string_view why) {
-    return fmt::format("was moved to row {} of page {}, which {}", at.row, at.page.value, why);
+  const auto fault = [at](std::string_view why, Code code = Code::kMovedRow) {
+    return Fault{
+        code, fmt::format("was moved to row {} of page {}, which {}", at.row, at.page.value, why)};
   };
-  if (!context_->ledger.Exists(at.page)) return fault("does not exist");
+  if (!context_->ledger.Exists(at.page)) return fault("does not exist", Code::kBeyondEnd);
   if (!owned_->pages.Contains(at.page)) return fault("is not a page of the table");
   body = context_->pager.Read(at.page);
   Slots slots;
@@ -165,21 +174,22 @@ bool TableCheck::CheckRow(RowId id, ByteView bytes, const Visitor& visit) {
   ++context_->result.rows;
   std::string untidy;
   if (std::string fault = splitter_.Split(bytes, row_.stored, &untidy); !fault.empty()) {
-    context_->report.Problem(here, std::move(fault));
+    context_->report.Problem(here, Code::kRowForm, std::move(fault));
     return false;
   }
-  if (!untidy.empty()) context_->report.Warning(here, std::move(untidy));
+  if (!untidy.empty()) context_->report.Warning(here, Code::kRowForm, std::move(untidy));
   bool readable = true;
   row_.contents.resize(def_.columns.size());
   for (std::size_t i = 0; i < row_.stored.size(); ++i) {
     const std::optional<ByteView>& stored = row_.stored[i];
     if (!stored || !splitter_.CanBeWrong(i)) continue;
-    std::string fault = splitter_.FieldFault(i, *stored);
-    if (fault.empty() && IsLongValue(def_.columns[i].type)) {
+    Fault fault{Code::kFieldForm, splitter_.FieldFault(i, *stored)};
+    if (!fault && IsLongValue(def_.columns[i].type)) {
       fault = long_values_.Follow(i, *stored, id, wants_content_[i] ? &row_.contents[i] : nullptr);
     }
-    if (!fault.empty()) {
-      context_->report.Problem(here, fmt::format("column {} {}", def_.columns[i].name, fault));
+    if (fault) {
+      context_->report.Problem(here, fault.code,
+                               fmt::format("column {} {}", def_.columns[i].name, fault.text));
       readable = false;
     }
   }
@@ -198,13 +208,13 @@ void TableCheck::CompareBodies() {
   std::sort(targets_.begin(), targets_.end());
   for (std::size_t i = 1; i < targets_.size(); ++i) {
     if (targets_[i] == targets_[i - 1]) {
-      context_->report.Problem(At(name_, RowId::FromPacked(targets_[i])),
+      context_->report.Problem(At(name_, RowId::FromPacked(targets_[i])), Code::kMovedRow,
                                "is the body of two moved rows");
     }
   }
   for (const std::uint32_t body : bodies_) {
     if (!std::binary_search(targets_.begin(), targets_.end(), body)) {
-      context_->report.Warning(At(name_, RowId::FromPacked(body)),
+      context_->report.Warning(At(name_, RowId::FromPacked(body)), Code::kMovedRow,
                                "is the body of a moved row that no row was moved to");
     }
   }
@@ -217,16 +227,17 @@ void TableCheck::CompareCounters() {
         fmt::format("the definition counts {} rows; {} are there", def_.row_count, live_rows_);
     // Real system tables are off by a few now and then.
     if (def_.kind == TableDef::kSystem) {
-      context_->report.Warning(here, std::move(text));
+      context_->report.Warning(here, Code::kRowCount, std::move(text));
     } else {
-      context_->report.Problem(here, std::move(text));
+      context_->report.Problem(here, Code::kRowCount, std::move(text));
     }
   }
   if (def_.autonumber_step == 1 &&
       greatest_autonumber_ > static_cast<std::int32_t>(def_.last_autonumber)) {
     context_->report.Problem(
-        here, fmt::format("the last number given is {}, but {} is in use",
-                          static_cast<std::int32_t>(def_.last_autonumber), greatest_autonumber_));
+        here, Code::kAutonumber,
+        fmt::format("the last number given is {}, but {} is in use",
+                    static_cast<std::int32_t>(def_.last_autonumber), greatest_autonumber_));
   }
 }
 
@@ -237,7 +248,7 @@ bool TableCheck::Load(PageRef page, std::size_t slot, RowFields& row) const {
   if (slots.kind(slot) == SlotKind::kMoved) {
     PageRef body;
     const ByteView pointer = bytes;
-    if (!FollowMoved(pointer, body, bytes).empty()) return false;
+    if (FollowMoved(pointer, body, bytes)) return false;
     page = std::move(body);
   } else if (slots.kind(slot) != SlotKind::kLive) {
     return false;

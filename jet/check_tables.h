@@ -33,7 +33,7 @@ class TableCheck : private RowSource {
   void CheckRows(PageNumber page, PageView bytes, const Slots& slots, const Visitor& visit);
   bool CheckRow(RowId id, ByteView bytes, const Visitor& visit);
   // The bytes of a live row, wherever they are; `body` keeps their page.
-  std::string FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) const;
+  Fault FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) const;
   bool Load(PageRef page, std::size_t slot, RowFields& row) const;
   void CompareBodies();
   void CompareCounters();

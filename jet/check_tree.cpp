@@ -72,15 +72,19 @@ TreeCheck::TreeCheck(const Context& context, std::string_view table, std::string
       table_(table),
       name_(name),
       owner_(owner),
-      ledger_owner_(context.ledger.Register(fmt::format("index {}.{}", table, name))),
+      ledger_owner_(context.ledger.Register(fmt::format("index {}.{}", table, name), table)),
       pages_(context.ledger.page_count()) {}
 
-void TreeCheck::Problem(PageNumber page, std::string text) {
-  context_->report.Problem(At(table_, page), fmt::format("index {}: {}", name_, text));
+void TreeCheck::Problem(const Place& place, Code code, std::string text) {
+  context_->report.Problem(place, code, fmt::format("index {}: {}", name_, text));
 }
 
-void TreeCheck::Warning(PageNumber page, std::string text) {
-  context_->report.Warning(At(table_, page), fmt::format("index {}: {}", name_, text));
+void TreeCheck::Problem(PageNumber page, Code code, std::string text) {
+  Problem(At(table_, page), code, std::move(text));
+}
+
+void TreeCheck::Warning(PageNumber page, Code code, std::string text) {
+  context_->report.Warning(At(table_, page), code, fmt::format("index {}: {}", name_, text));
 }
 
 void TreeCheck::Run(const RealIndex& index, const Visitor& visit) {
@@ -90,25 +94,27 @@ void TreeCheck::Run(const RealIndex& index, const Visitor& visit) {
   if (index.page_map.packed() != 0) {
     CompareWithMap(index.page_map);
   } else {
-    Warning(owner_, "has no map of its pages");
+    Warning(owner_, Code::kMapMissing, "has no map of its pages");
   }
 }
 
 // Whether the page is one that the walk may go through.
 bool TreeCheck::Enter(PageNumber page, PageView bytes, std::optional<std::uint8_t> level) {
   if ((bytes[0] != kNodeType && bytes[0] != kLeafType) || bytes[1] != 1) {
-    Problem(page, fmt::format("should be a page of the tree but starts {:02X} {:02X}", bytes[0],
-                              bytes[1]));
+    Problem(
+        page, Code::kPageKind,
+        fmt::format("should be a page of the tree but starts {:02X} {:02X}", bytes[0], bytes[1]));
     return false;
   }
   if (const std::uint32_t owner = GetU32(bytes, kOwner); owner != owner_.value) {
-    Problem(page, fmt::format("names page {} as owner instead of {}", owner, owner_.value));
+    Problem(page, Code::kPageOwner,
+            fmt::format("names page {} as owner instead of {}", owner, owner_.value));
   }
   switch (context_->ledger.Claim(page, ledger_owner_, At(table_, page))) {
     case Ledger::Claimed::kNew:
       break;
     case Ledger::Claimed::kAgain:
-      Problem(page, "is reached twice");
+      Problem(page, Code::kTreeForm, "is reached twice");
       return false;
     default:
       return false;
@@ -117,8 +123,9 @@ bool TreeCheck::Enter(PageNumber page, PageView bytes, std::optional<std::uint8_
   const std::uint8_t stated = bytes[kLevel];
   const bool is_leaf = bytes[0] == kLeafType;
   if ((stated == 0) != is_leaf || (level && stated != *level)) {
-    Problem(page, fmt::format("is a {} but says it is on level {}{}", is_leaf ? "leaf" : "node",
-                              stated, level ? fmt::format(", not {}", *level) : std::string()));
+    Problem(page, Code::kTreeLevel,
+            fmt::format("is a {} but says it is on level {}{}", is_leaf ? "leaf" : "node", stated,
+                        level ? fmt::format(", not {}", *level) : std::string()));
   }
   return true;
 }
@@ -128,11 +135,12 @@ void TreeCheck::CheckLinks(PageNumber page, PageView bytes, std::size_t depth) {
   const PageNumber previous{GetU32(bytes, kPrevious)};
   if (chain.known) {
     if (previous != chain.last) {
-      Problem(page, fmt::format("says that page {} is before it; {} is", previous.value,
-                                chain.last.value));
+      Problem(
+          page, Code::kTreeLinks,
+          fmt::format("says that page {} is before it; {} is", previous.value, chain.last.value));
     }
     if (chain.last && chain.next != page) {
-      Problem(chain.last,
+      Problem(chain.last, Code::kTreeLinks,
               fmt::format("says that page {} follows; {} does", chain.next.value, page.value));
     }
   }
@@ -142,7 +150,7 @@ void TreeCheck::CheckLinks(PageNumber page, PageView bytes, std::size_t depth) {
 void TreeCheck::EndChains() {
   for (const Chain& chain : chains_) {
     if (chain.known && chain.last && chain.next) {
-      Problem(chain.last,
+      Problem(chain.last, Code::kTreeLinks,
               fmt::format("says that page {} follows, but it is the last", chain.next.value));
     }
   }
@@ -158,11 +166,12 @@ void TreeCheck::Visit(PageNumber page, std::size_t depth, std::optional<std::uin
     if (chains_.size() == depth + 1) chains_.push_back({false, {}, {}});
   };
   if (depth == kMaxDepth) {
-    Problem(page, "lies too deep in the tree");
+    Problem(page, Code::kTreeForm, "lies too deep in the tree");
     return give_up();
   }
   if (!context_->ledger.Exists(page) || !page) {
-    Problem(owner_, fmt::format("the tree leads to page {}, which does not exist", page.value));
+    Problem(owner_, Code::kBeyondEnd,
+            fmt::format("the tree leads to page {}, which does not exist", page.value));
     return give_up();
   }
   const PageRef ref = context_->pager.Read(page);
@@ -170,13 +179,14 @@ void TreeCheck::Visit(PageNumber page, std::size_t depth, std::optional<std::uin
   CheckLinks(page, ref.bytes(), depth);
   EntryReader reader;
   if (const std::string fault = reader.Open(ref.bytes()); !fault.empty()) {
-    Problem(page, fault);
+    Problem(page, Code::kEntryForm, fault);
     complete_ = false;
     return;
   }
   const std::size_t free = kPageSize - kEntries - reader.used_bytes();
   if (const std::size_t stated = GetU16(ref.bytes(), kFree); stated != free) {
-    Problem(page, fmt::format("says that {} bytes are free; {} are", stated, free));
+    Problem(page, Code::kFreeBytes,
+            fmt::format("says that {} bytes are free; {} are", stated, free));
   }
   if (ref.bytes()[0] == kLeafType) {
     VisitLeaf(page, reader, depth, bound);
@@ -192,18 +202,18 @@ void TreeCheck::VisitLeaf(PageNumber page, EntryReader& reader, std::size_t dept
   while (reader.Next()) {
     const ByteView entry = reader.entry();
     if (!last_entry_.empty() && !Less(last_entry_, entry)) {
-      Problem(page, fmt::format("entry {} is not above the one before", count));
+      Problem(page, Code::kEntryOrder, fmt::format("entry {} is not above the one before", count));
     }
     last_entry_.assign(entry.begin(), entry.end());
     ++count;
     (*visit_)(entry, page);
   }
   if (count == 0) {
-    if (depth != 0) Warning(page, "is an empty leaf");
+    if (depth != 0) Warning(page, Code::kEmptyLeaf, "is an empty leaf");
   } else if (bound != nullptr && Less(*bound, last_entry_)) {
-    Problem(page, "holds entries above the separator in its parent");
+    Problem(page, Code::kSeparator, "holds entries above the separator in its parent");
   } else if (bound != nullptr && Less(last_entry_, *bound)) {
-    Warning(page, "ends before the separator in its parent");
+    Warning(page, Code::kSeparator, "ends before the separator in its parent");
   }
 }
 
@@ -217,11 +227,13 @@ void TreeCheck::VisitNode(PageNumber page, PageView bytes, EntryReader& reader, 
     const ByteView entry = reader.entry();
     const ByteView key = entry.first(entry.size() - kChildBytes);
     if (!separator.empty() && !Less(separator, key)) {
-      Problem(page, fmt::format("separator {} is not above the one before", count));
+      Problem(page, Code::kSeparator,
+              fmt::format("separator {} is not above the one before", count));
     }
     separator.assign(key.begin(), key.end());
     if (bound != nullptr && Less(*bound, separator)) {
-      Problem(page, fmt::format("separator {} is above the one in its parent", count));
+      Problem(page, Code::kSeparator,
+              fmt::format("separator {} is above the one in its parent", count));
     }
     Visit(GetBigEndian32(entry.last(kChildBytes)), depth + 1, child_level, &separator);
     ++count;
@@ -230,7 +242,7 @@ void TreeCheck::VisitNode(PageNumber page, PageView bytes, EntryReader& reader, 
   if (tail) {
     Visit(tail, depth + 1, child_level, bound);
   } else {
-    Problem(page, "is a node without a last child");
+    Problem(page, Code::kTreeForm, "is a node without a last child");
     complete_ = complete_ && count != 0;
   }
 }
@@ -240,21 +252,22 @@ void TreeCheck::CompareWithMap(RowId at) {
                                             fmt::format("map of the pages of index {}", name_));
   if (!map) return;
   if (map->outside != 0) {
-    context_->report.Problem(At(table_, at),
+    context_->report.Problem(At(table_, at), Code::kBeyondEnd,
                              fmt::format("the map of index {} names page {} beyond the end of the "
                                          "file",
                                          name_, map->first_outside));
   }
   if (const auto missing = pages_.FirstMissingIn(map->pages)) {
-    Warning(*missing, "is not in the map of the index");
+    Warning(*missing, Code::kMapStray, "is not in the map of the index");
   }
   for (auto page = map->pages.FirstFrom(0); page; page = map->pages.FirstFrom(page->value + 1)) {
     if (pages_.Contains(*page)) continue;
     if (context_->ledger.ClaimSpare(*page, ledger_owner_)) {
-      Warning(*page, "is in the map of the index but not in the tree");
+      Warning(*page, Code::kMapStray, "is in the map of the index but not in the tree");
     } else {
-      Problem(*page, fmt::format("is in the map of the index but belongs to {}",
-                                 context_->ledger.OwnerOf(*page)));
+      Problem({table_, *page, std::nullopt, context_->ledger.TableOf(*page)}, Code::kTwoOwners,
+              fmt::format("is in the map of the index but belongs to {}",
+                          context_->ledger.OwnerOf(*page)));
     }
   }
 }

@@ -62,8 +62,9 @@ class TreeCheck {
                  const Bytes* bound);
   void EndChains();
   void CompareWithMap(RowId map);
-  void Problem(PageNumber page, std::string text);
-  void Warning(PageNumber page, std::string text);
+  void Problem(const Place& place, Code code, std::string text);
+  void Problem(PageNumber page, Code code, std::string text);
+  void Warning(PageNumber page, Code code, std::string text);
 
   const Context* context_;
   std::string_view table_, name_;

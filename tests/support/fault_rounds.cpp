@@ -207,7 +207,7 @@ void FaultRounds::InterruptRecovery(const std::string& image, const OperationLog
 FaultRounds::State FaultRounds::StateOf(FaultFiles& files, jet::OpenMode mode,
                                         const std::string& what) {
   try {
-    const auto database = Open(files, plan_.password, mode);
+    auto database = Open(files, plan_.password, mode);
     const std::uint64_t hash = PagesHash(*database);
     if (const auto known = known_.find(hash); known != known_.end()) return known->second;
     const std::string content = ContentOf(*database);
@@ -215,7 +215,9 @@ FaultRounds::State FaultRounds::StateOf(FaultFiles& files, jet::OpenMode mode,
     if (content == content_before_) state = State::kBefore;
     if (content == content_after_) state = State::kAfter;
     EXPECT_NE(state, State::kNeither) << plan_.name << ": " << what;
-    for (const jet::Finding& finding : jet::Check(*database).findings) {
+    database.reset();
+    const jet::CheckResult check = jet::CheckFile(files, kPath, {.password = plan_.password});
+    for (const jet::Finding& finding : check.findings) {
       if (finding.severity != jet::Finding::Severity::kProblem) continue;
       ADD_FAILURE() << plan_.name << ": " << what << ": " << jet::FormatFinding(finding);
     }

@@ -98,7 +98,7 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
 
 namespace {
 
-// Page by page, so that no password is asked for; of a copy, so that the test
+// Without asking for a password; of a copy, so that the test
 // may keep its file open.
 std::string OurVerdict(const std::string& path, bool strict) {
   std::string text;
@@ -107,13 +107,7 @@ std::string OurVerdict(const std::string& path, bool strict) {
     const std::string copy = folder.File("copy.mdb");
     WriteFileBytes(copy, ReadFileBytes(path));
     const auto files = jet::MakeSystemFiles();
-    auto file = files->Open(copy, jet::OpenMode::kRead);
-    jet::Bytes page(jet::kPageSize);
-    file->Read(0, page);
-    const jet::Header header = jet::Header::Parse(page);
-    jet::Pager pager(std::move(file), false);
-    pager.SetPageKey(header.page_key());
-    for (const jet::Finding& finding : jet::Check(pager, header).findings) {
+    for (const jet::Finding& finding : jet::CheckFile(*files, copy, {}).findings) {
       const bool problem = finding.severity == jet::Finding::Severity::kProblem;
       if (strict || problem) text += jet::FormatFinding(finding) + "\n";
     }

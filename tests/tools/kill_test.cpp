@@ -39,8 +39,8 @@ class KillTest : public testing::Test {
   }
   std::string Content() { return test_support::ContentOf(*Open(jet::OpenMode::kRead)); }
   void ExpectSound() {
-    const auto database = Open(jet::OpenMode::kRead);
-    for (const jet::Finding& finding : jet::Check(*database).findings) {
+    const jet::CheckResult result = jet::CheckFile(*files_, path_, {});
+    for (const jet::Finding& finding : result.findings) {
       if (finding.severity == jet::Finding::Severity::kProblem) {
         ADD_FAILURE() << jet::FormatFinding(finding);
       }

@@ -210,9 +210,8 @@ Most MeasureLargeSample(Kind kind, int rows) {
     tools::FileUpgrade(environment, path, password, kind).Run(tools::LatestVersion(kind));
     action.Commit();
   });
-  most.check = MostBytes([&] {
-    jet::Check(*jet::Database::Open(*files, path, {.password = password, .limits = kLimits}));
-  });
+  most.check =
+      MostBytes([&] { jet::CheckFile(*files, path, {.password = password, .limits = kLimits}); });
   std::printf("%d rows of job data: %lld pages; at most %lld bytes in the ladder, %lld in check\n",
               rows, static_cast<long long>(most.pages), static_cast<long long>(most.ladder),
               static_cast<long long>(most.check));

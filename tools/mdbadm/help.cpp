@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "jet/check.h"
 #include "tools/mdbadm/exit_code.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/session/file_upgrade.h"
@@ -33,6 +34,17 @@ The text begins with the provider's number where the provider has one, as the wi
 
 constexpr std::string_view kExitCodesEnd = R"(
 These numbers do not change; new ones may come. For several files the code is 0 if all were done, 3 if some were, else that of the failures where they agree and 1 where they do not.
+)";
+
+constexpr std::string_view kFindings = R"(
+`check` prints a line a finding: a word, a code, then place and text. The word is
+
+problem	damage; the exit code is 1
+warning	untidy but harmless
+not checked	what could not be looked into because of damage
+
+Codes do not change; new ones may come. Texts may change. The codes are
+
 )";
 
 constexpr std::string_view kPasswords = R"(
@@ -99,6 +111,16 @@ std::string Errors() {
   return text.append(kErrorsEnd);
 }
 
+std::string Findings() {
+  std::string text(kFindings);
+  std::string_view between;
+  for (const jet::Finding::Code code : jet::FindingCodes()) {
+    text.append(between).append(jet::NameOf(code));
+    between = " ";
+  }
+  return text += '\n';
+}
+
 std::string Kinds() {
   std::string text = "\n";
   for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
@@ -141,6 +163,7 @@ std::vector<Topic> Topics() {
       {"output", "Output", std::string(kOutput)},
       {"exit-codes", "Exit codes", ExitCodes()},
       {"errors", "Errors", Errors()},
+      {"findings", "Findings", Findings()},
       {"kinds", "Kinds and versions", Kinds()},
       {"passwords", "Passwords", std::string(kPasswords)},
       {"locks", "Locks", std::string(kLocks)},

@@ -77,8 +77,10 @@ Json Size(const jet::ColumnDef& column) {
 
 Json ToJson(const jet::Finding& finding) {
   Json object;
-  object["severity"] = finding.severity == jet::Finding::Severity::kProblem ? "problem" : "warning";
+  object["severity"] = jet::NameOf(finding.severity);
+  object["code"] = jet::NameOf(finding.code);
   object["table"] = finding.table;
+  if (!finding.other_table.empty()) object["other_table"] = finding.other_table;
   if (finding.page) object["page"] = finding.page->value;
   if (finding.row) object["row"] = *finding.row;
   object["text"] = finding.text;
@@ -224,8 +226,9 @@ ExitCode Queries(Program& program, const ReadOptions& options) {
 }
 
 ExitCode Check(Program& program, const ReadOptions& options) {
-  const auto database = OpenToRead(program, options.file, options.password);
-  const jet::CheckResult result = jet::Check(*database);
+  const jet::CheckResult result =
+      jet::CheckFile(program.files, options.file, {.password = options.password});
+  WarnOfLockFile(program, options.file);
   if (options.json) {
     Json report;
     report["sound"] = result.sound();
@@ -234,6 +237,9 @@ ExitCode Check(Program& program, const ReadOptions& options) {
     report["rows"] = result.rows;
     report["index_entries"] = result.index_entries;
     report["unverified_keys"] = result.unverified_keys;
+    report["problems"] = result.problems;
+    report["warnings"] = result.warnings;
+    report["not_checked"] = result.not_checked;
     report["findings"] = Json::array();
     for (const jet::Finding& finding : result.findings) {
       report["findings"].push_back(ToJson(finding));
@@ -241,8 +247,7 @@ ExitCode Check(Program& program, const ReadOptions& options) {
     Print(Dump(report) + "\n");
   } else {
     for (const jet::Finding& finding : result.findings) {
-      const bool problem = finding.severity == jet::Finding::Severity::kProblem;
-      Print(fmt::format("{}\t{}\n", problem ? "problem" : "warning",
+      Print(fmt::format("{}\t{}\t{}\n", jet::NameOf(finding.severity), jet::NameOf(finding.code),
                         Escaped(jet::FormatFinding(finding))));
     }
   }
