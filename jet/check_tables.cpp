@@ -11,6 +11,10 @@ namespace jet::check {
 namespace {
 constexpr std::size_t kOwner = 4;
 constexpr std::size_t kPointerBytes = 4;
+
+std::int32_t NextAutonumber(const TableDef& def) {
+  return static_cast<std::int32_t>(def.last_autonumber + def.autonumber_step);
+}
 }  // namespace
 
 TableCheck::TableCheck(const Context& context, std::string name, TableDef def)
@@ -197,6 +201,7 @@ bool TableCheck::CheckRow(RowId id, ByteView bytes, const Visitor& visit) {
   if (autonumber_ && row_.stored[*autonumber_]) {
     const auto number = static_cast<std::int32_t>(GetU32(*row_.stored[*autonumber_], 0));
     greatest_autonumber_ = std::max<std::int64_t>(greatest_autonumber_, number);
+    if (number == NextAutonumber(def_)) has_next_autonumber_ = id;
   }
   for (IndexCheck& index : indexes_) index.Expect(id, row_);
   if (visit) visit(id, row_);
@@ -234,11 +239,19 @@ void TableCheck::CompareCounters() {
   }
   if (def_.autonumber_step == 1 &&
       greatest_autonumber_ > static_cast<std::int32_t>(def_.last_autonumber)) {
-    context_->report.Problem(
-        here, Code::kAutonumber,
-        fmt::format("the last number given is {}, but {} is in use",
-                    static_cast<std::int32_t>(def_.last_autonumber), greatest_autonumber_));
+    context_->report.Warning(here, Code::kAutonumber, AutonumberText());
   }
+}
+
+// Copied tables are like this; whoever goes on counting meets what is there.
+std::string TableCheck::AutonumberText() const {
+  std::string text = fmt::format(
+      "the last number given is {}, but {} is in use: counted on, the "
+      "next row gets {}, ",
+      static_cast<std::int32_t>(def_.last_autonumber), greatest_autonumber_, NextAutonumber(def_));
+  if (!has_next_autonumber_) return text + "which is free, and later ones meet those in use";
+  return text + fmt::format("which row {} of page {} has", has_next_autonumber_->row,
+                            has_next_autonumber_->page.value);
 }
 
 bool TableCheck::Load(PageRef page, std::size_t slot, RowFields& row) const {

@@ -37,6 +37,7 @@ class TableCheck : private RowSource {
   bool Load(PageRef page, std::size_t slot, RowFields& row) const;
   void CompareBodies();
   void CompareCounters();
+  std::string AutonumberText() const;
 
   const Context* context_;
   std::string name_;
@@ -52,7 +53,8 @@ class TableCheck : private RowSource {
   std::vector<std::uint32_t> bodies_, targets_;  // of moved rows, packed
   std::uint64_t live_rows_ = 0;
   std::int64_t greatest_autonumber_ = 0;
-  std::optional<std::size_t> autonumber_;  // ordinal
+  std::optional<RowId> has_next_autonumber_;  // a row with the number that is next
+  std::optional<std::size_t> autonumber_;     // ordinal
   RowFields row_;
 };
 

@@ -259,6 +259,7 @@ void Table::GiveAutonumbers(std::vector<Value>& row) {
     const ColumnDef& column = def_.columns[i];
     if (!column.auto_number() || column.type != ColumnType::kLong) continue;
     if (jet::IsNull(row[i])) {
+      PassNumbersInUse(i);
       row[i] = static_cast<std::int32_t>(def_.last_autonumber + def_.autonumber_step);
     }
     RaiseAutonumber(column, row[i]);

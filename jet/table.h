@@ -120,6 +120,8 @@ class Table {
   void CheckRules(std::size_t ordinal, const Value& value) const;
   std::span<const Value> Complete(std::span<const Value> values, std::vector<Value>& buffer);
   void GiveAutonumbers(std::vector<Value>& row);
+  void PassNumbersInUse(std::size_t ordinal);
+  std::int32_t GreatestNumber(std::size_t ordinal) const;
   bool RaiseAutonumber(const ColumnDef& column, const Value& value);
   void StoreField(std::size_t ordinal, const Value& value);
   std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values) const;
@@ -147,6 +149,8 @@ class Table {
   // The page that takes new rows, found sound; good in tail_epoch_.
   PageNumber tail_;
   std::uint64_t tail_epoch_ = 0;
+  // When the last autonumber was found not to be below one in use.
+  std::optional<std::uint64_t> numbers_epoch_;
 };
 
 // A fast walk over all rows in stored order; the table must not change

@@ -33,6 +33,38 @@ void Table::CheckKey(std::size_t real, const IndexKey& key, RowId except) const 
   }
 }
 
+// Tables that other programs copied may count from below what is in them.
+void Table::PassNumbersInUse(std::size_t ordinal) {
+  if (numbers_epoch_ == pager().epoch()) return;
+  def_.last_autonumber = static_cast<std::uint32_t>(GreatestNumber(ordinal));
+  numbers_epoch_ = pager().epoch();
+}
+
+// Of the last number given and those in use.
+std::int32_t Table::GreatestNumber(std::size_t ordinal) const {
+  const ColumnDef& column = def_.columns[ordinal];
+  auto greatest = static_cast<std::int32_t>(def_.last_autonumber);
+  const auto meet = [&](const Row& row) {
+    const Value value = row.Get(ordinal);
+    if (const auto* number = std::get_if<std::int32_t>(&value)) {
+      greatest = std::max(greatest, *number);
+    }
+  };
+  for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
+    const std::vector<IndexColumn>& parts = def_.real_indexes[real].columns;
+    if (parts.empty() || parts[0].column != column.id || !parts[0].ascending) continue;
+    Bytes last;
+    AddKeyPart(column, greatest, true, last);
+    Row row;
+    for (Index::Cursor at = OpenIndex(real).LowerBound(last); at.valid(); at.Next()) {
+      if (Read(at.row(), row)) meet(row);
+    }
+    return greatest;
+  }
+  for (TableScan scan(*this); scan.Next();) meet(scan.row());
+  return greatest;
+}
+
 std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values) const {
   std::vector<KeyChange> changes;
   for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {

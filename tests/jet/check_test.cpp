@@ -726,6 +726,35 @@ TEST_F(CheckDamageTest, IndexesAreFound) { ExpectFound(kIndexDamages); }
 TEST_F(CheckDamageTest, DefinitionsAreFound) { ExpectFound(kDefinitionDamages); }
 TEST_F(CheckDamageTest, CatalogIsFound) { ExpectFound(kCatalogDamages); }
 
+// A table that was copied may count from below what is in it. We go on above.
+TEST_F(CheckDamageTest, CounterBehindANumberInUse) {
+  const std::string path = folder_->File("copied.mdb");
+  const auto files = MakeSystemFiles();
+  Image file(folder_->File("sound.mdb"));
+  file.Put32(Image::At(JobsPage(file), 0x14), 650);
+  file.Save(path);
+  const CheckResult result = CheckPath(path);
+  EXPECT_THAT(Codes(result), testing::ElementsAre("warning autonumber"));
+  const RowId has_651 =
+      file.Find(file.jobs(), [](const Table::Row& row) { return row.Get(0) == Value(651); });
+  EXPECT_THAT(
+      result.findings.at(0).text,
+      testing::AllOf(testing::HasSubstr("given is 650, but 700 is in use"),
+                     testing::EndsWith("gets 651, which row " + std::to_string(has_651.row) +
+                                       " of page " + std::to_string(has_651.page.value) + " has")));
+  {
+    const auto database = Database::Open(*files, path, {.mode = OpenMode::kExclusive});
+    const auto table = database->OpenTable(kJobs);
+    Table::Row row;
+    for (const int number : {701, 702}) {
+      ASSERT_TRUE(table->Read(table->Insert(std::vector<Value>(6)), row));
+      EXPECT_EQ(row.Get(0), Value(number));
+    }
+    database->Commit();
+  }
+  EXPECT_THAT(CheckPath(path).findings, testing::IsEmpty());
+}
+
 // One damaged table hides nothing in the others.
 TEST_F(CheckDamageTest, EachIsToldOnce) {
   Image file(folder_->File("sound.mdb"));
