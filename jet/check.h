@@ -17,6 +17,7 @@ struct Finding {
   enum class Severity {
     kProblem,     // damage
     kWarning,     // untidy but harmless
+    kUnusual,     // sound, but not as files of the original engine are
     kNotChecked,  // what could not be looked into
   };
   // What kind of thing was found. Its name (NameOf) never changes; texts may.
@@ -33,13 +34,11 @@ struct Finding {
     kCreationDate,
     kCommitSlot,
     kSortOrder,
-    kHeaderField,
     // Pages.
     kPageKind,
     kPageOwner,
     kReleasedPage,
     kFreeBytes,
-    kSlotFlag,
     // Usage maps.
     kMapPlace,
     kMapShared,
@@ -95,6 +94,17 @@ struct Finding {
     kRights,
     kQueryRows,
     kRelation,
+    // Unlike files of the original engine, by structure.
+    kUnusualHeader,
+    kUnusualPage,
+    kUnusualMap,
+    kUnusualDefinition,
+    kUnusualColumn,
+    kUnusualIndex,
+    kUnusualRow,
+    kUnusualLongValue,
+    kUnusualTree,
+    kUnusualObject,
   };
   Severity severity = Severity::kProblem;
   Code code = Code::kUnreadable;
@@ -115,7 +125,7 @@ struct CheckResult {
   // In the order of the walk; the first 10,000 of each severity.
   std::vector<Finding> findings;
   // All of them.
-  std::uint64_t problems = 0, warnings = 0, not_checked = 0;
+  std::uint64_t problems = 0, warnings = 0, unusual = 0, not_checked = 0;
   std::uint64_t pages = 0, tables = 0, rows = 0, index_entries = 0;
   std::uint64_t unverified_keys = 0;  // texts without a proven sort key
   bool sound() const { return problems == 0; }

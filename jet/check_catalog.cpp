@@ -120,7 +120,33 @@ void CatalogCheck::AddObject(const TableDef& def, RowId id, const RowFields& row
   if (!row.stored[at("Flags")]) {
     context_->report.Warning(At(kObjectsTable, id), Code::kObjectField, "an object has no flags");
   }
+  SeeObject(def, object, row);
   objects_.push_back(std::move(object));
+}
+
+void CatalogCheck::SeeObject(const TableDef& def, const Object& object, const RowFields& row) {
+  const auto see = [&](Field field, std::int64_t value) {
+    context_->report.See(At(kObjectsTable, object.row), field, value,
+                         object.name.value_or("object without a name"));
+  };
+  const auto flags = [&](Field field) {
+    const auto value = Number(row, Ordinal(def, "Flags"));
+    if (value) see(field, static_cast<std::uint32_t>(*value));
+  };
+  if (object.type == kContainer) flags(Field::kContainerFlags);
+  if (object.type == kDatabase) flags(Field::kDatabaseFlags);
+  if (object.type == kQuery) flags(Field::kQueryFlags);
+  if ((object.type == kTable || object.type == kQuery) && object.parent) {
+    see(Field::kTableParent, *object.parent);
+  }
+  if (object.type != kTable) return;
+  const bool is_system = object.name && object.name->starts_with("MSys");
+  flags(is_system ? Field::kSystemTableFlags : Field::kUserTableFlags);
+  std::int64_t links = 0;
+  for (const std::string_view column : {"Database", "ForeignName", "Connect"}) {
+    if (row.stored[Ordinal(def, column)]) ++links;
+  }
+  see(Field::kTableLinks, links);
 }
 
 void CatalogCheck::CheckProperties(RowId row, ByteView blob) {

@@ -36,6 +36,7 @@ class CatalogCheck {
 
   bool ReadObjects();
   void AddObject(const TableDef& def, RowId id, const RowFields& row);
+  void SeeObject(const TableDef& def, const Object& object, const RowFields& row);
   void CheckObjects();
   void CheckObject(const Object& object);
   void CheckContainers();

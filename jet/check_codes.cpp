@@ -28,12 +28,10 @@ constexpr NamedCode kNames[] = {
     {Code::kCreationDate, "creation-date"},
     {Code::kCommitSlot, "commit-slot"},
     {Code::kSortOrder, "sort-order"},
-    {Code::kHeaderField, "header-field"},
     {Code::kPageKind, "page-kind"},
     {Code::kPageOwner, "page-owner"},
     {Code::kReleasedPage, "released-page"},
     {Code::kFreeBytes, "free-bytes"},
-    {Code::kSlotFlag, "slot-flag"},
     {Code::kMapPlace, "map-place"},
     {Code::kMapShared, "map-shared"},
     {Code::kMapForm, "map-form"},
@@ -84,6 +82,16 @@ constexpr NamedCode kNames[] = {
     {Code::kRights, "rights"},
     {Code::kQueryRows, "query-rows"},
     {Code::kRelation, "relation"},
+    {Code::kUnusualHeader, "unusual-header"},
+    {Code::kUnusualPage, "unusual-page"},
+    {Code::kUnusualMap, "unusual-map"},
+    {Code::kUnusualDefinition, "unusual-definition"},
+    {Code::kUnusualColumn, "unusual-column"},
+    {Code::kUnusualIndex, "unusual-index"},
+    {Code::kUnusualRow, "unusual-row"},
+    {Code::kUnusualLongValue, "unusual-long-value"},
+    {Code::kUnusualTree, "unusual-tree"},
+    {Code::kUnusualObject, "unusual-object"},
 };
 
 constexpr auto kCodes = [] {
@@ -98,7 +106,7 @@ static_assert(std::ranges::is_sorted(kCodes) &&
 }  // namespace
 
 std::string_view NameOf(Finding::Severity severity) {
-  static constexpr std::string_view kWords[] = {"problem", "warning", "not checked"};
+  static constexpr std::string_view kWords[] = {"problem", "warning", "unusual", "not checked"};
   return kWords[static_cast<std::size_t>(severity)];
 }
 

@@ -126,6 +126,10 @@ bool DefinitionReader::ReadChain() {
     return false;
   }
   CheckFreeFields();
+  const ByteView behind =
+      ByteView(content_).subspan(length_).first(std::min(kReserved, content_.size() - length_));
+  context_->report.See(At(table_, def_.page), Field::kBytesBehind,
+                       std::ranges::count_if(behind, [](std::uint8_t byte) { return byte != 0; }));
   content_.resize(length_);
   return true;
 }
@@ -255,8 +259,8 @@ void DefinitionReader::DecodeRealIndexes(std::size_t count) {
       const std::uint16_t id = GetU16(block, 4 + 3 * part);
       if (id == kNoColumn) continue;
       const std::uint8_t order = block[6 + 3 * part];
-      if (order > 1)
-        Warning(Code::kIndexForm, fmt::format("index tree {} has the unknown order {}", i, order));
+      context_->report.See(At(table_, def_.page), Field::kPartOrder, order,
+                           fmt::format("index tree {}", i));
       index.columns.push_back({ColumnId{id}, (order & 1) != 0});
     }
     index.page_map = RowId::FromPacked(GetU32(block, 34));
@@ -264,9 +268,9 @@ void DefinitionReader::DecodeRealIndexes(std::size_t count) {
     index.unknown42 = GetU32(block, 42);
     index.flags = block[46];
     const ByteView tail = block.subspan(47);
-    if (std::any_of(tail.begin(), tail.end(), [](std::uint8_t byte) { return byte != 0; })) {
-      Warning(Code::kIndexForm, fmt::format("index tree {} has unknown bytes at its end", i));
-    }
+    context_->report.See(At(table_, def_.page), Field::kTreeTail,
+                         std::ranges::count_if(tail, [](std::uint8_t byte) { return byte != 0; }),
+                         fmt::format("index tree {}", i));
   }
 }
 

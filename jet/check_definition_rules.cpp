@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "jet/check_definition_seen.h"
 #include "jet/collation.h"
 
 namespace jet::check {
@@ -121,13 +122,6 @@ void DefinitionRules::CheckColumnLength(const ColumnDef& column) {
       Problem(Code::kColumnLength,
               fmt::format("the binary column {} is {} bytes wide", column.name, length));
     }
-  } else if (column.type != ColumnType::kRaw) {
-    const std::size_t customary = IsLongValue(column.type) ? 0 : *ExactSize(column);
-    const bool fits = column.type == ColumnType::kBoolean ? length <= 1 : length == customary;
-    if (!fits) {
-      Warning(Code::kColumnLength, fmt::format("column {} of type {} is {} bytes wide", column.name,
-                                               TypeName(column.type), length));
-    }
   }
 }
 
@@ -178,12 +172,6 @@ void DefinitionRules::CheckRealIndex(std::size_t ordinal) {
       Problem(Code::kIndexForm,
               fmt::format("index tree {} refers to column number {}", ordinal, part.column.value));
     }
-  }
-  constexpr std::uint8_t kKnown =
-      RealIndex::kUnique | RealIndex::kIgnoreNulls | RealIndex::kRequired | RealIndex::kAlways;
-  if ((index.flags & RealIndex::kAlways) == 0 || (index.flags & ~kKnown) != 0) {
-    Warning(Code::kIndexForm,
-            fmt::format("index tree {} has the unusual flags {:02X}", ordinal, index.flags));
   }
 }
 
@@ -243,6 +231,7 @@ void CheckDefinition(const Context& context, std::string_view table, const Table
   rules.CheckColumns();
   rules.CheckIndexes();
   rules.CheckWidth();
+  SeeDefinition(context, table, def);
 }
 
 }  // namespace jet::check

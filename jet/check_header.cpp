@@ -17,27 +17,26 @@ constexpr std::size_t kMarks = 0x18;  // 0x100, 0x101, then the first four defin
 constexpr std::size_t kZeros = 0x30, kZerosEnd = 0x3C;
 constexpr std::size_t kPassword = 0x42, kPasswordEnd = 0x6A;
 constexpr std::size_t kCreated = 0x72, kCreatedEnd = 0x7A;
-constexpr std::size_t kVersionText = 0x98;
+constexpr std::size_t kCodePage = 0x3C, kBuild = 0x6A, kFormatWord = 0x98;
 constexpr std::size_t kUnused = 0xA0, kUnusedEnd = 0xE00;
 constexpr std::size_t kCommitSlots = 0xE00;
 
-bool AllZero(ByteView bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+std::int64_t CountNonZero(ByteView bytes) {
+  return std::ranges::count_if(bytes, [](std::uint8_t byte) { return byte != 0; });
 }
 
 void CheckPassword(ByteView page, double created, const Place& here, Report& report) {
   Bytes date;
   AddU32(date, static_cast<std::uint32_t>(static_cast<std::int32_t>(created)));
   bool ended = false;
+  int behind = 0;
   for (std::size_t at = kPassword; at < kPasswordEnd; at += 2) {
     const std::size_t i = at - kPassword;
     const int unit = GetU16(page, at) ^ (date[i % 4] | date[i % 4 + 1] << 8);
-    if (ended && unit != 0) {
-      report.Warning(here, Code::kHeaderField, "the password field goes on behind its end");
-      return;
-    }
+    if (ended && unit != 0) ++behind;
     if (unit == 0) ended = true;
   }
+  report.See(here, Field::kPasswordTail, behind);
 }
 
 void CheckCommitSlots(ByteView page, const Place& here, Report& report) {
@@ -53,6 +52,7 @@ void CheckCommitSlots(ByteView page, const Place& here, Report& report) {
                        fmt::format("commit slot {} says that a damaged page was met", slot));
         break;
       default:
+        report.See(here, slot == 0 ? Field::kFirstSlot : Field::kSlots, GetU16(page, at));
         break;
     }
   }
@@ -68,14 +68,13 @@ void CheckHeader(PageView stored, Report& report) {
   static constexpr std::uint8_t kKey[] = {0xC7, 0xDA, 0x39, 0x6B};
   Rc4(kKey).Apply(std::span(page).subspan(kMasked, kMaskedEnd - kMasked));
 
-  static constexpr std::uint32_t kMarkValues[] = {0x100, 0x101, 2, 3, 4, 5};
-  for (std::size_t i = 0; i < std::size(kMarkValues); ++i) {
-    if (const std::uint32_t value = GetU32(page, kMarks + 4 * i); value != kMarkValues[i]) {
-      report.Warning(here, Code::kHeaderField,
-                     fmt::format("the word at 0x{:X} is 0x{:X}, not 0x{:X}", kMarks + 4 * i, value,
-                                 kMarkValues[i]));
-    }
+  static constexpr Field kWords[] = {Field::kWord18, Field::kWord1C,    Field::kObjectsAt,
+                                     Field::kAcesAt, Field::kQueriesAt, Field::kRelationshipsAt};
+  for (std::size_t i = 0; i < std::size(kWords); ++i) {
+    report.See(here, kWords[i], GetU32(page, kMarks + 4 * i));
   }
+  report.See(here, Field::kCodePage, GetU16(page, kCodePage));
+  report.See(here, Field::kBuild, GetU32(page, kBuild));
   const double created = GetDouble(page, kCreated);
   if (IsCreationDate({created})) {
     CheckPassword(page, created, here, report);
@@ -90,16 +89,15 @@ void CheckHeader(PageView stored, Report& report) {
                    fmt::format("text keys of the sort order {} version {} cannot be verified",
                                order.language, order.version));
   }
-  static constexpr std::uint8_t kVersion[] = {0x54, 0x06, 0, 0, '4', '.', '0', 0};
-  if (!std::equal(std::begin(kVersion), std::end(kVersion), page.begin() + kVersionText)) {
-    report.Warning(here, Code::kHeaderField, "the version text is not 4.0");
-  }
+  report.See(here, Field::kLanguage, order.language);
+  report.See(here, Field::kSortVersion, order.sort_id << 8 | order.version);
   const ByteView bytes = page;
-  if (!AllZero(bytes.subspan(kZeros, kZerosEnd - kZeros)) ||
-      !AllZero(bytes.subspan(kCreatedEnd, kMaskedEnd - kCreatedEnd)) ||
-      !AllZero(bytes.subspan(kUnused, kUnusedEnd - kUnused))) {
-    report.Warning(here, Code::kHeaderField, "unused bytes are not zero");
-  }
+  report.See(here, Field::kFormatWord, GetU32(bytes, kFormatWord));
+  report.See(here, Field::kFormatText, GetU32(bytes, kFormatWord + 4));
+  report.See(here, Field::kHeaderZeros,
+             CountNonZero(bytes.subspan(kZeros, kZerosEnd - kZeros)) +
+                 CountNonZero(bytes.subspan(kCreatedEnd, kMaskedEnd - kCreatedEnd)) +
+                 CountNonZero(bytes.subspan(kUnused, kUnusedEnd - kUnused)));
   CheckCommitSlots(bytes, here, report);
 }
 

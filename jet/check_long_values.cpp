@@ -17,6 +17,17 @@ Fault TextFault(const TextScan& scan, bool is_memo) {
   return {Code::kFieldForm, is_memo ? scan.Fault() : std::string()};
 }
 
+// That are not deleted.
+std::int64_t CountRows(PageView page) {
+  Slots slots;
+  slots.Parse(page);
+  std::int64_t count = 0;
+  for (std::size_t row = 0; row < slots.size(); ++row) {
+    if (slots.kind(row) != SlotKind::kDeleted) ++count;
+  }
+  return count;
+}
+
 template <class... Args>
 Fault Malformed(fmt::format_string<Args...> text, Args&&... args) {
   return {Code::kLongValueForm, fmt::format(text, std::forward<Args>(args)...)};
@@ -136,9 +147,9 @@ Fault LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes)
 Fault LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes* content) {
   Column& column = columns_[ordinal];
   const bool is_memo = def_->columns[ordinal].type == ColumnType::kMemo;
-  const auto untidy = [&](std::string text) {
-    context_->report.Warning(At(table_, row), Code::kLongValueForm,
-                             fmt::format("column {} {}", def_->columns[ordinal].name, text));
+  const auto see = [&](Field field, std::size_t value) {
+    context_->report.See(At(table_, row), field, static_cast<std::int64_t>(value),
+                         def_->columns[ordinal].name);
   };
   const std::uint32_t word = GetU32(stored, 0);
   const LongValueDescriptor value{.kind = LongValueKind::kChain,
@@ -151,7 +162,8 @@ Fault LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes*
     if (bytes.size() != value.length) {
       return Malformed("says it has {} bytes, but {} are in the row", value.length, bytes.size());
     }
-    if (bytes.size() > kMaxInlineBytes) untidy("has more bytes in the row than is customary");
+    see(Field::kInlineBytes, bytes.size());
+    see(Field::kInlineAddress, value.at.packed() | value.stamp);
     scan.Feed(bytes);
     if (content != nullptr) content->assign(bytes.begin(), bytes.end());
     return TextFault(scan, is_memo);
@@ -166,14 +178,16 @@ Fault LongValues::Follow(std::size_t ordinal, ByteView stored, RowId row, Bytes*
     if (bytes.size() < value.length) {
       return Malformed("says it has {} bytes, but its row holds {}", value.length, bytes.size());
     }
-    if (bytes.size() > value.length) untidy("has more bytes on its page than it says");
+    see(Field::kSingleBytes, value.length);
+    see(Field::kSingleSpare, bytes.size() - value.length);
+    see(Field::kSingleStamp, value.stamp);
     bytes = bytes.first(value.length);
     scan.Feed(bytes);
     if (content != nullptr) content->assign(bytes.begin(), bytes.end());
     return TextFault(scan, is_memo);
   }
   if ((word & kKindBits) != 0) return Malformed("is of an unknown kind");
-  if (value.at && value.stamp == 0) untidy("is a chain without a stamp");
+  if (value.at) see(Field::kChainStamp, value.stamp);
   return FollowChain(column, value, is_memo, content);
 }
 
@@ -192,8 +206,14 @@ Fault LongValues::FollowChain(Column& column, const LongValueDescriptor& value, 
                        at.page.value, GetU32(page.bytes(), kStamp));
     }
     if (bytes.size() < 4) return Malformed("has a piece of {} bytes", bytes.size());
+    const PageNumber page_number = at.page;
     at = RowId::FromPacked(GetU32(bytes, 0));
     const ByteView piece = bytes.subspan(4);
+    if (at.packed() != 0) {
+      context_->report.See(At(table_, page_number), Field::kChainPiece,
+                           static_cast<std::int64_t>(piece.size()));
+    }
+    context_->report.See(At(table_, page_number), Field::kChainRows, CountRows(page.bytes()));
     length += piece.size();
     if (length > value.length) break;
     if (is_memo) scan.Feed(piece);

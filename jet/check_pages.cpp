@@ -16,6 +16,7 @@ constexpr Ledger::OwnerId kNobody = 0;
 
 constexpr std::size_t kFreeBytes = 2;
 constexpr std::size_t kOwner = 4;
+constexpr std::size_t kWord8 = 8;
 constexpr std::size_t kRowCount = 12;
 constexpr std::size_t kSlots = 14;
 
@@ -129,10 +130,8 @@ bool Ledger::ReadSlots(PageNumber page, PageView bytes, const Place& place, Slot
         fmt::format("says that {} bytes are free; {} are", stated, slots.free_bytes()));
   }
   for (std::size_t row = 0; row < slots.size(); ++row) {
-    if (slots.has_unknown_flag(row)) {
-      report_->Warning({place.table, page, static_cast<std::uint8_t>(row)}, Code::kSlotFlag,
-                       "has an unknown flag in its slot");
-    }
+    report_->See({place.table, page, static_cast<std::uint8_t>(row)}, Field::kSlotFlag,
+                 slots.has_unknown_flag(row) ? 1 : 0);
   }
   return true;
 }
@@ -164,11 +163,8 @@ std::optional<MapPages> Ledger::ReadMap(RowId at, const Place& place, const std:
     if (OwnerOf(at.page) != kMaps) {
       if (Claim(at.page, Register(std::string(kMaps)), place) == Claimed::kNew) {
         ReadSlots(at.page, page.bytes(), {{}, at.page}, slots);
-        if (GetU32(page.bytes(), kOwner) != 0) {
-          report_->Warning({{}, at.page}, Code::kPageOwner,
-                           fmt::format("holds usage maps but names page {} as owner",
-                                       GetU32(page.bytes(), kOwner)));
-        }
+        report_->See({{}, at.page}, Field::kMapPageOwner, GetU32(page.bytes(), kOwner));
+        report_->See({{}, at.page}, Field::kRowPageWord8, GetU32(page.bytes(), kWord8));
       }
     }
     const std::string user = fmt::format("{} of {}", what, place.table);
@@ -208,13 +204,12 @@ std::optional<MapPages> Ledger::DecodeMap(ByteView row, RowId at, const Place& p
                        fmt::format("the {} starts at page {}, behind all pages", what, first));
       return std::nullopt;
     }
-    if (first % 8 != 0) {
-      report_->Warning(here, Code::kMapForm, fmt::format("the {} starts at page {}", what, first));
-    }
-    if (row.size() < kNewMapBytes || (row.size() - kMapHead) % 4 != 0) {
-      report_->Warning(here, Code::kMapForm,
-                       fmt::format("the {} has the odd width of {} bytes", what, row.size()));
-    }
+    report_->See(here, Field::kMapOddStart, first % 8, what);
+    report_->See(here, Field::kMapBytes, static_cast<std::int64_t>(row.size()), what);
+    report_->See(here, Field::kMapOddBytes, static_cast<std::int64_t>((row.size() - kMapHead) % 4),
+                 what);
+    map.first = first;
+    map.bytes = row.size();
     AddBits(row.subspan(kMapHead), first, map);
     return map;
   }
@@ -223,6 +218,7 @@ std::optional<MapPages> Ledger::DecodeMap(ByteView row, RowId at, const Place& p
                      fmt::format("the {} is of the unknown type {}", what, row[0]));
     return std::nullopt;
   }
+  report_->See(here, Field::kListBytes, static_cast<std::int64_t>(row.size()), what);
   bool whole = true;
   const std::size_t entries = (row.size() - 1) / 4;
   for (std::size_t i = 0; i < entries; ++i) {
@@ -250,9 +246,7 @@ bool Ledger::AddBitmapPage(PageNumber bitmap, std::uint32_t first, const Place& 
                                  page.bytes()[0], page.bytes()[1]));
     return false;
   }
-  if (GetU16(page.bytes(), 2) != 0) {
-    report_->Warning({place.table, bitmap}, Code::kMapForm, "has unknown bytes in its head");
-  }
+  report_->See({place.table, bitmap}, Field::kBitmapWord2, GetU16(page.bytes(), 2));
   const Claimed claimed =
       Claim(bitmap, Register(fmt::format("the {} of {}", what, place.table), place.table), place);
   if (claimed != Claimed::kNew) return false;
@@ -273,6 +267,14 @@ void Ledger::AddBits(ByteView bits, std::uint64_t first, MapPages& into) const {
   }
 }
 
+void Ledger::SeeFirstMark(const MapPages& map, RowId at, const Place& place,
+                          const std::string& what) {
+  const auto marked = map.pages.FirstFrom(0);
+  if (map.bytes <= kNewMapBytes || !marked || marked->value < map.first) return;
+  report_->See(At(place.table, at), Field::kMapFirstMark,
+               std::int64_t{marked->value} - std::int64_t{map.first}, what);
+}
+
 void Ledger::ReadGlobalMap() {
   const Place here{{}, kGlobalMapPage};
   if (!Exists(kGlobalMapPage)) {
@@ -288,7 +290,16 @@ void Ledger::ReadGlobalMap() {
         here, Code::kPageOwner,
         fmt::format("names page {} as owner instead of itself", GetU32(page.bytes(), kOwner)));
   }
+  report_->See(here, Field::kRowPageWord8, GetU32(page.bytes(), kWord8));
+  report_->See(here, Field::kGlobalRows, static_cast<std::int64_t>(slots.size()));
   free_ = ReadMap({kGlobalMapPage, 0}, here, "map of free pages");
+  if (free_ && free_->bytes != 0) {
+    const std::size_t words = std::max<std::size_t>(16, (page_count_ + 31) / 32);
+    report_->See(here, Field::kGlobalStart, free_->first);
+    report_->See(
+        here, Field::kGlobalBytes,
+        static_cast<std::int64_t>(free_->bytes) - static_cast<std::int64_t>(kMapHead + 4 * words));
+  }
   if (slots.size() > 1) {
     const auto second = ReadMap({kGlobalMapPage, 1}, here, "second map of page 1");
     if (second && (second->outside != 0 || second->pages.FirstFrom(0))) {

@@ -21,6 +21,9 @@ struct MapPages {
   PageSet pages;
   std::uint64_t outside = 0;
   std::uint32_t first_outside = 0;
+  // Of a map that is no list: its first page and its width.
+  std::uint32_t first = 0;
+  std::size_t bytes = 0;
 };
 
 // Where the rows of a page lie.
@@ -73,6 +76,9 @@ class Ledger {
   // The map in row `at`, which nobody else may use; `what` names it in findings
   // ("owned map"). Nothing if it cannot be read.
   std::optional<MapPages> ReadMap(RowId at, const Place& place, const std::string& what);
+  // Of the maps that tell of rows and of indexes: how far a long one begins before
+  // its pages.
+  void SeeFirstMark(const MapPages& map, RowId at, const Place& place, const std::string& what);
   // Page 1: row 0 says which pages are free.
   void ReadGlobalMap();
 

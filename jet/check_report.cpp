@@ -1,5 +1,7 @@
 #include "jet/check_report.h"
 
+#include <fmt/format.h>
+
 namespace jet::check {
 
 namespace {
@@ -14,6 +16,14 @@ void Report::Problem(const Place& place, Code code, std::string text) {
 
 void Report::Warning(const Place& place, Code code, std::string text) {
   if (result_->warnings++ < kKeptOfEach) Add(Severity::kWarning, place, code, std::move(text));
+}
+
+void Report::See(const Place& place, Field field, std::int64_t value, std::string_view of) {
+  if (IsSeen(field, value) || result_->unusual++ >= kKeptOfEach) return;
+  const SeenField& seen = Seen(field);
+  Add(Severity::kUnusual, place, seen.code,
+      fmt::format("{}{}{}: {}, which the original engine does not write", of,
+                  of.empty() ? "" : ": ", seen.name, value));
 }
 
 void Report::NotChecked(const Place& place, std::string text) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "jet/check.h"
+#include "jet/check_seen.h"
 
 namespace jet::check {
 
@@ -35,6 +35,9 @@ class Report {
 
   void Problem(const Place& place, Code code, std::string text);
   void Warning(const Place& place, Code code, std::string text);
+  // Tells of a value that files of the original engine do not hold. `of`: what
+  // has the field, where the place does not say it.
+  void See(const Place& place, Field field, std::int64_t value, std::string_view of = {});
   // What is left out because of damage, which is told beside it.
   void NotChecked(const Place& place, std::string text);
   std::uint64_t problems() const { return result_->problems; }

@@ -167,10 +167,19 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
       *untidy = fmt::format("has bytes for column {} although that is Null", def_->columns[i].name);
     }
   }
-  if (row.size() > kMaxRowBytes && untidy != nullptr) {
-    *untidy = fmt::format("is {} bytes long, more than {}", row.size(), kMaxRowBytes);
-  }
   return {};
+}
+
+std::optional<std::int64_t> RowSplitter::UnusedBeforeVariables(ByteView row) const {
+  const std::size_t count = GetU16(row, 0);
+  std::size_t ids = 0, fixed_end = 2;
+  for (const Column& column : columns_) {
+    ids = std::max(ids, column.id + 1);
+    if (column.fixed) fixed_end = std::max(fixed_end, column.at + column.size);
+  }
+  if (count != ids || !HasVariablePart(count)) return std::nullopt;
+  const std::size_t mask_at = row.size() - (count + 7) / 8;
+  return std::int64_t{GetU16(row, mask_at - 4)} - static_cast<std::int64_t>(fixed_end);
 }
 
 std::string RowSplitter::FieldFault(std::size_t ordinal, ByteView stored) const {

@@ -37,6 +37,9 @@ class RowSplitter {
 
   // `fields` look into `row`. `untidy` receives what is odd but harmless.
   std::string Split(ByteView row, Fields& fields, std::string* untidy) const;
+  // Of a row that was split and has all columns of today: bytes between the fixed
+  // and the variable fields.
+  std::optional<std::int64_t> UnusedBeforeVariables(ByteView row) const;
   // Whether a field can be wrong by itself: of one width, cut from the fixed
   // region, it cannot.
   bool CanBeWrong(std::size_t ordinal) const { return columns_[ordinal].checked; }

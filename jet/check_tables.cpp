@@ -9,7 +9,7 @@
 namespace jet::check {
 
 namespace {
-constexpr std::size_t kOwner = 4;
+constexpr std::size_t kOwner = 4, kWord8 = 8;
 constexpr std::size_t kPointerBytes = 4;
 
 std::int32_t NextAutonumber(const TableDef& def) {
@@ -63,6 +63,8 @@ bool TableCheck::ReadMaps() {
   owned_ = ledger.ReadMap(def_.owned_map, here, "map of its pages");
   const auto free = ledger.ReadMap(def_.free_map, here, "map of its free space");
   if (!owned_) return false;
+  ledger.SeeFirstMark(*owned_, def_.owned_map, here, "map of its pages");
+  if (free) ledger.SeeFirstMark(*free, def_.free_map, here, "map of its free space");
   if (owned_->outside != 0) {
     context_->report.Problem(At(name_, def_.owned_map), Code::kBeyondEnd,
                              fmt::format("the map of the table's pages names page {} beyond the "
@@ -117,6 +119,7 @@ bool TableCheck::CheckPage(PageNumber page, PageView bytes, Slots& slots) {
     return false;
   }
   if (context_->ledger.Claim(page, rows_owner_, here) != Ledger::Claimed::kNew) return false;
+  context_->report.See(here, Field::kRowPageWord8, GetU32(bytes, kWord8));
   return context_->ledger.ReadSlots(page, bytes, here, slots);
 }
 
@@ -180,6 +183,10 @@ bool TableCheck::CheckRow(RowId id, ByteView bytes, const Visitor& visit) {
   if (std::string fault = splitter_.Split(bytes, row_.stored, &untidy); !fault.empty()) {
     context_->report.Problem(here, Code::kRowForm, std::move(fault));
     return false;
+  }
+  context_->report.See(here, Field::kRowBytes, static_cast<std::int64_t>(bytes.size()));
+  if (const auto unused = splitter_.UnusedBeforeVariables(bytes)) {
+    context_->report.See(here, Field::kVariableStart, *unused);
   }
   if (!untidy.empty()) context_->report.Warning(here, Code::kRowForm, std::move(untidy));
   bool readable = true;

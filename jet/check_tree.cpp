@@ -12,8 +12,8 @@ namespace jet::check {
 
 namespace {
 
-constexpr std::size_t kFree = 0x02, kOwner = 0x04, kPrevious = 0x0C, kNext = 0x10, kTail = 0x14,
-                      kPrefix = 0x18, kLevel = 0x1A, kMask = 0x1B, kEntries = 0x1E0;
+constexpr std::size_t kFree = 0x02, kOwner = 0x04, kWord8 = 0x08, kPrevious = 0x0C, kNext = 0x10,
+                      kTail = 0x14, kPrefix = 0x18, kLevel = 0x1A, kMask = 0x1B, kEntries = 0x1E0;
 constexpr std::uint8_t kNodeType = 3, kLeafType = 4;
 constexpr std::size_t kRefBytes = 4, kChildBytes = 4;
 // A full node has at least six children, so no tree in 2 GB is this high.
@@ -120,6 +120,7 @@ bool TreeCheck::Enter(PageNumber page, PageView bytes, std::optional<std::uint8_
       return false;
   }
   pages_.Add(page);
+  context_->report.See(At(table_, page), Field::kTreeWord8, GetU32(bytes, kWord8), name_);
   const std::uint8_t stated = bytes[kLevel];
   const bool is_leaf = bytes[0] == kLeafType;
   if ((stated == 0) != is_leaf || (level && stated != *level)) {
@@ -188,11 +189,26 @@ void TreeCheck::Visit(PageNumber page, std::size_t depth, std::optional<std::uin
     Problem(page, Code::kFreeBytes,
             fmt::format("says that {} bytes are free; {} are", stated, free));
   }
+  SeePage(page, ref.bytes(), reader);
   if (ref.bytes()[0] == kLeafType) {
     VisitLeaf(page, reader, depth, bound);
   } else {
     VisitNode(page, ref.bytes(), reader, depth, bound);
   }
+}
+
+void TreeCheck::SeePage(PageNumber page, PageView bytes, const EntryReader& reader) {
+  const auto see = [&](Field field, std::size_t value) {
+    context_->report.See(At(table_, page), field, static_cast<std::int64_t>(value), name_);
+  };
+  const std::size_t prefix = GetU16(bytes, kPrefix);
+  if (bytes[0] == kLeafType) {
+    see(Field::kLeafTail, GetU32(bytes, kTail));
+  } else {
+    see(Field::kNodePrefix, prefix);
+    see(Field::kNodeEntries, reader.size());
+  }
+  if (reader.size() <= 1) see(Field::kLonePrefix, prefix);
 }
 
 void TreeCheck::VisitLeaf(PageNumber page, EntryReader& reader, std::size_t depth,
@@ -251,6 +267,8 @@ void TreeCheck::CompareWithMap(RowId at) {
   const auto map = context_->ledger.ReadMap(at, At(table_, owner_),
                                             fmt::format("map of the pages of index {}", name_));
   if (!map) return;
+  context_->ledger.SeeFirstMark(*map, at, At(table_, owner_),
+                                fmt::format("map of index {}", name_));
   if (map->outside != 0) {
     context_->report.Problem(At(table_, at), Code::kBeyondEnd,
                              fmt::format("the map of index {} names page {} beyond the end of the "

@@ -20,6 +20,7 @@ class EntryReader {
   std::string Open(PageView page);
   bool Next();
   ByteView entry() const { return {entry_.data(), entry_size_}; }
+  std::size_t size() const { return count_; }
   std::size_t used_bytes() const { return count_ == 0 ? 0 : ends_[count_ - 1]; }
 
  private:
@@ -57,6 +58,7 @@ class TreeCheck {
              const Bytes* bound);
   bool Enter(PageNumber page, PageView bytes, std::optional<std::uint8_t> level);
   void CheckLinks(PageNumber page, PageView bytes, std::size_t depth);
+  void SeePage(PageNumber page, PageView bytes, const EntryReader& reader);
   void VisitLeaf(PageNumber page, EntryReader& reader, std::size_t depth, const Bytes* bound);
   void VisitNode(PageNumber page, PageView bytes, EntryReader& reader, std::size_t depth,
                  const Bytes* bound);

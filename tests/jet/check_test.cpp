@@ -23,6 +23,8 @@ using test_support::TempFolder;
 using test_support::VerifierFinds;
 using test_support::WriteFileBytes;
 
+using check::Field;
+using check::SeenField;
 using Severity = Finding::Severity;
 
 CheckResult CheckPath(const std::string& path) {
@@ -47,43 +49,12 @@ std::vector<std::string> Codes(const CheckResult& result) {
   return {codes.begin(), codes.end()};
 }
 
-// Two slots of dropped columns go down and up again between live ones.
-TEST(Check, SlotsOfDroppedColumnsMayGoDown) {
-  TableDef def;
-  def.next_column_id = def.next_variable_slot = 4;
-  for (const std::uint16_t id : {std::uint16_t{0}, std::uint16_t{3}}) {
-    ColumnDef column;
-    column.name = id == 0 ? "A" : "B";
-    column.type = ColumnType::kText;
-    column.id = ColumnId{id};
-    column.variable_slot = id;
-    column.flags = ColumnDef::kUpdatable;
-    column.length = 20;
-    def.columns.push_back(column);
-  }
-  Bytes row{4, 0, 'a', 0, 'b', 0, 'c', 0, 'd', 0, 10, 0, 6, 0, 2, 0, 6, 0, 2, 0, 4, 0, 0x0F};
-  check::Fields fields;
-  const check::RowSplitter splitter(def);
-  EXPECT_EQ(splitter.Split(row, fields, nullptr), "");
-  const RowView view(def, row);
-  EXPECT_EQ(DecodeField(def.columns[0], *view.Raw(def.columns[0])), Value("ab"));
-  EXPECT_EQ(DecodeField(def.columns[1], *view.Raw(def.columns[1])), Value("cd"));
-  RowEncoder encoder;
-  encoder.Begin(def);
-  encoder.SetFrom(view);
-  const ByteView again = encoder.Finish();
-  EXPECT_EQ(splitter.Split(again, fields, nullptr), "");
-  EXPECT_EQ(DecodeField(def.columns[1], *RowView(def, again).Raw(def.columns[1])), Value("cd"));
-
-  row[12] = 4;  // of the second live column, into the first
-  EXPECT_EQ(splitter.Split(row, fields, nullptr), "has column B out of order");
-}
-
-TEST(Check, RealFilesHaveNoProblem) {
+TEST(Check, RealFilesAreSoundAndUsual) {
   SKIP_WITHOUT_SAMPLES();
   for (const std::string& name : SampleNames()) {
     const CheckResult result = CheckPath(SamplePath(name));
     EXPECT_EQ(Problems(result), "") << name;
+    EXPECT_EQ(Texts(result, Severity::kUnusual), "") << name;
     EXPECT_EQ(result.not_checked, 0u) << name;
     EXPECT_GE(result.tables, 4u) << name;
     EXPECT_GE(result.index_entries, 32u) << name;
@@ -464,6 +435,16 @@ const Damage kIndexDamages[] = {
        file.Swap(at + 9, at + 9 + width, width);
        return Expected{Code::kEntryOrder, kJobs, file.FirstLeaf(0), "not above the one before"};
      }},
+    {"An entry is there twice",
+     [](Image& file) {
+       const PageNumber leaf = file.FirstLeaf(0);
+       const std::vector<std::size_t> ends = file.Ends(leaf);
+       for (std::size_t i = ends[1]; i < ends[2]; ++i) {
+         file.Put8(Image::At(leaf, 0x1E0 + i),
+                   file.U8(Image::At(leaf, 0x1E0 + i - ends[1] + ends[0])));
+       }
+       return Expected{Code::kEntryOrder, kJobs, leaf, "entry 2 is not above the one before"};
+     }},
     {"A byte of a key is wrong",
      [](Image& file) {
        const PageNumber leaf = file.FirstLeaf(1);
@@ -578,6 +559,12 @@ const Damage kDefinitionDamages[] = {
                        "Flags of the system table MSysObjects holds"};
      },
      false},
+    {"A text is one character longer than its column",
+     [](Image& file) {
+       file.Put16(Image::At(JobsPage(file), kFirstColumn + 25 + 23), 2 * 46);
+       return Expected{Code::kFieldForm, kJobs, {}, "column 名称 holds 47 characters, at most 46"};
+     },
+     false},
     {"Two columns have one number",
      [](Image& file) {
        file.Put16(Image::At(JobsPage(file), kFirstColumn + 25 + 5), 0);
@@ -603,6 +590,93 @@ const Damage kDefinitionDamages[] = {
        file.Put8(Image::At(JobsPage(file)), 1);
        return Expected{Code::kPageKind, kJobs, JobsPage(file), "should hold the definition"};
      }},
+};
+
+// Sound, but with one value out of the ranges.
+struct Oddity {
+  Field field;
+  std::function<void(Image&)> make;
+};
+
+// Where the block of a tree lies in the definition, and that of an index.
+std::size_t TreeAt(const Image& file, std::size_t tree, std::size_t offset) {
+  std::size_t at = Image::At(JobsPage(file), kFirstColumn + 6 * 25);
+  for (int column = 0; column < 6; ++column) at += 2 + file.U16(at);
+  return at + 52 * tree + offset;
+}
+std::size_t IndexAt(const Image& file, std::size_t index, std::size_t offset) {
+  return TreeAt(file, 3, 28 * index + offset);
+}
+std::size_t ColumnAt(const Image& file, std::size_t column, std::size_t offset) {
+  return Image::At(JobsPage(file), kFirstColumn + 25 * column + offset);
+}
+// Of an object's row.
+std::size_t FlagsAt(const Image& file, std::string_view name) {
+  return file.Field(file.objects(), file.Object(name), "Flags");
+}
+
+const Oddity kOddities[] = {
+    {Field::kWord18, [](Image& file) { file.Flip(0x18); }},
+    {Field::kWord1C, [](Image& file) { file.Flip(0x1C); }},
+    {Field::kQueriesAt, [](Image& file) { file.Flip(0x28); }},
+    {Field::kHeaderZeros, [](Image& file) { file.Flip(0x31); }},
+    {Field::kHeaderZeros, [](Image& file) { file.Flip(0xDFF); }},
+    {Field::kCodePage, [](Image& file) { file.Flip(0x3C); }},
+    {Field::kBuild, [](Image& file) { file.Flip(0x6B); }},
+    {Field::kFormatWord, [](Image& file) { file.Flip(0x98); }},
+    {Field::kFormatText, [](Image& file) { file.Flip(0x9C); }},
+    {Field::kFirstSlot, [](Image& file) { file.Put16(0xE00, 0x100); }},
+    {Field::kSlots, [](Image& file) { file.Put16(0xE00 + 2 * 255, 0xFF); }},
+    {Field::kRowPageWord8, [](Image& file) { file.Flip(Image::At(FirstJob(file).page, 8)); }},
+    {Field::kRowPageWord8, [](Image& file) { file.Flip(Image::At(PageNumber{1}, 8)); }},
+    {Field::kSlotFlag, [](Image& file) { file.Flip(file.Slot(FirstJob(file)) + 1, 0x20); }},
+    {Field::kMapPageOwner,
+     [](Image& file) { file.Flip(Image::At(file.jobs().def().owned_map.page, 4)); }},
+    {Field::kMapOddStart,
+     [](Image& file) {
+       const TableDef& def = file.objects().def();
+       file.Put32(file.Row(def.columns[file.objects().OrdinalOf("Database")].owned_map) + 1, 12);
+     }},
+    {Field::kStep, [](Image& file) { file.Put32(Image::At(JobsPage(file), 0x18), 2); }},
+    {Field::kStatistic8, [](Image& file) { file.Flip(Image::At(JobsPage(file), 0x3F + 8)); }},
+    {Field::kBytesBehind,
+     [](Image& file) {
+       file.Flip(Image::At(JobsPage(file), file.U32(Image::At(JobsPage(file), 8)) + 7));
+     }},
+    {Field::kUserFlags, [](Image& file) { file.Flip(ColumnAt(file, 1, 15), 8); }},
+    {Field::kTextFlags, [](Image& file) { file.Put8(ColumnAt(file, 1, 16), 2); }},
+    {Field::kColumnWord17, [](Image& file) { file.Flip(ColumnAt(file, 1, 20)); }},
+    {Field::kColumnLanguage, [](Image& file) { file.Flip(ColumnAt(file, 3, 11)); }},
+    {Field::kBooleanBytes, [](Image& file) { file.Put16(ColumnAt(file, 4, 23), 2); }},
+    {Field::kBooleanOffset, [](Image& file) { file.Put16(ColumnAt(file, 4, 21), 4); }},
+    {Field::kOtherBytes, [](Image& file) { file.Put16(ColumnAt(file, 3, 23), 9); }},
+    {Field::kFixedSlot, [](Image& file) { file.Put16(ColumnAt(file, 3, 7), 1); }},
+    {Field::kPartOrder, [](Image& file) { file.Put8(TreeAt(file, 1, 6), 3); }},
+    {Field::kTreeFlags, [](Image& file) { file.Flip(TreeAt(file, 1, 46), 0x40); }},
+    {Field::kPrimaryFlags, [](Image& file) { file.Put8(TreeAt(file, 0, 46), 0x81); }},
+    {Field::kTreeTail, [](Image& file) { file.Flip(TreeAt(file, 2, 51)); }},
+    {Field::kSide, [](Image& file) { file.Put8(IndexAt(file, 0, 12), 3); }},
+    {Field::kPlainCascade, [](Image& file) { file.Put8(IndexAt(file, 1, 22), 0); }},
+    {Field::kPlainOtherIndex, [](Image& file) { file.Put32(IndexAt(file, 1, 13), 0); }},
+    {Field::kPlainOtherTable, [](Image& file) { file.Put32(IndexAt(file, 1, 17), 2); }},
+    {Field::kIndexWord24, [](Image& file) { file.Flip(IndexAt(file, 2, 27)); }},
+    {Field::kInlineAddress,
+     [](Image& file) { file.Flip(file.Memo(file.JobWith(LongValueKind::kInline)) + 4); }},
+    {Field::kSingleStamp,
+     [](Image& file) { file.Flip(file.Memo(file.JobWith(LongValueKind::kSingle)) + 8); }},
+    {Field::kChainStamp,
+     [](Image& file) {
+       const std::size_t memo = file.Memo(file.JobWith(LongValueKind::kChain));
+       file.Put32(memo + 8, 0);
+       file.Put32(Image::At(RowId::FromPacked(file.U32(memo + 4)).page, 8), 0);
+     }},
+    {Field::kTreeWord8, [](Image& file) { file.Flip(Image::At(file.Root(1), 8)); }},
+    {Field::kLeafTail, [](Image& file) { file.Flip(Image::At(file.FirstLeaf(1), 0x14)); }},
+    {Field::kContainerFlags, [](Image& file) { file.Put32(FlagsAt(file, "Tables"), 1); }},
+    {Field::kDatabaseFlags, [](Image& file) { file.Put32(FlagsAt(file, "MSysDb"), 0); }},
+    {Field::kSystemTableFlags, [](Image& file) { file.Put32(FlagsAt(file, "MSysACEs"), 0); }},
+    {Field::kUserTableFlags, [](Image& file) { file.Put32(FlagsAt(file, kRooms), 2); }},
+    {Field::kQueryFlags, [](Image& file) { file.Put32(FlagsAt(file, "一覧"), 0x20000000); }},
 };
 
 const Damage kCatalogDamages[] = {
@@ -726,6 +800,23 @@ TEST_F(CheckDamageTest, IndexesAreFound) { ExpectFound(kIndexDamages); }
 TEST_F(CheckDamageTest, DefinitionsAreFound) { ExpectFound(kDefinitionDamages); }
 TEST_F(CheckDamageTest, CatalogIsFound) { ExpectFound(kCatalogDamages); }
 
+TEST_F(CheckDamageTest, OneValueOutOfItsRangeIsUnusualAndNothingElse) {
+  for (const Oddity& oddity : kOddities) {
+    const SeenField& seen = check::Seen(oddity.field);
+    SCOPED_TRACE(seen.name);
+    Image file(folder_->File("sound.mdb"));
+    oddity.make(file);
+    file.Save(folder_->File("odd.mdb"));
+    const CheckResult result = CheckPath(folder_->File("odd.mdb"));
+    ASSERT_EQ(result.findings.size(), 1u)
+        << testing::PrintToString(Codes(result)) << Problems(result);
+    EXPECT_EQ(result.findings[0].severity, Severity::kUnusual);
+    EXPECT_EQ(result.findings[0].code, seen.code);
+    EXPECT_THAT(result.findings[0].text, testing::HasSubstr(seen.name));
+    EXPECT_TRUE(result.sound());
+  }
+}
+
 // A table that was copied may count from below what is in it. We go on above.
 TEST_F(CheckDamageTest, CounterBehindANumberInUse) {
   const std::string path = folder_->File("copied.mdb");
@@ -813,13 +904,67 @@ TEST_F(CheckDamageTest, AsksForThePasswordOnlyIfGivenOne) {
   EXPECT_EQ(check(std::nullopt), std::nullopt);
 }
 
+// Keys with a Null part do not collide.
+TEST(Check, EqualKeysWithNullAreNoDamage) {
+  const TempFolder folder;
+  const auto files = MakeSystemFiles();
+  const std::string path = folder.File("null.mdb");
+  Database::Create(*files, path, {})->Commit();
+  const auto codes = [&](const std::string& name, const std::vector<Value>& row) {
+    {
+      const auto database = Database::Open(*files, path, {.mode = OpenMode::kExclusive});
+      const auto table = database->CreateTable(
+          {.name = name,
+           .columns = {{.name = "A"}, {.name = "B"}},
+           .indexes = {{.name = "Both", .columns = {"A", "B"}, .unique = true}}});
+      for (int i = 0; i < 2; ++i) table->Insert(row);
+      database->Commit();
+    }
+    return Codes(CheckPath(path));
+  };
+  EXPECT_THAT(codes("N", {Null{}, Null{}}), testing::IsEmpty());
+  EXPECT_THAT(codes("M", {1, Null{}}), testing::ElementsAre("warning key-twice"));
+}
+
+// Two slots of dropped columns go down and up again between live ones.
+TEST(Check, SlotsOfDroppedColumnsMayGoDown) {
+  TableDef def;
+  def.next_column_id = def.next_variable_slot = 4;
+  for (const std::uint16_t id : {std::uint16_t{0}, std::uint16_t{3}}) {
+    ColumnDef column;
+    column.name = id == 0 ? "A" : "B";
+    column.type = ColumnType::kText;
+    column.id = ColumnId{id};
+    column.variable_slot = id;
+    column.flags = ColumnDef::kUpdatable;
+    column.length = 20;
+    def.columns.push_back(column);
+  }
+  Bytes row{4, 0, 'a', 0, 'b', 0, 'c', 0, 'd', 0, 10, 0, 6, 0, 2, 0, 6, 0, 2, 0, 4, 0, 0x0F};
+  check::Fields fields;
+  const check::RowSplitter splitter(def);
+  EXPECT_EQ(splitter.Split(row, fields, nullptr), "");
+  const RowView view(def, row);
+  EXPECT_EQ(DecodeField(def.columns[0], *view.Raw(def.columns[0])), Value("ab"));
+  EXPECT_EQ(DecodeField(def.columns[1], *view.Raw(def.columns[1])), Value("cd"));
+  RowEncoder encoder;
+  encoder.Begin(def);
+  encoder.SetFrom(view);
+  const ByteView again = encoder.Finish();
+  EXPECT_EQ(splitter.Split(again, fields, nullptr), "");
+  EXPECT_EQ(DecodeField(def.columns[1], *RowView(def, again).Raw(def.columns[1])), Value("cd"));
+
+  row[12] = 4;  // of the second live column, into the first
+  EXPECT_EQ(splitter.Split(row, fields, nullptr), "has column B out of order");
+}
+
 TEST(Check, CodesHaveNamesOfTheirOwn) {
   std::set<std::string_view> names;
   for (const Code code : FindingCodes()) {
     EXPECT_TRUE(names.insert(NameOf(code)).second) << NameOf(code);
   }
   EXPECT_EQ(NameOf(Code::kBeyondEnd), "beyond-end");
-  EXPECT_EQ(NameOf(FindingCodes().back()), "relation");
+  EXPECT_EQ(NameOf(FindingCodes().back()), "unusual-object");
 }
 
 }  // namespace

@@ -41,6 +41,7 @@ constexpr std::string_view kFindings = R"(
 
 problem	damage; the exit code is 1
 warning	untidy but harmless
+unusual	sound, but not as the original engine writes it; tell the developers
 not checked	what could not be looked into because of damage
 
 Codes do not change; new ones may come. Texts may change. The codes are

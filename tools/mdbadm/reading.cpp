@@ -239,6 +239,7 @@ ExitCode Check(Program& program, const ReadOptions& options) {
     report["unverified_keys"] = result.unverified_keys;
     report["problems"] = result.problems;
     report["warnings"] = result.warnings;
+    report["unusual"] = result.unusual;
     report["not_checked"] = result.not_checked;
     report["findings"] = Json::array();
     for (const jet::Finding& finding : result.findings) {
