@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <ranges>
 #include <span>
 #include <string_view>
 
@@ -194,7 +195,8 @@ std::vector<jet::Bytes> SelectSeeds() {
     seeds.push_back(std::move(file));
   }
   for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
-    std::ranges::move(UpgradeSeeds(kind), std::back_inserter(seeds));
+    // Without the first, which has no queries.
+    std::ranges::move(UpgradeSeeds(kind) | std::views::drop(1), std::back_inserter(seeds));
   }
   return seeds;
 }

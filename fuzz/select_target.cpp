@@ -123,7 +123,7 @@ class Selects {
 
 SelectCounts RunSelects(jet::ByteView file) {
   test_support::FaultFiles files;
-  files.bytes(kPath).assign(file.begin(), file.end());
+  files.bytes(kPath).assign(reinterpret_cast<const char*>(file.data()), file.size());
   Random random(XXH3_64bits(file.data(), file.size()));
   try {
     jet::OpenOptions options;

@@ -57,6 +57,7 @@ TEST_F(VerbsTest, WhatIsUnknownIsNamedWithTheNearestThatThereIs) {
       {{}, "a verb is missing; see `mdbadm help verbs`"},
       {{"frobnicate"}, "unknown verb \"frobnicate\"; see `mdbadm help verbs`"},
       {{"upgarde", "x"}, "unknown verb \"upgarde\"; nearest: upgrade; see `mdbadm help verbs`"},
+      {{"nifo", "x"}, "unknown verb \"nifo\"; nearest: info; see"},
       {{"quer", "x"}, "unknown verb \"quer\"; nearest: queries; see"},
       {{"referenc"}, "unknown verb \"referenc\"; see"},  // in no list
       {{"--jsn", "info", "x"}, "unknown option \"--jsn\"; see `mdbadm --help`"},
