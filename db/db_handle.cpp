@@ -153,10 +153,8 @@ std::int32_t DbHandle::RowCount() {
 }
 
 void DbHandle::CloseTable() {
-  Guard([&] {
-    Rows().Close();
-    recordset_.reset();
-  });
+  Guard([&] { Rows().Close(); });
+  recordset_.reset();  // where a tolerated Close failed, too
 }
 
 void DbHandle::ReleaseTable() { recordset_.reset(); }

@@ -107,6 +107,24 @@ TEST_F(DbHandleTest, RaisingModeRaisesAndKeepsNoError) {
   EXPECT_FALSE(db_.error());
 }
 
+TEST_F(DbHandleTest, CloseThatFailsLetsGoOfTheTableWhereTolerated) {
+  db_.OpenTable("名称");
+  db_.SetField("番号", Long{7});
+  EXPECT_RAISES(ado::kErrPendingEdit, db_.CloseTable());
+  EXPECT_EQ(db_.GetField("番号"), Value(Long{7})) << "where it raises, the step ends there";
+  {
+    const Tolerant tolerant(db_);
+    db_.CloseTable();
+    ASSERT_TRUE(db_.error());
+    EXPECT_EQ(db_.error()->number(), ado::kErrPendingEdit);
+    db_.ClearError();
+    EXPECT_EQ(db_.GetField("番号"), Value());
+    ASSERT_TRUE(db_.error()) << "the table is still in hand";
+    EXPECT_EQ(db_.error()->number(), ado::kErrClosed);
+  }
+  EXPECT_EQ(Content(), "1,Null|2,Null|3,Null") << "and what was pending is dropped";
+}
+
 TEST_F(DbHandleTest, ToleratedOperationsGoOnAndKeepTheError) {
   {
     Tolerant tolerant(db_);
