@@ -65,15 +65,33 @@ ConnectionString ConnectionString::Parse(std::string_view text) {
     }
     const std::string key = Lower(Trim(text.substr(0, equals)));
     text.remove_prefix(equals + 1);
+    const bool quoted = Trim(text).starts_with('"') || Trim(text).starts_with('\'');
     std::string value = TakeValue(text);
     if (key == "provider")
       parsed.provider = std::move(value);
-    else if (key == "data source")
-      parsed.data_source = std::move(value);
     else if (key == "jet oledb:database password")
       parsed.password = std::move(value);
+    if (key != "data source") continue;
+    parsed.data_source = std::move(value);
+    parsed.quoted_source = quoted;
   }
   return parsed;
+}
+
+std::string ConnectionString::Path() const {
+  const std::string_view separators = jet::PathSeparators();
+  std::string path = data_source;
+  if (quoted_source || separators.find('\\') != std::string_view::npos) return path;
+  if (path.find_first_of(separators) == std::string::npos) {
+    std::ranges::replace(path, '\\', separators.front());
+    return path;
+  }
+  for (std::size_t at = path.find_last_of(std::string(separators) + '\\');
+       at != std::string::npos && path[at] == '\\'; --at) {
+    path[at] = separators.front();
+    if (at == 0) break;
+  }
+  return path;
 }
 
 Connection::~Connection() {
@@ -86,7 +104,7 @@ void Connection::Open(std::string_view connection_string, std::string_view user,
   if (!user.empty() || !password.empty()) throw Error::Standard(kErrInvalidCall);
   const ConnectionString parsed = ConnectionString::Parse(connection_string);
   if (parsed.data_source.empty()) FailSyntax();
-  database_ = environment_->Use(parsed.data_source, parsed.password);
+  database_ = environment_->Use(parsed.Path(), parsed.password);
 }
 
 void Connection::Close() {

@@ -17,6 +17,12 @@ inline constexpr int adOptionUnspecified = -1;
 // without regard to case; a value may hold anything but ";" or stand in quotes.
 struct ConnectionString {
   std::string provider, data_source, password;
+  bool quoted_source = false;
+  // The data source as this system spells paths. Where a backslash parts no names,
+  // the one before the file's name still does, doubled too, as every such text is
+  // put together with it; all do in a path without a separator of this system.
+  // Others belong to the name of a folder. What stands in quotes is a path as it is.
+  std::string Path() const;
   static ConnectionString Parse(std::string_view text);  // kErrFail
 };
 

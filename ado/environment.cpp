@@ -21,29 +21,43 @@ Environment::Action::Action(Environment& environment) : environment_(&environmen
 Environment::Action::~Action() { environment_->EndAction(); }
 
 void Environment::Action::Commit() {
-  for (const auto& entry : environment_->open_) {
-    jet::Database& database = *entry.second;
-    if (database.changed()) Translated([&] { database.Commit(); });
+  for (const auto& database : environment_->open_) {
+    if (database->changed()) Translated([&] { database->Commit(); });
   }
+}
+
+bool Environment::Action::changed() const {
+  return std::ranges::any_of(environment_->open_,
+                             [](const auto& database) { return database->changed(); });
+}
+
+std::shared_ptr<jet::Database> Environment::FindOpen(const std::string& path) const {
+  const std::optional<jet::FileId> wanted = files_.Identify(path);
+  const auto found = std::ranges::find_if(open_, [&](const auto& database) {
+    const std::optional<jet::FileId> id = database->file_id();
+    // A volume without such numbers leaves the path to go by.
+    return wanted && id ? *wanted == *id : database->path() == path;
+  });
+  return found != open_.end() ? *found : nullptr;
 }
 
 std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
                                                 const std::string& password) {
   return Translated([&] {
-    const std::string key = jet::NormalisePath(path);
-    if (const auto found = open_.find(key); found != open_.end()) {
-      if (!found->second->header().Accepts(password)) {
-        throw jet::Error(jet::ErrorCode::kWrongPassword).In(key);
+    const std::string real = jet::NormalisePath(path);
+    if (std::shared_ptr<jet::Database> found = FindOpen(real); found != nullptr) {
+      if (!found->header().Accepts(password)) {
+        throw jet::Error(jet::ErrorCode::kWrongPassword).In(real);
       }
-      return found->second;
+      return found;
     }
     jet::OpenOptions options;
     options.mode = jet::OpenMode::kExclusive;
     options.password = password;
     options.limits = limits_;
     options.clock = clock_;
-    std::shared_ptr<jet::Database> database = jet::Database::Open(files_, key, options);
-    open_.emplace(key, database);
+    std::shared_ptr<jet::Database> database = jet::Database::Open(files_, real, options);
+    open_.push_back(database);
     return database;
   });
 }
@@ -51,7 +65,7 @@ std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
 void Environment::Changed(jet::Database& database) {
   if (in_action_ || !database.changed()) return;
   const auto entry = std::ranges::find_if(
-      open_, [&](const auto& candidate) { return candidate.second.get() == &database; });
+      open_, [&](const auto& candidate) { return candidate.get() == &database; });
   if (entry == open_.end()) throw Error::Standard(kErrClosed);  // given up by Drop()
   try {
     Translated([&] { database.Commit(); });
@@ -75,12 +89,12 @@ bool Environment::Drop(jet::Database& database) noexcept {
 
 void Environment::Release() {
   if (in_action_) return;
-  std::erase_if(open_, [](const auto& entry) { return entry.second.use_count() == 1; });
+  std::erase_if(open_, [](const auto& database) { return database.use_count() == 1; });
 }
 
 void Environment::EndAction() {
   in_action_ = false;
-  std::erase_if(open_, [](const auto& entry) { return !Drop(*entry.second); });
+  std::erase_if(open_, [](const auto& database) { return !Drop(*database); });
   Release();
 }
 

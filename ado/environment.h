@@ -7,9 +7,9 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "jet/database.h"
 
@@ -31,7 +31,12 @@ class Environment {
     ~Action();
     Action(const Action&) = delete;
     Action& operator=(const Action&) = delete;
-    void Commit();  // throws ado::Error; then nothing has reached that file
+    // Throws ado::Error. Then nothing has reached that file, unless the cause is
+    // kUnfinished, where the next opening does the rest, or kUncertain.
+    void Commit();
+    // Whether there is anything to commit.
+    bool changed() const;
+
    private:
     Environment* environment_;
   };
@@ -39,7 +44,8 @@ class Environment {
   bool in_action() const { return in_action_; }
 
   // For Connection and Catalog. The database of this path, opened exclusively
-  // when it is not open yet. Throws ado::Error.
+  // when it is not open yet; which file a path leads to counts, not how it is
+  // spelt. Throws ado::Error.
   std::shared_ptr<jet::Database> Use(const std::string& path, const std::string& password);
   // Called after every operation that may have changed `database`.
   void Changed(jet::Database& database);
@@ -48,12 +54,13 @@ class Environment {
 
  private:
   void EndAction();
+  std::shared_ptr<jet::Database> FindOpen(const std::string& path) const;
   // Back to what the file holds. False if that cannot be read.
   static bool Drop(jet::Database& database) noexcept;
   jet::FileSystem& files_;
   jet::Clock clock_;
   jet::PagerLimits limits_;
-  std::map<std::string, std::shared_ptr<jet::Database>> open_;
+  std::vector<std::shared_ptr<jet::Database>> open_;
   bool in_action_ = false;
 };
 

@@ -49,8 +49,9 @@ constexpr StandardText kStandardTexts[] = {
     {kErrInvalidNull, "Null の使い方が不正です。", {}},
 };
 
-// How an error of the engine is told. In the text {file}, {table}, {column} and
-// {page} are the places, {detail} the engine's own words.
+// How an error of the engine is told. In the text {file}, {table}, {column}
+// and {page} are the places, {name} the column or else the table. The engine's own
+// words are English and come after the text, in what().
 struct Translation {
   jet::ErrorCode code;
   ErrorNumber number;
@@ -66,17 +67,21 @@ constexpr Translation kTranslations[] = {
      "ファイル '{file}' を開く権限がありません。読み取り専用の属性とフォルダーのアクセス許可を"
      "確認してください。"},
     {ErrorCode::kInUse, kErrFail,
-     "ファイル '{file}' はほかのプログラムが使用中です。そのプログラムを終了してから、やり直して"
-     "ください。（{detail}）"},
+     "ファイル '{file}'（または同じ名前の .ldb ファイル）はほかのプログラムが使用中です。"
+     "そのプログラムを終了してから、やり直してください。"},
     {ErrorCode::kNotJet4, kErrFail,
-     "ファイル '{file}' は Jet 4.0 形式のデータベースではありません。（{detail}）"},
+     "ファイル '{file}' は Jet 4.0 形式のデータベースではありません。"},
     {ErrorCode::kWrongPassword, kErrWrongPassword,
      "ファイル '{file}' のデータベース パスワードが正しくありません。"},
     {ErrorCode::kNeedsRepair, kErrFail,
      "ファイル '{file}' は書き込みの途中で中断されています。書き込んだプログラムで修復して"
      "ください。ファイルは変更されていません。"},
     {ErrorCode::kIo, kErrFail,
-     "ファイル '{file}' の読み書きに失敗しました。ディスクの状態を確認してください。（{detail}）"},
+     "ファイル '{file}' の読み書きに失敗しました。ディスクの状態を確認してください。"},
+    {ErrorCode::kUnfinished, kErrFail,
+     "ファイル '{file}' への保存が途中で止まりました。保存する内容はすべて記録されています。"},
+    {ErrorCode::kUncertain, kErrFail,
+     "ファイル '{file}' への保存に失敗し、書きかけの内容を取り消せませんでした。"},
     {ErrorCode::kDiskFull, kErrFail,
      "ファイル '{file}' "
      "を書き込むディスクの空き領域が足りません。空き領域を増やしてから、やり直して"
@@ -87,7 +92,7 @@ constexpr Translation kTranslations[] = {
      "ファイル '{file}' は読み取り専用で開かれています。更新はできません。"},
     {ErrorCode::kDamaged, kErrFail,
      "ファイル '{file}' {page}が壊れています。バックアップから戻すか、ファイルを修復して"
-     "ください。（'{table}' {detail}）"},
+     "ください。（'{table}'）"},
     {ErrorCode::kTableMissing, kErrNoTable,
      "テーブルまたはクエリ '{table}' が見つかりません。名前が正しいかどうかを確認してください。"},
     {ErrorCode::kNameTaken, kErrObjectExists, "テーブルまたはクエリ '{table}' は既に存在します。"},
@@ -97,21 +102,15 @@ constexpr Translation kTranslations[] = {
      "フィールド '{column}' はテーブル '{table}' に既に存在します。"},
     {ErrorCode::kIndexExists, kErrObjectExists,
      "インデックス '{column}' はテーブル '{table}' に既に存在します。"},
-    {ErrorCode::kBadName, kErrFail, "名前 '{name}' は使用できません。（{detail}）"},
-    {ErrorCode::kTooManyColumns, kErrFail,
-     "テーブル '{table}' のフィールドが多すぎます。（{detail}）"},
-    {ErrorCode::kTooManyIndexes, kErrFail,
-     "テーブル '{table}' のインデックスが多すぎます。（{detail}）"},
-    {ErrorCode::kRowTooLong, kErrIntegrity,
-     "テーブル '{table}' のレコードが長すぎます。（{detail}）"},
-    {ErrorCode::kTextTooLong, kErrIntegrity,
-     "フィールド '{column}' の文字列が長すぎます。（{detail}）"},
-    {ErrorCode::kOutOfRange, kErrIntegrity,
-     "フィールド '{column}' の値が範囲を超えています。（{detail}）"},
-    {ErrorCode::kWrongType, kErrIntegrity,
-     "フィールド '{column}' の型に値を変換できません。（{detail}）"},
+    {ErrorCode::kBadName, kErrFail, "名前 '{name}' は使用できません。"},
+    {ErrorCode::kTooManyColumns, kErrFail, "テーブル '{table}' のフィールドが多すぎます。"},
+    {ErrorCode::kTooManyIndexes, kErrFail, "テーブル '{table}' のインデックスが多すぎます。"},
+    {ErrorCode::kRowTooLong, kErrIntegrity, "テーブル '{table}' のレコードが長すぎます。"},
+    {ErrorCode::kTextTooLong, kErrIntegrity, "フィールド '{column}' の文字列が長すぎます。"},
+    {ErrorCode::kOutOfRange, kErrIntegrity, "フィールド '{column}' の値が範囲を超えています。"},
+    {ErrorCode::kWrongType, kErrIntegrity, "フィールド '{column}' の型に値を変換できません。"},
     {ErrorCode::kBadText, kErrIntegrity,
-     "フィールド '{column}' の文字列が正しい Unicode ではありません。（{detail}）"},
+     "フィールド '{column}' の文字列が正しい Unicode ではありません。"},
     {ErrorCode::kRequired, kErrIntegrity,
      "フィールド '{column}' には値が必要です。Null は保存できません。"},
     {ErrorCode::kZeroLength, kErrIntegrity,
@@ -123,10 +122,24 @@ constexpr Translation kTranslations[] = {
     {ErrorCode::kKeyTooLong, kErrIntegrity,
      "テーブル '{table}' のインデックス '{column}' の値が長すぎます。"},
     {ErrorCode::kUnsortable, kErrIntegrity,
-     "テーブル '{table}' の '{column}' の値は並べ替え順序が定まらないため、保存できません。"
-     "（{detail}）"},
-    {ErrorCode::kNotSupported, kErrFail,
-     "テーブル '{table}' に対するこの操作はできません。（{detail}）"},
+     "テーブル '{table}' の '{column}' の値は並べ替え順序が定まらないため、保存できません。"},
+    {ErrorCode::kNotSupported, kErrFail, "テーブル '{table}' に対するこの操作はできません。"},
+};
+
+// The same for errors of a SELECT.
+struct SqlTranslation {
+  sql::ErrorCode code;
+  ErrorNumber number;
+  std::string_view text;
+};
+
+constexpr SqlTranslation kSqlTranslations[] = {
+    {sql::ErrorCode::kSyntax, kErrSql, "SQL ステートメントが正しくありません。"},
+    {sql::ErrorCode::kNotSupported, kErrSql, "この SQL は実行できません。"},
+    {sql::ErrorCode::kNoTable, kErrNoTable, "テーブルまたはクエリが見つかりません。"},
+    {sql::ErrorCode::kUnresolved, kErrSql, "SQL の名前を解決できません。"},
+    {sql::ErrorCode::kBadValue, kErrIntegrity, "値を変換できません。"},
+    {sql::ErrorCode::kBadQuery, kErrSql, "保存されているクエリが正しくありません。"},
 };
 
 std::string Compose(std::string_view text, const jet::Error& error) {
@@ -135,8 +148,7 @@ std::string Compose(std::string_view text, const jet::Error& error) {
       error.page() ? fmt::format("のページ {} ", error.page()->value) : std::string();
   std::string filled = fmt::format(fmt::runtime(text), fmt::arg("file", error.file()),
                                    fmt::arg("table", error.table()), fmt::arg("name", name),
-                                   fmt::arg("column", error.column()), fmt::arg("page", page),
-                                   fmt::arg("detail", error.detail()));
+                                   fmt::arg("column", error.column()), fmt::arg("page", page));
   // A place that the engine could not name leaves no empty quotes or brackets.
   for (std::string_view empty : {"（）", " ''", "（''）", "'' "}) {
     for (std::size_t at; (at = filled.find(empty)) != std::string::npos;) {
@@ -148,8 +160,11 @@ std::string Compose(std::string_view text, const jet::Error& error) {
 
 }  // namespace
 
-Error::Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause)
-    : number_(number), text_(std::move(text)), cause_(cause) {}
+Error::Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause,
+             std::string_view detail)
+    : number_(number), text_(std::move(text)), whole_(text_), cause_(cause) {
+  if (!detail.empty()) whole_ += fmt::format("（{}）", detail);
+}
 
 Error Error::Standard(ErrorNumber number, std::string_view what) {
   const auto* row = std::ranges::find(kStandardTexts, number, &StandardText::number);
@@ -160,34 +175,20 @@ Error Error::Standard(ErrorNumber number, std::string_view what) {
 
 Error Error::From(const jet::Error& error) {
   const auto* row = std::ranges::find(kTranslations, error.code(), &Translation::code);
-  Error told = row == std::end(kTranslations) ? Error(kErrFail, error.what())
-                                              : Error(row->number, Compose(row->text, error));
-  told.cause_ = error.code();
-  return told;
+  if (row == std::end(kTranslations)) {
+    return {kErrFail, Standard(kErrFail).text(), error.code(), error.what()};
+  }
+  return {row->number, Compose(row->text, error), error.code(), error.detail()};
 }
 
 Error Error::From(const sql::Error& error, std::string_view query) {
-  const std::string_view what = error.what();
-  std::string place;
-  if (!query.empty()) place = fmt::format("クエリ '{}'、", query);
-  if (error.line() != 0) place += fmt::format("{} 行 {} 文字目: ", error.line(), error.column());
-  switch (error.code()) {
-    case sql::ErrorCode::kBadValue:
-      return {kErrIntegrity, fmt::format("{}値を変換できません。（{}）", place, what)};
-    case sql::ErrorCode::kNotSupported:
-      return {kErrSql, fmt::format("{}この SQL は実行できません。（{}）", place, what)};
-    case sql::ErrorCode::kNoTable:
-      return {kErrNoTable,
-              fmt::format("{}テーブルまたはクエリが見つかりません。（{}）", place, what)};
-    case sql::ErrorCode::kUnresolved:
-      return {kErrSql, fmt::format("{}SQL の名前を解決できません。（{}）", place, what)};
-    case sql::ErrorCode::kBadQuery:
-      return {kErrSql,
-              fmt::format("{}保存されているクエリが正しくありません。（{}）", place, what)};
-    case sql::ErrorCode::kSyntax:
-      break;
-  }
-  return {kErrSql, fmt::format("{}SQL ステートメントが正しくありません。（{}）", place, what)};
+  const auto* row = std::ranges::find(kSqlTranslations, error.code(), &SqlTranslation::code);
+  std::string text;
+  if (!query.empty()) text = fmt::format("クエリ '{}'、", query);
+  if (error.line() != 0) text += fmt::format("{} 行 {} 文字目: ", error.line(), error.column());
+  text += row->text;
+  if (!error.name().empty()) text += fmt::format("（'{}'）", error.name());
+  return {row->number, std::move(text), std::nullopt, error.what()};
 }
 
 }  // namespace ado

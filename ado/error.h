@@ -35,7 +35,10 @@ inline constexpr ErrorNumber kErrInvalidNull = 94;
 
 class Error : public std::exception {
  public:
-  Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause = {});
+  // `text` is Japanese and for the operator, `detail` English and for whoever looks
+  // into the matter. `cause` as below.
+  Error(ErrorNumber number, std::string text, std::optional<jet::ErrorCode> cause = {},
+        std::string_view detail = {});
   // The standard text of the number, with `what` (a field, a table) in it where given.
   static Error Standard(ErrorNumber number, std::string_view what = {});
   static Error From(const jet::Error& error);
@@ -45,11 +48,12 @@ class Error : public std::exception {
   const std::string& text() const { return text_; }
   // The engine's code, where the engine was the one to refuse.
   std::optional<jet::ErrorCode> cause() const { return cause_; }
-  const char* what() const noexcept override { return text_.c_str(); }
+  // The text, and behind it the detail where there is one.
+  const char* what() const noexcept override { return whole_.c_str(); }
 
  private:
   ErrorNumber number_;
-  std::string text_;
+  std::string text_, whole_;
   std::optional<jet::ErrorCode> cause_;
 };
 

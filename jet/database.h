@@ -92,6 +92,7 @@ class Database {
   ~Database();
 
   const std::string& path() const { return pager_->path(); }
+  std::optional<FileId> file_id() const { return pager_->file_id(); }
   const Header& header() const { return header_; }
   SortOrder order() const { return header_.order(); }
   Pager& pager() { return *pager_; }

@@ -20,6 +20,10 @@ std::string_view ErrorText(ErrorCode code) {
       return "needs repair by the program that wrote it";
     case ErrorCode::kIo:
       return "the system could not read or write";
+    case ErrorCode::kUnfinished:
+      return "saving was interrupted; the next opening will finish it";
+    case ErrorCode::kUncertain:
+      return "saving failed and could not be taken back; the next opening finishes or drops it";
     case ErrorCode::kDiskFull:
       return "disk full";
     case ErrorCode::kFileTooLarge:

@@ -20,6 +20,8 @@ enum class ErrorCode {
   kWrongPassword,
   kNeedsRepair,  // the mark of an unfinished write, by a program that is not us
   kIo,           // the system refused to read or write
+  kUnfinished,   // a save was interrupted; what is missing is done at the next open
+  kUncertain,    // a save failed and could not be taken back: the next open decides
   kDiskFull,
   kFileTooLarge,  // 2 GB, or more changes than one action may hold
   kReadOnly,      // a change through a file opened to read

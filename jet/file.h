@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "jet/types.h"
 
@@ -16,6 +17,12 @@ namespace jet {
 enum class OpenMode {
   kRead,       // shared with other readers; nothing is ever written
   kExclusive,  // nobody else may have the file open; read and write
+};
+
+// What a file is, whatever path leads to it: the volume, and its number there.
+struct FileId {
+  std::uint64_t volume = 0, number = 0;
+  bool operator==(const FileId&) const = default;
 };
 
 // One open file. All sizes and offsets in bytes. Errors are jet::Error with
@@ -34,9 +41,11 @@ class File {
   // Returns when all earlier writes would survive a power cut.
   virtual void Sync() = 0;
   virtual const std::string& path() const = 0;
+  // Nothing where the volume has no such numbers.
+  virtual std::optional<FileId> Id() = 0;
 };
 
-// Paths are UTF-8; both separators, mixed and doubled, are accepted.
+// Paths are UTF-8, with the separators of this system, which may be doubled.
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
@@ -48,6 +57,9 @@ class FileSystem {
   virtual void Rename(const std::string& from, const std::string& to) = 0;
   virtual void Remove(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) = 0;
+  // The file that the path leads to, also while somebody holds it; nothing if
+  // there is none or its volume has no such numbers.
+  virtual std::optional<FileId> Identify(const std::string& path) = 0;
   // The lock file of other programs beside the database of this path, if there is
   // one that nobody is seen to hold: left behind by a crash, or held on a machine
   // whose locks do not show here.
@@ -63,5 +75,8 @@ std::unique_ptr<FileSystem> MakeSystemFiles();
 // One spelling for one file: separators folded, made absolute. Does not follow
 // links and needs no file there.
 std::string NormalisePath(const std::string& path);
+
+// The characters that part the names of a path on this system.
+std::string_view PathSeparators();
 
 }  // namespace jet

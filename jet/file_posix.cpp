@@ -41,6 +41,11 @@ class Descriptor {
   int fd_;
 };
 
+std::optional<FileId> IdOf(const struct stat& status) {
+  return FileId{static_cast<std::uint64_t>(status.st_dev),
+                static_cast<std::uint64_t>(status.st_ino)};
+}
+
 class PosixFile : public File {
  public:
   PosixFile(Descriptor fd, std::string path) : fd_(std::move(fd)), path_(std::move(path)) {}
@@ -98,6 +103,12 @@ class PosixFile : public File {
   }
 
   const std::string& path() const override { return path_; }
+
+  std::optional<FileId> Id() override {
+    struct stat status {};
+    if (::fstat(fd_.get(), &status) != 0) return std::nullopt;
+    return IdOf(status);
+  }
 
  private:
   Descriptor fd_;
@@ -219,6 +230,12 @@ class PosixFileSystem : public FileSystem {
     return ::access(NormalisePath(path).c_str(), F_OK) == 0;
   }
 
+  std::optional<FileId> Identify(const std::string& path) override {
+    struct stat status {};
+    if (::stat(NormalisePath(path).c_str(), &status) != 0) return std::nullopt;
+    return IdOf(status);
+  }
+
   std::optional<std::string> IdleLockFile(const std::string& path) override {
     for (const std::string& other : LockFilesOf(NormalisePath(path))) {
       if (!IsHeld(other, OpenMode::kRead)) return other;
@@ -232,11 +249,11 @@ class PosixFileSystem : public FileSystem {
 std::unique_ptr<FileSystem> MakeSystemFiles() { return std::make_unique<PosixFileSystem>(); }
 
 std::string NormalisePath(const std::string& path) {
-  std::string folded = path;
-  std::replace(folded.begin(), folded.end(), '\\', '/');
   std::error_code failure;
-  const std::filesystem::path absolute = std::filesystem::absolute(folded, failure);
-  return (failure ? std::filesystem::path(folded) : absolute).lexically_normal().string();
+  const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
+  return (failure ? std::filesystem::path(path) : absolute).lexically_normal().string();
 }
+
+std::string_view PathSeparators() { return "/"; }
 
 }  // namespace jet

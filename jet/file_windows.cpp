@@ -101,6 +101,14 @@ DWORD PartOf(std::size_t size) {
   return static_cast<DWORD>(std::min(size, kLargest));
 }
 
+std::optional<FileId> IdOf(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION file{};
+  if (::GetFileInformationByHandle(handle, &file) == 0) return std::nullopt;
+  const std::uint64_t number = (std::uint64_t{file.nFileIndexHigh} << 32) | file.nFileIndexLow;
+  if (number == 0) return std::nullopt;
+  return FileId{file.dwVolumeSerialNumber, number};
+}
+
 class WindowsFile : public File {
  public:
   WindowsFile(Handle handle, std::string path)
@@ -159,6 +167,7 @@ class WindowsFile : public File {
   }
 
   const std::string& path() const override { return path_; }
+  std::optional<FileId> Id() override { return IdOf(handle_.get()); }
 
  private:
   // Of an open file, nothing but room and size is told apart.
@@ -262,6 +271,14 @@ class WindowsFileSystem : public FileSystem {
     return AttributesOf(NormalisePath(path)) != INVALID_FILE_ATTRIBUTES;
   }
 
+  std::optional<FileId> Identify(const std::string& path) override {
+    // Without access to the contents no share mode stands in the way.
+    const Handle handle =
+        OpenHandle(NormalisePath(path), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                   OPEN_EXISTING);
+    return handle.valid() ? IdOf(handle.get()) : std::nullopt;
+  }
+
   std::optional<std::string> IdleLockFile(const std::string& path) override {
     std::string lock_file = LockFileOf(NormalisePath(path));
     if (StateOf(lock_file, OpenMode::kRead) != LockFile::kIdle) return std::nullopt;
@@ -292,5 +309,7 @@ std::string NormalisePath(const std::string& path) {
   }
   return FromWide(full);
 }
+
+std::string_view PathSeparators() { return "/\\"; }
 
 }  // namespace jet

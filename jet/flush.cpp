@@ -147,7 +147,9 @@ void WriteTail(File& file, const FlushJob& job, std::uint64_t old_size, std::uin
 }
 
 // Takes back a tail that will not be used: what is left must not look complete.
-void DropTail(File& file, const FlushJob& job, std::uint64_t old_size) noexcept {
+// False where the file is out of reach: whether a complete tail stands there, which
+// will be finished, or a torn one, which will be ignored, shows at the next open.
+bool DropTail(File& file, const FlushJob& job, std::uint64_t old_size) noexcept {
   const auto done = [](const auto& action) {
     try {
       action();
@@ -157,12 +159,12 @@ void DropTail(File& file, const FlushJob& job, std::uint64_t old_size) noexcept 
     }
   };
   const Image zeros{};
-  // If neither is possible the file is out of reach; a complete tail will be
-  // finished, a torn one ignored: both are sound.
-  if (done([&] { file.Truncate(old_size); }) ||
-      done([&] { file.Write(Position(job.pages_after), zeros); })) {
-    done([&] { file.Sync(); });
+  if (!done([&] { file.Truncate(old_size); }) &&
+      !done([&] { file.Write(Position(job.pages_after), zeros); })) {
+    return false;
   }
+  done([&] { file.Sync(); });
+  return true;
 }
 
 }  // namespace
@@ -179,13 +181,18 @@ void FlushAtomically(File& file, const FlushJob& job, bool& began) {
         .In(file.path());
   }
   const std::uint16_t slot = ReadSlot(file);
+  bool written = false;
   try {
     file.Reserve(new_size);
     // Recovery looks for the trailer at the very end: what an earlier attempt left
     // behind there must go.
     if (old_size > new_size) file.Truncate(new_size);
+    written = true;
     WriteTail(file, job, old_size, slot);
     file.Sync();
+  } catch (const Error& error) {
+    if (DropTail(file, job, old_size) || !written) throw;
+    throw Error(ErrorCode::kUncertain, error.detail()).In(file.path());
   } catch (...) {
     DropTail(file, job, old_size);
     throw;
@@ -243,7 +250,6 @@ std::optional<FlushTail> FindTail(File& file) {
 
 bool TailFits(File& file, const FlushTail& tail) {
   const std::uint64_t size = file.Size();
-  const auto zeros = SectorSums({1}, Image{});
   Image in_place, image;
   for (std::size_t i = 0; i < tail.entries.size(); ++i) {
     const FlushTail::Entry& entry = tail.entries[i];
@@ -252,11 +258,7 @@ bool TailFits(File& file, const FlushTail& tail) {
     const auto now = SectorSums(entry.page, in_place);
     const auto after = SectorSums(entry.page, image);
     for (std::size_t k = 0; k < kSectorsPerPage; ++k) {
-      const bool new_page = entry.page.value >= tail.pages_before;
-      if (now[k] != entry.sectors_before[k] && now[k] != after[k] &&
-          !(new_page && now[k] == zeros[k])) {
-        return false;
-      }
+      if (now[k] != entry.sectors_before[k] && now[k] != after[k]) return false;
     }
   }
   return true;

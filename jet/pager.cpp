@@ -18,7 +18,6 @@ namespace {
 // times, count as a scan; how much is then read at a time.
 constexpr std::uint32_t kStep = 8, kMinRun = 4, kMaxAhead = 64;
 
-constexpr char kInterrupted[] = "saving was interrupted; the next opening will finish it";
 }  // namespace
 
 using internal::Frame;
@@ -78,6 +77,8 @@ void Pager::CutLeftovers(PageNumber highest_taken) {
 }
 
 const std::string& Pager::path() const { return file_->path(); }
+
+std::optional<FileId> Pager::file_id() const { return file_->Id(); }
 
 // Unlinks a clean page from the list by use, if it is in it.
 void Pager::TouchClean(Frame* frame) {
@@ -241,9 +242,7 @@ void Pager::RequireWritable() const {
 }
 
 void Pager::RequireWhole() const {
-  if (broken_) {
-    throw Error(ErrorCode::kIo, kInterrupted).In(path());
-  }
+  if (broken_) throw Error(ErrorCode::kUnfinished).In(path());
 }
 
 PageSpan Pager::Edit(PageNumber page) {
@@ -414,7 +413,7 @@ void Pager::WriteChangedPages(const std::vector<Frame*>& changed) {
       FlushAtomically(*file_, job, broken_);
     } catch (const Error& error) {
       if (!broken_) throw;
-      throw Error(ErrorCode::kIo, error.detail() + "; " + kInterrupted).In(path());
+      throw Error(ErrorCode::kUnfinished, error.detail()).In(path());
     }
     broken_ = false;
     return;

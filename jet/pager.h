@@ -85,6 +85,7 @@ class Pager {
   bool writable() const { return writable_; }
   std::uint32_t pages_per_bitmap() const { return limits_.pages_per_bitmap; }
   const std::string& path() const;
+  std::optional<FileId> file_id() const;
   // 0: pages in clear. Set once, before any page but the first is read.
   void SetPageKey(std::uint32_t key) { page_key_ = key; }
 

@@ -70,7 +70,7 @@ std::string NoValue(std::string_view parameter) {
 void Scope::Add(const std::string& name, const std::vector<SourceColumn>& columns) {
   if (sources_.size() == kMaxSources) throw Error(ErrorCode::kNotSupported, "too many sources");
   if (TrySource(name)) {
-    throw Error(ErrorCode::kUnresolved, fmt::format("two sources are called {}", name));
+    throw Error(ErrorCode::kUnresolved, fmt::format("two sources are called {}", name)).Of(name);
   }
   Entry entry{name, jet::NameKey(order_, name), columns, {}, std::vector<bool>(columns.size())};
   for (const SourceColumn& column : columns) {
@@ -89,7 +89,7 @@ std::optional<std::size_t> Scope::TrySource(std::string_view name) const {
 
 std::size_t Scope::FindSource(std::string_view name) const {
   if (const auto source = TrySource(name)) return *source;
-  throw Error(ErrorCode::kUnresolved, fmt::format("{} is no source of the query", name));
+  throw Error(ErrorCode::kUnresolved, fmt::format("{} is no source of the query", name)).Of(name);
 }
 
 std::optional<std::size_t> Scope::ColumnOf(const Entry& entry, std::string_view key) const {
@@ -123,7 +123,8 @@ std::optional<ColumnRef> Scope::TryColumn(const Expr& column) const {
 ColumnRef Scope::FindColumn(const Expr& column) const {
   if (const auto ref = TryColumn(column)) return *ref;
   if (!column.qualifier.empty()) FindSource(column.qualifier);
-  throw Error(ErrorCode::kUnresolved, fmt::format("there is no column {}", ColumnText(column)));
+  throw Error(ErrorCode::kUnresolved, fmt::format("there is no column {}", ColumnText(column)))
+      .Of(ColumnText(column));
 }
 
 void Compiler::Group(const std::vector<SqlText>& grouped) {

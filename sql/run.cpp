@@ -171,7 +171,8 @@ class Planner {
     if (!item.subquery.empty()) return OpenQuery(Parse(item.subquery));
     const auto object = database_.Find(item.table);
     if (!object) {
-      throw Error(ErrorCode::kNoTable, fmt::format("there is no table or query {}", item.table));
+      throw Error(ErrorCode::kNoTable, fmt::format("there is no table or query {}", item.table))
+          .Of(item.table);
     }
     if (object->kind != jet::ObjectKind::kQuery) {
       return std::make_unique<TableSource>(database_.OpenTable(*object));
@@ -185,7 +186,9 @@ class Planner {
       open_queries_.pop_back();
       return source;
     } catch (const Error& error) {
-      throw Error(error.code(), fmt::format("in the query {}: {}", object->name, error.what()));
+      const std::string& inner = error.name();
+      throw Error(error.code(), fmt::format("in the query {}: {}", object->name, error.what()))
+          .Of(inner.empty() ? object->name : fmt::format("{}: {}", object->name, inner));
     }
   }
 

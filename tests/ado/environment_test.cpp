@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <optional>
 
 #include "tests/support/ado_fixture.h"
+#include "tests/support/process.h"
 
 namespace test_support {
 namespace {
@@ -26,6 +28,9 @@ class RefusingFiles : public jet::FileSystem {
   void Rename(const std::string& from, const std::string& to) override { files_.Rename(from, to); }
   void Remove(const std::string& path) override { files_.Remove(path); }
   bool Exists(const std::string& path) override { return files_.Exists(path); }
+  std::optional<jet::FileId> Identify(const std::string& path) override {
+    return files_.Identify(path);
+  }
 
  private:
   class Guarded : public jet::File {
@@ -48,6 +53,7 @@ class RefusingFiles : public jet::FileSystem {
     void Truncate(std::uint64_t size) override { file_->Truncate(size); }
     void Sync() override { file_->Sync(); }
     const std::string& path() const override { return file_->path(); }
+    std::optional<jet::FileId> Id() override { return file_->Id(); }
 
    private:
     void Check() const {
@@ -161,6 +167,41 @@ TEST_F(EnvironmentTest, OneFileIsOneDatabaseHoweverItsPathIsSpelt) {
   EXPECT_THAT(catalog.TableNames(), ::testing::ElementsAre("番号"));
 }
 
+TEST_F(EnvironmentTest, OneFileIsOneDatabaseWhateverPathLeadsToIt) {
+  namespace fs = std::filesystem;
+  const std::string link = folder_.File("link.mdb"), folder = folder_.File("folder");
+  fs::create_hard_link(PathOf(path_), PathOf(link));
+  std::error_code no_links;  // as where only administrators may make them
+  fs::create_directory_symlink(PathOf(folder_.path()), PathOf(folder), no_links);
+  std::vector<std::string> paths = {path_, link};
+  if (!no_links) paths.push_back(folder + "/Data.mdb");
+  ado::Environment environment(*files_);
+  ado::Environment::Action action(environment);
+  ado::Connection first(environment);
+  first.Open(ConnectionTo(path_));
+  const jet::Database* const database = first.database().get();
+  first.Close();  // inside an action it stays held
+  for (const std::string& path : paths) {
+    ado::Connection connection(environment);
+    connection.Open(ConnectionTo(path));
+    EXPECT_EQ(connection.database().get(), database) << path;
+  }
+}
+
+TEST_F(EnvironmentTest, AnotherFileInItsPlaceIsAnotherDatabase) {
+  ado::Environment environment(*files_);
+  ado::Environment::Action action(environment);
+  ado::Connection first(environment), second(environment);
+  const std::string copy = folder_.File("copy.mdb");
+  WriteFileBytes(copy, ReadFileBytes(path_));
+  first.Open(ConnectionTo(path_));
+  if (!ReadOwnFile(path_)) {  // where a file that is open may be replaced
+    files_->Rename(copy, path_);
+    second.Open(ConnectionTo(path_));
+    EXPECT_NE(second.database(), first.database());
+  }
+}
+
 TEST_F(EnvironmentTest, PasswordIsAskedOfEveryConnection) {
   ado::Environment environment(*files_);
   ado::Connection first(environment), second(environment);
@@ -215,6 +256,25 @@ TEST_F(EnvironmentTest, ChangesThatCannotBeDroppedAreNeverFlushed) {
   again.Open(ConnectionTo(path_));
   AddRow(again, 3);
   EXPECT_EQ(OnDisk(), "1|3");
+}
+
+// Its own backslash always parts names; another only where the system has it so.
+TEST(ConnectionStrings, SourceIsSpeltAsTheSystemDoes) {
+  const auto path = [](const std::string& source) {
+    return ado::ConnectionString::Parse("Data Source=" + source + ";").Path();
+  };
+  EXPECT_EQ(path("'/a\\b\\Data.mdb'"), "/a\\b\\Data.mdb") << "in quotes, as it is";
+  if (jet::PathSeparators() != "/") {
+    EXPECT_EQ(path("C:\\W/\\Data.mdb"), "C:\\W/\\Data.mdb");
+    return;
+  }
+  EXPECT_EQ(path("/a\\b\\Data.mdb"), "/a\\b/Data.mdb");
+  EXPECT_EQ(path("/a\\b/\\Data.mdb"), "/a\\b//Data.mdb");
+  EXPECT_EQ(path("/a\\b\\\\Data.mdb"), "/a\\b//Data.mdb");
+  EXPECT_EQ(path("/a\\b/Data.mdb"), "/a\\b/Data.mdb");
+  EXPECT_EQ(path("\\Data.mdb"), "/Data.mdb");
+  EXPECT_EQ(path("C:\\W\\Data.mdb"), "C:/W/Data.mdb");
+  EXPECT_EQ(path("Data.mdb"), "Data.mdb");
 }
 
 TEST(ConnectionStrings, AreReadAsWritten) {

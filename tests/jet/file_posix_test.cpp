@@ -117,5 +117,14 @@ TEST_F(PosixFileTest, ReadersShareAFileThatNobodyMayWrite) {
   fs::permissions(folder_.path(), fs::perms::owner_all);
 }
 
+TEST_F(PosixFileTest, BackslashIsPartOfAName) {
+  const std::string one = folder_.File("a\\b.mdb");
+  std::filesystem::create_directory(folder_.File("a"));
+  test_support::WriteFileBytes(folder_.File("a/b.mdb"), "xx");
+  test_support::WriteFileBytes(one, "x");
+  EXPECT_EQ(files_->Open(one, OpenMode::kRead)->Size(), 1U);
+  EXPECT_NE(files_->Identify(one), files_->Identify(folder_.File("a/b.mdb")));
+}
+
 }  // namespace
 }  // namespace jet

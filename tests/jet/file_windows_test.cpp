@@ -98,6 +98,14 @@ TEST_F(WindowsFileTest, PathsBeyondTheOldLimitAreOpened) {
   files_->Remove(path);
 }
 
+TEST_F(WindowsFileTest, LetterCaseLeadsToTheSameFile) {
+  const auto held = files_->Open(path_, OpenMode::kExclusive);
+  std::wstring upper = ToWide(path_);
+  ::CharUpperW(upper.data());
+  ASSERT_TRUE(held->Id());
+  EXPECT_EQ(files_->Identify(FromWide(upper)), held->Id());
+}
+
 TEST(NormalisePathTest, KeepsDrivesAndServers) {
   EXPECT_EQ(NormalisePath("C:/tove\\\\x/../展開Data.mdb"), "C:\\tove\\展開Data.mdb");
   EXPECT_EQ(NormalisePath("//server/share\\\\Data.mdb"), "\\\\server\\share\\Data.mdb");

@@ -86,8 +86,15 @@ struct FaultFiles::State {
     std::string bytes;
     int readers = 0;
     bool exclusive = false;
+    std::uint64_t number = 0;  // given when somebody asks
   };
   std::map<std::string, Stored> files;
+  std::uint64_t last_number = 0;
+
+  jet::FileId IdOf(Stored& file) {
+    if (file.number == 0) file.number = ++last_number;
+    return {1, file.number};
+  }
   Fault fault;
   std::uint64_t operations = 0;
   OperationLog log;
@@ -151,6 +158,7 @@ class FaultFiles::MemoryFile : public jet::File {
   void Truncate(std::uint64_t size) override { Do({Kind::kTruncate, size, {}}); }
   void Sync() override { Do({Kind::kSync, 0, {}}); }
   const std::string& path() const override { return path_; }
+  std::optional<jet::FileId> Id() override { return state_->IdOf(state_->files.at(path_)); }
 
  private:
   std::string& bytes() { return state_->files.at(path_).bytes; }
@@ -207,6 +215,12 @@ void FaultFiles::Remove(const std::string& path) { state_->files.erase(jet::Norm
 
 bool FaultFiles::Exists(const std::string& path) {
   return state_->files.contains(jet::NormalisePath(path));
+}
+
+std::optional<jet::FileId> FaultFiles::Identify(const std::string& path) {
+  const auto file = state_->files.find(jet::NormalisePath(path));
+  if (file == state_->files.end()) return std::nullopt;
+  return state_->IdOf(file->second);
 }
 
 std::string& FaultFiles::bytes(const std::string& path) {

@@ -66,6 +66,7 @@ class FaultFiles : public jet::FileSystem {
   void Rename(const std::string& from, const std::string& to) override;
   void Remove(const std::string& path) override;
   bool Exists(const std::string& path) override;
+  std::optional<jet::FileId> Identify(const std::string& path) override;
 
   // The bytes of a file; may be set while nobody has it open.
   std::string& bytes(const std::string& path);

@@ -276,6 +276,9 @@ class WatchedFiles : public jet::FileSystem {
   }
   void Remove(const std::string& path) override { files_.Remove(path); }
   bool Exists(const std::string& path) override { return files_.Exists(path); }
+  std::optional<jet::FileId> Identify(const std::string& path) override {
+    return files_.Identify(path);
+  }
 
   std::vector<std::string> done;
   std::function<void(const std::string&)> then;
@@ -303,6 +306,7 @@ class WatchedFiles : public jet::FileSystem {
       owner_.Done("sync");
     }
     const std::string& path() const override { return file_->path(); }
+    std::optional<jet::FileId> Id() override { return file_->Id(); }
 
    private:
     WatchedFiles& owner_;

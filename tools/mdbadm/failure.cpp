@@ -26,6 +26,8 @@ constexpr EngineReason kEngineReasons[] = {
     {ErrorCode::kWrongPassword, {"wrong_password", "the database has another password"}},
     {ErrorCode::kNeedsRepair, {"needs_repair", "another program was interrupted while it wrote"}},
     {ErrorCode::kIo, {"io", "the system refused to read or write"}},
+    {ErrorCode::kUnfinished, {"unfinished", "saving was interrupted; opening finishes it"}},
+    {ErrorCode::kUncertain, {"uncertain", "saving failed; whether it holds shows at opening"}},
     {ErrorCode::kDiskFull, {"disk_full", "no room; the file is as it was"}},
     {ErrorCode::kFileTooLarge, {"too_large", "over 2 GB, or over 1 GB of changes at once"}},
     {ErrorCode::kDamaged, {"damaged", "the file contradicts itself; see check"}},
@@ -71,9 +73,9 @@ std::string Describe(const std::exception& error) {
   const auto* numbered = dynamic_cast<const ado::Error*>(&error);
   if (numbered == nullptr) return error.what();
   const std::int32_t number = numbered->number();
-  if (number >= 0) return fmt::format("{} {}", number, numbered->text());
+  if (number >= 0) return fmt::format("{} {}", number, numbered->what());
   return fmt::format("{} ({:08X}) {}", number, static_cast<std::uint32_t>(number),
-                     numbered->text());
+                     numbered->what());
 }
 
 Failure FailureOf(const std::exception& error) {

@@ -72,6 +72,8 @@ An upgrade that fails leaves the file as it was and can be tried again. With --k
 in_use	end the program that is named, then run the command again
 needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works
 damaged	`check` lists what is wrong; restore a copy, or repair the file with the program it belongs to
+unfinished	check the disk; the next opening by a verb that changes the file, or by db-update, finishes the save
+uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version tells which
 disk_full	make room, as much as the changes again, a few MB for a ladder
 
 Keep copies: `upgrade --backup FOLDER` writes one before it begins, with the time in its name. To go back, put the copy in the place of the file while no program uses it.

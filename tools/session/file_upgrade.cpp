@@ -13,6 +13,13 @@ std::string VersionSql() {
   return fmt::format("SELECT {0}.{1} FROM {0};", kVersionTable, kVersionField);
 }
 
+// Quotes as they stand in a quoted value of a connection string.
+std::string Doubled(std::string_view text) {
+  std::string doubled;
+  for (const char c : text) doubled.append(c == '"' ? 2 : 1, c);
+  return doubled;
+}
+
 }  // namespace
 
 std::string_view KindName(Kind kind) { return kind == Kind::kData ? "data" : "tenkai"; }
@@ -26,7 +33,7 @@ std::int16_t LatestVersion(Kind kind) {
 }
 
 std::optional<Kind> KindOfFile(std::string_view path) {
-  const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
+  const std::string_view name = path.substr(path.find_last_of(jet::PathSeparators()) + 1);
   for (Kind kind : {Kind::kData, Kind::kTenkai}) {
     if (name == FileNameOf(kind)) return kind;
   }
@@ -40,7 +47,7 @@ class FileUpgrade::FileSession : public db::Session {
       : environment_(environment),
         connection_string_(fmt::format("Provider=Microsoft.jet.OLEDB.4.0;Data Source=\"{}\";"
                                        "Jet OLEDB:Database Password=\"{}\";",
-                                       path, password)) {}
+                                       Doubled(path), Doubled(password))) {}
 
   void Open() override {
     auto connection = std::make_unique<ado::Connection>(environment_);

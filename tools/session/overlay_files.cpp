@@ -50,6 +50,7 @@ class OverlayFile : public jet::File {
 
   void Sync() override {}
   const std::string& path() const override { return file_->path(); }
+  std::optional<jet::FileId> Id() override { return file_->Id(); }
 
  private:
   using Block = jet::Bytes;

@@ -17,6 +17,9 @@ class OverlayFiles : public jet::FileSystem {
   void Rename(const std::string& from, const std::string& to) override;
   void Remove(const std::string& path) override;
   bool Exists(const std::string& path) override { return files_.Exists(path); }
+  std::optional<jet::FileId> Identify(const std::string& path) override {
+    return files_.Identify(path);
+  }
   std::optional<std::string> IdleLockFile(const std::string& path) override {
     return files_.IdleLockFile(path);
   }
