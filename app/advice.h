@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <optional>
+#include <string>
+
+#include "jet/error.h"
 
 namespace app {
 
@@ -12,11 +15,20 @@ enum class Event { kChoose, kUpgrade, kRepair };
 
 // What became of the changes made until the error.
 enum class Saved {
-  kYes,     // completed operations are in the file
-  kNo,      // none is
-  kFailed,  // the save itself went wrong
+  kNothing,  // there were none
+  kYes,      // completed operations are in the file
+  kDropped,  // none is
+  kFailed,   // the save went wrong and left the file as it was
+  kPending,  // the save was interrupted; the next opening does the rest
+  kUnknown,  // the save failed; the next opening shows how it ended
 };
 
-std::string_view Advice(Event event, std::int32_t number, Saved saved);
+struct Failure {
+  std::int32_t number = 0;
+  std::optional<jet::ErrorCode> cause;  // of the error that decides what to do
+  bool incomplete = true;               // the event has not done all its work
+};
+
+std::string Advice(Event event, const Failure& failure, Saved saved);
 
 }  // namespace app

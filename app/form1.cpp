@@ -24,15 +24,43 @@ constexpr std::string_view kOutOfMemoryText = "メモリが不足しています
 constexpr std::int32_t kInternalError = 51;
 constexpr std::string_view kInternalErrorText = "内部エラーです。";
 
-// A path up to its last separator, and what follows.
-struct SplitPath {
-  explicit SplitPath(const std::string& path) {
-    const std::size_t separator = path.find_last_of("/\\");
-    if (separator != std::string::npos) folder = path.substr(0, separator);
-    name = separator == std::string::npos ? path : path.substr(separator + 1);
+// What an event ended with, for the error box.
+struct Outcome {
+  Failure failure;
+  std::string text;
+  Saved saved = Saved::kDropped;
+
+  // The first error gives the number, the last the cause.
+  void Add(std::int32_t number, std::string_view why,
+           std::optional<jet::ErrorCode> cause = std::nullopt) {
+    if (failure.number == 0) failure.number = number;
+    failure.cause = cause;
+    if (!text.empty()) text += "\n\n";
+    text += why;
   }
-  std::string folder, name;
+  void Add(const db::Error& error) { Add(error.number(), error.text(), error.cause()); }
 };
+
+// Saves what the event did until it ended, whether well or by an error.
+void Save(db::Action& action, Outcome& outcome) {
+  if (!action.changed()) {
+    outcome.saved = Saved::kNothing;
+    return;
+  }
+  outcome.saved = Saved::kUnknown;
+  outcome.failure.incomplete = outcome.failure.number != 0;
+  try {
+    action.Commit();
+    outcome.saved = Saved::kYes;
+  } catch (const db::Error& error) {
+    const auto cause = error.cause();
+    if (cause == jet::ErrorCode::kUnfinished) outcome.saved = Saved::kPending;
+    if (cause && cause != jet::ErrorCode::kUnfinished && cause != jet::ErrorCode::kUncertain) {
+      outcome.saved = Saved::kFailed;
+    }
+    outcome.Add(error);
+  }
+}
 
 }  // namespace
 
@@ -41,7 +69,6 @@ struct Form1::Kind {
   int version_element;
   Button upgrade_button;
   std::size_t cut_characters;  // of the full path, to get the folder
-  std::string Form1::*dialog_folder;
   std::string db::Module1::*path;
   double db::Module1::*version;
   double db::Module1::*latest;
@@ -53,10 +80,9 @@ struct Form1::Kind {
 const Form1::Kind& Form1::DataKind() {
   static constexpr Kind kKind{db::kDataFileName,           db::kDataVersionElement,
                               Button::kCB_DB_Up,           9,
-                              &Form1::data_folder_,        &db::Module1::DataDB_Path,
-                              &db::Module1::DataDB_Ver,    &db::Module1::DataDB_NewVer,
-                              &db::Module1::DataDB_Access, &db::Module1::Get_DataVer,
-                              &db::Module1::Data_Up};
+                              &db::Module1::DataDB_Path,   &db::Module1::DataDB_Ver,
+                              &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
+                              &db::Module1::Get_DataVer,   &db::Module1::Data_Up};
   return kKind;
 }
 
@@ -65,10 +91,9 @@ const Form1::Kind& Form1::DataKind() {
 const Form1::Kind& Form1::TenkaiKind() {
   static constexpr Kind kKind{db::kTenkaiFileName,           db::kTenkaiVersionElement,
                               Button::kCB_TenkaiDB_Up,       10,
-                              &Form1::tenkai_folder_,        &db::Module1::TenkaiDB_Path,
-                              &db::Module1::TenkaiDB_Ver,    &db::Module1::TenkaiDB_NewVer,
-                              &db::Module1::TenkaiDB_Access, &db::Module1::Get_TenkaiVer,
-                              &db::Module1::Tenkai_Up};
+                              &db::Module1::TenkaiDB_Path,   &db::Module1::TenkaiDB_Ver,
+                              &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
+                              &db::Module1::Get_TenkaiVer,   &db::Module1::Tenkai_Up};
   return kKind;
 }
 
@@ -76,8 +101,7 @@ Form1::Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string 
     : module_(module),
       repairs_(std::move(repairs)),
       view_(view),
-      data_folder_(application_folder),
-      tenkai_folder_(std::move(application_folder)) {
+      application_folder_(std::move(application_folder)) {
   module_.SetView(this);
 }
 
@@ -98,34 +122,49 @@ void Form1::CB_DataDB_Click() { Choose(DataKind()); }
 void Form1::CB_TenkaiDB_Click() { Choose(TenkaiKind()); }
 void Form1::CB_DB_Up_Click() { Upgrade(DataKind()); }
 void Form1::CB_TenkaiDB_Up_Click() { Upgrade(TenkaiKind()); }
-void Form1::Command1_Click() { RunEvent(Event::kRepair, repairs_.reinforcements); }
-void Form1::Command4_Click() { RunEvent(Event::kRepair, repairs_.flex_names); }
-void Form1::Command5_Click() { RunEvent(Event::kRepair, repairs_.english_names); }
+void Form1::Command1_Click() { Repair(repairs_.reinforcements); }
+void Form1::Command4_Click() { Repair(repairs_.flex_names); }
+void Form1::Command5_Click() { Repair(repairs_.english_names); }
+
+void Form1::Enter(const std::function<void()>& body) {
+  if (!ready()) return;
+  struct Occupied {
+    explicit Occupied(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Occupied() { flag_ = false; }
+    bool& flag_;
+  };
+  const Occupied occupied(occupied_);
+  body();
+}
 
 void Form1::Choose(const Kind& kind) {
-  if (ended_ || running_) return;
-  std::string& dialog_folder = this->*kind.dialog_folder;
-  const std::string path =
-      view_.AskFile(dialog_folder + "\\" + std::string(kind.file_name), std::string(kFilter));
-  const SplitPath split(path);
-  if (split.name.empty()) return RefuseFile(kNoFile);
-  dialog_folder = split.folder;
-  if (split.name != kind.file_name) return RefuseFile(kWrongFile);
-  RunEvent(Event::kChoose, [&] { OpenChosen(kind, path); });
+  Enter([&] {
+    const std::string path = view_.AskFile(application_folder_ + "\\" + std::string(kind.file_name),
+                                           std::string(kFilter));
+    const std::string name = db::FileNameOf(path);
+    if (name.empty()) return RefuseFile(kNoFile);
+    if (name != kind.file_name) return RefuseFile(kWrongFile);
+    RunEvent(Event::kChoose, [&] { OpenChosen(kind, path); });
+  });
 }
 
 void Form1::FilesDropped(const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) {
-    if (ended_ || running_) return;
-    const SplitPath split(path);
-    const Kind* chosen = nullptr;
-    for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
-      if (split.name == kind->file_name) chosen = kind;
+  Enter([&] {
+    for (const std::string& path : paths) {
+      if (ended_) return;
+      const std::string name = db::FileNameOf(path);
+      const Kind* chosen = nullptr;
+      for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
+        if (name == kind->file_name) chosen = kind;
+      }
+      if (chosen == nullptr) return RefuseFile(kWrongFile);
+      RunEvent(Event::kChoose, [&] { OpenChosen(*chosen, path); });
     }
-    if (chosen == nullptr) return RefuseFile(kWrongFile);
-    this->*chosen->dialog_folder = split.folder;
-    RunEvent(Event::kChoose, [&] { OpenChosen(*chosen, path); });
-  }
+  });
+}
+
+void Form1::Repair(const std::function<void()>& repair) {
+  Enter([&] { RunEvent(Event::kRepair, repair); });
 }
 
 void Form1::RefuseFile(std::string_view why) {
@@ -133,7 +172,7 @@ void Form1::RefuseFile(std::string_view why) {
 }
 
 void Form1::OpenChosen(const Kind& kind, const std::string& path) {
-  module_.*kind.path = db::WithoutLast(path, kind.cut_characters);
+  module_.*kind.path = db::FolderOf(path, kind.cut_characters);
   if (captions_[static_cast<std::size_t>(kind.version_element)] != kNotSelected) {
     (module_.*kind.access)("Close");
   }
@@ -144,46 +183,40 @@ void Form1::OpenChosen(const Kind& kind, const std::string& path) {
 }
 
 void Form1::Upgrade(const Kind& kind) {
-  RunEvent(Event::kUpgrade, [&] {
-    std::invoke(kind.upgrade, module_, db::RoundVersion(module_.*kind.version));
-    module_.*kind.version = module_.*kind.latest;
-    SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
-    view_.SetVisible(kind.upgrade_button, false);
+  Enter([&] {
+    const auto run = [&] {
+      std::invoke(kind.upgrade, module_, db::RoundVersion(module_.*kind.version));
+    };
+    RunEvent(Event::kUpgrade, run, [&] {
+      module_.*kind.version = module_.*kind.latest;
+      SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
+      view_.SetVisible(kind.upgrade_button, false);
+    });
   });
 }
 
-void Form1::RunEvent(Event event, const std::function<void()>& body) {
-  if (ended_ || running_) return;
-  running_ = true;
+void Form1::RunEvent(Event event, const std::function<void()>& body,
+                     const std::function<void()>& show_done) {
   view_.SetBusy(true);
-  std::int32_t number = 0;
-  std::string text;
-  Saved saved = Saved::kNo;
+  Outcome outcome;
   try {
     db::Action action(module_.environment());
     try {
       body();
     } catch (const db::Error& error) {
-      number = error.number();
-      text = error.text();
+      outcome.Add(error);
     }
-    saved = Saved::kFailed;
-    action.Commit();  // after an error, too: completed operations stay
-    saved = Saved::kYes;
-  } catch (const db::Error& error) {
-    // Nothing of this event has reached the file.
-    text = text.empty() ? error.text() : text + "\n\n" + error.text();
-    if (number == 0) number = error.number();
+    Save(action, outcome);
   } catch (const std::bad_alloc&) {
-    number = kOutOfMemory;
-    text = kOutOfMemoryText;
-  } catch (const std::exception& fault) {
-    number = kInternalError;
-    text = std::string(kInternalErrorText) + "\n" + fault.what();
+    outcome.Add(kOutOfMemory, kOutOfMemoryText);
+  } catch (const std::exception&) {
+    outcome.Add(kInternalError, kInternalErrorText);
   }
+  const Failure& failure = outcome.failure;
+  if (failure.number == 0 && show_done) show_done();
   view_.SetBusy(false);
-  running_ = false;
-  if (number != 0) FailWith(number, text, Advice(event, number, saved));
+  if (failure.number == 0) return;
+  FailWith(failure.number, outcome.text, Advice(event, failure, outcome.saved));
 }
 
 void Form1::FailWith(std::int32_t number, const std::string& text, std::string_view advice) {

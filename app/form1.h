@@ -48,6 +48,9 @@ class Form1 : private db::SessionView {
 
   // True once an unhandled error has been shown; events do nothing from then on.
   bool ended() const { return ended_; }
+  // False while an event runs or a dialog or box waits for its answer: no button
+  // and no dropped file does anything then.
+  bool ready() const { return !ended_ && !occupied_; }
 
  private:
   // What differs between the two databases.
@@ -56,11 +59,16 @@ class Form1 : private db::SessionView {
   static const Kind& TenkaiKind();
 
   void Choose(const Kind& kind);
+  // Runs what the operator asked for, unless the form is not ready for it.
+  void Enter(const std::function<void()>& body);
   void RefuseFile(std::string_view why);
   void OpenChosen(const Kind& kind, const std::string& path);
   void Upgrade(const Kind& kind);
-  // Runs an event's body as one action, busy meanwhile.
-  void RunEvent(Event event, const std::function<void()>& body);
+  void Repair(const std::function<void()>& repair);
+  // Runs an event's body as one action, busy meanwhile; `show_done` once what it did
+  // is in the file.
+  void RunEvent(Event event, const std::function<void()>& body,
+                const std::function<void()>& show_done = {});
   void FailWith(std::int32_t number, const std::string& text, std::string_view advice);
 
   void SetVersionCaption(int element, const std::string& caption) override;
@@ -71,10 +79,10 @@ class Form1 : private db::SessionView {
   db::Module1& module_;
   Repairs repairs_;
   Form1View& view_;
-  std::string data_folder_, tenkai_folder_;  // where the dialog starts
+  std::string application_folder_;  // where the dialog starts
   std::array<std::string, 4> captions_;
   bool ended_ = false;
-  bool running_ = false;
+  bool occupied_ = false;
 };
 
 // "実行時エラー '3265':" and what follows, as the standard error box shows it;

@@ -1,6 +1,7 @@
 #include "db/action.h"
 
 #include "ado/value.h"
+#include "jet/file.h"
 
 namespace db {
 
@@ -8,8 +9,20 @@ std::int16_t RoundVersion(double version) { return ado::ToInt16(version); }
 
 std::string VersionText(double version) { return ado::ToText(version); }
 
-std::string WithoutLast(const std::string& path, std::size_t characters) {
-  return ado::WithoutLast(path, characters);
+std::string FolderOf(const std::string& path, std::size_t characters) {
+  std::string folder = ado::WithoutLast(path, characters);
+  // The backslash that the connection string adds must not be taken for one with
+  // that of a folder whose name ends in it.
+  const std::string_view separators = jet::PathSeparators();
+  const bool part_of_name = separators.find('\\') == std::string_view::npos;
+  if (part_of_name && folder.ends_with('\\') && folder.find_first_of(separators) == 0) {
+    folder += "/.";
+  }
+  return folder;
+}
+
+std::string FileNameOf(const std::string& path) {
+  return path.substr(path.find_last_of(jet::PathSeparators()) + 1);
 }
 
 }  // namespace db

@@ -25,6 +25,16 @@ std::string ConnectionText(const std::string& folder, std::string_view file) {
                      file, kDatabasePassword);
 }
 
+// Such a text would end in the middle of the path.
+void RequirePlainFolder(const std::string& folder) {
+  if (folder.find(';') == std::string::npos) return;
+  throw ado::Error(
+      ado::kErrFail,
+      fmt::format("フォルダー '{}' の名前に ';' があるため、ファイルを開けません。フォルダーの"
+                  "名前を変えるか、ファイルをほかのフォルダーに移してください。",
+                  folder));
+}
+
 ado::Connection& Opened(const std::unique_ptr<ado::Connection>& connection) {
   if (connection == nullptr || !connection->is_open()) {
     throw ado::Error::Standard(ado::kErrNoConnection);
@@ -96,6 +106,7 @@ void Module1::DataDB_Access(std::string_view mode) {
   if (mode == "Open") {
     DataDB_Con = std::make_unique<ado::Connection>(environment_);
     DataDB_ConStr = ConnectionText(DataDB_Path, kDataFileName);
+    RequirePlainFolder(DataDB_Path);
     DataDB_Con->Open(DataDB_ConStr, "", "", ado::adOptionUnspecified);
   } else if (mode == "Close") {
     CloseConnection(DataDB_Con);
@@ -106,6 +117,7 @@ void Module1::TenkaiDB_Access(std::string_view mode) {
   if (mode == "Open") {
     TenkaiDB_Con = std::make_unique<ado::Connection>(environment_);
     TenkaiDB_ConStr = ConnectionText(TenkaiDB_Path, kTenkaiFileName);
+    RequirePlainFolder(TenkaiDB_Path);
     TenkaiDB_Con->Open(TenkaiDB_ConStr, "", "", ado::adOptionUnspecified);
   } else if (mode == "Close") {
     CloseConnection(TenkaiDB_Con);

@@ -2,15 +2,26 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QSettings>
 #include <QStringList>
 
 #include "app/form1_texts.h"
 
 namespace app {
 
+// Nothing but the databases is written. The toolkit's file dialog keeps its size,
+// view and last folder in a settings file as it closes; below a device no file and
+// no folder can be made, so that there it finds none and leaves none.
+SystemDialogs::SystemDialogs() {
+  QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("/dev/null"));
+}
+
+// The dialogs of a desktop keep lists of their own, so it is the toolkit's, in which
+// nothing can be made, renamed or deleted either.
 QString SystemDialogs::AskFile(QWidget* parent, const QString& initial_path,
                                const QString& filter) {
-  return QFileDialog::getOpenFileName(parent, QString(), initial_path, filter);
+  return QFileDialog::getOpenFileName(parent, QString(), initial_path, filter, nullptr,
+                                      QFileDialog::DontUseNativeDialog | QFileDialog::ReadOnly);
 }
 
 void SystemDialogs::ShowMessage(QWidget* parent, const QString& text, const QString& title) {

@@ -22,6 +22,7 @@ class Dialogs {
 // Those of the system.
 class SystemDialogs : public Dialogs {
  public:
+  SystemDialogs();
   QString AskFile(QWidget* parent, const QString& initial_path, const QString& filter) override;
   void ShowMessage(QWidget* parent, const QString& text, const QString& title) override;
   void ShowError(QWidget* parent, const QString& text) override;

@@ -245,14 +245,16 @@ void Form1Window::GiveFocusBack() {
 
 void Form1Window::End(int exit_status) { QCoreApplication::exit(exit_status); }
 
+bool Form1Window::TakesFiles() const { return !busy_ && form_ != nullptr && form_->ready(); }
+
 void Form1Window::dragEnterEvent(QDragEnterEvent* event) {
-  if (busy_ || FilesIn(*event).empty()) return;
+  if (!TakesFiles() || FilesIn(*event).empty()) return;
   event->setDropAction(Qt::CopyAction);  // the file stays where it is
   event->accept();
 }
 
 void Form1Window::dropEvent(QDropEvent* event) {
-  if (busy_ || form_ == nullptr) return;
+  if (!TakesFiles()) return;
   event->setDropAction(Qt::CopyAction);
   event->accept();
   // Later, so that the program it comes from need not wait.

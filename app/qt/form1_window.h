@@ -61,6 +61,7 @@ class Form1Window : public QWidget, public Form1View {
   QPushButton* button(Button which) const { return buttons_[static_cast<std::size_t>(which)]; }
   void SetTabOrder();
   void GiveFocusBack();
+  bool TakesFiles() const;
 
   Dialogs& dialogs_;
   Form1* form_ = nullptr;

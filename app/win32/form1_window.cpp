@@ -302,8 +302,7 @@ void Form1Window::TakeDropped(HDROP dropped) {
     paths.push_back(jet::FromWide(path));
   }
   ::DragFinish(dropped);
-  // Not while a box waits for its answer either.
-  if (form_ != nullptr && !busy_ && ::IsWindowEnabled(handle_) != 0) form_->FilesDropped(paths);
+  if (form_ != nullptr && !busy_) form_->FilesDropped(paths);
 }
 
 void Form1Window::SetVersionCaption(int element, const std::string& caption) {

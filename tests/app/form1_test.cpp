@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <new>
 #include <optional>
+#include <set>
 #include <stdexcept>
 
 #include "tests/app/program.h"
@@ -43,7 +45,7 @@ class RecordingView : public app::Form1View {
   std::map<Button, bool> visible;
   std::vector<std::string> list, asked, boxes;
   std::string answer;
-  std::function<void()> while_busy;
+  std::function<void()> while_busy, while_waiting;
   int times_busy = 0;
   bool busy = false;
   std::optional<int> exit_status;
@@ -56,15 +58,18 @@ class RecordingView : public app::Form1View {
   void AddListItem(const std::string& text) override { list.push_back(text); }
   std::string AskFile(const std::string& initial, const std::string& filter) override {
     asked = {initial, filter};
+    Wait();
     return answer;
   }
   void ShowMessage(const std::string& text, const std::string& title) override {
     boxes.push_back(title + ": " + text);
+    Wait();
   }
   void ShowError(const std::string& text) override {
     EXPECT_FALSE(busy);
     EXPECT_FALSE(exit_status) << "the box comes before the end";
     boxes.push_back(text);
+    Wait();
   }
   void SetBusy(bool now) override {
     busy = now;
@@ -73,6 +78,11 @@ class RecordingView : public app::Form1View {
     if (while_busy) while_busy();
   }
   void End(int status) override { exit_status = status; }
+
+ private:
+  void Wait() {
+    if (while_waiting) while_waiting();
+  }
 };
 
 class Form1Test : public ::testing::Test {
@@ -141,24 +151,43 @@ TEST_F(Form1Test, LoadShowsTheLatestVersionsAndOpensNothing) {
   EXPECT_EQ(program->module().TenkaiDB_Con, nullptr);
 }
 
-TEST_F(Form1Test, DialogStartsAtTheNameBesideTheProgram) {
-  form->CB_DataDB_Click();
-  EXPECT_THAT(view.asked, ElementsAre("/opt/program\\Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
-  form->CB_TenkaiDB_Click();
-  EXPECT_THAT(view.asked, ElementsAre("/opt/program\\展開Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
+TEST_F(Form1Test, DialogStartsAtTheNameBesideTheProgramEveryTime) {
+  const std::string data = Data(27);
+  const std::string tenkai = Tenkai(22);
+  for (const std::string& answer : {std::string(), data, folder.File("old.mdb"), std::string()}) {
+    ChooseData(answer);
+    EXPECT_THAT(view.asked, ElementsAre("/opt/program\\Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
+  }
+  for (const std::string& answer : {tenkai, std::string()}) {
+    ChooseTenkai(answer);
+    EXPECT_THAT(view.asked, ElementsAre("/opt/program\\展開Data.mdb", "ﾃﾞｰﾀﾌｧｲﾙ (*.mdb)|*.mdb"));
+  }
+  form->FilesDropped({data});
+  ChooseData("");
+  EXPECT_EQ(view.asked[0], "/opt/program\\Data.mdb");
 }
 
-TEST_F(Form1Test, DialogOffersTheLastFolderOfEachKind) {
-  ChooseData("C:\\工場\\old.mdb");  // of a wrong name, too
-  ChooseTenkai(Tenkai(22));
-  ChooseData("");
-  EXPECT_EQ(view.asked[0], "C:\\工場\\Data.mdb");
-  ChooseData("/Data2.mdb");
-  EXPECT_EQ(view.asked[0], "C:\\工場\\Data.mdb") << "cancelling changes nothing";
-  ChooseData("");
-  EXPECT_EQ(view.asked[0], "\\Data.mdb");
-  ChooseTenkai("");
-  EXPECT_EQ(view.asked[0], folder.path() + "\\展開Data.mdb");
+// While a dialog or a box waits, nothing else is taken.
+TEST_F(Form1Test, NothingIsTakenWhileSomethingWaitsForItsAnswer) {
+  const std::string data = Data(26), tenkai = Tenkai(22);
+  int waited = 0;
+  view.while_waiting = [&] {
+    ++waited;
+    EXPECT_FALSE(form->ready());
+    form->FilesDropped({tenkai});
+    form->CB_TenkaiDB_Click();
+  };
+  ChooseData(data);  // the dialog
+  EXPECT_EQ(waited, 1);
+  EXPECT_EQ(view.captions[0], " Ver 26");
+  ChooseData("");  // the dialog and the message
+  form->FilesDropped({"/x/data.mdb"});
+  EXPECT_EQ(waited, 4);
+  EXPECT_EQ(view.captions[1], kNotSelected);
+  EXPECT_TRUE(form->ready());
+  form->FilesDropped({folder.File("none") + "/Data.mdb"});  // the error box
+  EXPECT_EQ(waited, 5);
+  EXPECT_EQ(view.captions[1], kNotSelected);
 }
 
 TEST_F(Form1Test, DroppedFilesAreChosenByTheirNames) {
@@ -168,11 +197,8 @@ TEST_F(Form1Test, DroppedFilesAreChosenByTheirNames) {
   EXPECT_EQ(view.captions[1], " Ver 22");
   EXPECT_TRUE(view.visible[Button::kCB_DB_Up]);
   EXPECT_THAT(view.boxes, IsEmpty());
-  form->CB_DataDB_Click();
-  EXPECT_EQ(view.asked[0], folder.path() + "\\Data.mdb");
-  view.boxes.clear();
   for (const char* name : {"data.mdb", "展開data.mdb", "Ｄata.mdb", "Data.mdb.bak"}) {
-    form->FilesDropped({"/x\\" + std::string(name), data});
+    form->FilesDropped({"/x/" + std::string(name), data});
   }
   EXPECT_THAT(view.boxes, ElementsAre(kWrongFile, kWrongFile, kWrongFile, kWrongFile));
   form->FilesDropped({});
@@ -191,11 +217,11 @@ TEST_F(Form1Test, WrongChoicesLeaveEverythingAsItIs) {
   };
   const Case cases[] = {
       {"", "", kNoFile},
-      {"/x/", "C:\\x\\", kNoFile},
+      {"/x/", "/x/y/", kNoFile},
       {"/x/data.mdb", "/x/展開data.mdb", kWrongFile},
       {"/x/DATA.MDB", "/x/展開DATA.MDB", kWrongFile},
       {"/x/展開Data.mdb", "/x/Data.mdb", kWrongFile},
-      {"C:\\x\\Data.mdb ", "C:\\x\\展開Data.mdb2", kWrongFile},
+      {"/x/Data.mdb ", "/x/展開Data.mdb2", kWrongFile},
       {"/x/Ｄata.mdb", "/x/展開Ｄata.mdb", kWrongFile},
   };
   for (const Case& each : cases) {
@@ -294,19 +320,65 @@ TEST_F(Form1Test, FolderIsCutByCharacters) {
   EXPECT_EQ(module.TenkaiDB_Path, inside + "/");
   EXPECT_EQ(module.TenkaiDB_ConStr, head + inside + "/\\展開Data.mdb" + tail);
 
-  std::string turned = inside;
-  std::ranges::replace(turned, '/', '\\');
-  ChooseData(turned + "\\Data.mdb");
-  ChooseTenkai(turned + "\\展開Data.mdb");
-  EXPECT_EQ(module.DataDB_Path, turned);
-  EXPECT_EQ(module.TenkaiDB_ConStr, head + turned + "\\\\展開Data.mdb" + tail);
-  EXPECT_THAT(view.boxes, IsEmpty());
-
   ChooseTenkai("/展開Data.mdb");
   EXPECT_EQ(module.TenkaiDB_Path, "/");
   Start();
   ChooseData("/Data.mdb");
   EXPECT_EQ(program->module().DataDB_Path, "");
+}
+
+TEST_F(Form1Test, BackslashesPartNamesWhereTheSystemHasItSo) {
+  if (jet::PathSeparators() != "/") {
+    std::string turned = Sample(SubFolder("図面"), Kind::kTenkai, kTenkaiLatest);
+    std::ranges::replace(turned, '/', '\\');
+    ChooseTenkai(turned);
+    EXPECT_EQ(view.captions[1], Caption(kTenkaiLatest));
+    EXPECT_THAT(view.boxes, IsEmpty());
+    return;
+  }
+  // There are files, too, where the backslash would lead as a separator.
+  for (const char* wrong : {"a/b", "c"}) {
+    Sample(SubFolder(wrong), Kind::kData, 15);
+    Sample(SubFolder(wrong), Kind::kTenkai, 5);
+  }
+  for (const char* right : {"a\\b", "c\\"}) {
+    Start();
+    const std::string inside = SubFolder(right);
+    ChooseData(Sample(inside, Kind::kData, kDataLatest));
+    ChooseTenkai(Sample(inside, Kind::kTenkai, kTenkaiLatest));
+    EXPECT_EQ(view.captions[0], Caption(kDataLatest));
+    EXPECT_EQ(view.captions[1], Caption(kTenkaiLatest));
+  }
+  std::filesystem::copy_file(folder.File("c\\") + "/Data.mdb", folder.File("c\\Data.mdb"));
+  ChooseData(folder.File("c\\Data.mdb"));  // the whole name of a file
+  EXPECT_THAT(view.boxes, ElementsAre(kWrongFile));
+}
+
+// The file that is open, by another of its names.
+TEST_F(Form1Test, OpenFileChosenAgainUnderAnotherPathStaysOpen) {
+  namespace fs = std::filesystem;
+  const std::string inside = SubFolder("first"), other = SubFolder("other");
+  const std::string data = Sample(inside, Kind::kData, 26);
+  const std::string tenkai = Sample(inside, Kind::kTenkai, 5);
+  fs::create_hard_link(test_support::PathOf(data), test_support::PathOf(other + "/Data.mdb"));
+  fs::create_hard_link(test_support::PathOf(tenkai), test_support::PathOf(other + "/展開Data.mdb"));
+  std::vector<std::string> folders = {inside, other, inside};
+  std::error_code no_links;
+  fs::create_directory_symlink(test_support::PathOf(inside),
+                               test_support::PathOf(folder.File("link")), no_links);
+  if (!no_links) folders.push_back(folder.File("link"));
+  for (const std::string& each : folders) {
+    view.captions[0].clear();
+    view.captions[1].clear();
+    ChooseData(each + "/Data.mdb");
+    ChooseTenkai(each + "/展開Data.mdb");
+    EXPECT_EQ(view.captions[0], " Ver 26") << each;
+    EXPECT_EQ(view.captions[1], " Ver 5") << each;
+  }
+  form->CB_DB_Up_Click();
+  EXPECT_THAT(view.boxes, IsEmpty());
+  Leave();
+  EXPECT_EQ(StoredVersion(data), std::to_string(kDataLatest));
 }
 
 TEST_F(Form1Test, ListPadsNamesAndPassesOverThoseThatFail) {
@@ -392,7 +464,8 @@ TEST_F(Form1Test, UpgradeOfAVersionBeyondSixteenBitsFailsAtTheButton) {
   EXPECT_EQ(view.captions[0], " Ver 40000");
   EXPECT_TRUE(view.visible[Button::kCB_DB_Up]);
   form->CB_DB_Up_Click();
-  ExpectEndedBy("6'");
+  ExpectEndedBy("6'", "オーバーフロー",
+                "ファイルは変更されていません。ファイルのバージョンの番号が大きすぎます。");
   Leave();
   EXPECT_EQ(StoredVersion(path), "40000");
 }
@@ -611,9 +684,65 @@ TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
   ChooseData("/disk/Data.mdb");
   disk.SetFault({.kind = test_support::Fault::Kind::kFull, .at = 1});
   form->CB_DB_Up_Click();
-  ExpectEndedBy("-2147467259 (80004005)'", "空き領域", "バージョンを確かめて");
+  ExpectEndedBy("-2147467259 (80004005)'", "空き領域",
+                "変更を保存できませんでした。ファイルは変更されていません。上の原因を取り除いて");
+  EXPECT_EQ(view.captions[0], " Ver 26") << "as the file has it";
   Leave();
   EXPECT_EQ(disk.bytes("/disk/Data.mdb"), before);
+}
+
+// From the moment on in which the marks are set, the next opening does the rest.
+TEST_F(Form1Test, InterruptedSaveSaysWhatTheNextOpeningDoes) {
+  const std::string before = test_support::ReadFileBytes(Data(26));
+  int pending = 0, uncertain = 0;
+  for (std::uint64_t at = 1;; ++at) {
+    SCOPED_TRACE(at);
+    test_support::FaultFiles disk;
+    disk.bytes("/disk/Data.mdb") = before;
+    Start(&disk);
+    ChooseData("/disk/Data.mdb");
+    disk.SetFault({.kind = test_support::Fault::Kind::kFailForEver, .at = at});
+    form->CB_DB_Up_Click();
+    if (view.boxes.empty()) break;
+    const auto says = [&](const char* text) {
+      return view.boxes[0].find(text) != std::string::npos;
+    };
+    const bool completes = says("選んだときに保存が完了します");
+    const bool unknown = says("変更が保存されたかどうか分かりません");
+    EXPECT_EQ(says("ファイルは変更されていません"), !completes && !unknown);
+    disk.ClearFault();
+    Start(&disk);
+    ChooseData("/disk/Data.mdb");
+    if (!unknown) EXPECT_EQ(view.captions[0], completes ? Caption(kDataLatest) : " Ver 26");
+    Leave();
+    pending += completes ? 1 : 0;
+    uncertain += unknown ? 1 : 0;
+    if (pending == 3) break;
+  }
+  EXPECT_EQ(pending, 3);
+  EXPECT_GT(uncertain, 0) << "the tail is whole, and nobody can take it back";
+}
+
+TEST_F(Form1Test, BodyAndSaveThatBothFailAreBothTold) {
+  const std::string before = test_support::ReadFileBytes(Data(13));
+  test_support::FaultFiles disk;
+  disk.bytes("/disk/Data.mdb") = before;
+  Start(&disk);
+  ChooseData("/disk/Data.mdb");
+  disk.SetFault({.kind = test_support::Fault::Kind::kFull, .at = 1});
+  form->Command5_Click();  // appends a column, then misses rows
+  ExpectEndedBy("3021'",
+                "現在のレコードが必要です。\n\nファイル '/disk/Data.mdb' を書き込むディスク",
+                "変更を保存できませんでした。ファイルは変更されていません。上の原因を取り除いて");
+  Leave();
+  EXPECT_EQ(disk.bytes("/disk/Data.mdb"), before);
+}
+
+TEST_F(Form1Test, FolderWithASemicolonIsNamed) {
+  const std::string inside = SubFolder("a;b");
+  ChooseData(Sample(inside, Kind::kData, 26));
+  ExpectEndedBy("-2147467259 (80004005)'", "フォルダー '" + inside + "' の名前に ';' が",
+                "上の原因を取り除いて");
 }
 
 TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
@@ -623,7 +752,7 @@ TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
     const char *number, *text;
   };
   const Case cases[] = {{[] { throw std::bad_alloc(); }, "7'", "メモリ"},
-                        {[] { throw std::logic_error("why"); }, "51'", "why"}};
+                        {[] { throw std::logic_error("why"); }, "51'", "内部エラー"}};
   for (const Case& each : cases) {
     Start();
     app::Repairs repairs = program->Repairs();
@@ -657,6 +786,103 @@ TEST_F(Form1Test, EventsDuringAnEventDoNothing) {
   EXPECT_THAT(view.asked, IsEmpty());
   EXPECT_EQ(view.times_busy, 2);
   EXPECT_EQ(view.captions[0], Caption(kDataLatest));
+}
+
+TEST(AdviceTest, GoesByTheCauseAndTheStateOfTheFile) {
+  using app::Event;
+  using app::Saved;
+  using jet::ErrorCode;
+  struct Case {
+    Event event;
+    std::int32_t number;
+    std::optional<ErrorCode> cause;
+    Saved saved;
+    const char *state, *to_do;
+  };
+  const Case cases[] = {
+      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDiskFull, Saved::kFailed, "変更されていません",
+       "原因を取り除いて"},
+      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDamaged, Saved::kNothing, "変更されていません",
+       "コピーしておいたファイルに戻し"},
+      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDamaged, Saved::kYes, "元のままです",
+       "更新の前にとったコピー"},
+      {Event::kUpgrade,
+       ado::kErrMissingStep,
+       {},
+       Saved::kNothing,
+       "変更されていません",
+       "管理者に"},
+      {Event::kUpgrade, ado::kErrFail, ErrorCode::kUnfinished, Saved::kPending, "記録されていて",
+       "更新の前にとったコピー"},
+      {Event::kRepair, 3021, {}, Saved::kYes, "残っています", "続ける前に"},
+      {Event::kRepair, 3265, {}, Saved::kNothing, "変更されていません", "管理者に"},
+      {Event::kRepair, 7, {}, Saved::kUnknown, "分かりません", "バージョンを確かめて"},
+      {Event::kChoose, ado::kErrFail, ErrorCode::kInUse, Saved::kNothing, "変更していません",
+       "原因を取り除いて"},
+      {Event::kChoose, ado::kErrFail, ErrorCode::kNotJet4, Saved::kNothing, "変更していません",
+       "選び間違えて"},
+      {Event::kChoose, ado::kErrFail, ErrorCode::kDamaged, Saved::kNothing, "変更していません",
+       "コピーしておいたファイルに戻し"},
+  };
+  for (const Case& each : cases) {
+    const std::string advice =
+        app::Advice(each.event, {.number = each.number, .cause = each.cause}, each.saved);
+    EXPECT_THAT(advice, HasSubstr(each.state));
+    EXPECT_THAT(advice, HasSubstr(each.to_do)) << each.state;
+  }
+}
+
+// Words of another language than the operator's, but for names and what the
+// provider's own texts say so.
+std::vector<std::string> ForeignWords(const std::string& box) {
+  static const std::set<std::string> kKnown = {"BOF", "EOF",     "True", "Null", "Jet", "GB",
+                                               "SQL", "Unicode", "Data", "mdb",  "ldb", "DB"};
+  std::vector<std::string> words;
+  std::string word;
+  for (const char c : box + " ") {
+    if (std::isalpha(static_cast<unsigned char>(c)) != 0) {
+      word += c;
+    } else if (!word.empty()) {
+      if (!kKnown.contains(word)) words.push_back(word);
+      word.clear();
+    }
+  }
+  return words;
+}
+
+TEST(ErrorBoxTextTest, IsJapaneseForEveryErrorAndEveryEnd) {
+  std::vector<ado::Error> errors;
+  for (int code = 0; code <= static_cast<int>(jet::ErrorCode::kNotSupported); ++code) {
+    jet::Error engine(static_cast<jet::ErrorCode>(code), "some detail: No such file");
+    errors.push_back(ado::Error::From(engine));
+    engine.In("/業務/Data.mdb").OfTable("工法表").OfColumn("工法");
+    errors.push_back(ado::Error::From(engine));
+  }
+  for (int code = 0; code <= static_cast<int>(sql::ErrorCode::kBadQuery); ++code) {
+    sql::Error engine(static_cast<sql::ErrorCode>(code), "there is no column", 1, 2);
+    errors.push_back(ado::Error::From(engine.Of("工法"), "集計"));
+  }
+  for (const ado::ErrorNumber number :
+       {ado::kErrFail, ado::kErrWrongPassword, ado::kErrNoTable, ado::kErrObjectExists,
+        ado::kErrColumnExists, ado::kErrSql, ado::kErrIntegrity, ado::kErrMissingStep,
+        ado::kErrItemNotFound, ado::kErrNoCurrentRow, ado::kErrClosed, ado::kErrOpen,
+        ado::kErrNoConnection, ado::kErrPendingEdit, ado::kErrReadOnly, ado::kErrOverflow,
+        ado::kErrInvalidCall, ado::kErrInvalidNull}) {
+    errors.push_back(ado::Error::Standard(number));
+    errors.push_back(ado::Error::Standard(number, "工法"));
+  }
+  for (const ado::Error& error : errors) {
+    for (const auto event : {app::Event::kChoose, app::Event::kUpgrade, app::Event::kRepair}) {
+      for (int saved = 0; saved <= static_cast<int>(app::Saved::kUnknown); ++saved) {
+        for (const bool incomplete : {true, false}) {
+          const std::string advice = app::Advice(event, {error.number(), error.cause(), incomplete},
+                                                 static_cast<app::Saved>(saved));
+          EXPECT_THAT(ForeignWords(app::ErrorBoxText(1, error.text(), advice)), IsEmpty())
+              << error.text() << advice;
+        }
+      }
+    }
+  }
 }
 
 TEST(ErrorBoxTextTest, TellsNegativeNumbersInHexadecimalToo) {

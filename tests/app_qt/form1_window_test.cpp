@@ -12,11 +12,14 @@
 #include <QMimeData>
 #include <QTest>
 #include <QTimer>
+#include <chrono>
+#include <filesystem>
 
 #include "app/qt/columns_delegate.h"
 #include "app/qt/dialogs.h"
 #include "app/qt/fonts.h"
 #include "tests/app/program.h"
+#include "tests/support/process.h"
 #include "upgrade/ladders.h"
 
 namespace app_test {
@@ -30,13 +33,16 @@ class PreparedDialogs : public app::Dialogs {
  public:
   QString answer;
   std::vector<std::string> asked, boxes;
+  std::function<void()> while_open;
 
   QString AskFile(QWidget*, const QString& initial_path, const QString& filter) override {
     asked = {initial_path.toStdString(), filter.toStdString()};
+    if (while_open) while_open();
     return answer;
   }
   void ShowMessage(QWidget*, const QString& text, const QString& title) override {
     boxes.push_back((title + ": " + text).toStdString());
+    if (while_open) while_open();
   }
   void ShowError(QWidget*, const QString& text) override { boxes.push_back(text.toStdString()); }
 };
@@ -285,12 +291,46 @@ TEST_F(Form1WindowTest, DraggedFilesAreChosen) {
   EXPECT_EQ(dialogs.boxes.size(), 1u);
 }
 
-TEST_F(Form1WindowTest, DialogOffersTheLastFolderOfEachKind) {
-  Choose("CB_DataDB", Sample(folder.path(), Kind::kData, 27));
-  Click("CB_DataDB");
-  EXPECT_EQ(dialogs.asked[0], folder.path() + "/Data.mdb");
-  Click("CB_TenkaiDB");
-  EXPECT_EQ(dialogs.asked[0], "/opt/program/展開Data.mdb");
+TEST_F(Form1WindowTest, DraggedFilesAreRefusedWhileADialogOrBoxIsOpen) {
+  const QList<QUrl> file{
+      QUrl::fromLocalFile(QString::fromStdString(Sample(folder.path(), Kind::kTenkai, 22)))};
+  int refused = 0;
+  dialogs.while_open = [&] { refused += Drop(window, file) ? 0 : 1; };
+  Choose("CB_DataDB", "");
+  EXPECT_EQ(refused, 2) << "by the dialog, and by the message";
+  EXPECT_EQ(Version(1), "未選択");
+  dialogs.while_open = nullptr;
+  EXPECT_TRUE(Drop(window, file));
+  EXPECT_EQ(Version(1), " Ver 22");
+}
+
+// The real program, from its start to its end: both dialogs start in its own
+// folder, and nothing is left behind but the database.
+TEST(ProgramTest, WritesNothingBesideTheDatabases) {
+  const test_support::TempFolder home, databases;
+  const std::string data = Sample(databases.path(), Kind::kData, 27);
+  const std::string program = std::string(PROGRAM_FOLDER) + "/db-update";
+  std::vector<std::string> words{"-i",
+                                 "HOME=" + home.path(),
+                                 "QT_QPA_PLATFORM=offscreen",
+                                 "QT_PLUGIN_PATH=" OPERATOR_PLUGINS,
+                                 "QT_QPA_GENERIC_PLUGINS=operator",
+                                 "OPERATOR_FILE=" + data};
+  for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"}) {
+    words.push_back(name + ("=" + home.path()));
+  }
+  words.push_back(program);
+  const test_support::Ending ending =
+      test_support::RunProcess("/usr/bin/env", words, std::chrono::minutes(2));
+  EXPECT_EQ(ending.status, 0) << ending.err;
+  const std::string folder = std::filesystem::canonical(PROGRAM_FOLDER).string();
+  EXPECT_EQ(ending.out, folder + "\n" + folder + "\n Ver 27\n");
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path())) {
+    ADD_FAILURE() << entry.path() << " is left behind";
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(databases.path())) {
+    EXPECT_EQ(entry.path(), data);
+  }
 }
 
 TEST_F(Form1WindowTest, ButtonsWithoutActionDoNothing) {

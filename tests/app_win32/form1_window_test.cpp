@@ -23,13 +23,16 @@ class PreparedDialogs : public app::Dialogs {
  public:
   std::string answer;
   std::vector<std::string> asked, boxes;
+  std::function<void()> while_open;
 
   std::string AskFile(HWND, const std::string& initial, const std::string& filter) override {
     asked = {initial, filter};
+    if (while_open) while_open();
     return answer;
   }
   void ShowMessage(HWND, const std::string& text, const std::string& title) override {
     boxes.push_back(title + ": " + text);
+    if (while_open) while_open();
   }
   void ShowError(HWND, const std::string& text) override { boxes.push_back(text); }
 };
@@ -219,6 +222,21 @@ TEST_F(Form1WindowTest, DraggedFilesAreChosenAndShown) {
   ExpectTidy();
   Drop({"C:\\x\\data.mdb"});
   EXPECT_THAT(dialogs.boxes, ElementsAre(StartsWith("選択エラー: ")));
+}
+
+TEST_F(Form1WindowTest, DraggedFilesAreRefusedWhileADialogOrBoxIsOpen) {
+  const std::string tenkai = Sample(folder.path(), Kind::kTenkai, 22);
+  int dropped = 0;
+  dialogs.while_open = [&] {
+    ++dropped;
+    Drop({tenkai});
+  };
+  Choose(Button::kCB_DataDB, "");
+  EXPECT_EQ(dropped, 2) << "on the dialog, and on the message";
+  EXPECT_EQ(Version(1), "未選択");
+  dialogs.while_open = nullptr;
+  Drop({tenkai});
+  EXPECT_EQ(Version(1), " Ver 22");
 }
 
 TEST_F(Form1WindowTest, ButtonsAreInactiveWhileAnActionRuns) {

@@ -91,6 +91,17 @@ TEST_F(Module1Test, ModesAreExactAndASessionIsClosedOnce) {
   EXPECT_RAISES(ado::kErrClosed, module_.DataDB_Access("Close"));
 }
 
+TEST_F(Module1Test, FolderWithASemicolonIsToldOf) {
+  for (const char* name : {"a;b", "a;Data Source=x", "a;Mode=1"}) {
+    module_.DataDB_Path = module_.TenkaiDB_Path = folder_.File(name);
+    for (const auto access : {&db::Module1::DataDB_Access, &db::Module1::TenkaiDB_Access}) {
+      const ado::Error error = ErrorOf([&] { (module_.*access)("Open"); });
+      EXPECT_EQ(error.number(), ado::kErrFail);
+      EXPECT_THAT(error.text(), AllOf(HasSubstr(folder_.File(name)), HasSubstr("';'")));
+    }
+  }
+}
+
 TEST_F(Module1Test, WithoutASessionEveryOperationRaisesNoConnection) {
   EXPECT_RAISES(ado::kErrNoConnection, module_.Get_DataVer());
   EXPECT_RAISES(ado::kErrNoConnection, module_.data().OpenTable("x"));
