@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <functional>
 
 #include "tests/support/ado_fixture.h"
@@ -166,7 +167,11 @@ TEST_F(RecordsetTest, ReadOnlyAndClosedOnesRefuse) {
   EXPECT_RAISES(ado::kErrNoTable, rows.Open("無い", connection_, 1, 3, ado::adCmdTable));
   EXPECT_RAISES(ado::kErrNoTable, rows.Open("無い", connection_, -1, -1, -1));
   EXPECT_RAISES(ado::kErrSql, rows.Open("SELEC 番号 FROM 形状", connection_, -1, -1, -1));
-  EXPECT_RAISES(ado::kErrInvalidCall, rows.Open("形状", connection_, 1, 3, 512));
+  using Modes = std::array<int, 3>;
+  for (const Modes& modes : {Modes{1, 3, 512}, Modes{4, 3, 2}, Modes{-2, 3, 2}, Modes{1, 4, 2}}) {
+    EXPECT_RAISES(ado::kErrInvalidCall,
+                  rows.Open("形状", connection_, modes[0], modes[1], modes[2]));
+  }
   OpenTable(rows);
   rows.Set("名称", Text("x"));
   connection_.Close();  // takes its recordsets along
@@ -193,17 +198,30 @@ TEST_F(RecordsetTest, SelectOverOneTableIsWrittenThroughWhenLocked) {
   EXPECT_EQ(rows.Get("名称"), Value(Text("a")));
   EXPECT_EQ(rows.RecordCount(), 3);
   EXPECT_EQ(Content(), "3,x,0,True|1,a,0,False|2,Null,0,True");
+  rows.MoveLast();
+  EXPECT_EQ(rows.Get("名称"), Value(Null()));
+  // Closed, it is of no connection, and goes down with none.
+  rows.Close();
+  ado::Connection other(environment_);
+  other.Open(ConnectionTo(path_));
+  rows.Open(select, other, -1, -1, -1);
+  connection_.Close();
+  EXPECT_TRUE(rows.is_open());
 }
 
 // The number in the definition is another program's word.
 TEST_F(RecordsetTest, RecordCountCountsTheRows) {
-  jet::Table& table = *connection_.database()->OpenTable("形状");
-  jet::TableDef def = table.def();
+  const auto spoilt = connection_.database()->OpenTable("形状");
+  jet::TableDef def = spoilt->def();
   def.row_count = 9;
-  jet::Scope scope(table.allocator().pager());
-  def.StoreCounters(table.allocator().pager());
+  jet::Scope scope(spoilt->allocator().pager());
+  def.StoreCounters(spoilt->allocator().pager());
   scope.Commit();
-  table.ReplaceDef(def, table.rules());
+  connection_.database()->Commit();
+  connection_.Close();
+  connection_.Open(ConnectionTo(path_));
+  jet::Table& table = *connection_.database()->OpenTable("形状");
+  ASSERT_EQ(table.row_count(), 9U);
   ado::Recordset rows;
   OpenTable(rows);
   EXPECT_EQ(rows.RecordCount(), 3);

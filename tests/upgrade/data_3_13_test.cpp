@@ -209,8 +209,8 @@ TEST(DataStep13, CountsTheRowsItself) {
       jet::Scope scope(table.allocator().pager());
       def.StoreCounters(table.allocator().pager());
       scope.Commit();
-      table.ReplaceDef(def, table.rules());
     });
+    EXPECT_NE(bench.database().OpenTable(kShapes)->row_count(), rows);
     ASSERT_EQ(bench.Run("Data_Up_13"), 0);
     EXPECT_EQ(bench.Count(kShapes), rows == 144 ? 146U : 143U);
   }
