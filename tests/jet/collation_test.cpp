@@ -82,6 +82,8 @@ TEST(TextKey, PacksKanaInThreesAndFillsInSevens) {
   }
   EXPECT_THAT(AscendingHex(kJapanese, Repeated("ァ", 200)),
               HasSubstr("010101" + Repeated("AA", 66) + "A8FF02" + Repeated("80", 29) + "FF"));
+  // A small kana and its prolongation.
+  EXPECT_EQ(AscendingHex(kJapanese, "ァー"), "7F7F027F02010101A8FF9C0280FF8000");
   // Word-sort records behind kana, and one whose place does not fit one byte.
   EXPECT_THAT(AscendingHex(kJapanese, "ア-ア"), HasSubstr("0280FF80FF01800B068200"));
   EXPECT_THAT(AscendingHex(kGeneral, Repeated("A", 70) + "-B"), HasSubstr("01010101811F068200"));

@@ -282,6 +282,10 @@ TEST_F(DatabaseTest, NullsThatAreThereDoNotCollideInAUniqueIndex) {
   ExpectSound(path(), true);
   database->AddIndex("t", {.name = "ab", .columns = {"a", "b"}, .unique = true});
   EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 2u);
+  database->AddIndex("t", {.name = "s", .columns = {"a", "b"}, .ignore_nulls = true});
+  std::size_t entries = 0;
+  for (auto at = table->OpenIndex(2).First(); at.valid(); at.Next()) ++entries;
+  EXPECT_EQ(entries, 2u) << "a row has an entry unless all is Null";
   table->Insert(std::vector<Value>{one, Null{}});
   table->Insert(std::vector<Value>{one, one});
   EXPECT_EQ(CodeOf([&] { table->Insert(std::vector<Value>{one, one}); }), ErrorCode::kDuplicateKey);
@@ -452,6 +456,53 @@ TEST_F(DatabaseTest, ATableInHandHasTheRulesOfTheFile) {
             ErrorCode::kRequired);
 }
 
+TEST_F(DatabaseTest, ANewColumnHasNothingOfOneThatWasDropped) {
+  const auto database = Create();
+  database->CreateTable({.name = "t"});
+  const ObjectInfo object = *database->Find("t");
+  Properties properties;
+  properties.SetBoolean(kJapanese, "ｱ", kRequiredProperty, true);
+  database->StoreProperties(object, properties);
+  database->AppendColumn("t", {.name = "ア"});
+  EXPECT_FALSE(database->OpenTable("t")->rules()[0].required);
+  EXPECT_TRUE(database->LoadProperties(object).empty());
+}
+
+TEST_F(DatabaseTest, DatesEveryChange) {
+  double now = 40000;
+  const auto database = Create({.clock = [&] { return DateTime{++now}; }});
+  database->CreateTable({.name = "t", .columns = {{.name = "a"}}});
+  const ObjectInfo made = *database->Find("t");
+  const auto dated = [&](auto&& change) {
+    change();
+    EXPECT_EQ(database->Find("t")->created, made.created);
+    EXPECT_EQ(database->Find("t")->updated, DateTime{now});
+    database->Commit();
+    database->Discard();
+    EXPECT_EQ(database->Find("t")->updated, DateTime{now});
+  };
+  EXPECT_EQ(made.created, made.updated);
+  dated([&] { database->AppendColumn("t", {.name = "b"}); });
+  dated([&] { database->AddIndex("t", {.name = "i", .columns = {"a"}}); });
+  dated([&] { database->StoreProperties(made, {}); });
+}
+
+// By kind and number, wherever the rows stand.
+TEST_F(DatabaseTest, ReadsTheRowsOfAQueryInTheirOrder) {
+  const auto database = Create();
+  const QueryRow first{QueryRow::kOutput, {}, {}, {}, "1"},
+      second{QueryRow::kOutput, {}, {}, {}, "2"};
+  database->CreateQuery("q", {{first, second}}, {});
+  const auto rows = database->OpenTable("MSysQueries");
+  const std::size_t order = rows->OrdinalOf("Order");
+  std::vector<Value> numbers;
+  for (TableScan scan(*rows); scan.Next();) numbers.push_back(scan.row().Get(order));
+  EXPECT_THAT(numbers, ElementsAre(Bytes{0, 0, 0, 1}, Bytes{0, 0, 0, 2}));
+  const FieldChange behind{order, Bytes{0, 0, 1, 0}};
+  rows->Update(*rows->First(), {&behind, 1});
+  EXPECT_EQ(database->LoadQuery(*database->Find("q")).rows, (std::vector{second, first}));
+}
+
 TEST_F(DatabaseTest, KeepsAQueryWithItsText) {
   const QueryDefinition definition{
       {{QueryRow::kStart, 1, {}, {}, {}},
@@ -460,7 +511,8 @@ TEST_F(DatabaseTest, KeepsAQueryWithItsText) {
        {QueryRow::kSource, {}, "表2", {}, {}},
        {QueryRow::kOutput, 0, "合計", {}, "Sum([表].[長い列名_長い列名_長い列名_長い列名])"},
        {QueryRow::kJoin, 2, "別名", "表2", "[別名].[a]=[表2].[a]"}}};
-  const std::string text = "SELECT a\rFROM 表\r";
+  std::string text = "SELECT a\rFROM 表\r";
+  while (text.size() < 3 * 32'700) text += "長";  // the limit counts characters
   auto database = Create();
   database->CreateTable({.name = "t"});
   database->CreateQuery("Ｑ１", definition, text);

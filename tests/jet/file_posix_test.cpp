@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,6 +57,21 @@ class PosixFileTest : public testing::Test {
   std::string path_ = folder_.File("展開Data.mdb");
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
+
+TEST_F(PosixFileTest, AWriteThatIsCutShortGoesOnWhereItEnded) {
+  const auto file = files_->Open(path_, OpenMode::kExclusive);
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  struct rlimit limit = before;
+  limit.rlim_cur = 6000;
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  const auto code = CodeOf([&] { file->Write(kPageSize, Bytes(kPageSize)); });
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(code, ErrorCode::kFileTooLarge);
+  EXPECT_EQ(file->Size(), 6000U);
+}
 
 TEST_F(PosixFileTest, AHeldLockFileIsNamedAndOneThatNobodyHoldsIsNot) {
   for (const char* name : {"展開Data.ldb", "展開Data.LDB", "展開DATA.Ldb"}) {

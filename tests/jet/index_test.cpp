@@ -394,6 +394,19 @@ TEST(IndexTest, LeavesFilesThatTheCheckersFindSound) {
   test_support::ExpectSound(path, true);
 }
 
+// A key may begin another: only a whole key is found.
+TEST(IndexTest, TellsAKeyFromOneThatBeginsWithIt) {
+  TreeFile tree;
+  const Bytes shorter{0x7F, 1};
+  EXPECT_TRUE(tree.Insert({{0x7F, 1, 0, 0}}, Row(1)));
+  EXPECT_TRUE(tree.Insert({{0x7F, 1, 2}}, Row(2)));
+  EXPECT_FALSE(tree.index().HasKey(shorter));
+  EXPECT_EQ(tree.index().Find(shorter), std::nullopt);
+  EXPECT_TRUE(tree.Insert(shorter, Row(3)));
+  EXPECT_EQ(tree.index().Find(shorter), Row(3));
+  EXPECT_FALSE(tree.index().HasKey(shorter, Row(3)));
+}
+
 // Seven entries fill a leaf: keys of 500 bytes that have nothing in common.
 Bytes BigKey(std::uint8_t first) {
   Bytes key(500, first);

@@ -144,15 +144,18 @@ TEST_F(PagerTest, DiscardGoesBackToTheFile) {
 }
 
 TEST_F(PagerTest, LeftoversAreCutBehindThePagesThatWereThere) {
-  // A tail's head on page 6: written when the file had 4 pages, for 6.
+  // A tail's head on page 6, written when the file had 4 pages, for 6; and what
+  // looks like one on page 5.
+  const auto head = [](std::uint8_t before) {
+    return "DBU FLUSH HEAD1\n" + std::string{static_cast<char>(before), 0, 0, 0, 6, 0, 0, 0, 1};
+  };
   for (const std::uint32_t highest : {2u, 4u}) {
     Make(9).reset();
     std::string bytes = test_support::ReadFileBytes(path_);
-    const std::string head = std::string("DBU FLUSH HEAD1\n") + '\4' + std::string(3, '\0') + '\6' +
-                             std::string(3, '\0') + '\1' + std::string(3, '\0');
-    test_support::WriteFileBytes(path_, bytes.replace(6 * kPageSize, head.size(), head));
+    bytes.replace(5 * kPageSize, head(5).size(), head(5));
+    bytes.replace(6 * kPageSize, head(4).size(), head(4));
+    test_support::WriteFileBytes(path_, bytes);
     auto pager = Reopen();
-    First(*pager, 8);
     pager->CutLeftovers({highest});
     EXPECT_EQ(pager->page_count(), std::max(4u, highest + 1)) << highest;
     EXPECT_THROW(pager->Read({6}), Error);

@@ -78,6 +78,9 @@ TEST(Properties, CallEveryCutOrBentBlobDamaged) {
     bent[at] ^= 0x41;
     EXPECT_EQ(CodeOf(bent), ErrorCode::kDamaged) << at;
   }
+  Bytes bent = kSmallest;
+  bent[34] = 1;  // there is one name, number 0
+  EXPECT_EQ(CodeOf(bent), ErrorCode::kDamaged);
   Properties properties;
   EXPECT_THROW(
       properties.SetText(kGeneral, {}, "x", ColumnType::kMemo, 0, std::string(32'764, 'x')), Error);

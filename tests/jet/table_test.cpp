@@ -78,5 +78,52 @@ TEST_F(TableTest, TakesNewRowsAfterThoseOfItsLastPageAreDeleted) {
   EXPECT_EQ(table->row_count(), 2u);
 }
 
+TEST_F(TableTest, AMovedRowKeepsItsPlaceAndLeavesNothingBehind) {
+  const auto table = Make("t");
+  std::vector<RowId> ids;
+  std::vector<std::int32_t> numbers;
+  for (std::int32_t i = 0; i < 255; ++i) {  // the first page is full
+    ids.push_back(table->Insert(std::vector<Value>{i, Bytes(1)}));
+    numbers.push_back(i);
+  }
+  ASSERT_EQ(ids[254].page, ids[0].page);
+  const auto set = [&](std::size_t i, std::size_t length) {
+    const FieldChange change{1, Bytes(length, 9)};
+    table->Update(ids[i], {&change, 1});
+    Table::Row row;
+    ASSERT_TRUE(table->Read(ids[i], row));
+    EXPECT_EQ(row.Get(1), Value(Bytes(length, 9)));
+  };
+  for (std::size_t i = 3; i < 10; ++i) set(i, 500);  // seven bodies fill a page
+  set(3, 100);                                       // in place
+  set(10, 500);
+  const PageNumber next{database_->pager().page_count()};
+  set(3, 500);  // moves again
+  EXPECT_EQ(Numbers(*table), numbers);
+  EXPECT_EQ(table->Next(ids[2]), ids[3]);
+  EXPECT_FALSE(database_->allocator().IsFree(next));
+  table->Delete(ids[3]);
+  EXPECT_TRUE(database_->allocator().IsFree(next)) << "with its body";
+  EXPECT_EQ(table->Next(ids[2]), ids[4]);
+}
+
+TEST_F(TableTest, AnUpdateToTheSameKeyIsNoNewKey) {
+  const auto table = Make("t");
+  const std::vector<RowId> ids = Fill(*table, 0, 3);
+  database_->AddIndex("t", {.name = "i", .columns = {"n"}, .unique = true});
+  const auto update = [&](std::int32_t n) {
+    const FieldChange change{0, n};
+    table->Update(ids[1], {&change, 1});
+    database_->Commit();
+    database_->Discard();  // what is stored counts
+    return table->def().real_indexes[0].distinct_keys;
+  };
+  EXPECT_EQ(update(1), 3u);
+  EXPECT_EQ(test_support::CodeOf([&] { update(2); }), ErrorCode::kDuplicateKey);
+  EXPECT_EQ(update(7), 4u);
+  EXPECT_EQ(table->Lookup(0, std::vector<Value>{std::int32_t{7}}), ids[1]);
+  EXPECT_EQ(table->Lookup(0, std::vector<Value>{std::int32_t{1}}), std::nullopt);
+}
+
 }  // namespace
 }  // namespace jet
