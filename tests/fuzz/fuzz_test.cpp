@@ -38,8 +38,8 @@ TEST(SelectTargetTest, QueriesOverSoundFilesRun) {
     all.rows += counts.rows;
     all.refused += counts.refused;
   }
-  EXPECT_GT(all.ran, 60u);
-  EXPECT_GT(all.rows, 800u);
+  EXPECT_GT(all.ran, 20u);
+  EXPECT_GT(all.rows, 200u);
   EXPECT_LT(all.refused, all.ran / 2);
   std::printf("%zu ran, %zu refused, %zu rows\n", static_cast<std::size_t>(all.ran),
               static_cast<std::size_t>(all.refused), static_cast<std::size_t>(all.rows));
