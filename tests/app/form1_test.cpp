@@ -713,7 +713,9 @@ TEST_F(Form1Test, InterruptedSaveSaysWhatTheNextOpeningDoes) {
     disk.ClearFault();
     Start(&disk);
     ChooseData("/disk/Data.mdb");
-    if (!unknown) EXPECT_EQ(view.captions[0], completes ? Caption(kDataLatest) : " Ver 26");
+    if (!unknown) {
+      EXPECT_EQ(view.captions[0], completes ? Caption(kDataLatest) : " Ver 26");
+    }
     Leave();
     pending += completes ? 1 : 0;
     uncertain += unknown ? 1 : 0;
