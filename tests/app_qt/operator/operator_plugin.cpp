@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QThread>
 #include <QTimer>
 #include <cstdio>
 
@@ -50,7 +51,8 @@ class Operator : public QObject {
       answered_ = true;
       return;
     }
-    if (modal != nullptr) return;  // answered, and about to close
+    // Answered, and about to close; or closed, but its own loop of events has not ended.
+    if (modal != nullptr || QThread::currentThread()->loopLevel() > 1) return;
     if (pressed_ < 2 && pressed_ == dialogs_) {
       auto* button = Find<QPushButton>(pressed_ == 0 ? "CB_DataDB" : "CB_TenkaiDB");
       if (button == nullptr || !button->isVisible() || !button->isEnabled()) return;
