@@ -80,7 +80,10 @@ RowSplitter::RowSplitter(const TableDef& def) : def_(&def) {
                         .checked = !column.fixed() || IsText(column.type)});
   }
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    if (!columns_[i].fixed && !columns_[i].boolean) by_slot_.push_back(i);
+    const Column& column = columns_[i];
+    live_ids_ = std::max(live_ids_, column.id + 1);
+    if (column.fixed) fixed_end_ = std::max(fixed_end_, column.at + column.size);
+    if (!column.fixed && !column.boolean) by_slot_.push_back(i);
   }
   std::ranges::stable_sort(by_slot_, {}, [this](std::size_t i) { return columns_[i].slot; });
   slots_before_.assign(def.next_column_id + std::size_t{1}, def.next_variable_slot);
@@ -172,14 +175,9 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
 
 std::optional<std::int64_t> RowSplitter::UnusedBeforeVariables(ByteView row) const {
   const std::size_t count = GetU16(row, 0);
-  std::size_t ids = 0, fixed_end = 2;
-  for (const Column& column : columns_) {
-    ids = std::max(ids, column.id + 1);
-    if (column.fixed) fixed_end = std::max(fixed_end, column.at + column.size);
-  }
-  if (count != ids || !HasVariablePart(count)) return std::nullopt;
+  if (count != live_ids_ || !HasVariablePart(count)) return std::nullopt;
   const std::size_t mask_at = row.size() - (count + 7) / 8;
-  return std::int64_t{GetU16(row, mask_at - 4)} - static_cast<std::int64_t>(fixed_end);
+  return std::int64_t{GetU16(row, mask_at - 4)} - static_cast<std::int64_t>(fixed_end_);
 }
 
 std::string RowSplitter::FieldFault(std::size_t ordinal, ByteView stored) const {

@@ -55,7 +55,9 @@ class RowSplitter {
   bool HasVariablePart(std::size_t count) const;
   const TableDef* def_;
   std::vector<Column> columns_;
-  std::vector<std::size_t> by_slot_;         // ordinals of variable columns
+  std::vector<std::size_t> by_slot_;  // ordinals of variable columns
+  std::size_t live_ids_ = 0;          // highest column id of today, and one
+  std::size_t fixed_end_ = 2;
   std::vector<std::uint16_t> slots_before_;  // by column id: variable slots made before it
 };
 
