@@ -58,7 +58,15 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
       throw Error(ErrorCode::kWrongPassword).In(path);
     }
     pager.SetPageKey(header.page_key());
-    Walk(pager, header, result);
+    try {
+      Walk(pager, header, result);
+    } catch (const Error& error) {
+      // Nobody foresaw it, but what was found so far is true.
+      if (!IsDamage(error)) throw;
+      check::Report report(result);
+      report.Problem({{}, error.page()}, Code::kUnreadable, error.detail());
+      report.NotChecked({}, "what would come behind this damage");
+    }
   }
   if (result.sound()) TryToOpen(files, path, options, result);
   if (size % kPageSize != 0) {

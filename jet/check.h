@@ -18,7 +18,7 @@ struct Finding {
     kProblem,     // damage
     kWarning,     // untidy but harmless
     kUnusual,     // sound, but not as files of the original engine are
-    kNotChecked,  // what could not be looked into
+    kNotChecked,  // what could not be looked into, mostly because of damage
   };
   // What kind of thing was found. Its name (NameOf) never changes; texts may.
   enum class Code {

@@ -38,7 +38,7 @@ class Report {
   // Tells of a value that files of the original engine do not hold. `of`: what
   // has the field, where the place does not say it.
   void See(const Place& place, Field field, std::int64_t value, std::string_view of = {});
-  // What is left out because of damage, which is told beside it.
+  // What is left out.
   void NotChecked(const Place& place, std::string text);
   std::uint64_t problems() const { return result_->problems; }
 

@@ -42,7 +42,7 @@ constexpr std::string_view kFindings = R"(
 problem	damage; the exit code is 1
 warning	untidy but harmless
 unusual	sound, but not as the original engine writes it; tell the developers
-not checked	what could not be looked into because of damage
+not checked	what could not be looked into, because of damage or as a text has no proven sort key
 
 Codes do not change; new ones may come. Texts may change. The codes are
 
