@@ -618,7 +618,11 @@ std::size_t FlagsAt(const Image& file, std::string_view name) {
 const Oddity kOddities[] = {
     {Field::kWord18, [](Image& file) { file.Flip(0x18); }},
     {Field::kWord1C, [](Image& file) { file.Flip(0x1C); }},
+    {Field::kObjectsAt, [](Image& file) { file.Flip(0x23); }},
+    {Field::kAcesAt, [](Image& file) { file.Flip(0x24); }},
     {Field::kQueriesAt, [](Image& file) { file.Flip(0x28); }},
+    {Field::kRelationshipsAt, [](Image& file) { file.Flip(0x2C); }},
+    {Field::kPasswordTail, [](Image& file) { file.Flip(0x69); }},
     {Field::kHeaderZeros, [](Image& file) { file.Flip(0x31); }},
     {Field::kHeaderZeros, [](Image& file) { file.Flip(0xDFF); }},
     {Field::kCodePage, [](Image& file) { file.Flip(0x3C); }},
@@ -630,6 +634,11 @@ const Oddity kOddities[] = {
     {Field::kRowPageWord8, [](Image& file) { file.Flip(Image::At(FirstJob(file).page, 8)); }},
     {Field::kRowPageWord8, [](Image& file) { file.Flip(Image::At(PageNumber{1}, 8)); }},
     {Field::kSlotFlag, [](Image& file) { file.Flip(file.Slot(FirstJob(file)) + 1, 0x20); }},
+    {Field::kGlobalRows,
+     [](Image& file) {
+       file.Put16(Image::At(PageNumber{1}, 0x0C), 1);
+       file.Add16(Image::At(PageNumber{1}, 2), 69 + 2);
+     }},
     {Field::kMapPageOwner,
      [](Image& file) { file.Flip(Image::At(file.jobs().def().owned_map.page, 4)); }},
     {Field::kMapOddStart,
@@ -647,6 +656,9 @@ const Oddity kOddities[] = {
     {Field::kTextFlags, [](Image& file) { file.Put8(ColumnAt(file, 1, 16), 2); }},
     {Field::kColumnWord17, [](Image& file) { file.Flip(ColumnAt(file, 1, 20)); }},
     {Field::kColumnLanguage, [](Image& file) { file.Flip(ColumnAt(file, 3, 11)); }},
+    {Field::kSystemFlags,
+     [](Image& file) { file.Flip(Image::At(PageNumber{3}, 0x4B + 15), 0x40); }},
+    {Field::kSystemPosition, [](Image& file) { file.Flip(Image::At(PageNumber{3}, 0x4B + 9)); }},
     {Field::kBooleanBytes, [](Image& file) { file.Put16(ColumnAt(file, 4, 23), 2); }},
     {Field::kBooleanOffset, [](Image& file) { file.Put16(ColumnAt(file, 4, 21), 4); }},
     {Field::kOtherBytes, [](Image& file) { file.Put16(ColumnAt(file, 3, 23), 9); }},
@@ -662,6 +674,8 @@ const Oddity kOddities[] = {
     {Field::kIndexWord24, [](Image& file) { file.Flip(IndexAt(file, 2, 27)); }},
     {Field::kInlineAddress,
      [](Image& file) { file.Flip(file.Memo(file.JobWith(LongValueKind::kInline)) + 4); }},
+    {Field::kSingleSpare,
+     [](Image& file) { file.Add16(file.Memo(file.JobWith(LongValueKind::kSingle)), -2); }},
     {Field::kSingleStamp,
      [](Image& file) { file.Flip(file.Memo(file.JobWith(LongValueKind::kSingle)) + 8); }},
     {Field::kChainStamp,
@@ -902,6 +916,59 @@ TEST_F(CheckDamageTest, AsksForThePasswordOnlyIfGivenOne) {
   EXPECT_EQ(check("Geheim"), ErrorCode::kWrongPassword);
   EXPECT_EQ(check("geheim"), std::nullopt);
   EXPECT_EQ(check(std::nullopt), std::nullopt);
+}
+
+// Without a tree that begins with the numbers, all rows are looked at, once.
+TEST(Check, CounterBehindANumberInUseOfATableWithoutIndexes) {
+  const TempFolder folder;
+  const std::string path = folder.File("copied.mdb");
+  const auto files = MakeSystemFiles();
+  const auto insert = [&](Database& database) {
+    const auto table = database.OpenTable("T");
+    Table::Row row;
+    table->Read(table->Insert(std::vector<Value>(1)), row);
+    database.Commit();
+    return row.Get(0);
+  };
+  std::size_t counter = 0;
+  {
+    const auto database = Database::Create(*files, path, {});
+    const auto table = database->CreateTable(
+        {.name = "T", .columns = {{.name = "ID", .auto_number = true}}, .indexes = {}});
+    for (const int number : {7, 30, 8}) table->Insert(std::vector<Value>{number});
+    EXPECT_EQ(insert(*database), Value(31));
+    counter = Image::At(table->def().page, 0x14);
+  }
+  std::string bytes = ReadFileBytes(path);
+  bytes[counter] = 7;
+  WriteFileBytes(path, bytes);
+  const auto database = Database::Open(*files, path, {.mode = OpenMode::kExclusive});
+  EXPECT_EQ(insert(*database), Value(32));
+  EXPECT_EQ(insert(*database), Value(33));
+}
+
+// Behind page 512 the maps of new tables, columns and indexes begin elsewhere.
+TEST(Check, MapsBehindPage512AreUsual) {
+  const TempFolder folder;
+  const std::string path = folder.File("large.mdb");
+  const auto files = MakeSystemFiles();
+  {
+    const auto database = Database::Create(*files, path, {});
+    const auto fill = [&](const char* name, int values) {
+      const auto table = database->CreateTable(
+          {.name = name,
+           .columns = {{.name = "ID"}, {.name = "M", .type = ColumnType::kOle}},
+           .indexes = {{.name = "PrimaryKey", .columns = {"ID"}, .primary = true}}});
+      for (int i = 0; i < values; ++i) {
+        table->Insert(std::vector<Value>{i, Bytes(std::size_t{40'000}, std::uint8_t{1})});
+      }
+    };
+    for (const char* name : {"A", "B", "C"}) fill(name, 60);
+    fill("D", 1);
+    database->Commit();
+    ASSERT_GT(database->pager().page_count(), 1500u);
+  }
+  EXPECT_THAT(CheckPath(path).findings, testing::IsEmpty());
 }
 
 // Keys with a Null part do not collide.

@@ -111,6 +111,25 @@ TEST_F(MdbAdmTest, ListsSayWhatTheFileHolds) {
   EXPECT_THAT(MdbAdmOut({"check", data_}), IsEmpty());
 }
 
+TEST_F(MdbAdmTest, CheckJudgesWhatIsNotReadByOthers) {
+  MakePair(2, 2);
+  const std::string bytes = test_support::ReadFileBytes(data_);
+  const auto check = [&](const std::string& damaged, const char* code) {
+    test_support::WriteFileBytes(data_, damaged);
+    const Outcome outcome = MdbAdm({"check", data_, "--json"});
+    EXPECT_EQ(outcome.status, 1) << code;
+    const nlohmann::json report = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(report["sound"], false) << code;
+    EXPECT_EQ(report["findings"][0]["severity"], "problem") << code;
+    EXPECT_EQ(report["findings"][0]["code"], code);
+  };
+  check(bytes + std::string(500, '\0'), "file-size");
+  std::string no_list = bytes;
+  no_list[2 * 4096] = 4;
+  check(no_list, "page-kind");
+  check(bytes.substr(0, 9000), "beyond-end");
+}
+
 TEST_F(MdbAdmTest, RowsTellNullFromEmptyAndKeepLinesWhole) {
   MakePair(27, 4);
   EXPECT_EQ(Rows(data_, "Spec_形状名（角）")[0]["形状名_英語"], "");
