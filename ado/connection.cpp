@@ -67,13 +67,14 @@ ConnectionString ConnectionString::Parse(std::string_view text) {
     text.remove_prefix(equals + 1);
     const bool quoted = Trim(text).starts_with('"') || Trim(text).starts_with('\'');
     std::string value = TakeValue(text);
-    if (key == "provider")
+    if (key == "provider") {
       parsed.provider = std::move(value);
-    else if (key == "jet oledb:database password")
+    } else if (key == "jet oledb:database password") {
       parsed.password = std::move(value);
-    if (key != "data source") continue;
-    parsed.data_source = std::move(value);
-    parsed.quoted_source = quoted;
+    } else if (key == "data source") {
+      parsed.data_source = std::move(value);
+      parsed.quoted_source = quoted;
+    }
   }
   return parsed;
 }
