@@ -219,8 +219,7 @@ std::unique_ptr<FromNode> Parser::JoinTree(Select& select) {
     ExpectKeyword("JOIN");
     join->left = std::move(left);
     join->right = JoinOperand(select);
-    // a JOIN b JOIN c ON .. ON .. nests to the right.
-    if (AtJoin()) Fail("ON");
+    // So a JOIN b JOIN c ON .. ON .., which would nest to the right, is refused.
     ExpectKeyword("ON");
     OnTerms(Expression(), join->on);
     left = std::move(join);

@@ -156,7 +156,7 @@ void IndexProbe::Begin(double number) {
     return;  // out of the column's range: nobody has it
   }
   FromValue(value, 0, datum);
-  if (datum.number != number) return;
+  if (datum.number != number) return;  // nobody has it: only saves the search
   key_.clear();
   jet::AddKeyPart(*column_, value, true, key_);
   cursor_.emplace(index_.LowerBound(key_));

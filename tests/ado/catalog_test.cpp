@@ -125,11 +125,16 @@ TEST_F(CatalogTest, SizeOfABinaryColumnIsItsOwn) {
   table.AppendColumn("印", ado::adVarBinary, 20);
   table.AppendColumn("絵", ado::adLongVarBinary, 0);
   table.AppendColumn("名", ado::adVarWChar, 0);  // the provider's size where none is given
+  table.AppendKey({"", ado::adKeyPrimary, {"名"}});
   catalog_.AppendTable(table);
+  EXPECT_EQ(connection_.database()->OpenTable("記号")->def().logical_indexes[0].name, "PrimaryKey");
   const std::vector<ado::Column> stored = table.Columns();
   EXPECT_EQ(stored[0].defined_size, 20U);
   EXPECT_EQ(stored[1].defined_size, 0U);
   EXPECT_EQ(stored[2].defined_size, 255U);
+  EXPECT_EQ(catalog_.GetTable("設定").Columns()[0].attributes,
+            ado::adColFixed | ado::adColNullable);
+  EXPECT_EQ(catalog_.GetTable("設定").Columns()[1].attributes, ado::adColNullable);
 }
 
 TEST_F(CatalogTest, ColumnlessTableGetsItsColumnsAfterwards) {

@@ -288,6 +288,7 @@ TEST(ConnectionStrings, AreReadAsWritten) {
       {"data source = a=b ;;JET OLEDB:DATABASE PASSWORD=", "a=b", ""},
       {"Data Source=\"a;b\"\"c\";Jet OLEDB:Database Password='p\"w'", "a;b\"c", "p\"w"},
       {"Data Source=C:\\O'Neil\\Data.mdb;Mode=3", "C:\\O'Neil\\Data.mdb", ""},
+      {"Data Source=\"a\"  ; Jet OLEDB:Database Password='p' ", "a", "p"},
       {"", "", ""},
   };
   for (const Case& c : cases) {

@@ -185,6 +185,7 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
       {ColumnType::kDateTime, S("2010-01-04 12:00:00"), ado::DateTime{40182.5}},
       {ColumnType::kDateTime, S("2010/1/4"), ado::DateTime{40182}},
       {ColumnType::kDateTime, S("18:00"), ado::DateTime{0.75}},
+      {ColumnType::kDateTime, S("24:00"), {}},
       {ColumnType::kDateTime, S("2010-02-29"), {}},
       {ColumnType::kDateTime, S("1900-02-29"), {}},
       {ColumnType::kDateTime, S("2000-02-29"), ado::DateTime{36585}},
@@ -218,6 +219,13 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
       EXPECT_NE(error.text().find("'幅'"), std::string::npos) << error.text();
     }
   }
+}
+
+TEST(WithoutLast, CutsUnitsOfUtf16AndNoMoreThanThereAre) {
+  EXPECT_EQ(ado::WithoutLast("C:\\W\\展開Data.mdb", 10), "C:\\W\\");
+  EXPECT_EQ(ado::WithoutLast("𠮷x", 1), "𠮷");
+  EXPECT_EQ(ado::WithoutLast("ab", 2), "");
+  EXPECT_EQ(ado::WithoutLast("ab", 3), "");
 }
 
 TEST(GuidText, SurvivesTheWayThroughTheColumn) {

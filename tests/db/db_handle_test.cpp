@@ -148,6 +148,8 @@ TEST_F(DbHandleTest, ToleratedOperationsGoOnAndKeepTheError) {
     db_.CloseDb();
     EXPECT_EQ(db_.error()->number(), ado::kErrClosed);
     db_.OpenDb();
+    const Tolerant inner(db_);  // starts clear, too
+    EXPECT_FALSE(db_.error());
   }
   EXPECT_FALSE(db_.error());
   EXPECT_EQ(Content(), "1,x|2,Null|3,Null");

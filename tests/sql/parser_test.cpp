@@ -119,6 +119,7 @@ TEST(ParserTest, TheFiveSavedQueries) {
 TEST(ParserTest, FormattedTextReadsBackAsTheSameRows) {
   for (const char* text : {
            "SELECT 1",
+           "SELECT 1 AS [a\u3000b]",
            "SELECT * FROM [a b] AS [select], b",
            "SELECT a.* FROM a WHERE a.x LIKE 'q*' AND NOT a.y IN (1, \"2\"\"\", #2010-01-04#)",
            "SELECT a.x FROM (a LEFT JOIN (b INNER JOIN c ON b.x = c.x) ON a.x = b.x AND a.y = c.y) "
@@ -218,6 +219,21 @@ TEST(ParserTest, RowsOfOtherProgramsBecomeText) {
        "DELETE DISTINCTROW *\r\nFROM T1;"},
       {Rows({{.attribute = R::kKind, .flag = 8, .name1 = "ODBC;", .expression = "VACUUM;"}}),
        "VACUUM;"},
+      // Who comes first among the sources comes first, wherever its join names it.
+      {Rows({{.attribute = R::kSource, .name1 = "a"},
+             {.attribute = R::kSource, .name1 = "b"},
+             {.attribute = R::kSource, .name1 = "c"},
+             {.attribute = R::kOutput, .expression = "1"},
+             {.attribute = R::kJoin,
+              .flag = 1,
+              .name1 = "c",
+              .name2 = "a",
+              .expression = "c.x = a.x"}}),
+       "SELECT 1\r\nFROM c INNER JOIN a ON c.x = a.x, b;"},
+      {Rows({{.attribute = R::kKind, .flag = 9},
+             {.attribute = R::kSource, .name2 = "1", .expression = "SELECT a FROM T1;\r\n"},
+             {.attribute = R::kSource, .name2 = "2", .expression = "SELECT b FROM T2 "}}),
+       "SELECT a FROM T1\r\nUNION ALL SELECT b FROM T2;"},
   };
   for (const Case& each : cases) EXPECT_EQ(sql::Format(each.rows), each.text);
 

@@ -82,6 +82,8 @@ TEST_F(RunTest, Conditions) {
       {"名 Not Like '*c'", "126"},
       {"名 Like ''", "6"},
       {"量 Like '#'", "346"},
+      {"名 Like '*bc'", "34"},
+      {"'0' Like '#' And '9' Like '#' And Not 'a' Like '#' And ID = 1", "1"},
       {"ID & '' Like '[1-35]'", "1235"},
       {"ID & '' Like '[1-]'", "1"},
       {"ID & '' Like '[-2]'", "2"},
@@ -100,6 +102,10 @@ TEST_F(RunTest, Conditions) {
       {"選択 = yes And On", "123"},
       {"選択 = Off Or No", "4"},
       {"1.5 \\ 1 + 2 * 3 - 7 Mod 4 = 5", "123456"},
+      {"-7 \\ 2 + ID = -2", "1"},
+      {"2 ^ -1 * ID = .5", "1"},
+      {"-2147483647 - 1 + ID = -2147483647", "1"},
+      {"#1/1/29# > #1/1/2028# And #1/1/30# < #1/1/1931# And ID = 1", "1"},
   };
   for (const Case& each : kCases) EXPECT_EQ(Where(each.condition), each.ids) << each.condition;
 }
@@ -131,7 +137,8 @@ TEST_F(RunTest, Groups) {
                    "First(選択), Last(選択) FROM 品目 GROUP BY 名"),
               ElementsAre("ダクト|0.5|2|1|1|2|0.5|True|ｔｒｕｅ", "abc|5|2|2|3|4|2.5|-1|False",
                           "-|-1.5|1|1|5|5|-1.5|選択|選択", "|2|1|1|6|6|2|-|-"));
-  EXPECT_THAT(Rows("SELECT Sum(量) FROM 品目 WHERE ID = 2 GROUP BY 名"), ElementsAre("-"));
+  EXPECT_THAT(Rows("SELECT Sum(量), Avg(量), Min(量) FROM 品目 WHERE ID = 2 GROUP BY 名"),
+              ElementsAre("-|-|-"));
   EXPECT_THAT(Rows("SELECT Sum(ID), Count(*), Max(名), Max(済) FROM 品目"),
               ElementsAre("21|6|ダクト|0s"));
   EXPECT_THAT(Rows("SELECT Sum(ID), Count(*), Min(名) FROM 品目 WHERE ID > 9"),
@@ -158,6 +165,7 @@ TEST_F(RunTest, OrderTopDistinct) {
   EXPECT_THAT(Rows("SELECT TOP 2 ID FROM 品目 ORDER BY 量 DESC"), ElementsAre("4", "3", "6"));
   EXPECT_THAT(Rows("SELECT TOP 2 ID FROM 品目"), ElementsAre("1", "2"));
   EXPECT_THAT(Rows("SELECT TOP 20 PERCENT ID FROM 品目"), ElementsAre("1", "2"));
+  EXPECT_EQ(Rows("SELECT TOP 123456789 ID FROM 品目").size(), 6u);
   EXPECT_THAT(Rows("SELECT DISTINCT 名 FROM 品目"), ElementsAre("ダクト", "abc", "-", ""));
   EXPECT_THAT(Rows("SELECT DISTINCT TOP 1 名, 済 FROM 品目 ORDER BY 名 DESC"),
               ElementsAre("ダクト|True", "ﾀﾞｸﾄ|False"));
@@ -357,11 +365,11 @@ TEST_F(JoinTest, FewRowsBesideManyWithAnIndex) {
       rows);
   MakeTable("Few", {{"k", ColumnType::kDouble}, {"t", ColumnType::kText}},
             {{5.0, "5"}, {5.5, "7"}, {Null{}, Null{}}, {1e12, "x"}, {-3.0, "１１"}, {5.0, ""}});
-  for (const char* column : {"", "k", "h"}) {
+  for (const std::string column : {"", "k down", "k", "h"}) {
     SCOPED_TRACE(column);
-    if (*column != '\0') {
-      jet::IndexSpec index;
-      index.name = index.columns.emplace_back(column);
+    if (!column.empty()) {
+      jet::IndexSpec index{.name = column, .columns = {column.substr(0, 1)}};
+      index.descending = {column.ends_with("down")};  // no way to search it forward
       database_->AddIndex("Big", index);
     }
     EXPECT_THAT(Sorted("SELECT i, t FROM Few INNER JOIN Big ON Few.k = Big.k WHERE i > 5"),
@@ -404,6 +412,7 @@ TEST_F(JoinTest, NamesOfOutputs) {
   EXPECT_THAT(ColumnNames("SELECT A.k, y.k, i, y.*, n AS i2, Count FROM A, B AS y, "
                           "(SELECT Count(*) AS [Count] FROM C) AS c"),
               ElementsAre("A.k", "y.k", "i", "y.k", "n", "i2", "Count"));
+  EXPECT_THAT(ColumnNames("SELECT i AS k, A.k FROM A"), ElementsAre("k", "A.k"));
   EXPECT_THAT(ColumnNames("SELECT * FROM A, C"), ElementsAre("i", "k", "A.t", "C.t", "b"));
   EXPECT_THAT(Rows("SELECT [A.t] FROM (SELECT * FROM A, C WHERE i = 1 AND C.b = False) AS q"),
               ElementsAre("あ"));

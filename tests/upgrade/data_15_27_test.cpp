@@ -150,11 +150,16 @@ TEST(EngApply, LooksForTheExactColumn) {
   const struct {
     const char* column;
     ado::ErrorNumber error;
-  } cases[] = {{kEnglish, 0}, {"形状名\uFF3F英語", ado::kErrColumnExists}};
+    const char* behind;
+  } cases[] = {{kEnglish, 0, nullptr},
+               {kEnglish, 0, "備考"},
+               {"形状名\uFF3F英語", ado::kErrColumnExists, nullptr}};
   for (const auto& test : cases) {
     StepBench bench(Kind::kData, 18);
     bench.Edit([&](db::DbHandle& db) {
-      db.AppendColumn(db.GetTable(db.BindCatalog(), kShapes), test.column, db::adInteger, 0);
+      const db::Table shapes = db.GetTable(db.BindCatalog(), kShapes);
+      db.AppendColumn(shapes, test.column, db::adInteger, 0);
+      if (test.behind != nullptr) db.AppendColumn(shapes, test.behind, db::adInteger, 0);
     });
     const auto before = bench.Content();
     EXPECT_EQ(bench.Run("Eng_Apply"), test.error);
@@ -198,7 +203,7 @@ TEST(DataSteps21And23, ChangeTheFirstOrEveryMatch) {
     StepBench bench(Kind::kData, 20, [&](Tables& tables) {
       WithoutReinforcementKey(tables);
       auto& rows = TableNamed(tables, kReinforcements).rows;
-      if (matches == 0) rows[4][0] = 99;
+      if (matches == 0) rows[4][0] = jet::Null();
       if (matches == 2) rows[7][0] = 4;
     });
     bench.Edit([&](db::DbHandle& db) {
