@@ -255,6 +255,9 @@ TEST_F(CatalogTest, BrokenQueryIsAnErrorOfItsOwn) {
 
 TEST_F(CatalogTest, AttributesOfAStoredColumnDecideWhetherItIsRequired) {
   ado::Table table = catalog_.GetTable("設定");
+  table.AppendColumn("有効", ado::adBoolean, 0);
+  table.SetColumnAttributes("有効", 0);  // means nothing for Yes/No
+  EXPECT_EQ(table.Columns()[2].attributes & ado::adColNullable, ado::adColNullable);
   table.SetColumnAttributes("幅", 0);
   EXPECT_EQ(table.Columns()[0].attributes & ado::adColNullable, 0);
   ado::Recordset rows;
@@ -264,7 +267,7 @@ TEST_F(CatalogTest, AttributesOfAStoredColumnDecideWhetherItIsRequired) {
   table.SetColumnAttributes("幅", ado::adColNullable);
   rows.AddNew();
   rows.Update();
-  EXPECT_EQ(OnDisk(path_, "設定"), "1,Null|2,Null|Null,Null");
+  EXPECT_EQ(OnDisk(path_, "設定"), "1,Null,False|2,Null,False|Null,Null,False");
 }
 
 }  // namespace

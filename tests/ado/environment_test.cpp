@@ -277,6 +277,13 @@ TEST(ConnectionStrings, SourceIsSpeltAsTheSystemDoes) {
   EXPECT_EQ(path("Data.mdb"), "Data.mdb");
 }
 
+TEST_F(EnvironmentTest, ThereAreNoUsers) {
+  ado::Environment environment(*files_);
+  ado::Connection connection(environment);
+  EXPECT_RAISES(ado::kErrInvalidCall, connection.Open(ConnectionTo(path_), "Admin"));
+  EXPECT_RAISES(ado::kErrInvalidCall, connection.Open(ConnectionTo(path_), "", "x"));
+}
+
 TEST(ConnectionStrings, AreReadAsWritten) {
   using ado::ConnectionString;
   struct Case {

@@ -104,6 +104,12 @@ TEST_F(DbHandleTest, RaisingModeRaisesAndKeepsNoError) {
   EXPECT_RAISES(ado::kErrItemNotFound, db_.GetTable(db_.BindCatalog(), "無い"));
   db_.OpenTable("名称");
   EXPECT_RAISES(ado::kErrItemNotFound, db_.GetField("工法"));
+  db_.LastRow();
+  db_.NextRow();
+  EXPECT_RAISES(ado::kErrNoCurrentRow, db_.NextRow());
+  db_.AddRow();
+  db_.SaveRow();
+  EXPECT_FALSE(db_.AtEnd());  // it stands on the row that was added
   EXPECT_FALSE(db_.error());
 }
 
@@ -148,8 +154,12 @@ TEST_F(DbHandleTest, ToleratedOperationsGoOnAndKeepTheError) {
     db_.CloseDb();
     EXPECT_EQ(db_.error()->number(), ado::kErrClosed);
     db_.OpenDb();
-    const Tolerant inner(db_);  // starts clear, too
-    EXPECT_FALSE(db_.error());
+    {
+      const Tolerant inner(db_);  // starts clear, too
+      EXPECT_FALSE(db_.error());
+    }
+    db_.GetField("番号");  // of a table that went with its session
+    EXPECT_TRUE(db_.error());
   }
   EXPECT_FALSE(db_.error());
   EXPECT_EQ(Content(), "1,x|2,Null|3,Null");
