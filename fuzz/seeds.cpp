@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
-#include <ranges>
 #include <span>
 #include <string_view>
 
@@ -196,7 +195,8 @@ std::vector<jet::Bytes> SelectSeeds() {
   }
   for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
     // Without the first, which has no queries.
-    std::ranges::move(UpgradeSeeds(kind) | std::views::drop(1), std::back_inserter(seeds));
+    std::vector<jet::Bytes> upgrades = UpgradeSeeds(kind);
+    std::move(upgrades.begin() + 1, upgrades.end(), std::back_inserter(seeds));
   }
   return seeds;
 }

@@ -34,8 +34,11 @@ class Selects {
   SelectCounts Run() {
     std::vector<jet::ObjectInfo> tables, queries;
     for (jet::ObjectInfo& object : database_.Objects()) {
-      if (object.kind == jet::ObjectKind::kTable) tables.push_back(std::move(object));
-      if (object.kind == jet::ObjectKind::kQuery) queries.push_back(std::move(object));
+      if (object.kind == jet::ObjectKind::kTable) {
+        tables.push_back(std::move(object));
+      } else if (object.kind == jet::ObjectKind::kQuery) {
+        queries.push_back(std::move(object));
+      }
     }
     if (!tables.empty()) {
       const jet::ObjectInfo& table = random_.Pick(tables);

@@ -63,10 +63,12 @@ TEST_F(SmallTest, CellsAndLimits) {
   const std::string head = "b\td\tt\ty\tr\tc\n",
                     first = "AB01\t2010-01-04 00:00:00\ta\\tb\\\\\tTrue\t1000000000000000\t1.25\n",
                     second = "\\N\t2010-01-05 12:00:00\t\tFalse\t-0.5\t\\N\n";
+  std::string all = head;
+  all.append(first).append(second);
   for (const auto& [verb, source] :
        {std::pair("rows", "セル"), std::pair("sql", "SELECT * FROM ｾﾙ"),
         std::pair("sql", "全部")}) {
-    EXPECT_EQ(MdbAdmOut({verb, path, source}), head + first + second);
+    EXPECT_EQ(MdbAdmOut({verb, path, source}), all);
     EXPECT_EQ(MdbAdmOut({verb, path, source, "--limit", "1"}), head + first);
     EXPECT_EQ(MdbAdmOut({verb, path, source, "--limit", "0"}), head);
     const auto rows = MdbAdmJson({verb, path, source});
