@@ -11,7 +11,7 @@ endif()
 # folder must not: so the headers are linked into a folder of their own.
 set(header_only ${CMAKE_BINARY_DIR}/header-only)
 file(MAKE_DIRECTORY ${header_only})
-foreach(name fmt CLI nlohmann utf8 utf8.h xxhash.h)
+foreach(name fmt CLI nlohmann xxhash.h)
   if(NOT EXISTS /usr/include/${name})
     message(FATAL_ERROR "No /usr/include/${name}: ./dev setup installs what the build needs")
   endif()

@@ -27,10 +27,6 @@ inline std::uint16_t GetU16(ByteView bytes, std::size_t at) {
   CheckRange(bytes.size(), at, 2);
   return static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8);
 }
-inline std::uint32_t GetU24(ByteView bytes, std::size_t at) {
-  CheckRange(bytes.size(), at, 3);
-  return static_cast<std::uint32_t>(bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16);
-}
 inline std::uint32_t GetU32(ByteView bytes, std::size_t at) {
   CheckRange(bytes.size(), at, 4);
   return static_cast<std::uint32_t>(bytes[at]) | static_cast<std::uint32_t>(bytes[at + 1]) << 8 |
