@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/sql.h"
 
 namespace ado {

@@ -8,7 +8,7 @@
 
 #include "ado/error.h"
 #include "ado/row_source.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 
 namespace ado {
 namespace {

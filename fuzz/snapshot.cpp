@@ -6,8 +6,8 @@
 #include <optional>
 #include <string_view>
 
-#include "jet/collation.h"
 #include "jet/error.h"
+#include "jet/name.h"
 #include "jet/table.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"

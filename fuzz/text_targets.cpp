@@ -11,6 +11,7 @@
 #include "jet/collation.h"
 #include "jet/database.h"
 #include "jet/error.h"
+#include "jet/name.h"
 #include "jet/property.h"
 #include "jet/text.h"
 #include "sql/sql.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "jet/collation.h"
 #include "jet/error.h"
+#include "jet/name.h"
 
 namespace jet {
 

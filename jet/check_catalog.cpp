@@ -7,8 +7,8 @@
 
 #include "jet/bytes.h"
 #include "jet/check_catalog_fields.h"
-#include "jet/collation.h"
 #include "jet/header.h"
+#include "jet/name.h"
 #include "jet/property.h"
 #include "jet/system_tables.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "jet/check_definition_seen.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 
 namespace jet::check {
 

@@ -6,8 +6,8 @@
 #include "jet/bytes.h"
 #include "jet/check_catalog.h"
 #include "jet/check_catalog_fields.h"
-#include "jet/collation.h"
 #include "jet/header.h"
+#include "jet/name.h"
 #include "jet/text.h"
 
 namespace jet::check {

@@ -23,7 +23,6 @@ namespace jet {
 namespace {
 
 constexpr std::size_t kMaxKeyUnits = 255;  // the rest of a text does not count
-constexpr std::size_t kMaxNameUnits = 64;
 constexpr std::uint8_t kAscendingFlag = 0x7F, kDescendingFlag = 0x80;
 constexpr std::uint16_t kBareProlonged = 0xFFFF;  // weight of a mark that nothing precedes
 constexpr std::uint8_t kFirstSoundWithoutVowel = 0x80;
@@ -307,14 +306,6 @@ std::string Explain(std::u16string_view text, const Refusal& refusal) {
   return fmt::format("U+{:04X}: {}", static_cast<std::uint32_t>(code), refusal.reason);
 }
 
-std::optional<std::string> WhyUnsortable16(SortOrder order, std::u16string_view text) {
-  const CollationTable* table = FindCollationTable(order);
-  if (table == nullptr) return OrderReason(order);
-  KeyParts parts(*table);
-  if (auto refusal = parts.Take(text)) return Explain(text, *refusal);
-  return std::nullopt;
-}
-
 }  // namespace
 
 bool IsSupportedOrder(SortOrder order) { return FindCollationTable(order) != nullptr; }
@@ -344,53 +335,23 @@ Bytes TextKey(SortOrder order, std::string_view text, bool ascending) {
   return key;
 }
 
+bool AddWeights(const CollationTable& table, std::u16string_view text, Bytes& out) {
+  KeyParts parts(table);
+  if (parts.Take(text)) return false;
+  parts.Append(out);
+  return true;
+}
+
+std::optional<std::string> WhyUnsortable(SortOrder order, std::u16string_view text) {
+  const CollationTable* table = FindCollationTable(order);
+  if (table == nullptr) return OrderReason(order);
+  KeyParts parts(*table);
+  if (auto refusal = parts.Take(text)) return Explain(text, *refusal);
+  return std::nullopt;
+}
+
 std::optional<std::string> WhyUnsortable(SortOrder order, std::string_view text) {
-  return WhyUnsortable16(order, CountedUnits(text).view());
-}
-
-std::string NameKey(SortOrder order, std::string_view name) {
-  // A first byte keeps names with a key apart from those without.
-  std::string result;
-  try {
-    std::u16string units = ToUtf16(name);
-    const CollationTable* table = FindCollationTable(order);
-    KeyParts parts(table != nullptr ? *table : *FindCollationTable(kGeneral));
-    if (!parts.Take(units)) {
-      Bytes key;
-      parts.Append(key);
-      result.push_back('k');
-      return result.append(key.begin(), key.end());
-    }
-  } catch (const Error&) {
-    // Not UTF-8: nothing but its bytes to go by.
-  }
-  result.push_back('u');
-  return result.append(name);
-}
-
-bool SameName(SortOrder order, std::string_view a, std::string_view b) {
-  return a == b || NameKey(order, a) == NameKey(order, b);
-}
-
-void CheckNewName(SortOrder order, std::string_view name) {
-  std::u16string units = ToUtf16(name);
-  if (units.empty()) throw Error(ErrorCode::kBadName, "a name is empty");
-  if (units.size() > kMaxNameUnits) {
-    throw Error(ErrorCode::kBadName, fmt::format("\"{}\" has {} characters, {} are allowed", name,
-                                                 units.size(), kMaxNameUnits));
-  }
-  if (units.front() == u' ') {
-    throw Error(ErrorCode::kBadName, fmt::format("\"{}\" starts with a space", name));
-  }
-  for (char16_t unit : units) {
-    if (unit < u' ' || std::u16string_view(u".![]`").find(unit) != std::u16string_view::npos) {
-      throw Error(ErrorCode::kBadName, fmt::format("\"{}\" has the forbidden character U+{:04X}",
-                                                   name, static_cast<unsigned>(unit)));
-    }
-  }
-  if (auto reason = WhyUnsortable16(order, units)) {
-    throw Error(ErrorCode::kUnsortable, fmt::format("\"{}\": {}", name, *reason));
-  }
+  return WhyUnsortable(order, CountedUnits(text).view());
 }
 
 }  // namespace jet

@@ -10,6 +10,8 @@
 
 namespace jet {
 
+class CollationTable;
+
 // True for the orders whose keys can be written: 1033 and 1041, version 0.
 bool IsSupportedOrder(SortOrder order);
 
@@ -22,16 +24,10 @@ void AddTextKey(SortOrder order, std::u16string_view text, bool ascending, Bytes
 
 // Why `text` has no key in this order; nothing if it has one.
 std::optional<std::string> WhyUnsortable(SortOrder order, std::string_view text);
+std::optional<std::string> WhyUnsortable(SortOrder order, std::u16string_view text);
 
-// Equal for two names that are the same object or column. Never throws: names
-// of an unsupported order are compared by the General order, names without a
-// key by their code units.
-bool SameName(SortOrder order, std::string_view a, std::string_view b);
-// A value for hashing and ordering names: equal exactly if SameName.
-std::string NameKey(SortOrder order, std::string_view name);
-
-// Checks a new name: 1 to 64 UTF-16 units, none of . ! [ ] ` and no control
-// characters, no leading space, and a proven key. Throws kBadName, kUnsortable.
-void CheckNewName(SortOrder order, std::string_view name);
+// What stands behind the flag of an ascending key; false, and nothing appended, for
+// a text without one.
+bool AddWeights(const CollationTable& table, std::u16string_view text, Bytes& out);
 
 }  // namespace jet

@@ -4,9 +4,9 @@
 #include <ctime>
 
 #include "jet/catalog.h"
-#include "jet/collation.h"
 #include "jet/create.h"
 #include "jet/error.h"
+#include "jet/name.h"
 #include "jet/page_use.h"
 #include "jet/schema.h"
 #include "jet/text.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "jet/bytes.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "jet/text.h"
 
 namespace jet {

@@ -5,6 +5,7 @@
 #include "jet/collation.h"
 #include "jet/error.h"
 #include "jet/index_key.h"
+#include "jet/name.h"
 
 namespace jet {
 

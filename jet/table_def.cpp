@@ -4,7 +4,7 @@
 #include <array>
 
 #include "jet/bytes.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "jet/page_allocator.h"
 #include "jet/row.h"
 #include "jet/text.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/error.h"
 #include "sql/lexer.h"
 

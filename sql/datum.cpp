@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/error.h"
 #include "sql/lexer.h"
 

@@ -4,7 +4,7 @@
 #include <tuple>
 #include <utility>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 
 namespace sql {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/error.h"
 
 namespace sql {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 
 namespace sql {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/compiler.h"
 #include "sql/definition.h"
 #include "sql/group.h"

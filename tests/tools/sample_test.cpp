@@ -4,7 +4,7 @@
 
 #include "ado/recordset.h"
 #include "jet/check.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "jet/text.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/jobs.h"

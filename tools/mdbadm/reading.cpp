@@ -3,7 +3,7 @@
 #include "ado/catalog.h"
 #include "ado/value.h"
 #include "jet/check.h"
-#include "jet/collation.h"
+#include "jet/name.h"
 #include "sql/sql.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"

@@ -1,0 +1,95 @@
+#include "jet/name.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "jet/error.h"
+
+namespace jet {
+namespace {
+
+std::string Repeated(std::string_view text, int times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
+struct Pair {
+  const char* a;
+  const char* b;
+};
+
+TEST(SameName, SeesThroughWidthKanaAndCase) {
+  constexpr Pair kSame[] = {
+      {"Spec_形状名（角）", "Spec_形状名(角）"},
+      {"形状名ID", "形状名ＩＤ"},
+      {"形状名ＩＤ", "形状名ID"},
+      {"ＩＤ", "ID"},
+      {"工法ＩＤ", "工法ID"},
+      {"材質名ＩＤ", "材質名ID"},
+      {"拾い転送_フレキ変換", "拾い転送_ﾌﾚｷ変換"},
+      {"相ＦＧ", "相FG"},
+      {"ｺｰﾄﾞ", "こーど"},
+      {"ﾊｾﾞ", "ハゼ"},
+      {"ﾎﾟｰﾄ", "ポート"},
+      {"MSysObjects", "msysOBJECTS"},
+      {"－", "-"},
+      {"A ", "A"},
+      {"\\", "\u00A5"},
+      {"\uFFE5", "\u00A5"},
+  };
+  for (const Pair& pair : kSame) {
+    EXPECT_TRUE(SameName(kJapanese, pair.a, pair.b)) << pair.a << " " << pair.b;
+    EXPECT_EQ(NameKey(kJapanese, pair.a), NameKey(kJapanese, pair.b)) << pair.a;
+  }
+  constexpr Pair kDifferent[] = {
+      {"か", "が"},         {"一々", "一一"},
+      {"つ", "っ"},         {"ー", "-"},
+      {"05", "5"},          {"は", "ぱ"},
+      {"\u301C", "\uFF5E"}, {"-", "\u2212"},
+      {"\uFF3C", "\u00A5"}, {"FＧ（副資材）", "FＧ"},
+      {"コート", "コト"},   {"A", "A\u3000"},
+      {"\u795E", "\uFA19"},
+  };
+  for (const Pair& pair : kDifferent) {
+    EXPECT_FALSE(SameName(kJapanese, pair.a, pair.b)) << pair.a << " " << pair.b;
+    EXPECT_NE(NameKey(kJapanese, pair.a), NameKey(kJapanese, pair.b)) << pair.a;
+  }
+}
+
+TEST(SameName, ComparesNamesWithoutAKeyByTheirUnits) {
+  EXPECT_TRUE(SameName(kJapanese, "\U00020BB7", "\U00020BB7"));
+  EXPECT_FALSE(SameName(kJapanese, "\U00020BB7A", "\U00020BB7a"));
+  EXPECT_FALSE(SameName(kJapanese, "\U00020BB7", "A"));
+  EXPECT_TRUE(SameName({1031, 0, 0}, "Tabelle", "TABELLE"));
+  EXPECT_FALSE(SameName({1031, 0, 0}, "\\", "\u00A5"));
+  EXPECT_NO_THROW(NameKey(kJapanese, "\xFF\xFE"));
+  EXPECT_FALSE(SameName(kJapanese, "\xFF", "\xFE"));
+}
+
+TEST(CheckNewName, HoldsNamesToTheirLimits) {
+  auto code_of = [](std::string_view name) -> std::optional<ErrorCode> {
+    try {
+      CheckNewName(kJapanese, name);
+      return std::nullopt;
+    } catch (const Error& error) {
+      return error.code();
+    }
+  };
+  for (const char* good :
+       {"05", "Spec_形状名（角）", "a b ", "\u3000A", "排煙ダクトシール㎡(プラズマ)"}) {
+    EXPECT_EQ(code_of(good), std::nullopt) << good;
+  }
+  EXPECT_EQ(code_of(Repeated("ﾊ", 64)), std::nullopt);
+  EXPECT_EQ(code_of(Repeated("ﾊ", 65)), ErrorCode::kBadName);
+  for (const char* bad : {"", " A", "A.B", "A!", "[A", "A]", "A`", "A\tB", "A\nB"}) {
+    EXPECT_EQ(code_of(bad), ErrorCode::kBadName) << bad;
+  }
+  EXPECT_EQ(code_of("\U00020BB7"), ErrorCode::kUnsortable);
+  EXPECT_THROW(CheckNewName({1031, 0, 0}, "A"), Error);
+}
+
+}  // namespace
+}  // namespace jet
