@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "jet/error.h"
 
@@ -67,6 +69,33 @@ TEST(SameName, ComparesNamesWithoutAKeyByTheirUnits) {
   EXPECT_FALSE(SameName({1031, 0, 0}, "\\", "\u00A5"));
   EXPECT_NO_THROW(NameKey(kJapanese, "\xFF\xFE"));
   EXPECT_FALSE(SameName(kJapanese, "\xFF", "\xFE"));
+}
+
+// The comparison decides on most names without their keys.
+TEST(SameName, AgreesWithTheKeys) {
+  const std::vector<std::string> letters = {
+      "A",  "a",  "Ａ",      "1",      "１",         "形",     "状",   "か", "カ", "ｶ",
+      "ｶﾞ", "が", "っ",      "ー",     "々",         " ",      "-",    "_",  "（", "(",
+      "ß",  "é",  "e\u0301", "\u3000", "\U00020BB7", "\uFF5E", "\xFF", "Ⅲ",  "㎡"};
+  std::mt19937 random(1);
+  const auto pick = [&](std::size_t count) { return random() % count; };
+  for (const SortOrder order : {kJapanese, kGeneral, SortOrder{1031, 0, 0}}) {
+    std::size_t same = 0;
+    for (int round = 0; round < 20000; ++round) {
+      std::string a, b;
+      for (std::size_t i = pick(5); i > 0; --i) {
+        const std::string& letter = letters[pick(letters.size())];
+        a += letter;
+        b += pick(4) == 0 ? letters[pick(letters.size())] : letter;
+      }
+      if (pick(8) == 0) b += letters[pick(letters.size())];
+      const bool by_key = NameKey(order, a) == NameKey(order, b);
+      same += by_key && a != b ? 1 : 0;
+      ASSERT_EQ(SameName(order, a, b), by_key) << a << " | " << b;
+      ASSERT_EQ(SameName(order, b, a), by_key) << a << " | " << b;
+    }
+    EXPECT_GT(same, 100u);
+  }
 }
 
 TEST(CheckNewName, HoldsNamesToTheirLimits) {
