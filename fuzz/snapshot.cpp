@@ -237,6 +237,7 @@ void RequireNoNewDamage(const Snapshot& before, const Snapshot& after) {
   for (const jet::Finding& finding : before.check.findings) {
     if (finding.severity == jet::Finding::Severity::kUnusual) continue;
     tables.insert(Part(finding.table));
+    if (!finding.other_table.empty()) tables.insert(Part(finding.other_table));
     if (finding.page) pages.insert(finding.page->value);
   }
   if (tables.contains("MSysObjects")) return;
