@@ -220,6 +220,9 @@ void TreeCheck::VisitLeaf(PageNumber page, EntryReader& reader, std::size_t dept
     if (!last_entry_.empty() && !Less(last_entry_, entry)) {
       Problem(page, Code::kEntryOrder, fmt::format("entry {} is not above the one before", count));
     }
+    if (count == 0 && !lower_.empty() && !Less(lower_, entry)) {
+      Problem(page, Code::kSeparator, "holds entries that the separator before it leads elsewhere");
+    }
     last_entry_.assign(entry.begin(), entry.end());
     ++count;
     (*visit_)(entry, page);
@@ -252,6 +255,7 @@ void TreeCheck::VisitNode(PageNumber page, PageView bytes, EntryReader& reader, 
               fmt::format("separator {} is above the one in its parent", count));
     }
     Visit(GetBigEndian32(entry.last(kChildBytes)), depth + 1, child_level, &separator);
+    if (lower_.empty() || Less(lower_, separator)) lower_ = separator;
     ++count;
   }
   const PageNumber tail{GetU32(bytes, kTail)};

@@ -77,6 +77,7 @@ class TreeCheck {
   std::vector<PageNumber> leaves_;
   std::vector<Chain> chains_;
   Bytes last_entry_;
+  Bytes lower_;  // the greatest separator that was passed; what follows is above it
   bool complete_ = true;
 };
 

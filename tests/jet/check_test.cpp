@@ -481,6 +481,14 @@ const Damage kIndexDamages[] = {
        file.Put8(Image::At(root, 0x1E0) + 3, 0);
        return Expected{Code::kSeparator, kJobs, file.FirstLeaf(0), "above the separator"};
      }},
+    {"A separator is too high",
+     [](Image& file) {
+       const std::size_t lowest = Image::At(file.Root(0), 0x1E0) + 4;
+       file.Put8(lowest, static_cast<std::uint8_t>(file.U8(lowest) + 2));
+       return Expected{Code::kSeparator, kJobs,
+                       PageNumber{file.U32(Image::At(file.FirstLeaf(0), 0x10))}, "leads elsewhere"};
+     },
+     false},
     {"The chain of leaves is cut",
      [](Image& file) {
        file.Put32(Image::At(file.FirstLeaf(0), 0x10), 0);
