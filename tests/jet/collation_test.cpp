@@ -1,5 +1,6 @@
 #include "jet/collation.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <vector>
@@ -12,14 +13,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-std::string Hex(ByteView bytes) {
-  std::string hex;
-  for (std::uint8_t byte : bytes) {
-    hex += "0123456789ABCDEF"[byte >> 4];
-    hex += "0123456789ABCDEF"[byte & 15];
-  }
-  return hex;
-}
+std::string Hex(ByteView bytes) { return fmt::format("{:02X}", fmt::join(bytes, "")); }
 
 std::string Repeated(std::string_view text, int times) {
   std::string all;
@@ -90,12 +84,11 @@ TEST(TextKey, PacksKanaInThreesAndFillsInSevens) {
 }
 
 TEST(TextKey, RefusesWhatIsNotProven) {
-  struct Case {
+  const struct {
     SortOrder order;
     std::string text;
     const char* why;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{1031, 0, 0}, "A", "sort order 1031"},
       {{1041, 0, 1}, "", "version 1"},
       {{1033, 1, 0}, "A", "id 1"},
@@ -118,7 +111,7 @@ TEST(TextKey, RefusesWhatIsNotProven) {
       {kGeneral, "ßé", "U+00DF"},
       {kGeneral, "\u01C4", "U+01C4"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::optional<std::string> why = WhyUnsortable(c.order, c.text);
     ASSERT_TRUE(why.has_value()) << c.text;
     EXPECT_THAT(*why, HasSubstr(c.why)) << c.text;

@@ -11,16 +11,17 @@
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
+using namespace test_support;
+namespace fs = std::filesystem;
 
 class FileTest : public testing::Test {
  protected:
-  FileTest() { test_support::WriteFileBytes(path_, std::string(kPageSize, 'x')); }
+  FileTest() { WriteFileBytes(path_, std::string(kPageSize, 'x')); }
   std::optional<ErrorCode> Opening(const std::string& path, OpenMode mode) {
     return CodeOf([&] { files_->Open(path, mode); });
   }
 
-  test_support::TempFolder folder_;
+  TempFolder folder_;
   std::string path_ = folder_.File("展開Data.mdb");
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
@@ -55,10 +56,8 @@ TEST_F(FileTest, SeparatorsMixedAndDoubledNameOneFile) {
 }
 
 TEST_F(FileTest, IdentityIsThatOfTheFileNotOfThePath) {
-  namespace fs = std::filesystem;
-  using test_support::PathOf;
   const std::string other = folder_.File("other.mdb"), link = folder_.File("link.mdb");
-  test_support::WriteFileBytes(other, std::string(kPageSize, 'x'));
+  WriteFileBytes(other, std::string(kPageSize, 'x'));
   fs::create_hard_link(PathOf(path_), PathOf(link));
   const auto held = files_->Open(path_, OpenMode::kExclusive);
   ASSERT_TRUE(held->Id());
@@ -97,7 +96,7 @@ TEST_F(FileTest, AFileIsMadeEmptiedRenamedAndRemoved) {
   EXPECT_TRUE(files_->Exists(made));
   files_->Rename(made, path_);
   EXPECT_FALSE(files_->Exists(made));
-  EXPECT_EQ(test_support::ReadFileBytes(path_), "\x07");
+  EXPECT_EQ(ReadFileBytes(path_), "\x07");
   EXPECT_EQ(files_->Create(path_)->Size(), 0U);
   files_->Remove(path_);
   EXPECT_FALSE(files_->Exists(path_));

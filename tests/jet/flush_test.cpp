@@ -7,40 +7,34 @@
 #include <filesystem>
 
 #include "jet/bytes.h"
-#include "jet/database.h"
 #include "jet/error.h"
 #include "jet/header.h"
 #include "tests/support/content.h"
 #include "tests/support/fault_rounds.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
-using test_support::AfterKill;
-using test_support::CodeOf;
-using test_support::ContentOf;
-using test_support::Fault;
-using test_support::FaultFiles;
-using test_support::FaultRounds;
-using test_support::FaultStride;
-using test_support::FileOperation;
-using test_support::OperationLog;
-using test_support::TempFolder;
+using namespace test_support;
 
 constexpr std::string_view kPassword = "geheim";
 const std::string kPath = FaultRounds::kPath;
 
-DateTime Now() { return ToDateTime({2011, 5, 6, 7, 8, 9}); }
-
 std::unique_ptr<Database> Open(FileSystem& files, const std::string& path = kPath,
                                OpenMode mode = OpenMode::kExclusive) {
-  OpenOptions options;
-  options.mode = mode;
-  options.password = kPassword;
-  options.clock = Now;
-  return Database::Open(files, path, options);
+  const auto clock = [] { return kMoment; };
+  return Database::Open(files, path, {mode, std::string(kPassword), {}, clock});
 }
+
+// A file in memory.
+struct FilesWith : FaultFiles {
+  explicit FilesWith(const std::string& image) {
+    bytes() = image;
+    ClearFault();
+  }
+  std::string& bytes() { return FaultFiles::bytes(kPath); }
+};
 
 void Fill(Table& table, int from, int to) {
   for (int i = from; i < to; ++i) {
@@ -49,15 +43,16 @@ void Fill(Table& table, int from, int to) {
   }
 }
 
+TableSpec Spec(const char* name) {
+  return {name, {{"Nr"}, {"Name", ColumnType::kText, 50}, {"Text", ColumnType::kMemo}}, {}};
+}
+
 // A small database without a password.
 std::string Base() {
   FaultFiles files;
-  CreateOptions options;
-  options.clock = Now;
-  const auto database = Database::Create(files, kPath, options);
-  TableSpec spec{
-      "Orte", {{"Nr"}, {"Name", ColumnType::kText, 50}, {"Text", ColumnType::kMemo}}, {}};
-  spec.indexes.push_back({"PK", {"Nr"}, {}, true, true});
+  const auto database = Database::Create(files, kPath, {.clock = [] { return kMoment; }});
+  TableSpec spec = Spec("Orte");
+  spec.indexes.push_back({.name = "PK", .columns = {"Nr"}, .primary = true});
   Fill(*database->CreateTable(spec), 0, 40);
   database->Commit();
   return files.bytes(kPath);
@@ -71,42 +66,20 @@ void Change(FileSystem& files) {
   database->AppendColumn("Orte", {"Zahl", ColumnType::kDouble});
   const auto table = database->OpenTable("Orte");
   table->Delete(*table->First());
-  table->Update(*table->First(), std::vector<FieldChange>{{1, std::string("anders")}});
-  TableSpec spec{"Neu", {{"Nr"}, {"Name", ColumnType::kText, 50}, {"Text", ColumnType::kMemo}}, {}};
-  Fill(*database->CreateTable(spec), 0, 20);
+  Set(*table, *table->First(), 1, "anders");
+  Fill(*database->CreateTable(Spec("Neu")), 0, 20);
   database->Commit();
 }
 
 // As a program would leave it that encodes its pages.
 std::string Encoded(std::string bytes, std::uint32_t key) {
-  const auto apply = [&](std::size_t at, std::size_t length, ByteView rc4_key) {
-    Rc4(rc4_key).Apply({reinterpret_cast<std::uint8_t*>(bytes.data()) + at, length});
-  };
-  constexpr std::uint8_t kHeaderKey[] = {0xC7, 0xDA, 0x39, 0x6B};
-  apply(0x18, 0x80, kHeaderKey);
-  const auto put = [](std::uint32_t number) {
-    Bytes out;
-    AddU32(out, number);
-    return out;
-  };
-  std::ranges::copy(put(key), bytes.begin() + 0x3E);
-  apply(0x18, 0x80, kHeaderKey);
+  for (int i = 0; i < 4; ++i) bytes[0x3E + i] ^= static_cast<char>(key >> 8 * i);  // masked
   for (std::uint32_t i = 1; i < bytes.size() / kPageSize; ++i) {
-    apply(i * kPageSize, kPageSize, put(key ^ i));
+    Bytes page_key;
+    AddU32(page_key, key ^ i);
+    Rc4(page_key).Apply({reinterpret_cast<std::uint8_t*>(bytes.data()) + i * kPageSize, kPageSize});
   }
   return bytes;
-}
-
-struct Made {
-  std::string before, after;
-  OperationLog log;
-};
-Made MakeChange(const std::string& before) {
-  FaultFiles files;
-  files.bytes(kPath) = before;
-  files.ClearFault();
-  Change(files);
-  return {before, files.bytes(kPath), files.log()};
 }
 
 // The operations up to the `nth` sync.
@@ -120,12 +93,11 @@ constexpr int kTailSync = 1, kMarkSync = 2;
 constexpr std::size_t kSlots = 0xE00;  // of page 0
 
 std::string Content(const std::string& bytes, OpenMode mode = OpenMode::kRead) {
-  FaultFiles files;
-  files.bytes(kPath) = bytes;
+  FilesWith files(bytes);
   return ContentOf(*Open(files, kPath, mode));
 }
 
-TEST(FlushTest, AFaultAnywhereLeavesTheStateBeforeOrAfter) {
+TEST(Flush, AFaultAnywhereLeavesTheStateBeforeOrAfter) {
   for (const bool encoded : {false, true}) {
     FaultRounds::Plan plan;
     plan.name = encoded ? "small change, encoded" : "small change";
@@ -137,13 +109,31 @@ TEST(FlushTest, AFaultAnywhereLeavesTheStateBeforeOrAfter) {
   }
 }
 
-TEST(FlushTest, AFlushThatWasRefusedCanBeRepeated) {
-  const Made made = MakeChange(Base());
+// A change that went well.
+class FlushTest : public testing::Test {
+ protected:
+  FlushTest() {
+    FilesWith files(before_);
+    Change(files);
+    after_ = files.bytes();
+    log_ = files.log();
+    tail_at_ = std::ranges::find(log_, FileOperation::Kind::kWrite, &FileOperation::kind)->at;
+  }
+  // Killed that many operations behind a sync.
+  std::string Killed(int syncs, std::size_t more = 0) const {
+    return AfterKill(before_, log_, ThroughSync(log_, syncs) + more);
+  }
+  const std::string before_ = Base();
+  std::string after_;
+  OperationLog log_;
+  std::size_t tail_at_ = 0;
+};
+
+TEST_F(FlushTest, AFlushThatWasRefusedCanBeRepeated) {
   int repeated = 0;
-  for (std::uint64_t n = 1; n <= ThroughSync(made.log, kTailSync); ++n) {
+  for (std::uint64_t n = 1; n <= ThroughSync(log_, kTailSync); ++n) {
     for (const std::uint64_t times : {1, 2, 4}) {
-      FaultFiles files;
-      files.bytes(kPath) = made.before;
+      FilesWith files(before_);
       auto database = Open(files);
       database->SetPassword(kPassword);
       database->AppendColumn("Orte", {"Zahl", ColumnType::kDouble});
@@ -157,25 +147,20 @@ TEST(FlushTest, AFlushThatWasRefusedCanBeRepeated) {
       ++repeated;
       files.ClearFault();
       if (times == 1) {  // what was begun could be taken back
-        EXPECT_TRUE(files.bytes(kPath) == made.before) << "operation " << n;
+        EXPECT_TRUE(files.bytes() == before_) << "operation " << n;
       }
       // The second flush is smaller or larger than what the first left behind.
       if (times == 2) {
         database->Discard();
         database->AppendColumn("Orte", {"Z", ColumnType::kDouble});
       }
-      if (times == 4)
-        Fill(*database->CreateTable(
-                 {"Neu",
-                  {{"Nr"}, {"Name", ColumnType::kText, 50}, {"Text", ColumnType::kMemo}},
-                  {}}),
-             0, 20);
-      const std::string left_behind = files.bytes(kPath);
+      if (times == 4) Fill(*database->CreateTable(Spec("Neu")), 0, 20);
+      const std::string left_behind = files.bytes();
       files.ClearFault();
       database->Commit();
       const std::string expected = ContentOf(*database);
       database.reset();
-      EXPECT_EQ(Content(files.bytes(kPath), OpenMode::kExclusive), expected) << n << ' ' << times;
+      EXPECT_EQ(Content(files.bytes(), OpenMode::kExclusive), expected) << n << ' ' << times;
       // A kill in the middle of it is finished, whatever the first one left there.
       const OperationLog log = files.log();
       const std::string killed = AfterKill(left_behind, log, ThroughSync(log, kMarkSync) + 2);
@@ -185,25 +170,19 @@ TEST(FlushTest, AFlushThatWasRefusedCanBeRepeated) {
   EXPECT_GT(repeated, 20);
 }
 
-TEST(FlushTest, AMarkWithoutATailAllowsReadingOnly) {
-  const Made made = MakeChange(Base());
-  std::string image = AfterKill(made.before, made.log, ThroughSync(made.log, kMarkSync));
-  image.resize(made.before.size());
-  FaultFiles files;
-  files.bytes(kPath) = image;
-  EXPECT_EQ(ContentOf(*Open(files, kPath, OpenMode::kRead)), Content(made.before));
+TEST_F(FlushTest, AMarkWithoutATailAllowsReadingOnly) {
+  std::string image = Killed(kMarkSync);
+  image.resize(before_.size());
+  FilesWith files(image);
+  EXPECT_EQ(ContentOf(*Open(files, kPath, OpenMode::kRead)), Content(before_));
   EXPECT_EQ(CodeOf([&] { Open(files); }), ErrorCode::kNeedsRepair);
-  EXPECT_EQ(files.bytes(kPath), image) << "not touched";
+  EXPECT_EQ(files.bytes(), image) << "not touched";
 }
 
-TEST(FlushTest, WorkOfAnotherProgramSinceTheKillStays) {
-  const Made made = MakeChange(Base());
-  const auto head = std::ranges::find(made.log, FileOperation::Kind::kWrite, &FileOperation::kind);
-  const std::size_t tail_at = head->at;
+TEST_F(FlushTest, WorkOfAnotherProgramSinceTheKillStays) {
   // A page that the flush would change: the first one behind the header.
-  const auto mark =
-      made.log.begin() + static_cast<std::ptrdiff_t>(ThroughSync(made.log, kMarkSync));
-  const auto page = std::find_if(mark, made.log.end(), [](const auto& op) {
+  const auto mark = log_.begin() + static_cast<std::ptrdiff_t>(ThroughSync(log_, kMarkSync));
+  const auto page = std::find_if(mark, log_.end(), [](const auto& op) {
     return op.kind == FileOperation::Kind::kWrite && op.at >= 2 * kPageSize;
   });
   struct Case {
@@ -215,42 +194,39 @@ TEST(FlushTest, WorkOfAnotherProgramSinceTheKillStays) {
   const Case cases[] = {
       {"a page of the flush, before the mark", kTailSync, page->at + 4090, std::nullopt},
       {"a page of the flush, after the mark", kMarkSync, page->at + 4090, ErrorCode::kNeedsRepair},
-      {"inside the tail, before the mark", kTailSync, tail_at + 2 * kPageSize + 7, std::nullopt},
-      {"inside the tail, after the mark", kMarkSync, tail_at + 2 * kPageSize + 7,
+      {"inside the tail, before the mark", kTailSync, tail_at_ + 2 * kPageSize + 7, std::nullopt},
+      {"inside the tail, after the mark", kMarkSync, tail_at_ + 2 * kPageSize + 7,
        ErrorCode::kNeedsRepair},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    std::string image = AfterKill(made.before, made.log, ThroughSync(made.log, c.syncs));
+    std::string image = Killed(c.syncs);
     image[c.foreign_at] = static_cast<char>(image[c.foreign_at] ^ 0x5A);
-    FaultFiles files;
-    files.bytes(kPath) = image;
+    FilesWith files(image);
     EXPECT_EQ(CodeOf([&] { Open(files); }), c.refused);
-    const std::string& now = files.bytes(kPath);
+    const std::string& now = files.bytes();
     if (c.refused) {
       EXPECT_EQ(now, image);
     } else {
-      EXPECT_GE(now.size(), made.before.size());
-      EXPECT_LE(now.size(), tail_at);
+      EXPECT_GE(now.size(), before_.size());
+      EXPECT_LE(now.size(), tail_at_);
       EXPECT_EQ(now, image.substr(0, now.size())) << "cut, and nothing else";
     }
   }
 }
 
-TEST(FlushTest, APageThatAnotherProgramTookInsideTheTailIsNotCutOff) {
-  const Made made = MakeChange(Base());
-  std::string image = AfterKill(made.before, made.log, ThroughSync(made.log, kTailSync));
-  const auto head = std::ranges::find(made.log, FileOperation::Kind::kWrite, &FileOperation::kind);
+TEST_F(FlushTest, APageThatAnotherProgramTookInsideTheTailIsNotCutOff) {
+  std::string image = Killed(kTailSync);
   // What the other program does, which knows nothing of a tail.
   FaultFiles other;
-  std::string padded = made.before;
+  std::string padded = before_;
   padded.resize(image.size());
   other.bytes(kPath) = padded;
   PageNumber taken;
   {
     Pager pager(other.Open(kPath, OpenMode::kExclusive), true, {}, FlushMode::kPlain);
     Scope scope(pager);
-    taken = PageAllocator(pager).AllocateAbove({static_cast<std::uint32_t>(head->at / kPageSize)});
+    taken = PageAllocator(pager).AllocateAbove({static_cast<std::uint32_t>(tail_at_ / kPageSize)});
     std::ranges::fill(pager.Edit(taken), std::uint8_t{0xEE});
     scope.Commit();
     pager.Flush();
@@ -259,51 +235,47 @@ TEST(FlushTest, APageThatAnotherProgramTookInsideTheTailIsNotCutOff) {
     const std::string page = other.bytes(kPath).substr(at, kPageSize);
     if (page != padded.substr(at, kPageSize)) image.replace(at, kPageSize, page);
   }
-  FaultFiles files;
-  files.bytes(kPath) = image;
+  FilesWith files(image);
   const auto database = Open(files);
-  const std::string& now = files.bytes(kPath);
+  const std::string& now = files.bytes();
   EXPECT_EQ(now.size(), (taken.value + std::size_t{1}) * kPageSize);
   EXPECT_EQ(now, image.substr(0, now.size()));
-  EXPECT_EQ(ContentOf(*database), Content(made.before));
+  EXPECT_EQ(ContentOf(*database), Content(before_));
 }
 
-TEST(FlushTest, CommitSlotsThatAnotherProgramCountedUpStay) {
-  const Made made = MakeChange(Base());
-  std::string image = AfterKill(made.before, made.log, ThroughSync(made.log, kTailSync));
+TEST_F(FlushTest, CommitSlotsThatAnotherProgramCountedUpStay) {
+  std::string image = Killed(kTailSync);
   image[kSlots] = 0x24;
   image[kSlots + 2] = 0x25;
-  FaultFiles files;
-  files.bytes(kPath) = image;
-  EXPECT_EQ(ContentOf(*Open(files)), Content(made.after));
-  EXPECT_EQ(files.bytes(kPath)[kSlots], 0x24);
-  EXPECT_EQ(files.bytes(kPath)[kSlots + 2], 0x25);
+  FilesWith files(image);
+  EXPECT_EQ(ContentOf(*Open(files)), Content(after_));
+  EXPECT_EQ(files.bytes()[kSlots], 0x24);
+  EXPECT_EQ(files.bytes()[kSlots + 2], 0x25);
 }
 
-TEST(FlushTest, ATailOnAReadOnlyFileIsLaidOverThePages) {
-  const Made made = MakeChange(Base());
+TEST_F(FlushTest, ATailOnAReadOnlyFileIsLaidOverThePages) {
   const TempFolder folder;
   const std::string path = folder.File("only.mdb");
   const auto system_files = MakeSystemFiles();
   for (const int syncs : {kTailSync, kMarkSync}) {
-    const std::string image = AfterKill(made.before, made.log, ThroughSync(made.log, syncs) + 3);
-    test_support::WriteFileBytes(path, image);
+    const std::string image = Killed(syncs, 3);
+    WriteFileBytes(path, image);
     namespace fs = std::filesystem;
     fs::permissions(path, fs::perms::owner_read);
     fs::permissions(folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
-    EXPECT_EQ(ContentOf(*Open(*system_files, path, OpenMode::kRead)), Content(made.after));
-    EXPECT_EQ(test_support::ReadFileBytes(path), image);
+    EXPECT_EQ(ContentOf(*Open(*system_files, path, OpenMode::kRead)), Content(after_));
+    EXPECT_EQ(ReadFileBytes(path), image);
     fs::permissions(folder.path(), fs::perms::owner_all);
     fs::permissions(path, fs::perms::owner_all);
   }
 }
 
-TEST(FlushTest, TheSizeLimitLeavesTheOldFile) {
+TEST_F(FlushTest, TheSizeLimitLeavesTheOldFile) {
   const std::string base = Base();
   const TempFolder folder;
   const std::string path = folder.File("large.mdb");
   const auto files = MakeSystemFiles();
-  test_support::WriteFileBytes(path, base);
+  WriteFileBytes(path, base);
   const std::uint64_t size = kMaxFileSize - 4 * kPageSize;
   std::filesystem::resize_file(path, size);  // a hole
   {
@@ -313,19 +285,17 @@ TEST(FlushTest, TheSizeLimitLeavesTheOldFile) {
   }
   EXPECT_EQ(std::filesystem::file_size(path), size);
   std::filesystem::resize_file(path, base.size());
-  EXPECT_EQ(test_support::ReadFileBytes(path), base);
+  EXPECT_EQ(ReadFileBytes(path), base);
 }
 
-TEST(FlushTest, AFullDiskLeavesTheOldFileByteForByte) {
-  const Made made = MakeChange(Base());
-  for (std::uint64_t n = 1; n <= made.log.size(); ++n) {
-    FaultFiles files;
-    files.bytes(kPath) = made.before;
+TEST_F(FlushTest, AFullDiskLeavesTheOldFileByteForByte) {
+  for (std::uint64_t n = 1; n <= log_.size(); ++n) {
+    FilesWith files(before_);
     files.SetFault({Fault::Kind::kFull, n});
     const auto code = CodeOf([&] { Change(files); });
     if (n == 1) {
       EXPECT_EQ(code, ErrorCode::kDiskFull);
-      EXPECT_EQ(files.bytes(kPath), made.before);
+      EXPECT_EQ(files.bytes(), before_);
     } else {
       EXPECT_EQ(code, std::nullopt) << "all room was made sure of by the first operation: " << n;
     }

@@ -6,9 +6,13 @@
 #include <vector>
 
 #include "jet/error.h"
+#include "tests/support/temp_db.h"
 
 namespace jet {
 namespace {
+
+using enum ColumnType;
+using namespace test_support;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
@@ -27,107 +31,87 @@ Bytes Part(ColumnType type, const Value& value, bool ascending = true) {
   return key;
 }
 
-template <typename Call>
-std::optional<ErrorCode> CodeOf(Call call) {
-  try {
-    call();
-    return std::nullopt;
-  } catch (const Error& error) {
-    return error.code();
-  }
-}
-
-const Guid kGuid{{0x33, 0x22, 0x11, 0x00, 0x55, 0x44, 0x77, 0x66, 0x88, 0x99, 0xAA, 0xBB, 0xCC,
-                  0xDD, 0xEE, 0xFF}};
+const Guid kSixteen{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}};
 
 TEST(AddKeyPart, WritesEachTypeInItsForm) {
-  struct Case {
+  const struct {
     ColumnType type;
     Value value;
     Bytes key;
-  };
-  const Case cases[] = {
-      {ColumnType::kByte, std::uint8_t{200}, {0x7F, 200}},
-      {ColumnType::kInteger, std::int16_t{-2}, {0x7F, 0x7F, 0xFE}},
-      {ColumnType::kLong, std::int32_t{0x0F000001}, {0x7F, 0x8F, 0x00, 0x00, 0x01}},
-      {ColumnType::kCurrency, Currency{-1}, {0x7F, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
-      {ColumnType::kSingle, 1.0F, {0x7F, 0xBF, 0x80, 0, 0}},
-      {ColumnType::kSingle, -1.0F, {0x7F, 0x40, 0x7F, 0xFF, 0xFF}},
-      {ColumnType::kDouble, 27.5, {0x7F, 0xC0, 0x3B, 0x80, 0, 0, 0, 0, 0}},
-      {ColumnType::kDateTime, DateTime{0}, {0x7F, 0x80, 0, 0, 0, 0, 0, 0, 0}},
-      {ColumnType::kBinary, Bytes{0, 0, 0, 1}, {0x7F, 0, 0, 0, 1, 0, 0, 0, 0, 4}},
-      {ColumnType::kBinary,
-       Bytes(9, 7),
-       {0x7F, 7, 7, 7, 7, 7, 7, 7, 7, 9, 7, 0, 0, 0, 0, 0, 0, 0, 1}},
-      {ColumnType::kGuid,
-       kGuid,
-       {0x7F, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 9, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD,
-        0xEE, 0xFF, 8}},
-      {ColumnType::kNumeric,
+  } cases[] = {
+      {kByte, std::uint8_t{200}, {0x7F, 200}},
+      {kInteger, std::int16_t{-2}, {0x7F, 0x7F, 0xFE}},
+      {kLong, 0x0F000001, {0x7F, 0x8F, 0x00, 0x00, 0x01}},
+      {kCurrency, Currency{-1}, {0x7F, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+      {kSingle, 1.0F, {0x7F, 0xBF, 0x80, 0, 0}},
+      {kSingle, -1.0F, {0x7F, 0x40, 0x7F, 0xFF, 0xFF}},
+      {kDouble, 27.5, {0x7F, 0xC0, 0x3B, 0x80, 0, 0, 0, 0, 0}},
+      {kDateTime, DateTime{0}, {0x7F, 0x80, 0, 0, 0, 0, 0, 0, 0}},
+      {kBinary, Bytes{0, 0, 0, 1}, {0x7F, 0, 0, 0, 1, 0, 0, 0, 0, 4}},
+      {kBinary, Bytes(9, 7), {0x7F, 7, 7, 7, 7, 7, 7, 7, 7, 9, 7, 0, 0, 0, 0, 0, 0, 0, 1}},
+      {kGuid, kSixteen, {0x7F, 4, 3, 2, 1, 6, 5, 8, 7, 9, 9, 10, 11, 12, 13, 14, 15, 16, 8}},
+      {kNumeric,
        Numeric{false, {0, 0, 1, 2}},
        {0x7F, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 2}},
-      {ColumnType::kText, std::string("A"), {0x7F, 0x4A, 0x01, 0x00}},
-      {ColumnType::kMemo, std::string("A") + std::string(300, ' ') + "B", {0x7F, 0x4A, 0x01, 0x00}},
+      {kText, "A", {0x7F, 0x4A, 0x01, 0x00}},
+      {kMemo, "A" + std::string(300, ' ') + "B", {0x7F, 0x4A, 0x01, 0x00}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(Part(c.type, c.value), c.key) << TypeName(c.type);
     EXPECT_EQ(Part(c.type, Null{}), Bytes{0x00});
-    if (c.type == ColumnType::kNumeric) continue;
+    if (c.type == kNumeric) continue;
     EXPECT_EQ(Part(c.type, Null{}, false), Bytes{0xFF});
   }
-  EXPECT_EQ(Part(ColumnType::kLong, 1, false), (Bytes{0x80, 0x7F, 0xFF, 0xFF, 0xFE}));
-  EXPECT_EQ(Part(ColumnType::kText, std::string("A"), false),
-            (Bytes{0x80, 0xB5, 0xFE, 0xFF, 0x00}));
+  EXPECT_EQ(Part(kLong, 1, false), (Bytes{0x80, 0x7F, 0xFF, 0xFF, 0xFE}));
+  EXPECT_EQ(Part(kText, "A", false), (Bytes{0x80, 0xB5, 0xFE, 0xFF, 0x00}));
   // Another chunk is announced by the same byte in both directions.
-  EXPECT_EQ(Part(ColumnType::kBinary, Bytes(9, 7), false),
+  EXPECT_EQ(Part(kBinary, Bytes(9, 7), false),
             (Bytes{0x80, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 9, 0xF8, 0xFF, 0xFF, 0xFF,
                    0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
 }
 
 TEST(AddKeyPart, SortsAsTheValuesDo) {
   const std::vector<std::pair<ColumnType, std::vector<Value>>> sorted = {
-      {ColumnType::kInteger,
+      {kInteger,
        {Null{}, std::int16_t{-32768}, std::int16_t{-1}, std::int16_t{0}, std::int16_t{32767}}},
-      {ColumnType::kCurrency, {Null{}, Currency{-20000}, Currency{-1}, Currency{0}, Currency{5}}},
-      {ColumnType::kSingle, {Null{}, -kInfinity, -2.5F, -1e-30F, 0.0F, 1e-30F, kInfinity}},
-      {ColumnType::kDouble, {Null{}, -1e300, -1.5, 0.0, 0.25, 1e300}},
-      {ColumnType::kDateTime, {Null{}, DateTime{-1.25}, DateTime{0}, DateTime{40000.5}}},
-      {ColumnType::kBinary,
-       {Null{}, Bytes{1}, Bytes{1, 0}, Bytes{1, 1}, Bytes(8, 1), Bytes(9, 1), Bytes{2}}},
-      {ColumnType::kNumeric,
+      {kCurrency, {Null{}, Currency{-20000}, Currency{-1}, Currency{0}, Currency{5}}},
+      {kSingle, {Null{}, -kInfinity, -2.5F, -1e-30F, 0.0F, 1e-30F, kInfinity}},
+      {kDouble, {Null{}, -1e300, -1.5, 0.0, 0.25, 1e300}},
+      {kDateTime, {Null{}, DateTime{-1.25}, DateTime{0}, DateTime{40000.5}}},
+      {kBinary, {Null{}, Bytes{1}, Bytes{1, 0}, Bytes{1, 1}, Bytes(8, 1), Bytes(9, 1), Bytes{2}}},
+      {kNumeric,
        {Null{}, Numeric{true, {1, 0, 0, 0}}, Numeric{true, {0, 0, 0, 1}},
         Numeric{true, {0, 0, 0, 0}}, Numeric{false, {0, 0, 0, 1}}}},
   };
   for (const auto& [type, values] : sorted) {
     for (std::size_t i = 1; i < values.size(); ++i) {
       EXPECT_LT(Part(type, values[i - 1]), Part(type, values[i])) << TypeName(type) << " " << i;
-      if (type == ColumnType::kNumeric) continue;
+      if (type == kNumeric) continue;
       EXPECT_GT(Part(type, values[i - 1], false), Part(type, values[i], false))
           << TypeName(type) << " " << i;
     }
   }
-  EXPECT_EQ(Part(ColumnType::kNumeric, Numeric{true, {}}), Part(ColumnType::kNumeric, Numeric{}));
+  EXPECT_EQ(Part(kNumeric, Numeric{true, {}}), Part(kNumeric, Numeric{}));
 }
 
 TEST(AddKeyPart, RefusesWhatIsNotIndexed) {
-  struct Case {
+  const struct {
     ColumnType type;
     Value value;
     bool ascending;
     ErrorCode code;
+  } cases[] = {
+      {kBoolean, true, true, ErrorCode::kNotSupported},
+      {kBoolean, Null{}, false, ErrorCode::kNotSupported},
+      {kOle, Bytes{1}, true, ErrorCode::kNotSupported},
+      {kRaw, Bytes{1}, true, ErrorCode::kNotSupported},
+      {kBinary, Bytes{}, true, ErrorCode::kNotSupported},
+      {kNumeric, Numeric{}, false, ErrorCode::kNotSupported},
+      {kLong, std::int16_t{1}, true, ErrorCode::kWrongType},
+      {kText, 1, true, ErrorCode::kWrongType},
+      {kText, "\u3005", true, ErrorCode::kUnsortable},
   };
-  const Case cases[] = {
-      {ColumnType::kBoolean, true, true, ErrorCode::kNotSupported},
-      {ColumnType::kBoolean, Null{}, false, ErrorCode::kNotSupported},
-      {ColumnType::kOle, Bytes{1}, true, ErrorCode::kNotSupported},
-      {ColumnType::kRaw, Bytes{1}, true, ErrorCode::kNotSupported},
-      {ColumnType::kBinary, Bytes{}, true, ErrorCode::kNotSupported},
-      {ColumnType::kNumeric, Numeric{}, false, ErrorCode::kNotSupported},
-      {ColumnType::kLong, std::int16_t{1}, true, ErrorCode::kWrongType},
-      {ColumnType::kText, 1, true, ErrorCode::kWrongType},
-      {ColumnType::kText, std::string("\u3005"), true, ErrorCode::kUnsortable},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(CodeOf([&] { Part(c.type, c.value, c.ascending); }), c.code) << TypeName(c.type);
   }
 }
@@ -136,7 +120,7 @@ class BuildKeyTest : public testing::Test {
  protected:
   BuildKeyTest() {
     def_.page = PageNumber{7};
-    def_.columns = {Column(ColumnType::kText, 3), Column(ColumnType::kLong, 5)};
+    def_.columns = {Column(kText, 3), Column(kLong, 5)};
     index_.columns = {{ColumnId{5}, false}, {ColumnId{3}, true}};
   }
   IndexKey Build(const Value& text, const Value& number) const {
@@ -149,7 +133,7 @@ class BuildKeyTest : public testing::Test {
 };
 
 TEST_F(BuildKeyTest, JoinsThePartsInTheOrderOfTheIndex) {
-  IndexKey key = Build(std::string("A"), 1);
+  IndexKey key = Build("A", 1);
   EXPECT_EQ(key.bytes, (Bytes{0x80, 0x7F, 0xFF, 0xFF, 0xFE, 0x7F, 0x4A, 0x01, 0x00}));
   EXPECT_FALSE(key.all_null || key.some_null);
   key = Build(Null{}, 1);
@@ -165,7 +149,7 @@ TEST_F(BuildKeyTest, RefusesLongKeysAndNamesTheColumn) {
   EXPECT_EQ(Build(fits, 1).bytes.size(), kMaxIndexEntryBytes);
   EXPECT_EQ(CodeOf([&] { Build(fits + "\u4E9C", 1); }), ErrorCode::kKeyTooLong);
   try {
-    Build(std::string("\u3005"), 1);
+    Build("\u3005", 1);
     ADD_FAILURE() << "a repeat mark alone got a key";
   } catch (const Error& error) {
     EXPECT_EQ(error.code(), ErrorCode::kUnsortable);

@@ -1,37 +1,26 @@
 #include "jet/long_value.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "jet/bytes.h"
-#include "jet/database.h"
-#include "jet/slotted_page.h"
 #include "jet/text.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
-// A new database with a table of one OLE and one Memo column, a scope open.
-class LongValue : public testing::Test {
- protected:
-  LongValue()
-      : files_(MakeSystemFiles()),
-        database_(Database::Create(*files_, folder_.File("a.mdb"), {})),
-        table_(database_->CreateTable(
-            {"t",
-             {{.name = "o", .type = ColumnType::kOle}, {.name = "m", .type = ColumnType::kMemo}},
-             {}})),
-        scope_(pager()) {}
+using enum LongValueKind;
+using namespace test_support;
 
+// A new database with a table of one OLE and one Memo column, a scope open.
+class LongValue : public EngineTest {
+ protected:
   Pager& pager() { return database_->pager(); }
   PageAllocator& allocator() { return database_->allocator(); }
   const ColumnDef& ole() { return table_->def().columns[0]; }
   const ColumnDef& memo() { return table_->def().columns[1]; }
   std::size_t OwnedPages(const ColumnDef& column) {
-    std::size_t pages = 0;
-    const UsageMap map(pager(), column.owned_map);
-    for (auto page = map.FirstFrom({}); page; page = map.FirstFrom({page->value + 1})) ++pages;
-    return pages;
+    return PagesOf(UsageMap(pager(), column.owned_map)).size();
   }
   static Bytes Pattern(std::size_t size) {
     Bytes bytes(size);
@@ -39,11 +28,9 @@ class LongValue : public testing::Test {
     return bytes;
   }
 
-  test_support::TempFolder folder_;
-  std::unique_ptr<FileSystem> files_;
-  std::unique_ptr<Database> database_;
-  std::shared_ptr<Table> table_;
-  Scope scope_;
+  std::shared_ptr<Table> table_ =
+      Create().CreateTable({"t", {{"o", ColumnType::kOle}, {"m", ColumnType::kMemo}}, {}});
+  Scope scope_{pager()};
 };
 
 TEST_F(LongValue, ChangesItsKindAtTheBoundariesAndLeavesNothingBehind) {
@@ -52,11 +39,9 @@ TEST_F(LongValue, ChangesItsKindAtTheBoundariesAndLeavesNothingBehind) {
     LongValueKind kind;
     std::size_t pages;
   } cases[] = {
-      {0, LongValueKind::kInline, 0},   {64, LongValueKind::kInline, 0},
-      {65, LongValueKind::kSingle, 1},  {3816, LongValueKind::kSingle, 1},
-      {3817, LongValueKind::kChain, 1}, {4072, LongValueKind::kChain, 1},
-      {4073, LongValueKind::kChain, 2}, {8144, LongValueKind::kChain, 2},
-      {8145, LongValueKind::kChain, 3}, {100'000, LongValueKind::kChain, 25},
+      {0, kInline, 0},   {64, kInline, 0},      {65, kSingle, 1},  {3816, kSingle, 1},
+      {3817, kChain, 1}, {4072, kChain, 1},     {4073, kChain, 2}, {8144, kChain, 2},
+      {8145, kChain, 3}, {100'000, kChain, 25},
   };
   for (const auto& c : cases) {
     const Bytes value = Pattern(c.size);
@@ -66,7 +51,7 @@ TEST_F(LongValue, ChangesItsKindAtTheBoundariesAndLeavesNothingBehind) {
     EXPECT_EQ(descriptor.length, c.size);
     EXPECT_EQ(OwnedPages(ole()), c.pages) << c.size;
     EXPECT_EQ(ReadLongValue(pager(), stored), value) << c.size;
-    if (c.kind == LongValueKind::kChain) {
+    if (c.kind == kChain) {
       EXPECT_NE(descriptor.stamp, 0u);
       EXPECT_EQ(GetU32(pager().Read(descriptor.at.page).bytes(), 8), descriptor.stamp);
     } else {
@@ -109,15 +94,15 @@ TEST_F(LongValue, StoresMemosInTheFormTheirLengthAsksFor) {
     LongValueKind kind;
     std::size_t length;
   } cases[] = {
-      {memo(), "", LongValueKind::kInline, 0},
-      {memo(), "ab", LongValueKind::kInline, 4},
-      {memo(), "abc", LongValueKind::kInline, 5},  // compressed whatever the column says
-      {memo(), std::string(32, 'a'), LongValueKind::kInline, 34},
-      {memo(), std::string(33, 'a'), LongValueKind::kSingle, 66},
-      {compressed, std::string(33, 'a'), LongValueKind::kSingle, 35},
-      {memo(), wide, LongValueKind::kSingle, 66},
-      {compressed, latin, LongValueKind::kSingle, 1910},
-      {compressed, latin + "a", LongValueKind::kChain, 3818},
+      {memo(), "", kInline, 0},
+      {memo(), "ab", kInline, 4},
+      {memo(), "abc", kInline, 5},  // compressed whatever the column says
+      {memo(), std::string(32, 'a'), kInline, 34},
+      {memo(), std::string(33, 'a'), kSingle, 66},
+      {compressed, std::string(33, 'a'), kSingle, 35},
+      {memo(), wide, kSingle, 66},
+      {compressed, latin, kSingle, 1910},
+      {compressed, latin + "a", kChain, 3818},
   };
   for (const auto& c : cases) {
     const Bytes stored = WriteMemo(allocator(), c.column, c.text);
@@ -130,73 +115,36 @@ TEST_F(LongValue, StoresMemosInTheFormTheirLengthAsksFor) {
 
 TEST_F(LongValue, RefusesDamageWithoutEndOrHarm) {
   const auto expect_damage = [&](const Bytes& stored, const char* what) {
-    for (const bool freeing : {false, true}) {
-      try {
-        if (freeing) {
-          FreeLongValue(allocator(), ole(), stored);
-        } else {
-          ReadLongValue(pager(), stored);
-        }
-        ADD_FAILURE() << what;
-      } catch (const Error& error) {
-        EXPECT_EQ(error.code(), ErrorCode::kDamaged) << what;
-      }
-    }
+    EXPECT_EQ(CodeOf([&] { ReadLongValue(pager(), stored); }), ErrorCode::kDamaged) << what;
+    EXPECT_EQ(CodeOf([&] { FreeLongValue(allocator(), ole(), stored); }), ErrorCode::kDamaged)
+        << what;
   };
   const Bytes chain = WriteLongValue(allocator(), ole(), Pattern(9000));
   const RowId first = ParseLongValue(chain).at;
-  Bytes bent = chain;
-  PutU32(bent, 0, 9001);
-  expect_damage(bent, "length beyond the chain");
-  PutU32(bent, 0, 0x3FFFFFFF);
-  expect_damage(bent, "length beyond the file");
+  const struct {
+    const char* what;
+    std::size_t at;
+    std::uint32_t value;
+  } cases[] = {{"length beyond the chain", 0, 9001},
+               {"length beyond the file", 0, 0x3FFFFFFF},
+               {"not a page of long values", 4, RowId{PageNumber{2}, 0}.packed()},
+               {"no such row", 4, RowId{first.page, 9}.packed()},
+               {"outside the file", 4, 0xFFFFFF00}};
+  Bytes bent;
+  for (const auto& c : cases) {
+    bent = chain;
+    PutU32(bent, c.at, c.value);
+    expect_damage(bent, c.what);
+  }
   bent = chain;
   PutU32(bent, 0, 0xC0000010);
-  EXPECT_THROW(ReadLongValue(pager(), bent), Error);
-  bent = chain;
-  PutU32(bent, 4, RowId{PageNumber{2}, 0}.packed());
-  expect_damage(bent, "not a page of long values");
-  PutU32(bent, 4, RowId{first.page, 9}.packed());
-  expect_damage(bent, "no such row");
-  PutU32(bent, 4, 0xFFFFFF00);
-  expect_damage(bent, "outside the file");
-  bent.resize(11);
-  EXPECT_THROW(ReadLongValue(pager(), bent), Error);
-
-  Bytes longer = chain;
-  PutU32(longer, 0, 0x3FFFFFFF);
-  const RowPage page(first.page, pager().Read(first.page).bytes());
-  const auto at =
-      static_cast<std::size_t>(page.row(0).data() - pager().Read(first.page).bytes().data());
-  PutU32(pager().Edit(first.page), at, first.packed());
-  expect_damage(longer, "circle");
+  EXPECT_THROW(ReadLongValue(pager(), bent), Error) << "no such kind";
+  EXPECT_THROW(ReadLongValue(pager(), ByteView(chain).first(11)), Error);
   const Bytes cut{5, 0, 0, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2};
   EXPECT_THROW(ReadLongValue(pager(), cut), Error);
-}
-
-TEST(LongValues, OfRealFilesCanAllBeRead) {
-  SKIP_WITHOUT_SAMPLES();
-  const auto files = MakeSystemFiles();
-  std::array<std::size_t, 3> kinds{};
-  for (const std::string& name : test_support::SampleNames()) {
-    const auto database =
-        Database::Open(*files, test_support::SamplePath(name), {.password = "ucanaccess"});
-    for (const ObjectInfo& object : database->Objects()) {
-      if (object.kind != ObjectKind::kTable && object.kind != ObjectKind::kSystemTable) continue;
-      const auto table = database->OpenTable(object);
-      for (TableScan scan(*table); scan.Next();) {
-        for (const ColumnDef& column : table->def().columns) {
-          if (!IsLongValue(column.type)) continue;
-          const auto raw = scan.row().view().Raw(column);
-          if (!raw) continue;
-          const LongValueDescriptor descriptor = ParseLongValue(*raw);
-          EXPECT_EQ(ReadLongValue(database->pager(), *raw).size(), descriptor.length) << name;
-          ++kinds[static_cast<std::size_t>(descriptor.kind)];
-        }
-      }
-    }
-  }
-  for (const std::size_t count : kinds) EXPECT_GT(count, 0u);
+  PutU32(bent, 0, 0x3FFFFFFF);
+  PutU32(EditRow(pager(), first), 0, first.packed());
+  expect_damage(bent, "circle");
 }
 
 }  // namespace

@@ -4,16 +4,15 @@
 
 #include <set>
 
-#include "jet/database.h"
+#include "tests/support/jet_fixture.h"
 #include "tests/support/map_check.h"
-#include "tests/support/temp_db.h"
 
 namespace jet {
 namespace {
 
+using enum ColumnType;
+using namespace test_support;
 using testing::IsEmpty;
-
-constexpr int kWide = 300;  // bytes that make rows of some 10 a page
 
 // Tables, columns and indexes in a file that is there, and rows in turn, so that the
 // pages of all maps lie in between each other.
@@ -21,37 +20,34 @@ void ChangeMuch(Database& database) {
   std::vector<std::shared_ptr<Table>> tables;
   for (const char* name : {"追加１", "追加２"}) {
     tables.push_back(database.CreateTable(
-        {.name = name,
-         .columns = {{.name = "ＩＤ", .auto_number = true},
-                     {.name = "文", .type = ColumnType::kText, .max_size = 255},
-                     {.name = "覚", .type = ColumnType::kMemo}},
-         .indexes = {{.name = "PrimaryKey", .columns = {"ＩＤ"}, .primary = true},
-                     {.name = "文", .columns = {"文"}}}}));
+        {name,
+         {{.name = "ＩＤ", .auto_number = true}, {"文", kText, 255}, {"覚", kMemo}},
+         {{.name = "PrimaryKey", .columns = {"ＩＤ"}, .primary = true},
+          {.name = "文", .columns = {"文"}}}}));
   }
   for (int i = 0; i < 2500; ++i) {
-    const std::string text = std::to_string(i * 7919 % 10007) + std::string(kWide / 2, 'x');
+    const std::string text =
+        std::to_string(i * 7919 % 10007) + std::string(150, 'x');  // some 10 rows a page
     const std::string memo(i % 10 == 0 ? 9000 : 40, 'm');
-    const std::vector<Value> row{Null{}, text, memo};
-    tables[i % 7 == 0 ? 1 : 0]->Insert(row);
+    tables[i % 7 == 0 ? 1 : 0]->Insert(std::vector<Value>{Null{}, text, memo});
   }
   tables.clear();
-  database.AppendColumn("追加１", {.name = "新", .type = ColumnType::kMemo});
+  database.AppendColumn("追加１", {"新", kMemo});
   database.AddIndex("追加１", {.name = "新索引", .columns = {"文", "ＩＤ"}});
   const auto table = database.OpenTable("追加１");
   for (int i = 0; i < 500; ++i) {
     const std::string memo(static_cast<std::size_t>(i % 4) * 1000, 'n');
-    const std::vector<Value> row{Null{}, std::to_string(i), Null{}, memo};
-    table->Insert(row);
+    table->Insert(std::vector<Value>{Null{}, std::to_string(i), Null{}, memo});
   }
 }
 
 // Pages that belong to the user's tables, their maps included.
-std::set<std::uint32_t> PagesOfTables(Database& database, const test_support::MapFile& file) {
+std::set<std::uint32_t> PagesOfTables(Database& database, const MapFile& file) {
   std::set<std::uint32_t> pages;
   const auto add_map = [&](RowId at) {
     if (!at) return;
     pages.insert(at.page.value);
-    const test_support::MapState& map = file.maps.at(at.packed());
+    const MapState& map = file.maps.at(at.packed());
     pages.insert(map.pages.begin(), map.pages.end());
     pages.insert(map.bitmaps.begin(), map.bitmaps.end());
   };
@@ -72,33 +68,28 @@ std::set<std::uint32_t> PagesOfTables(Database& database, const test_support::Ma
   return pages;
 }
 
-void ExpectMapsOfTheFormat(const std::string& path) {
-  const std::string before = test_support::ReadFileBytes(path);
-  const auto files = MakeSystemFiles();
-  auto database = Database::Open(*files, path, {.mode = OpenMode::kExclusive});
-  const std::set<std::uint32_t> others = PagesOfTables(*database, test_support::ReadMaps(before));
-  ChangeMuch(*database);
-  database->Commit();
-  database.reset();
-  const std::string after = test_support::ReadFileBytes(path);
-  EXPECT_THAT(test_support::MapFaults(before, after), IsEmpty());
-  EXPECT_GT(others.size(), 15u);
-  for (const std::uint32_t page : others) {
-    const std::size_t at = page * kPageSize;
-    EXPECT_EQ(after.compare(at, kPageSize, before, at, kPageSize), 0) << "page " << page;
-  }
-}
+class MapRules : public EngineTest {};
 
-TEST(MapRules, HoldInRealFiles) {
+TEST_F(MapRules, HoldInRealFiles) {
   SKIP_WITHOUT_SAMPLES();
-  const test_support::TempFolder folder;
   std::vector<std::string> paths;
   for (const char* name : {"Reels.mdb", "testV2000.mdb", "longform.mdb"}) {
     SCOPED_TRACE(name);
-    paths.push_back(folder.CopySample(name));
-    ExpectMapsOfTheFormat(paths.back());
+    path_ = folder_.CopySample(name);
+    paths.push_back(path_);
+    const std::string before = ReadFileBytes(path_);
+    const std::set<std::uint32_t> others = PagesOfTables(Open(), ReadMaps(before));
+    ChangeMuch(*database_);
+    database_->Commit();
+    const std::string after = ReadFileBytes(path_);
+    EXPECT_THAT(MapFaults(before, after), IsEmpty());
+    EXPECT_GT(others.size(), 15u);
+    for (const std::uint32_t page : others) {
+      const std::size_t at = page * kPageSize;
+      EXPECT_EQ(after.compare(at, kPageSize, before, at, kPageSize), 0) << "page " << page;
+    }
   }
-  if (const auto found = test_support::VerifierFinds(paths, false)) {
+  if (const auto found = VerifierFinds(paths, false)) {
     EXPECT_THAT(*found, testing::Each(IsEmpty()));
   }
 }

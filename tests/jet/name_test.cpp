@@ -2,21 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "jet/error.h"
+#include "tests/support/temp_db.h"
 
 namespace jet {
 namespace {
-
-std::string Repeated(std::string_view text, int times) {
-  std::string all;
-  while (times-- > 0) all += text;
-  return all;
-}
 
 struct Pair {
   const char* a;
@@ -99,20 +93,17 @@ TEST(SameName, AgreesWithTheKeys) {
 }
 
 TEST(CheckNewName, HoldsNamesToTheirLimits) {
-  auto code_of = [](std::string_view name) -> std::optional<ErrorCode> {
-    try {
-      CheckNewName(kJapanese, name);
-      return std::nullopt;
-    } catch (const Error& error) {
-      return error.code();
-    }
+  const auto code_of = [](std::string_view name) {
+    return test_support::CodeOf([&] { CheckNewName(kJapanese, name); });
   };
   for (const char* good :
        {"05", "Spec_形状名（角）", "a b ", "\u3000A", "排煙ダクトシール㎡(プラズマ)"}) {
     EXPECT_EQ(code_of(good), std::nullopt) << good;
   }
-  EXPECT_EQ(code_of(Repeated("ﾊ", 64)), std::nullopt);
-  EXPECT_EQ(code_of(Repeated("ﾊ", 65)), ErrorCode::kBadName);
+  std::string sixty_four;
+  for (int i = 0; i < 64; ++i) sixty_four += "ﾊ";
+  EXPECT_EQ(code_of(sixty_four), std::nullopt);
+  EXPECT_EQ(code_of(sixty_four + "ﾊ"), ErrorCode::kBadName);
   for (const char* bad : {"", " A", "A.B", "A!", "[A", "A]", "A`", "A\tB", "A\nB"}) {
     EXPECT_EQ(code_of(bad), ErrorCode::kBadName) << bad;
   }

@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "jet/bytes.h"
-#include "jet/database.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
+
+using namespace test_support;
 
 // The smallest blob of a real file: one binary value of the object itself.
 const Bytes kSmallest = {0x4D, 0x52, 0x32, 0x00, 0x0E, 0x00, 0x00, 0x00, 0x80, 0x00, 0x06,
@@ -15,8 +16,8 @@ const Bytes kSmallest = {0x4D, 0x52, 0x32, 0x00, 0x0E, 0x00, 0x00, 0x00, 0x80, 0
                          0x00, 0x00, 0x06, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x00, 0x00,
                          0x0B, 0x00, 0x00, 0x04, 0x00, 0x0A, 0xCC, 0x0E, 0x55};
 
-std::optional<ErrorCode> CodeOf(const Bytes& blob) {
-  return test_support::CodeOf([&] { Properties::Parse(blob); });
+std::optional<ErrorCode> CodeOfParsing(ByteView blob) {
+  return CodeOf([&] { Properties::Parse(blob); });
 }
 
 TEST(Properties, ReadsWritesAndEditsABlob) {
@@ -64,23 +65,21 @@ TEST(Properties, KeepChunksAndHeadersThatWeDoNotKnow) {
 }
 
 TEST(Properties, CallEveryCutOrBentBlobDamaged) {
-  EXPECT_EQ(CodeOf({}), ErrorCode::kDamaged);
+  EXPECT_EQ(CodeOfParsing({}), ErrorCode::kDamaged);
   for (std::size_t size = 5; size < kSmallest.size(); ++size) {
     if (size == 18) continue;  // the names alone are a whole blob
-    EXPECT_EQ(CodeOf(Bytes(kSmallest.begin(), kSmallest.begin() + static_cast<int>(size))),
-              ErrorCode::kDamaged)
-        << size;
+    EXPECT_EQ(CodeOfParsing(ByteView(kSmallest).first(size)), ErrorCode::kDamaged) << size;
   }
   // Magic, chunk length, name length, owner length, entry length, name number,
   // value length.
   for (std::size_t at : {0u, 4u, 10u, 24u, 30u, 34u, 36u}) {
     Bytes bent = kSmallest;
     bent[at] ^= 0x41;
-    EXPECT_EQ(CodeOf(bent), ErrorCode::kDamaged) << at;
+    EXPECT_EQ(CodeOfParsing(bent), ErrorCode::kDamaged) << at;
   }
   Bytes bent = kSmallest;
   bent[34] = 1;  // there is one name, number 0
-  EXPECT_EQ(CodeOf(bent), ErrorCode::kDamaged);
+  EXPECT_EQ(CodeOfParsing(bent), ErrorCode::kDamaged);
   Properties properties;
   EXPECT_THROW(
       properties.SetText(kGeneral, {}, "x", ColumnType::kMemo, 0, std::string(32'764, 'x')), Error);
@@ -88,20 +87,14 @@ TEST(Properties, CallEveryCutOrBentBlobDamaged) {
 
 TEST(Properties, OfRealFilesComeBackByteForByte) {
   SKIP_WITHOUT_SAMPLES();
-  const auto files = MakeSystemFiles();
   std::size_t blobs = 0;
-  for (const std::string& name : test_support::SampleNames()) {
-    const auto database =
-        Database::Open(*files, test_support::SamplePath(name), {.password = "ucanaccess"});
-    const auto objects = database->OpenTable("MSysObjects");
-    for (TableScan scan(*objects); scan.Next();) {
-      const Value blob = scan.row().Get(objects->OrdinalOf("LvProp"));
+  ForEachSample([&](const std::string&, Database& database) {
+    for (const Value& blob : FieldsOf(*database.OpenTable("MSysObjects"), "LvProp")) {
       if (IsNull(blob)) continue;
       ++blobs;
-      EXPECT_EQ(Properties::Parse(std::get<Bytes>(blob)).Serialize(), std::get<Bytes>(blob))
-          << name << " row " << scan.row().id().packed();
+      EXPECT_EQ(Properties::Parse(std::get<Bytes>(blob)).Serialize(), std::get<Bytes>(blob));
     }
-  }
+  });
   EXPECT_GT(blobs, 100u);
 }
 

@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 
 #include "jet/bytes.h"
+#include "jet/check_rows.h"
 #include "tests/support/temp_db.h"
 
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
+using enum ColumnType;
+using namespace test_support;
+using Row = std::vector<Value>;
 
 // A table that columns are appended to, as the schema does it.
 class RowTest : public ::testing::Test {
@@ -31,21 +34,21 @@ class RowTest : public ::testing::Test {
   void Drop(std::size_t ordinal) {
     def_.columns.erase(def_.columns.begin() + static_cast<std::ptrdiff_t>(ordinal));
   }
-  Bytes Encode(const std::vector<Value>& values) {
+  Bytes Encode(const Row& values) {
     RowEncoder encoder;
     encoder.Begin(def_);
     for (std::size_t i = 0; i < values.size(); ++i) {
       if (!IsNull(values[i])) encoder.Set(i, values[i]);
     }
-    const ByteView row = encoder.Finish();
-    return {row.begin(), row.end()};
+    return Copy(encoder.Finish());
   }
-  std::vector<Value> Decode(const Bytes& bytes) const {
+  static Bytes Copy(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
+  Row Decode(const Bytes& bytes) const {
     const RowView row(def_, bytes);
-    std::vector<Value> values;
+    Row values;
     for (const ColumnDef& column : def_.columns) {
       const auto raw = row.Raw(column);
-      if (column.type == ColumnType::kBoolean) {
+      if (column.type == kBoolean) {
         values.emplace_back(row.Boolean(column));
       } else {
         values.push_back(raw ? DecodeField(column, *raw) : Value(Null{}));
@@ -59,40 +62,37 @@ class RowTest : public ::testing::Test {
 const std::string kAb = "ab";
 
 TEST_F(RowTest, HasItsFieldsWhereTheFormatWantsThem) {
-  Add(ColumnType::kLong);
-  Add(ColumnType::kText, 20);
-  Add(ColumnType::kBoolean);
-  Add(ColumnType::kBinary, 9);
-  Add(ColumnType::kByte);
-  const std::vector<Value> full = {std::int32_t{0x01020304}, kAb, true, Bytes{7, 8},
-                                   std::uint8_t{9}};
+  Add(kLong);
+  Add(kText, 20);
+  Add(kBoolean);
+  Add(kBinary, 9);
+  Add(kByte);
+  const Row full = {0x01020304, kAb, true, Bytes{7, 8}, std::uint8_t{9}};
   const Bytes row = {5, 0, 4, 3, 2, 1, 9, 'a', 0, 'b', 0, 7, 8, 13, 0, 11, 0, 7, 0, 2, 0, 0x1F};
   EXPECT_EQ(Encode(full), row);
   EXPECT_EQ(Decode(row), full);
-  const std::vector<Value> none = {Null{}, Null{}, false, Null{}, Null{}};
+  const Row none = {Null{}, Null{}, false, Null{}, Null{}};
   EXPECT_EQ(Encode(none), (Bytes{5, 0, 0, 0, 0, 0, 0, 7, 0, 7, 0, 7, 0, 2, 0, 0}));
   EXPECT_EQ(Decode(Encode(none)), none);
 }
 
 // A row knows the columns that there were when it was written.
 TEST_F(RowTest, IsReadByYoungerDefinitions) {
-  Add(ColumnType::kLong);
-  const Bytes fixed_only = Encode({std::int32_t{1}});
+  Add(kLong);
+  const Bytes fixed_only = Encode({1});
   EXPECT_EQ(fixed_only, (Bytes{1, 0, 1, 0, 0, 0, 1}));
-  Add(ColumnType::kText, 20);
-  const Bytes with_text = Encode({std::int32_t{2}, kAb});
-  for (int i = 0; i < 7; ++i) Add(ColumnType::kBoolean);  // the mask gets a second byte
-  Add(ColumnType::kText, 20);
-  Add(ColumnType::kDouble);
-  const std::vector<Value> nothing(2);
-  std::vector<Value> young(7, Value(false));
-  young.insert(young.end(), nothing.begin(), nothing.end());
-  const auto expected = [&](std::vector<Value> old) {
-    old.insert(old.end(), young.begin(), young.end());
+  Add(kText, 20);
+  const Bytes with_text = Encode({2, kAb});
+  for (int i = 0; i < 7; ++i) Add(kBoolean);  // the mask gets a second byte
+  Add(kText, 20);
+  Add(kDouble);
+  const auto expected = [](Row old) {
+    old.resize(9, false);
+    old.resize(11);
     return old;
   };
-  EXPECT_EQ(Decode(fixed_only), expected({std::int32_t{1}, Null{}}));
-  EXPECT_EQ(Decode(with_text), expected({std::int32_t{2}, kAb}));
+  EXPECT_EQ(Decode(fixed_only), expected({1, Null{}}));
+  EXPECT_EQ(Decode(with_text), expected({2, kAb}));
   // Written again it has all columns and the same values; an empty text is not Null.
   RowEncoder encoder;
   encoder.Begin(def_);
@@ -101,21 +101,21 @@ TEST_F(RowTest, IsReadByYoungerDefinitions) {
   EXPECT_EQ(encoder.Take(1), Bytes());
   encoder.Set(9, std::string());
   const ByteView bytes = encoder.Finish();
-  std::vector<Value> again = expected({std::int32_t{2}, Null{}});
+  Row again = expected({2, Null{}});
   again[9] = std::string();
-  EXPECT_EQ(Decode(Bytes(bytes.begin(), bytes.end())), again);
+  EXPECT_EQ(Decode(Copy(bytes)), again);
   EXPECT_EQ(GetU16(bytes, 0), 11);
 }
 
 TEST_F(RowTest, KeepsThePlacesOfDroppedColumns) {
-  Add(ColumnType::kText, 20);
-  Add(ColumnType::kLong);
-  Add(ColumnType::kText, 20);
-  Add(ColumnType::kLong);
-  const Bytes before = Encode({kAb, std::int32_t{1}, std::string("z"), std::int32_t{2}});
+  Add(kText, 20);
+  Add(kLong);
+  Add(kText, 20);
+  Add(kLong);
+  const Bytes before = Encode({kAb, 1, "z", 2});
   Drop(0);
   Drop(0);
-  const std::vector<Value> left = {std::string("z"), std::int32_t{2}};
+  const Row left = {"z", 2};
   EXPECT_EQ(Decode(before), left);
   const Bytes after = Encode(left);
   EXPECT_EQ(Decode(after), left);
@@ -123,11 +123,30 @@ TEST_F(RowTest, KeepsThePlacesOfDroppedColumns) {
       << "the bits of dropped columns stay set";
 }
 
+// Two slots of dropped columns go down and up again between live ones.
+TEST_F(RowTest, SlotsOfDroppedColumnsMayGoDown) {
+  for (int i = 0; i < 4; ++i) Add(kText, 20);
+  Drop(1);
+  Drop(1);
+  Bytes row{4, 0, 'a', 0, 'b', 0, 'c', 0, 'd', 0, 10, 0, 6, 0, 2, 0, 6, 0, 2, 0, 4, 0, 0x0F};
+  check::Fields fields;
+  const check::RowSplitter splitter(def_);
+  RowEncoder encoder;
+  encoder.Begin(def_);
+  encoder.SetFrom(RowView(def_, row));
+  for (const Bytes& stored : {row, Copy(encoder.Finish())}) {
+    EXPECT_EQ(splitter.Split(stored, fields, nullptr), "");
+    EXPECT_EQ(Decode(stored), (Row{"ab", "cd"}));
+  }
+  row[12] = 4;  // of the second live column, into the first
+  EXPECT_EQ(splitter.Split(row, fields, nullptr), "has column c3 out of order");
+}
+
 TEST_F(RowTest, NamesDamage) {
-  Add(ColumnType::kLong);
-  Add(ColumnType::kText, 20);
-  Add(ColumnType::kText, 20);
-  const Bytes row = Encode({std::int32_t{1}, kAb, kAb});  // offsets at 14, 16, 18; their number 20
+  Add(kLong);
+  Add(kText, 20);
+  Add(kText, 20);
+  const Bytes row = Encode({1, kAb, kAb});  // offsets at 14, 16, 18; their number 20
   const struct {
     std::size_t at;
     std::uint8_t value;
@@ -138,15 +157,14 @@ TEST_F(RowTest, NamesDamage) {
     EXPECT_EQ(CodeOf([&] { Decode(bent); }), ErrorCode::kDamaged) << c.at << ' ' << int{c.value};
   }
   for (std::size_t size = 0; size < 8; ++size) {
-    EXPECT_EQ(CodeOf([&] { Decode(Bytes(row.begin(), row.begin() + static_cast<int>(size))); }),
-              ErrorCode::kDamaged)
+    EXPECT_EQ(CodeOf([&] { Decode(Copy(ByteView(row).first(size))); }), ErrorCode::kDamaged)
         << size;
   }
 }
 
 TEST_F(RowTest, HoldsFieldsToTheirLimits) {
-  ColumnDef text = Add(ColumnType::kText, 4), binary = Add(ColumnType::kBinary, 3);
-  EXPECT_EQ(Decode(Encode({kAb, Bytes(3, 1)})), (std::vector<Value>{kAb, Bytes(3, 1)}));
+  ColumnDef text = Add(kText, 4), binary = Add(kBinary, 3);
+  EXPECT_EQ(Decode(Encode({kAb, Bytes(3, 1)})), (Row{kAb, Bytes(3, 1)}));
   const auto code = [&](const ColumnDef& column, const Value& value) {
     Bytes out;
     return CodeOf([&] { AddField(column, value, out); });
@@ -161,8 +179,8 @@ TEST_F(RowTest, HoldsFieldsToTheirLimits) {
   AddField(text, std::string("a"), out);
   AddField(binary, Bytes{5}, out);
   EXPECT_EQ(out, (Bytes{'a', 0, ' ', 0, 5, 0, 0}));
-  for (int i = 0; i < 8; ++i) Add(ColumnType::kBinary, 510);
-  std::vector<Value> wide(10, Value(Bytes(510, 1)));
+  for (int i = 0; i < 8; ++i) Add(kBinary, 510);
+  Row wide(10, Value(Bytes(510, 1)));
   wide[0] = wide[1] = Null{};
   const std::size_t offsets = 2 * 11 + 2, mask = 2;
   wide[9] = Bytes(kMaxRowBytes - 2 - 7 * 510 - offsets - mask, 1);

@@ -9,7 +9,7 @@
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
+using namespace test_support;
 constexpr PageNumber kPage{9};
 constexpr std::size_t kHead = 14;
 

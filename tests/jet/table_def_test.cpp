@@ -3,14 +3,17 @@
 #include <gmock/gmock.h>
 
 #include "jet/bytes.h"
-#include "jet/database.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
-class TableDefTest : public ::testing::Test {
+using enum ColumnType;
+using namespace test_support;
+
+class TableDefTest : public EngineTest {
  protected:
+  TableDefTest() { Create(); }
   // Stored, and what the page then says.
   TableDef StoredAndLoaded(TableDef& def) {
     Scope scope(database_->pager());
@@ -18,20 +21,17 @@ class TableDefTest : public ::testing::Test {
     scope.Commit();
     return TableDef::Load(database_->pager(), def.page);
   }
-  test_support::TempFolder folder_;
-  std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
-  std::unique_ptr<Database> database_ = Database::Create(*files_, folder_.File("d.mdb"), {});
 };
 
 // Every field of every structure, each with a value of its own.
 TEST_F(TableDefTest, KeepsEveryField) {
-  const auto table = database_->CreateTable(
-      {.name = "t",
-       .columns = {{.name = "数", .type = ColumnType::kNumeric, .precision = 17, .scale = 3},
-                   {.name = "文", .type = ColumnType::kMemo},
-                   {.name = "c", .type = ColumnType::kText, .max_size = 7, .compressed = true}},
-       .indexes = {{.name = "索", .columns = {"c", "数"}, .descending = {true, false}},
-                   {.name = "P", .columns = {"数"}, .primary = true}}});
+  const auto table =
+      database_->CreateTable({"t",
+                              {{.name = "数", .type = kNumeric, .precision = 17, .scale = 3},
+                               {"文", kMemo},
+                               {.name = "c", .type = kText, .max_size = 7, .compressed = true}},
+                              {{.name = "索", .columns = {"c", "数"}, .descending = {true, false}},
+                               {.name = "P", .columns = {"数"}, .primary = true}}});
   TableDef def = table->def();
   std::uint32_t n = 0x01020304;
   const auto next = [&] { return n += 0x01010101; };
@@ -46,7 +46,7 @@ TEST_F(TableDefTest, KeepsEveryField) {
     column.unknown17 = next();
     column.position = static_cast<std::uint16_t>(next());
     if (!column.fixed()) column.unknown21 = static_cast<std::uint16_t>(next());
-    if (column.type != ColumnType::kNumeric) column.order = {1033, 5, 6};
+    if (column.type != kNumeric) column.order = {1033, 5, 6};
   }
   for (RealIndex& index : def.real_indexes) {
     index.rows_at_compact = next();
@@ -67,26 +67,18 @@ TEST_F(TableDefTest, KeepsEveryField) {
   const Bytes written = def.Serialize();
   const TableDef read = StoredAndLoaded(def);
   EXPECT_EQ(read.Serialize(), written);
-  EXPECT_EQ(read.row_count, def.row_count);
-  EXPECT_EQ(read.autonumber_step, def.autonumber_step);
-  EXPECT_EQ(read.unknown20, def.unknown20);
-  EXPECT_EQ(read.columns[0].name, "数");
-  EXPECT_EQ(read.columns[0].precision, 17);
-  EXPECT_EQ(read.columns[0].scale, 3);
-  EXPECT_EQ(read.columns[1].free_map, def.columns[1].free_map);
-  EXPECT_EQ(read.columns[2].unknown21, def.columns[2].unknown21);
-  EXPECT_EQ(read.columns[2].order, (SortOrder{1033, 5, 6}));
-  EXPECT_EQ(read.columns[2].max_chars(), 7u);
-  EXPECT_TRUE(read.columns[2].compressed());
-  EXPECT_EQ(read.stray_maps[0].free_map, (RowId{{8}, 2}));
-  ASSERT_EQ(read.real_indexes[0].columns.size(), 2u);
-  EXPECT_FALSE(read.real_indexes[0].columns[0].ascending);
-  EXPECT_TRUE(read.real_indexes[0].columns[1].ascending);
-  EXPECT_EQ(read.real_indexes[1].root, def.real_indexes[1].root);
-  EXPECT_EQ(read.real_indexes[1].flags, RealIndex::kPrimaryKey);
-  EXPECT_EQ(read.real_indexes[1].statistic8, def.real_indexes[1].statistic8);
-  EXPECT_EQ(read.logical_indexes[0].related_table, def.logical_indexes[0].related_table);
-  EXPECT_EQ(read.logical_indexes[1].cascade_delete, 6);
+  // What could stand in the wrong fields and be written from there again.
+  const auto some_of = [](const TableDef& d) {
+    const ColumnDef &numeric = d.columns[0], &memo = d.columns[1], &text = d.columns[2];
+    const RealIndex &first = d.real_indexes[0], &second = d.real_indexes[1];
+    return std::tuple(d.row_count, d.autonumber_step, d.unknown20, numeric.name, numeric.precision,
+                      numeric.scale, memo.free_map, text.unknown21, text.order, text.max_chars(),
+                      text.compressed(), d.stray_maps[0].free_map, first.columns.size(),
+                      first.columns[0].ascending, first.columns[1].ascending, second.root,
+                      second.flags, second.statistic8, d.logical_indexes[0].related_table,
+                      d.logical_indexes[1].cascade_delete);
+  };
+  EXPECT_EQ(some_of(read), some_of(def));
 
   // The counters alone.
   def.row_count = 1;
@@ -103,7 +95,7 @@ TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
   for (std::uint16_t i = 0; i < 100; ++i) {  // one page after the other, over each edge
     ColumnDef column;
     column.name = std::string(60, 'a') + std::to_string(i);
-    column.type = ColumnType::kBoolean;
+    column.type = kBoolean;
     column.id = {def.next_column_id++};
     column.flags = ColumnDef::kFixed;
     def.columns.push_back(column);
@@ -120,7 +112,7 @@ TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
   def.columns.resize(1);
   EXPECT_EQ(StoredAndLoaded(def).pages, std::vector{def.page});
   const std::uint32_t pages = database_->pager().page_count();
-  database_->CreateTable({.name = "u", .columns = {{.name = "m", .type = ColumnType::kMemo}}});
+  database_->CreateTable({.name = "u", .columns = {{.name = "m", .type = kMemo}}});
   EXPECT_EQ(database_->pager().page_count(), pages) << "the pages are free again";
 }
 
@@ -140,30 +132,25 @@ TEST_F(TableDefTest, FindsColumnsByExactNameFirst) {
 
 TEST(TableDefs, OfRealFilesComeBackByteForByte) {
   SKIP_WITHOUT_SAMPLES();
-  const auto files = MakeSystemFiles();
   std::size_t definitions = 0, chains = 0;
-  for (const std::string& name : test_support::SampleNames()) {
-    const auto database =
-        Database::Open(*files, test_support::SamplePath(name), {.password = "ucanaccess"});
-    for (const ObjectInfo& object : database->Objects()) {
+  ForEachSample([&](const std::string&, Database& database) {
+    for (const ObjectInfo& object : database.Objects()) {
       if (object.type != 1 || object.kind == ObjectKind::kOther) continue;
       const PageNumber page{static_cast<std::uint32_t>(object.id)};
-      const TableDef def = TableDef::Load(database->pager(), page);
+      const TableDef def = TableDef::Load(database.pager(), page);
       Bytes stored;
       for (const PageNumber part : def.pages) {
-        const PageRef ref = database->pager().Read(part);
-        const PageView bytes = ref.bytes();
-        AddBytes(stored, part == page ? ByteView(bytes) : bytes.subspan(8));
+        const PageRef ref = database.pager().Read(part);
+        AddBytes(stored, part == page ? ByteView(ref.bytes()) : ref.bytes().subspan(8));
       }
       const Bytes ours = def.Serialize();
-      ASSERT_EQ(GetU32(ours, 8), GetU32(stored, 8)) << name << ' ' << object.name;
+      ASSERT_EQ(GetU32(ours, 8), GetU32(stored, 8)) << object.name;
       // Behind the content stands what the writer's memory held.
-      EXPECT_TRUE(std::equal(ours.begin() + 8, ours.end(), stored.begin() + 8))
-          << name << ' ' << object.name;
+      EXPECT_TRUE(std::equal(ours.begin() + 8, ours.end(), stored.begin() + 8)) << object.name;
       ++definitions;
       chains += def.pages.size() > 1 ? 1 : 0;
     }
-  }
+  });
   EXPECT_GT(definitions, 200u);
   EXPECT_GT(chains, 0u);
 }

@@ -5,16 +5,17 @@
 #include <map>
 #include <random>
 
-#include "jet/database.h"
 #include "jet/error.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
-using test_support::TempFolder;
+using enum ColumnType;
+using namespace test_support;
 
 enum Column : std::size_t { kId, kName, kCode, kAmount, kNote, kFlag, kWhen, kColumns };
+constexpr Column kUnique[] = {kId, kCode};
 
 // The length of the run: enough for every kind of page to split, merge and be
 // given back. A sanitizer build is asked for less.
@@ -28,27 +29,26 @@ std::size_t Operations() {
 #endif
 }
 
-class TableModel : public ::testing::Test {
+class TableModel : public EngineTest {
  protected:
   static constexpr std::uint64_t kSeed = 20261124;
 
   void SetUp() override {
     std::printf("seed %llu, %zu operations\n", static_cast<unsigned long long>(kSeed),
                 Operations());
-    database_ = Database::Create(*files_, path_, {.clock = [] { return DateTime{40000}; }});
-    TableSpec spec{.name = "品目"};
-    spec.columns = {{.name = "ＩＤ", .type = ColumnType::kLong},
-                    {.name = "名称", .type = ColumnType::kText, .max_size = 50, .compressed = true},
-                    {.name = "ｺｰﾄﾞ", .type = ColumnType::kText, .max_size = 20},
-                    {.name = "数量", .type = ColumnType::kDouble},
-                    {.name = "備考", .type = ColumnType::kMemo, .compressed = true},
-                    {.name = "済", .type = ColumnType::kBoolean},
-                    {.name = "日付", .type = ColumnType::kDateTime}};
-    spec.indexes = {{.name = "PrimaryKey", .columns = {"ＩＤ"}, .primary = true},
-                    {.name = "名称", .columns = {"名称"}},
-                    {.name = "ｺｰﾄﾞ", .columns = {"ｺｰﾄﾞ"}, .unique = true, .ignore_nulls = true},
-                    {.name = "数量", .columns = {"数量", "ＩＤ"}, .descending = {true, false}}};
-    table_ = database_->CreateTable(spec);
+    table_ = Create().CreateTable(
+        {"品目",
+         {{"ＩＤ"},
+          {.name = "名称", .type = kText, .max_size = 50, .compressed = true},
+          {"ｺｰﾄﾞ", kText, 20},
+          {"数量", kDouble},
+          {.name = "備考", .type = kMemo, .compressed = true},
+          {"済", kBoolean},
+          {"日付", kDateTime}},
+         {{.name = "PrimaryKey", .columns = {"ＩＤ"}, .primary = true},
+          {.name = "名称", .columns = {"名称"}},
+          {.name = "ｺｰﾄﾞ", .columns = {"ｺｰﾄﾞ"}, .unique = true, .ignore_nulls = true},
+          {.name = "数量", .columns = {"数量", "ＩＤ"}, .descending = {true, false}}}});
     database_->Commit();
   }
 
@@ -84,23 +84,19 @@ class TableModel : public ::testing::Test {
   }
 
   bool Collides(const std::vector<Value>& row, RowId self) const {
-    const auto id = ids_.find(std::get<std::int32_t>(row[kId]));
-    if (id != ids_.end() && id->second != self) return true;
-    if (IsNull(row[kCode])) return false;
-    const auto code = codes_.find(std::get<std::string>(row[kCode]));
-    return code != codes_.end() && code->second != self;
+    return std::ranges::any_of(kUnique, [&](Column column) {
+      const auto at = owners_.find({column, row[column]});
+      return at != owners_.end() && at->second != self;
+    });
   }
-
   void Remember(RowId id, const std::vector<Value>& row) {
-    ids_[std::get<std::int32_t>(row[kId])] = id;
-    if (!IsNull(row[kCode])) codes_[std::get<std::string>(row[kCode])] = id;
+    for (const Column column : kUnique) {
+      if (!IsNull(row[column])) owners_[{column, row[column]}] = id;
+    }
     rows_[id] = row;
   }
-
   void Forget(RowId id) {
-    const std::vector<Value>& row = rows_.at(id);
-    ids_.erase(std::get<std::int32_t>(row[kId]));
-    if (!IsNull(row[kCode])) codes_.erase(std::get<std::string>(row[kCode]));
+    for (const Column column : kUnique) owners_.erase({column, rows_.at(id)[column]});
     rows_.erase(id);
   }
 
@@ -182,30 +178,16 @@ class TableModel : public ::testing::Test {
     }
   }
 
-  void Reopen() {
-    table_.reset();
-    database_.reset();
-    database_ = Database::Open(*files_, path_, {.mode = OpenMode::kExclusive});
-    table_ = database_->OpenTable("品目");
-  }
-
   void CheckFile() {
     database_->Commit();
-    table_.reset();
-    database_.reset();
-    test_support::ExpectSound(path_);
-    Reopen();
+    ExpectSound(path_);
+    table_ = Open().OpenTable("品目");
   }
 
-  TempFolder folder_;
-  std::string path_ = folder_.File("model.mdb");
-  std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
-  std::unique_ptr<Database> database_;
   std::shared_ptr<Table> table_;
   std::mt19937_64 random_{kSeed};
   std::map<RowId, std::vector<Value>> rows_;
-  std::map<std::int32_t, RowId> ids_;
-  std::map<std::string, RowId> codes_;
+  std::map<std::pair<Column, Value>, RowId> owners_;  // of values in unique columns
 };
 
 TEST_F(TableModel, RowsAndIndexesAgreeWithAMap) {

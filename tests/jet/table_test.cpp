@@ -3,44 +3,33 @@
 
 #include <gmock/gmock.h>
 
-#include "jet/database.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
+using namespace test_support;
 using ::testing::ElementsAre;
+using Row = std::vector<Value>;
 
-class TableTest : public ::testing::Test {
+Row RowOf(int i) { return {i, Bytes(500, 7)}; }  // seven a page
+
+class TableTest : public EngineTest {
  protected:
-  static std::vector<Value> Row(std::int32_t i) { return {i, Bytes(500, 7)}; }  // seven a page
+  TableTest() { Create(); }
   std::shared_ptr<Table> Make(const std::string& name) {
-    return database_->CreateTable(
-        {.name = name,
-         .columns = {{.name = "n"}, {.name = "b", .type = ColumnType::kBinary, .max_size = 500}}});
+    return database_->CreateTable({name, {{"n"}, {"b", ColumnType::kBinary, 500}}, {}});
   }
-  static std::vector<RowId> Fill(Table& table, std::int32_t from, std::int32_t to) {
+  static std::vector<RowId> Fill(Table& table, int from, int to) {
     std::vector<RowId> ids;
-    for (; from < to; ++from) ids.push_back(table.Insert(Row(from)));
+    for (; from < to; ++from) ids.push_back(table.Insert(RowOf(from)));
     return ids;
   }
-  static std::vector<std::int32_t> Numbers(const Table& table) {
-    std::vector<std::int32_t> numbers;
-    for (TableScan scan(table); scan.Next();) {
-      numbers.push_back(std::get<std::int32_t>(scan.row().Get(0)));
-    }
-    return numbers;
-  }
+  static std::vector<Value> Numbers(const Table& table) { return FieldsOf(table, "n"); }
   ~TableTest() override {
     database_->Commit();
-    database_.reset();
-    test_support::ExpectSoundByOurs(path_, true);
+    ExpectSoundByOurs(path_, true);
   }
-
-  test_support::TempFolder folder_;
-  std::string path_ = folder_.File("rows.mdb");
-  std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
-  std::unique_ptr<Database> database_ = Database::Create(*files_, path_, {});
 };
 
 // The page that took new rows may belong to another table after an undo.
@@ -48,11 +37,11 @@ TEST_F(TableTest, AnUndoForgetsThePageThatTakesNewRows) {
   const auto one = Make("one"), other = Make("other");
   Fill(*one, 0, 7);
   database_->Commit();
-  const RowId opened = one->Insert(Row(7));
+  const RowId opened = one->Insert(RowOf(7));
   ASSERT_NE(opened.page, one->First()->page);
   database_->Discard();
-  EXPECT_EQ(other->Insert(Row(100)).page, opened.page);
-  EXPECT_NE(one->Insert(Row(8)).page, opened.page);
+  EXPECT_EQ(other->Insert(RowOf(100)).page, opened.page);
+  EXPECT_NE(one->Insert(RowOf(8)).page, opened.page);
   EXPECT_THAT(Numbers(*one), ElementsAre(0, 1, 2, 3, 4, 5, 6, 8));
   EXPECT_THAT(Numbers(*other), ElementsAre(100));
 }
@@ -62,11 +51,11 @@ TEST_F(TableTest, TakesNewRowsAfterThoseOfItsLastPageAreDeleted) {
   const std::vector<RowId> ids = Fill(*table, 0, 16);
   for (std::size_t i = 14; i < 16; ++i) table->Delete(ids[i]);
   EXPECT_EQ(table->Last(), ids[13]);
-  const RowId again = table->Insert(Row(16));
+  const RowId again = table->Insert(RowOf(16));
   EXPECT_EQ(table->Last(), again);
   table->Delete(again);
   for (std::size_t i = 7; i < 14; ++i) table->Delete(ids[i]);
-  const RowId behind = table->Insert(Row(17));
+  const RowId behind = table->Insert(RowOf(17));
   EXPECT_EQ(table->Last(), behind);
   EXPECT_THAT(Numbers(*table), ElementsAre(0, 1, 2, 3, 4, 5, 6, 17));
   for (std::size_t i = 0; i < 7; ++i) table->Delete(ids[i]);
@@ -81,18 +70,15 @@ TEST_F(TableTest, TakesNewRowsAfterThoseOfItsLastPageAreDeleted) {
 TEST_F(TableTest, AMovedRowKeepsItsPlaceAndLeavesNothingBehind) {
   const auto table = Make("t");
   std::vector<RowId> ids;
-  std::vector<std::int32_t> numbers;
-  for (std::int32_t i = 0; i < 255; ++i) {  // the first page is full
-    ids.push_back(table->Insert(std::vector<Value>{i, Bytes(1)}));
-    numbers.push_back(i);
+  Row numbers;
+  for (int i = 0; i < 255; ++i) {  // the first page is full
+    ids.push_back(table->Insert(Row{i, Bytes(1)}));
+    numbers.emplace_back(i);
   }
   ASSERT_EQ(ids[254].page, ids[0].page);
   const auto set = [&](std::size_t i, std::size_t length) {
-    const FieldChange change{1, Bytes(length, 9)};
-    table->Update(ids[i], {&change, 1});
-    Table::Row row;
-    ASSERT_TRUE(table->Read(ids[i], row));
-    EXPECT_EQ(row.Get(1), Value(Bytes(length, 9)));
+    Set(*table, ids[i], 1, Bytes(length, 9));
+    EXPECT_EQ(Get(*table, ids[i], 1), Value(Bytes(length, 9)));
   };
   for (std::size_t i = 3; i < 10; ++i) set(i, 500);  // seven bodies fill a page
   set(3, 100);                                       // in place
@@ -111,18 +97,17 @@ TEST_F(TableTest, AnUpdateToTheSameKeyIsNoNewKey) {
   const auto table = Make("t");
   const std::vector<RowId> ids = Fill(*table, 0, 3);
   database_->AddIndex("t", {.name = "i", .columns = {"n"}, .unique = true});
-  const auto update = [&](std::int32_t n) {
-    const FieldChange change{0, n};
-    table->Update(ids[1], {&change, 1});
+  const auto update = [&](int n) {
+    Set(*table, ids[1], 0, n);
     database_->Commit();
     database_->Discard();  // what is stored counts
     return table->def().real_indexes[0].distinct_keys;
   };
   EXPECT_EQ(update(1), 3u);
-  EXPECT_EQ(test_support::CodeOf([&] { update(2); }), ErrorCode::kDuplicateKey);
+  EXPECT_EQ(CodeOf([&] { update(2); }), ErrorCode::kDuplicateKey);
   EXPECT_EQ(update(7), 4u);
-  EXPECT_EQ(table->Lookup(0, std::vector<Value>{std::int32_t{7}}), ids[1]);
-  EXPECT_EQ(table->Lookup(0, std::vector<Value>{std::int32_t{1}}), std::nullopt);
+  EXPECT_EQ(table->Lookup(0, Row{7}), ids[1]);
+  EXPECT_EQ(table->Lookup(0, Row{1}), std::nullopt);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
+using namespace test_support;
 
 bool Compressed(const Bytes& stored) {
   return stored.size() >= 2 && stored[0] == 0xFF && stored[1] == 0xFE;
@@ -84,12 +84,7 @@ TEST(Utf16, GoesBothWaysAtEveryStep) {
   }
   EXPECT_EQ(ToUtf8(u"\x80\u07FF\u0800\U00010000"), "\xC2\x80\xDF\xBF\xE0\xA0\x80\xF0\x90\x80\x80");
   for (const char* bad :
-       {"\x80", "\xC1\xBF", "\xC3",
-        "\xC3"
-        "A",
-        "\xE0\x9F\xBF", "\xE3\x81",
-        "\xE3\x81"
-        "A",
+       {"\x80", "\xC1\xBF", "\xC3", "\xC3(", "\xE0\x9F\xBF", "\xE3\x81", "\xE3\x81(",
         "\xF0\x8F\xBF\xBF", "\xF0\x90\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"}) {
     EXPECT_EQ(CodeOf([&] { ToUtf16(bad); }), ErrorCode::kBadText) << bad;
   }
