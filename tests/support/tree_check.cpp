@@ -86,15 +86,12 @@ class Walker {
       for (const Bytes& entry : page.entries) report_.entries.push_back(entry);
       if (!page.entries.empty()) greatest = page.entries.back();
     } else {
-      if (page.entries.empty()) {
-        ++report_.lone_tails;
-        if (depth == 0) Fault(number, "root with one child");
-      }
+      if (page.entries.empty() && depth == 0) Fault(number, "root with one child");
       for (const Bytes& entry : page.entries) {
         const Bytes separator(entry.begin(), entry.end() - 4);
         if (separator <= greatest) Fault(number, "separators descend");
         greatest = separator;
-        Visit(Child(page, number, entry), depth + 1, &separator);
+        Visit(Child(entry), depth + 1, &separator);
       }
       const Bytes below = Visit(page.tail, depth + 1, nullptr);
       if (below <= greatest) Fault(number, "tail below the last separator");
@@ -107,7 +104,7 @@ class Walker {
     return greatest;
   }
 
-  PageNumber Child(const Page&, PageNumber, const Bytes& entry) {
+  PageNumber Child(const Bytes& entry) {
     PageNumber child;
     for (std::size_t i = entry.size() - 4; i < entry.size(); ++i) {
       child.value = child.value << 8 | entry[i];

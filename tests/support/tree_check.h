@@ -17,7 +17,6 @@ struct TreeReport {
   std::size_t height = 0;
   std::size_t compressed_leaves = 0;
   std::size_t stale_separators = 0;  // legal: greater than all below
-  std::size_t lone_tails = 0;        // legal: nodes with one child
   jet::PageNumber first_node_child, a_leaf;
 };
 
