@@ -6,343 +6,306 @@
 
 #include "jet/bytes.h"
 #include "jet/catalog.h"
-#include "jet/database.h"
-#include "jet/error.h"
 #include "tests/support/fault_file.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
-using test_support::FaultFiles;
+using enum ColumnType;
+using namespace test_support;
 
 constexpr char kPath[] = "/page_use.mdb";
+constexpr int kRows = 200;
 
+std::vector<Value> Row(int i, const std::string& name = "") {
+  return {Null{}, i, std::string(i % 40 == 0 ? 9000 : 90, 'm'), name};
+}
+TableDef DefOf(Database& database, std::string_view table) {
+  return database.OpenTable(table)->def();
+}
+void Store(Database& database, TableDef def) { def.Store(database.pager(), database.allocator()); }
+PageNumber MarkFree(Database& database, PageNumber page) {
+  UsageMap(database.pager(), kGlobalMap).Add(page, database.allocator());
+  return page;
+}
+PageNumber FirstOf(Database& database, RowId map) {
+  return {PagesOf(UsageMap(database.pager(), map)).at(0)};
+}
+
+void NewTable(Database& database) { database.CreateTable({"新", {{"番号"}}, {}}); }
+void NewColumn(Database& database) { database.AppendColumn("乙", {"新"}); }
+
+// Two tables; the second has a tree of two levels.
 class PageUseTest : public ::testing::Test {
  protected:
-  void SetUp() override {
+  PageUseTest() {
     const auto database = Database::Create(files_, kPath, {});
     for (const char* name : {"甲", "乙"}) {
       const auto table = database->CreateTable(
-          {.name = name,
-           .columns = {{.name = "番号", .auto_number = true},
-                       {.name = "数"},
-                       {.name = "文", .type = ColumnType::kMemo}},
-           .indexes = {{.name = "PrimaryKey", .columns = {"番号"}, .primary = true}}});
-      for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
+          {name,
+           {{.name = "番号", .auto_number = true}, {"数"}, {"文", kMemo}, {"名", kText, 200}},
+           {{.name = "PrimaryKey", .columns = {"番号"}, .primary = true},
+            {.name = "名", .columns = {"名"}}}});
+      for (int i = 0; i < kRows; ++i) {
+        table->Insert(
+            Row(i, table->name() == "乙" ? std::to_string(i) + std::string(150, 'x') : ""));
+      }
     }
     database->Commit();
   }
-
-  static std::vector<Value> Row(int i) {
-    return {Null{}, i, std::string(i % 40 == 0 ? 9000 : 90, 'm')};
+  // Keeps the damage so far.
+  void Close() {
+    if (scope_) {
+      scope_->Commit();
+      scope_.reset();
+      database_->Commit();
+    }
+    database_.reset();
   }
-  std::unique_ptr<Database> Open() {
-    OpenOptions options;
-    options.mode = OpenMode::kExclusive;
-    return Database::Open(files_, kPath, options);
+  Database& Open() {
+    Close();
+    database_ = Database::Open(files_, kPath, {.mode = OpenMode::kExclusive});
+    return *database_;
   }
-  void Damage(const std::function<void(Database&)>& how) {
-    const auto database = Open();
-    Scope scope(database->pager());
-    how(*database);
-    scope.Commit();
-    database->Commit();
+  // To be damaged, until it is closed.
+  Database& Edit() {
+    Open();
+    scope_.emplace(database_->pager());
+    return *database_;
   }
-  static TableDef DefOf(Database& database, std::string_view table) {
-    return database.OpenTable(table)->def();
-  }
-  static void MarkFree(Database& database, PageNumber page) {
-    UsageMap(database.pager(), kGlobalMap).Add(page, database.allocator());
-  }
-
+  std::string& image() { return files_.bytes(kPath); }
   // The page that `change` calls damaged. The file must not change.
   std::optional<PageNumber> PageOfRefusal(const std::function<void(Database&)>& change) {
-    const std::string before = files_.bytes(kPath);
+    Close();
+    const std::string before = image();
     std::optional<PageNumber> page;
-    std::unique_ptr<Database> database;
     try {
-      database = Open();
-      change(*database);
+      change(Open());
       ADD_FAILURE() << "not refused";
     } catch (const Error& error) {
       EXPECT_EQ(error.code(), ErrorCode::kDamaged) << error.what();
       page = error.page();
     }
-    if (database) database->Commit();
-    EXPECT_EQ(files_.bytes(kPath), before);
+    if (database_ != nullptr) database_->Commit();
+    EXPECT_EQ(image(), before);
     return page;
   }
-  static void NewTable(Database& database) {
-    database.CreateTable({.name = "新", .columns = {{.name = "番号"}}});
-  }
-  static void NewColumn(Database& database) { database.AppendColumn("乙", {.name = "新"}); }
 
-  static constexpr int kRows = 200;
   FaultFiles files_;
+  std::unique_ptr<Database> database_;
+  std::optional<Scope> scope_;
 };
 
 TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
-  const std::string sound = files_.bytes(kPath);
+  // Some writers give their indexes no maps: the tree alone tells its pages.
+  TableDef def = DefOf(Edit(), "乙");
+  def.real_indexes[1].page_map = {};
+  Store(*database_, def);
+  Close();
+  const std::string sound = image();
   const auto pages = static_cast<std::uint32_t>(sound.size() / kPageSize);
   ASSERT_GT(pages, 40u);
   for (PageNumber page{0}; page.value < pages; ++page.value) {
     SCOPED_TRACE(page.value);
-    files_.bytes(kPath) = sound;
-    bool free = false;
-    Damage([&](Database& database) {
-      free = database.allocator().IsFree(page);
-      MarkFree(database, page);
-    });
-    if (free) continue;
+    if (Edit().allocator().IsFree(page)) continue;
+    MarkFree(*database_, page);
     EXPECT_EQ(PageOfRefusal(NewTable), page);
+    Close();
+    image() = sound;
   }
 }
 
 TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
-  std::string& image = files_.bytes(kPath);
-  const auto last = static_cast<std::uint32_t>(image.size() / kPageSize) - 1;
-  ASSERT_FALSE(Open()->allocator().IsFree({last - 1}));
-  image.resize(std::size_t{last - 1} * kPageSize);
+  const auto last = static_cast<std::uint32_t>(image().size() / kPageSize) - 1;
+  ASSERT_FALSE(Open().allocator().IsFree({last - 1}));
+  Close();
+  image().resize(std::size_t{last - 1} * kPageSize);
   EXPECT_EQ(PageOfRefusal(NewTable), PageNumber{last - 1});
 }
 
 // A file of some pages must not become one of a gigabyte.
 TEST_F(PageUseTest, AMapThatBeginsFarBehindTheEndLeavesNoGap) {
-  Damage([&](Database& database) {
-    const PageSpan page = database.pager().Edit(kGlobalMap.page);
-    const std::size_t map = GetU16(page, 14) & 0x1FFFu;
-    PutU32(page, map + 1, 0x40000);  // its first page
-  });
-  const std::size_t before = files_.bytes(kPath).size();
-  auto database = Open();
-  NewTable(*database);
-  database->Commit();
-  database.reset();
-  EXPECT_LE(files_.bytes(kPath).size(), before + 4 * kPageSize);
-  EXPECT_EQ(Open()->OpenTable("新")->def().columns.size(), 1u);
+  const std::size_t before = image().size();
+  PutU32(EditRow(Edit().pager(), kGlobalMap), 1, 0x40000);  // its first page
+  NewTable(Open());
+  database_->Commit();
+  EXPECT_LE(image().size(), before + 4 * kPageSize);
+  EXPECT_EQ(Open().OpenTable("新")->def().columns.size(), 1u);
 }
 
-// The numbers of its pages would begin at 0 again.
-TEST_F(PageUseTest, AMapThatBeginsBehindAllPagesIsNotRead) {
-  PageNumber maps;
-  Damage([&](Database& database) {
-    const RowId at = DefOf(database, "乙").owned_map;
-    maps = at.page;
-    const PageSpan page = database.pager().Edit(at.page);
-    PutU32(page, (GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu) + 1u, 0xFFFFFFFF);
-  });
-  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙")->First(); }), maps);
+// A damage, and what is then refused because of the page that it returns.
+struct Refusal {
+  const char* name;
+  PageNumber (*damage)(Database&);
+  std::vector<void (*)(Database&)> changes;
+};
+
+class RefusalTest : public PageUseTest, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(RefusalTest, NamesThePageAndLeavesTheFile) {
+  const PageNumber page = GetParam().damage(Edit());
+  for (const auto change : GetParam().changes) EXPECT_EQ(PageOfRefusal(change), page);
 }
 
-TEST_F(PageUseTest, AMapOfTwoTablesIsChangedForNeither) {
-  RowId shared;
-  Damage([&](Database& database) {
-    shared = DefOf(database, "甲").owned_map;
-    TableDef other = DefOf(database, "乙");
-    other.owned_map = shared;
-    other.Store(database.pager(), database.allocator());
-  });
-  EXPECT_EQ(PageOfRefusal(NewColumn), shared.page);
-  EXPECT_EQ(PageOfRefusal(NewTable), shared.page);
-}
+const Refusal kRefusals[] = {
+    {"MapThatBeginsBehindAllPages",
+     [](Database& database) {
+       const RowId map = DefOf(database, "乙").owned_map;
+       PutU32(EditRow(database.pager(), map), 1, 0xFFFFFFFF);  // its pages would begin at 0 again
+       return map.page;
+     },
+     {[](Database& database) { database.OpenTable("乙")->First(); }}},
+    {"MapOfTwoTables",
+     [](Database& database) {
+       TableDef def = DefOf(database, "乙");
+       def.owned_map = DefOf(database, "甲").owned_map;
+       Store(database, def);
+       return def.owned_map.page;
+     },
+     {NewColumn, NewTable}},
+    {"DefinitionOfTwoTables",
+     [](Database& database) {
+       const auto objects = database.OpenTable("MSysObjects");
+       const PageNumber shared = DefOf(database, "甲").page;
+       for (const RowId id : RowIds(*objects)) {
+         if (Get(*objects, id, objects->OrdinalOf("Name")) != Value("乙")) continue;
+         PutU32(EditRow(database.pager(), id), 2, shared.value);  // Id, the first field
+       }
+       return shared;
+     },
+     {NewTable, [](Database& database) { database.AppendColumn("甲", {"新"}); }}},
+    {"DefinitionThatRunsIntoAnother",
+     [](Database& database) {
+       const PageNumber other = DefOf(database, "甲").page;
+       PutU32(database.pager().Edit(DefOf(database, "乙").page), 4, other.value);  // the next page
+       return other;
+     },
+     {NewTable, NewColumn}},
+    {"ColumnsInOnePlace",
+     [](Database& database) {
+       TableDef def = DefOf(database, "乙");
+       def.columns[1].fixed_offset = def.columns[0].fixed_offset + 2;
+       Store(database, def);
+       return def.page;
+     },
+     {[](Database& database) { database.OpenTable("乙"); }}},
+    {"IndexOfNoColumns",
+     [](Database& database) {
+       TableDef def = DefOf(database, "乙");
+       def.real_indexes[0].columns.clear();
+       Store(database, def);
+       return def.page;
+     },
+     {[](Database& database) { database.OpenTable("乙")->Insert(Row(1)); }}},
+    // Flags that cannot be read would show the list of objects as a table of the user's.
+    {"SystemTableOfOtherColumns",
+     [](Database& database) {
+       database.pager().Edit(kObjectsPage)[0x3F + 2 * 12 + 4 * 25] ^= 2;  // the fifth column's type
+       return kObjectsPage;
+     },
+     {[](Database& database) { database.Objects(); }}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, RefusalTest, testing::ValuesIn(kRefusals),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(PageUseTest, APageOfTwoMapsStaysTaken) {
-  PageNumber page;
-  Damage([&](Database& database) {
-    page = *UsageMap(database.pager(), DefOf(database, "甲").columns[2].owned_map).FirstFrom({});
-    UsageMap(database.pager(), DefOf(database, "乙").real_indexes[0].page_map)
-        .Add(page, database.allocator());
-  });
-  const auto database = Open();
-  const auto table = database->OpenTable("甲");
-  for (auto row = table->First(); row; row = table->First()) table->Delete(*row);
-  EXPECT_FALSE(UsageMap(database->pager(), table->def().columns[2].owned_map).FirstFrom({}));
-  EXPECT_FALSE(database->allocator().IsFree(page));
+  const RowId of_memos = DefOf(Edit(), "甲").columns[2].owned_map;
+  const PageNumber page = FirstOf(*database_, of_memos);
+  UsageMap(database_->pager(), DefOf(*database_, "乙").real_indexes[0].page_map)
+      .Add(page, database_->allocator());
+  const auto table = Open().OpenTable("甲");
+  for (const RowId row : RowIds(*table)) table->Delete(row);
+  EXPECT_THAT(PagesOf(UsageMap(database_->pager(), of_memos)), testing::IsEmpty());
+  EXPECT_FALSE(database_->allocator().IsFree(page));
 }
 
 // A map that began high and had to go down.
 TEST_F(PageUseTest, TheBitmapPagesOfListsAreInUse) {
-  constexpr PageNumber kHigh{600};
   std::vector<PageNumber> bitmaps;
-  Damage([&](Database& database) {
-    for (const char* name : {"甲", "乙"}) {
-      UsageMap map(database.pager(), DefOf(database, name).owned_map);
-      std::vector<PageNumber> pages;
-      for (auto page = map.FirstFrom({}); page; page = map.FirstFrom({})) {
-        pages.push_back(*page);
-        map.Remove(*page);
-      }
-      map.Add(kHigh, database.allocator());
-      for (const PageNumber page : pages) map.Add(page, database.allocator());
-      map.Remove(kHigh);
-      ASSERT_EQ(map.BitmapPages().size(), 1u);
-      bitmaps.push_back(map.BitmapPages()[0]);
-    }
-  });
-  {
-    const auto database = Open();
-    database->OpenTable("甲")->Insert(Row(1));
-    NewTable(*database);
+  Edit();
+  for (const char* name : {"甲", "乙"}) {
+    UsageMap map(database_->pager(), DefOf(*database_, name).owned_map);
+    const std::vector<std::uint32_t> pages = PagesOf(map);
+    for (const std::uint32_t page : pages) map.Remove({page});
+    map.Add({600}, database_->allocator());
+    for (const std::uint32_t page : pages) map.Add({page}, database_->allocator());
+    map.Remove({600});
+    bitmaps.push_back(map.BitmapPages().at(0));
   }
-  Damage([&](Database& database) { MarkFree(database, bitmaps[0]); });
+  Open().OpenTable("甲")->Insert(Row(1));
+  NewTable(*database_);
+  MarkFree(Edit(), bitmaps[0]);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[0]);
 
-  Damage([&](Database& database) {
-    UsageMap(database.pager(), kGlobalMap).Remove(bitmaps[0]);
-    const RowId at = DefOf(database, "甲").owned_map;
-    const PageSpan page = database.pager().Edit(at.page);
-    PutU32(page, (GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu) + 1u, bitmaps[1].value);
-  });
+  UsageMap(Edit().pager(), kGlobalMap).Remove(bitmaps[0]);
+  PutU32(EditRow(database_->pager(), DefOf(*database_, "甲").owned_map), 1, bitmaps[1].value);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[1]) << "it serves two maps";
   EXPECT_EQ(PageOfRefusal(NewColumn), bitmaps[1]);
 }
 
 // The second row of page 1 may be a list; other programs leave it behind.
 TEST_F(PageUseTest, ABitmapPageBesideTheMapOfFreePagesIsInUse) {
+  const PageNumber bitmap = Edit().allocator().Allocate();
+  PutU32(database_->pager().Edit(bitmap), 0, 0x0105);
   Bytes row(69);
-  PageNumber bitmap;
-  Damage([&](Database& database) {
-    bitmap = database.allocator().Allocate();
-    PutU32(database.pager().Edit(bitmap), 0, 0x0105);
-    row[0] = 1;
-    PutU32(row, 1, bitmap.value);
-    PutU32(row, 5, 0x7FFFFFFF);  // not there
-    const PageSpan page = database.pager().Edit(kSecondMap.page);
-    PutBytes(page, GetU16(page, 16) & 0x1FFFu, row);
-  });
+  row[0] = 1;
+  PutU32(row, 1, bitmap.value);
+  PutU32(row, 5, 0x7FFFFFFF);  // not there
+  PutBytes(EditRow(database_->pager(), kSecondMap), 0, row);
+  NewTable(Open());
   {
-    const auto database = Open();
-    NewTable(*database);
-    const PageRef page = database->pager().Read(kSecondMap.page);
-    EXPECT_THAT(page.bytes().subspan(GetU16(page.bytes(), 16) & 0x1FFFu, row.size()),
+    const PageRef page = database_->pager().Read(kSecondMap.page);
+    EXPECT_THAT(FindRow(kSecondMap.page, page.bytes(), kSecondMap.row)->bytes,
                 testing::ElementsAreArray(row));
   }
-  Damage([&](Database& database) { MarkFree(database, bitmap); });
+  MarkFree(Edit(), bitmap);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmap);
 }
 
 // A column of another number has no maps; its pages are in use all the same.
 TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
-  PageNumber page;
-  RowId maps;
-  Damage([&](Database& database) {
-    TableDef def = DefOf(database, "乙");
-    maps = def.columns[2].owned_map;
-    page = *UsageMap(database.pager(), maps).FirstFrom({});
-    def.stray_maps.push_back({ColumnId{77}, maps, def.columns[2].free_map});
-    def.columns[2].owned_map = def.columns[2].free_map = {};
-    def.Store(database.pager(), database.allocator());
-    MarkFree(database, page);
-  });
+  TableDef def = DefOf(Edit(), "乙");
+  const RowId maps = def.columns[2].owned_map;
+  def.stray_maps.push_back({ColumnId{77}, maps, def.columns[2].free_map});
+  def.columns[2].owned_map = def.columns[2].free_map = {};
+  Store(*database_, def);
+  const PageNumber page = MarkFree(*database_, FirstOf(*database_, maps));
   EXPECT_EQ(PageOfRefusal(NewTable), page);
-  Damage([&](Database& database) { UsageMap(database.pager(), kGlobalMap).Remove(page); });
-  const auto database = Open();
-  NewColumn(*database);
-  EXPECT_EQ(DefOf(*database, "乙").stray_maps.at(0).owned_map, maps);
+  UsageMap(Edit().pager(), kGlobalMap).Remove(page);
+  NewColumn(Open());
+  EXPECT_EQ(DefOf(*database_, "乙").stray_maps.at(0).owned_map, maps);
 }
 
 // Nobody knows which pages are its own.
 TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
-  PageNumber page;
-  Damage([&](Database& database) {
-    const TableDef def = DefOf(database, "乙");
-    page = *UsageMap(database.pager(), def.owned_map).FirstFrom({});
-    MarkFree(database, page);
-    database.pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
-  });
-  const std::string before = files_.bytes(kPath);
-  auto database = Open();
-  NewTable(*database);
-  database->Commit();
-  database.reset();
+  const TableDef def = DefOf(Edit(), "乙");
+  const PageNumber page = MarkFree(*database_, FirstOf(*database_, def.owned_map));
+  database_->pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
+  Open();
+  const std::string before = image();
+  NewTable(*database_);
+  database_->Commit();
   const std::size_t at = std::size_t{page.value} * kPageSize;
-  EXPECT_EQ(files_.bytes(kPath).substr(at, kPageSize), before.substr(at, kPageSize));
-  EXPECT_GT(files_.bytes(kPath).size(), before.size());
-}
-
-TEST_F(PageUseTest, ADefinitionOfTwoTablesStaysAsItIs) {
-  PageNumber shared;
-  Damage([&](Database& database) {
-    shared = DefOf(database, "甲").page;
-    const auto objects = database.OpenTable("MSysObjects");
-    for (TableScan scan(*objects); scan.Next();) {
-      if (scan.row().Get(objects->OrdinalOf("Name")) != Value(std::string("乙"))) continue;
-      const RowId at = scan.row().id();
-      const PageSpan page = database.pager().Edit(at.page);
-      const std::size_t row = GetU16(page, std::size_t{14} + 2u * at.row) & 0x1FFFu;
-      PutU32(page, row + 2, shared.value);  // Id, the first field
-      break;
-    }
-  });
-  EXPECT_EQ(PageOfRefusal(NewTable), shared);
-  EXPECT_EQ(PageOfRefusal([](Database& database) { database.AppendColumn("甲", {.name = "新"}); }),
-            shared);
-}
-
-TEST_F(PageUseTest, ADefinitionThatRunsIntoAnotherStaysAsItIs) {
-  PageNumber first;
-  Damage([&](Database& database) {
-    first = DefOf(database, "甲").page;
-    const PageSpan page = database.pager().Edit(DefOf(database, "乙").page);
-    page[4] = static_cast<std::uint8_t>(first.value);  // the next page
-  });
-  const auto page = PageOfRefusal(NewColumn);
-  EXPECT_THAT(page, testing::Optional(testing::Ge(first)));
-  EXPECT_EQ(Open()->OpenTable("甲")->def().row_count, std::uint32_t{kRows});
-}
-
-TEST_F(PageUseTest, ColumnsInOnePlaceAreNotRead) {
-  PageNumber definition;
-  Damage([&](Database& database) {
-    TableDef def = DefOf(database, "乙");
-    definition = def.page;
-    def.columns[1].fixed_offset = def.columns[0].fixed_offset + 2;
-    def.Store(database.pager(), database.allocator());
-  });
-  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙"); }), definition);
-}
-
-TEST_F(PageUseTest, AnIndexOfNoColumnsTakesNoRows) {
-  PageNumber definition;
-  Damage([&](Database& database) {
-    TableDef def = DefOf(database, "乙");
-    definition = def.page;
-    def.real_indexes[0].columns.clear();
-    def.Store(database.pager(), database.allocator());
-  });
-  EXPECT_EQ(PageOfRefusal([](Database& database) { database.OpenTable("乙")->Insert(Row(1)); }),
-            definition);
-}
-
-// Flags that cannot be read would show the list of objects as a table of the user's.
-TEST_F(PageUseTest, ASystemTableOfOtherColumnsIsNotRead) {
-  constexpr std::size_t kFlags = 0x3F + 2 * 12 + 4 * 25;  // the fifth column's type
-  files_.bytes(kPath)[kObjectsPage.value * kPageSize + kFlags] ^= 2;
-  EXPECT_EQ(PageOfRefusal([](Database& database) { database.Objects(); }), kObjectsPage);
+  EXPECT_EQ(image().substr(at, kPageSize), before.substr(at, kPageSize));
+  EXPECT_GT(image().size(), before.size());
 }
 
 TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
-  const auto database = Open();
-  const std::uint32_t pages = database->pager().page_count();
-  const auto table = database->OpenTable("甲");
+  const auto table = Open().OpenTable("甲");
+  const std::uint32_t pages = database_->pager().page_count();
   for (int round = 0; round < 3; ++round) {
-    std::vector<RowId> rows;
-    for (auto id = table->First(); id; id = table->Next(*id)) rows.push_back(*id);
-    for (const RowId id : rows) table->Delete(id);
+    for (const RowId id : RowIds(*table)) table->Delete(id);
     for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
   }
-  EXPECT_LE(database->pager().page_count(), pages + 2);
+  EXPECT_LE(database_->pager().page_count(), pages + 2);
 }
 
 TEST_F(PageUseTest, ANumberThatAnUpdateGaveIsNotGivenAgain) {
-  const auto database = Open();
-  const auto table = database->OpenTable("甲");
-  const FieldChange change{0, Value{std::int32_t{kRows + 1}}};
-  table->Update(*table->First(), std::span(&change, 1));
-  const RowId id = table->Insert(Row(1));
-  Table::Row row;
-  ASSERT_TRUE(table->Read(id, row));
-  EXPECT_EQ(row.Get(0), Value{std::int32_t{kRows + 2}});
+  const auto table = Open().OpenTable("甲");
+  Set(*table, *table->First(), 0, kRows + 1);
+  EXPECT_EQ(Get(*table, table->Insert(Row(1)), 0), Value(kRows + 2));
 }
 
 }  // namespace
