@@ -15,14 +15,16 @@
 namespace jet {
 namespace {
 
-using test_support::CodeOf;
+using namespace test_support;
+namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 // Another program's hold on a file.
 class Held {
  public:
-  enum class By { kNothing, kRange, kWholeFile };
-  Held(const std::string& path, By by) : fd_(::open(path.c_str(), O_RDWR | O_CREAT, 0600)) {
+  enum class By { kNothing, kRange, kWholeFile, kShared };
+  Held(const std::string& path, By by, bool may = true)
+      : fd_(::open(path.c_str(), O_RDWR | O_CREAT, 0600)) {
     struct flock range {};
     range.l_type = F_WRLCK;
     range.l_whence = SEEK_SET;
@@ -31,7 +33,8 @@ class Held {
     int failure = fd_ < 0 ? -1 : 0;
     if (by == By::kRange) failure = ::fcntl(fd_, F_OFD_SETLK, &range);
     if (by == By::kWholeFile) failure = ::flock(fd_, LOCK_EX | LOCK_NB);
-    EXPECT_EQ(failure, 0) << path;
+    if (by == By::kShared) failure = ::flock(fd_, LOCK_SH | LOCK_NB);
+    EXPECT_EQ(failure == 0, may) << path;
   }
   ~Held() { ::close(fd_); }
 
@@ -41,7 +44,7 @@ class Held {
 
 class PosixFileTest : public testing::Test {
  protected:
-  void SetUp() override { test_support::WriteFileBytes(path_, std::string(kPageSize, 'x')); }
+  void SetUp() override { WriteFileBytes(path_, std::string(kPageSize, 'x')); }
   // What an opening ends with, in words; empty if it ends well.
   std::string Refusal(OpenMode mode) {
     try {
@@ -53,7 +56,7 @@ class PosixFileTest : public testing::Test {
     return {};
   }
 
-  test_support::TempFolder folder_;
+  TempFolder folder_;
   std::string path_ = folder_.File("展開Data.mdb");
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
@@ -88,7 +91,7 @@ TEST_F(PosixFileTest, AHeldLockFileIsNamedAndOneThatNobodyHoldsIsNot) {
         }
       }
     }
-    std::filesystem::remove(lock_file);
+    fs::remove(lock_file);
   }
   // The lock file of another database.
   const Held other(folder_.File("Data.ldb"), Held::By::kRange);
@@ -120,7 +123,6 @@ TEST_F(PosixFileTest, AProgramThatHoldsTheFileKeepsUsOutAndOneThatDiedDoesNot) {
 }
 
 TEST_F(PosixFileTest, ReadersShareAFileThatNobodyMayWrite) {
-  namespace fs = std::filesystem;
   fs::permissions(path_, fs::perms::owner_read);
   fs::permissions(folder_.path(), fs::perms::owner_read | fs::perms::owner_exec);
   const auto one = files_->Open(path_, OpenMode::kRead);
@@ -133,11 +135,20 @@ TEST_F(PosixFileTest, ReadersShareAFileThatNobodyMayWrite) {
   fs::permissions(folder_.path(), fs::perms::owner_all);
 }
 
+TEST_F(PosixFileTest, AReaderKeepsOutWritersAndNoOtherReader) {
+  const std::string lock_file = folder_.File("展開Data.ldb");
+  const Held look(lock_file, Held::By::kShared);  // as a reader takes at a lock file
+  EXPECT_EQ(Refusal(OpenMode::kRead), "");
+  EXPECT_THAT(Refusal(OpenMode::kExclusive), HasSubstr(lock_file));
+  const auto reader = files_->Open(path_, OpenMode::kRead);
+  for (const auto by : {Held::By::kRange, Held::By::kWholeFile}) Held(path_, by, false);
+}
+
 TEST_F(PosixFileTest, BackslashIsPartOfAName) {
   const std::string one = folder_.File("a\\b.mdb");
-  std::filesystem::create_directory(folder_.File("a"));
-  test_support::WriteFileBytes(folder_.File("a/b.mdb"), "xx");
-  test_support::WriteFileBytes(one, "x");
+  fs::create_directory(folder_.File("a"));
+  WriteFileBytes(folder_.File("a/b.mdb"), "xx");
+  WriteFileBytes(one, "x");
   EXPECT_EQ(files_->Open(one, OpenMode::kRead)->Size(), 1U);
   EXPECT_NE(files_->Identify(one), files_->Identify(folder_.File("a/b.mdb")));
 }

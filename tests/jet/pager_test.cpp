@@ -10,67 +10,64 @@
 namespace jet {
 namespace {
 
-using test_support::TempFolder;
+using namespace test_support;
 
 class PagerTest : public ::testing::Test {
  protected:
   // `pages` pages, each filled with its number.
-  std::unique_ptr<Pager> Make(std::uint32_t pages, PagerLimits limits = {}) {
+  void Make(std::uint32_t pages, PagerLimits limits = {}) {
     std::string bytes;
     for (std::uint32_t i = 0; i < pages; ++i) bytes.append(kPageSize, static_cast<char>(i));
-    test_support::WriteFileBytes(path_, bytes);
-    return Reopen(limits);
+    WriteFileBytes(path_, bytes);
+    Reopen(limits);
   }
-  std::unique_ptr<Pager> Reopen(PagerLimits limits = {}) {
-    return std::make_unique<Pager>(files_->Open(path_, OpenMode::kExclusive), true, limits);
+  void Reopen(PagerLimits limits = {}) {
+    pager_.reset();
+    pager_ = std::make_unique<Pager>(files_->Open(path_, OpenMode::kExclusive), true, limits);
   }
-  static std::uint8_t First(Pager& pager, std::uint32_t page) {
-    return pager.Read({page}).bytes()[0];
-  }
-  static void Set(Pager& pager, std::uint32_t page, std::uint8_t value) {
-    pager.Edit({page})[0] = value;
+  std::uint8_t First(std::uint32_t page) { return pager_->Read({page}).bytes()[0]; }
+  void Set(std::uint32_t page, std::uint8_t value) { pager_->Edit({page})[0] = value; }
+  void SetAndCommit(std::uint32_t page, std::uint8_t value) {
+    Scope scope(*pager_);
+    Set(page, value);
+    scope.Commit();
   }
 
   TempFolder folder_;
   std::string path_ = folder_.File("pages.bin");
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
+  std::unique_ptr<Pager> pager_;
 };
 
 TEST_F(PagerTest, AScopeThatIsNotCommittedPutsEveryPageBack) {
-  auto pager = Make(4);
-  const std::uint64_t epoch = pager->epoch();
+  Make(4);
+  const std::uint64_t epoch = pager_->epoch();
   {
-    Scope scope(*pager);
-    Set(*pager, 1, 100);
-    pager->EditNew({6})[0] = 101;
-    EXPECT_EQ(pager->page_count(), 7u);
+    Scope scope(*pager_);
+    Set(1, 100);
+    pager_->EditNew({6})[0] = 101;
+    EXPECT_EQ(pager_->page_count(), 7u);
   }
-  EXPECT_EQ(First(*pager, 1), 1);
-  EXPECT_EQ(pager->page_count(), 4u);
-  EXPECT_FALSE(pager->changed());
-  EXPECT_GT(pager->epoch(), epoch);
-  EXPECT_THROW(pager->Read({6}), Error);
+  EXPECT_EQ(First(1), 1);
+  EXPECT_EQ(pager_->page_count(), 4u);
+  EXPECT_FALSE(pager_->changed());
+  EXPECT_GT(pager_->epoch(), epoch);
+  EXPECT_THROW(pager_->Read({6}), Error);
 }
 
 // Pages in order are read ahead and pass through the cache.
 TEST_F(PagerTest, AWalkSeesEveryPageAsItIs) {
-  PagerLimits limits;
-  limits.clean_bytes = 4 * kPageSize;
-  auto pager = Make(200, limits);
-  const PageRef held = pager->Read({3});
+  Make(200, {.clean_bytes = 4 * kPageSize});
+  const PageRef held = pager_->Read({3});
   const auto walk = [&](std::uint32_t from) {
     for (std::uint32_t page = from; page < 200; page += 1 + page % 3) {
-      EXPECT_EQ(First(*pager, page), page == 20 ? 250 : page) << page;
+      EXPECT_EQ(First(page), page == 20 ? 250 : page) << page;
     }
   };
-  {
-    Scope scope(*pager);
-    for (std::uint32_t page = 8; page < 20; ++page) pager->Read({page});
-    Set(*pager, 20, 250);  // it was read ahead
-    scope.Commit();
-  }
+  for (std::uint32_t page = 8; page < 20; ++page) First(page);
+  SetAndCommit(20, 250);  // it was read ahead
   walk(21);
-  pager->Flush();
+  pager_->Flush();
   walk(100);
   walk(18);
   walk(2);
@@ -78,69 +75,63 @@ TEST_F(PagerTest, AWalkSeesEveryPageAsItIs) {
 }
 
 TEST_F(PagerTest, WhatWasReadAheadEndsWithAFlush) {
-  auto pager = Make(200, {.clean_bytes = 4 * kPageSize});
-  for (std::uint32_t page = 8; page < 20; ++page) First(*pager, page);  // and 20 ahead
-  {
-    Scope scope(*pager);
-    Set(*pager, 20, 250);
-    scope.Commit();
-  }
-  pager->Flush();
-  for (std::uint32_t page = 40; page < 200; page += 20) First(*pager, page);
-  EXPECT_EQ(First(*pager, 20), 250);
+  Make(200, {.clean_bytes = 4 * kPageSize});
+  for (std::uint32_t page = 8; page < 20; ++page) First(page);  // and 20 ahead
+  SetAndCommit(20, 250);
+  pager_->Flush();
+  for (std::uint32_t page = 40; page < 200; page += 20) First(page);
+  EXPECT_EQ(First(20), 250);
 }
 
 TEST_F(PagerTest, ScopesNest) {
-  auto pager = Make(4);
-  Scope outer(*pager);
-  Set(*pager, 1, 100);
+  Make(4);
   {
-    Scope inner(*pager);
-    Set(*pager, 1, 101);
-    Set(*pager, 2, 102);
-  }
-  EXPECT_EQ(First(*pager, 1), 100) << "the inner undo keeps what the outer scope wrote";
-  EXPECT_EQ(First(*pager, 2), 2);
-  {
-    Scope whole(*pager);
+    Scope outer(*pager_);
+    Set(1, 100);
     {
-      Scope inner(*pager);
-      Set(*pager, 3, 103);
-      inner.Commit();
+      Scope inner(*pager_);
+      Set(1, 101);
+      Set(2, 102);
     }
-    EXPECT_EQ(First(*pager, 3), 103);
+    EXPECT_EQ(First(1), 100) << "the inner undo keeps what the outer scope wrote";
+    EXPECT_EQ(First(2), 2);
+    {
+      Scope whole(*pager_);
+      SetAndCommit(3, 103);
+      EXPECT_EQ(First(3), 103);
+    }
+    EXPECT_EQ(First(3), 3) << "a committed inner scope goes with the outer one";
+    outer.Commit();
   }
-  EXPECT_EQ(First(*pager, 3), 3) << "a committed inner scope goes with the outer one";
-  outer.Commit();
-  pager->Flush();
-  pager.reset();
-  EXPECT_EQ(First(*Reopen(), 1), 100);
+  pager_->Flush();
+  Reopen();
+  EXPECT_EQ(First(1), 100);
 }
 
 TEST_F(PagerTest, ReferencesSurviveEvictionAndShowEdits) {
-  auto pager = Make(64, {.clean_bytes = 4 * kPageSize});
-  const PageRef held = pager->Read({7});
-  for (std::uint32_t page = 0; page < 64; ++page) EXPECT_EQ(First(*pager, page), page);
+  Make(64, {.clean_bytes = 4 * kPageSize});
+  const PageRef held = pager_->Read({7});
+  for (std::uint32_t page = 0; page < 64; ++page) EXPECT_EQ(First(page), page);
   EXPECT_EQ(held.bytes()[0], 7);
-  Scope scope(*pager);
-  Set(*pager, 7, 200);
+  SetAndCommit(7, 200);
   EXPECT_EQ(held.bytes()[0], 200);
-  for (std::uint32_t page = 0; page < 64; ++page) First(*pager, page);
-  EXPECT_EQ(First(*pager, 7), 200) << "a changed page never leaves the cache";
-  scope.Commit();
+  for (std::uint32_t page = 0; page < 64; ++page) First(page);
+  EXPECT_EQ(First(7), 200) << "a changed page never leaves the cache";
 }
 
 TEST_F(PagerTest, DiscardGoesBackToTheFile) {
-  auto pager = Make(3);
-  const PageRef held = pager->Read({2});
-  Scope scope(*pager);
-  Set(*pager, 2, 50);
-  pager->EditNew({5});
-  scope.Commit();
-  pager->Discard();
+  Make(3);
+  const PageRef held = pager_->Read({2});
+  {
+    Scope scope(*pager_);
+    Set(2, 50);
+    pager_->EditNew({5});
+    scope.Commit();
+  }
+  pager_->Discard();
   EXPECT_EQ(held.bytes()[0], 2);
-  EXPECT_EQ(pager->page_count(), 3u);
-  EXPECT_FALSE(pager->changed());
+  EXPECT_EQ(pager_->page_count(), 3u);
+  EXPECT_FALSE(pager_->changed());
 }
 
 TEST_F(PagerTest, LeftoversAreCutBehindThePagesThatWereThere) {
@@ -150,108 +141,96 @@ TEST_F(PagerTest, LeftoversAreCutBehindThePagesThatWereThere) {
     return "DBU FLUSH HEAD1\n" + std::string{static_cast<char>(before), 0, 0, 0, 6, 0, 0, 0, 1};
   };
   for (const std::uint32_t highest : {2u, 4u}) {
-    Make(9).reset();
-    std::string bytes = test_support::ReadFileBytes(path_);
+    Make(9);
+    std::string bytes = ReadFileBytes(path_);
     bytes.replace(5 * kPageSize, head(5).size(), head(5));
     bytes.replace(6 * kPageSize, head(4).size(), head(4));
-    test_support::WriteFileBytes(path_, bytes);
-    auto pager = Reopen();
-    pager->CutLeftovers({highest});
-    EXPECT_EQ(pager->page_count(), std::max(4u, highest + 1)) << highest;
-    EXPECT_THROW(pager->Read({6}), Error);
-    pager.reset();
-    EXPECT_EQ(test_support::ReadFileBytes(path_),
-              bytes.substr(0, std::max(4u, highest + 1) * kPageSize));
+    WriteFileBytes(path_, bytes);
+    Reopen();
+    pager_->CutLeftovers({highest});
+    const std::uint32_t left = std::max(4u, highest + 1);
+    EXPECT_EQ(pager_->page_count(), left) << highest;
+    EXPECT_THROW(pager_->Read({6}), Error);
+    EXPECT_EQ(ReadFileBytes(path_), bytes.substr(0, left * kPageSize));
   }
 }
 
 TEST_F(PagerTest, GrowsOverAGapOfZeroPages) {
-  auto pager = Make(2);
-  Scope scope(*pager);
-  pager->EditNew({5})[0] = 9;
-  scope.Commit();
-  EXPECT_EQ(First(*pager, 4), 0);
-  pager->Flush();
-  pager.reset();
-  auto again = Reopen();
-  EXPECT_EQ(again->page_count(), 6u);
-  EXPECT_EQ(First(*again, 4), 0);
-  EXPECT_EQ(First(*again, 5), 9);
+  Make(2);
+  {
+    Scope scope(*pager_);
+    pager_->EditNew({5})[0] = 9;
+    scope.Commit();
+  }
+  EXPECT_EQ(First(4), 0);
+  pager_->Flush();
+  Reopen();
+  EXPECT_EQ(pager_->page_count(), 6u);
+  EXPECT_EQ(First(4), 0);
+  EXPECT_EQ(First(5), 9);
+}
+
+TEST_F(PagerTest, APageThatIsTakenAnewIsEmpty) {
+  Make(3);
+  Scope scope(*pager_);
+  Set(1, 100);
+  for (const std::uint32_t page : {1u, 2u}) {
+    EXPECT_THAT(pager_->EditNew({page}), testing::Each(0)) << page;
+  }
 }
 
 TEST_F(PagerTest, EncodedPagesAreReadInClearAndWrittenEncoded) {
+  Make(1);
+  pager_->SetPageKey(0x12345678);
   {
-    auto pager = Make(1);
-    pager->SetPageKey(0x12345678);
-    Scope scope(*pager);
-    std::ranges::fill(pager->EditNew({1}), std::uint8_t{0xAB});
-    std::ranges::fill(pager->EditNew({2}), std::uint8_t{0xAB});
+    Scope scope(*pager_);
+    for (const std::uint32_t page : {1u, 2u}) {
+      std::ranges::fill(pager_->EditNew({page}), std::uint8_t{0xAB});
+    }
     scope.Commit();
-    pager->Flush();
   }
-  const std::string bytes = test_support::ReadFileBytes(path_);
+  pager_->Flush();
+  const std::string bytes = ReadFileBytes(path_);
   const std::string one = bytes.substr(kPageSize, kPageSize);
   EXPECT_NE(one, std::string(kPageSize, '\xAB'));
   EXPECT_NE(one, bytes.substr(2 * kPageSize)) << "each page has its own key";
-  auto pager = Reopen();
-  pager->SetPageKey(0x12345678);
-  EXPECT_EQ(First(*pager, 1), 0xAB);
-  const PageRef held = pager->Read({2});
-  {
-    Scope scope(*pager);
-    Set(*pager, 2, 1);
-    scope.Commit();
-  }
-  pager->Discard();
-  EXPECT_EQ(std::ranges::count(held.bytes(), 0xAB), static_cast<std::ptrdiff_t>(kPageSize));
+  Reopen();
+  pager_->SetPageKey(0x12345678);
+  EXPECT_EQ(First(1), 0xAB);
+  const PageRef held = pager_->Read({2});
+  SetAndCommit(2, 1);
+  pager_->Discard();
+  EXPECT_THAT(held.bytes(), testing::Each(0xAB));
 }
 
 TEST_F(PagerTest, Limits) {
-  auto pager = Make(8, {.changed_bytes = 3 * kPageSize});
-  const auto code_of = [](auto&& body) {
-    try {
-      body();
-    } catch (const Error& error) {
-      return error.code();
-    }
-    return ErrorCode::kNotSupported;
+  Make(8, {.changed_bytes = 3 * kPageSize});
+  // What a scope that changes pages from 1 on ends with.
+  const auto change = [&](std::uint32_t pages) {
+    return CodeOf([&] {
+      Scope scope(*pager_);
+      for (std::uint32_t page = 1; page <= pages; ++page) Set(page, 0);
+      scope.Commit();
+    });
   };
-  EXPECT_EQ(code_of([&] {
-              Scope scope(*pager);
-              for (std::uint32_t page = 1; page < 8; ++page) Set(*pager, page, 0);
+  EXPECT_EQ(change(4), ErrorCode::kFileTooLarge);
+  EXPECT_EQ(First(1), 1);
+  EXPECT_EQ(change(3), std::nullopt);
+  EXPECT_EQ(change(4), ErrorCode::kFileTooLarge);
+  pager_->Discard();
+  EXPECT_EQ(change(3), std::nullopt) << "they count no more";
+  EXPECT_EQ(CodeOf([&] {
+              Scope scope(*pager_);
+              pager_->EditNew({0x80000});
             }),
             ErrorCode::kFileTooLarge);
-  EXPECT_EQ(First(*pager, 1), 1);
-  EXPECT_EQ(code_of([&] {
-              Scope scope(*pager);
-              pager->EditNew({0x80000});
-            }),
-            ErrorCode::kFileTooLarge);
-  pager.reset();
+  pager_.reset();
   Pager reader(files_->Open(path_, OpenMode::kRead), false);
-  EXPECT_EQ(code_of([&] {
+  EXPECT_EQ(CodeOf([&] {
               Scope scope(reader);
               reader.Edit({1});
             }),
             ErrorCode::kReadOnly);
-}
-
-TEST_F(PagerTest, OneWriterManyReaders) {
-  auto pager = Make(1);
-  const auto in_use = [&](OpenMode mode) {
-    try {
-      files_->Open(path_, mode);
-    } catch (const Error& error) {
-      return error.code() == ErrorCode::kInUse && error.file() == path_;
-    }
-    return false;
-  };
-  EXPECT_TRUE(in_use(OpenMode::kExclusive));
-  EXPECT_TRUE(in_use(OpenMode::kRead));
-  pager.reset();
-  const auto one = files_->Open(path_, OpenMode::kRead);
-  EXPECT_NO_THROW(files_->Open(path_, OpenMode::kRead));
-  EXPECT_TRUE(in_use(OpenMode::kExclusive));
 }
 
 }  // namespace

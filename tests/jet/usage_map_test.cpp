@@ -9,15 +9,15 @@
 #include <utility>
 
 #include "jet/bytes.h"
-#include "jet/database.h"
-#include "jet/slotted_page.h"
 #include "tests/support/fault_file.h"
-#include "tests/support/temp_db.h"
+#include "tests/support/jet_fixture.h"
 
 namespace jet {
 namespace {
 
+using namespace test_support;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 
 // Maps of their own in a file in memory, which belong to no table.
 class MapTest : public ::testing::Test {
@@ -48,12 +48,8 @@ class MapTest : public ::testing::Test {
   // The row, as the page has it.
   Bytes RowOf(RowId at) {
     const PageRef page = pager().Read(at.page);
-    const ByteView bytes = page.bytes();
-    const auto offset = [&](std::size_t row) { return GetU16(bytes, 14 + 2 * row) & 0x1FFFu; };
-    const std::size_t start = offset(at.row);
-    const std::size_t end = at.row == 0 ? kPageSize : offset(at.row - std::size_t{1});
-    return {bytes.begin() + static_cast<std::ptrdiff_t>(start),
-            bytes.begin() + static_cast<std::ptrdiff_t>(end)};
+    const ByteView row = FindRow(at.page, page.bytes(), at.row)->bytes;
+    return {row.begin(), row.end()};
   }
   Bytes RowOf(const UsageMap& map) { return RowOf(map.at()); }
   // "start+bytes", or "list".
@@ -62,15 +58,7 @@ class MapTest : public ::testing::Test {
     if (row[0] == 1) return row.size() == 69 ? "list" : "odd list";
     return std::to_string(GetU32(row, 1)) + "+" + std::to_string(row.size());
   }
-  static std::vector<std::uint32_t> PagesOf(const UsageMap& map) {
-    std::vector<std::uint32_t> pages;
-    for (auto page = map.FirstFrom({}); page; page = map.FirstFrom({page->value + 1})) {
-      pages.push_back(page->value);
-    }
-    return pages;
-  }
-
-  test_support::FaultFiles files_;
+  FaultFiles files_;
   std::unique_ptr<Database> database_;
   std::optional<Scope> scope_;
   PageNumber maps_;
@@ -117,7 +105,7 @@ TEST_F(MapTest, APageThatIsNotCoveredMovesGrowsOrChangesTheMap) {
       }
     }
     EXPECT_EQ(FormOf(map), c.form);
-    EXPECT_THAT(PagesOf(map), testing::ElementsAreArray(marked));
+    EXPECT_THAT(PagesOf(map), ElementsAreArray(marked));
     for (const PageNumber page : map.BitmapPages()) EXPECT_FALSE(allocator().IsFree(page));
   }
 }
@@ -230,7 +218,7 @@ class MapModelTest : public MapTest {
   void Compare() {
     std::set<std::uint32_t> bitmaps;
     for (std::size_t i = 0; i < kMaps; ++i) {
-      ASSERT_THAT(PagesOf(mapped_[i]), testing::ElementsAreArray(model_.marked[i]));
+      ASSERT_THAT(PagesOf(mapped_[i]), ElementsAreArray(model_.marked[i]));
       for (const PageNumber page : mapped_[i].BitmapPages()) {
         ASSERT_TRUE(bitmaps.insert(page.value).second) << page.value;
         ASSERT_FALSE(model_.taken.contains(page.value)) << page.value;
@@ -280,7 +268,7 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListAndEndsWithTheFile) {
   }
   EXPECT_EQ(FormOf(global), "0+69");
   EXPECT_EQ(pager().page_count(), 512u);
-  const auto code = test_support::CodeOf([&] {
+  const auto code = CodeOf([&] {
     for (;;) ASSERT_TRUE(taken.insert(allocator().Allocate().value).second);
   });
   EXPECT_EQ(code, ErrorCode::kFileTooLarge);
@@ -289,6 +277,9 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListAndEndsWithTheFile) {
   for (const PageNumber page : global.BitmapPages()) EXPECT_FALSE(taken.contains(page.value));
   EXPECT_EQ(used + taken.size() + 17, kTinyFile) << "every page is somebody's";
   for (const std::uint32_t page : {777u, 200u, 900u}) allocator().Free({page});
+  for (const std::uint32_t page : {777u, 0u, kGlobalMap.page.value, kTinyFile}) {
+    EXPECT_EQ(CodeOf([&] { allocator().Free({page}); }), ErrorCode::kDamaged) << page;
+  }
   EXPECT_EQ(allocator().AllocateAbove({300}).value, 777u);
   EXPECT_EQ(allocator().Allocate().value, 200u);
   EXPECT_EQ(allocator().HighestTaken().value, kTinyFile - 1);
@@ -319,80 +310,52 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListWherePageOneIsFull) {
   for (const std::uint32_t page : taken) EXPECT_FALSE(allocator().IsFree({page}));
 }
 
-class UsageMapTest : public ::testing::Test {
+class UsageMapTest : public EngineTest {
  protected:
-  static constexpr std::int32_t kWideRows = 1600;  // one a page
-
-  void SetUp() override {
-    database_ = Database::Create(*files_, path_, {});
-    TableSpec spec{.name = "広い"};
-    spec.columns = {{.name = "ＩＤ", .type = ColumnType::kLong}};
-    for (int i = 1; i <= 8; ++i) {
-      spec.columns.push_back(
-          {.name = "文" + std::to_string(i), .type = ColumnType::kText, .max_size = 255});
-    }
-    // Their maps fill the page of the table's own, which can then not grow.
-    for (int i = 1; i <= 27; ++i) {
-      spec.columns.push_back({.name = "メモ" + std::to_string(i), .type = ColumnType::kMemo});
-    }
-    wide_ = database_->CreateTable(spec);
-    narrow_ = database_->CreateTable(
-        {.name = "狭い", .columns = {{.name = "ＩＤ", .type = ColumnType::kLong}}});
-  }
-  static std::vector<Value> WideRow(std::int32_t id) {
-    std::string text;
-    for (int i = 0; i < 140; ++i) text += "鋼";
-    std::vector<Value> row(9, Value{text});
-    row[0] = id;
-    row.resize(36);
-    return row;
-  }
   std::size_t BitmapPages(const Table& table) {
     return UsageMap(database_->pager(), table.def().owned_map).BitmapPages().size();
   }
-
-  test_support::TempFolder folder_;
-  std::string path_ = folder_.File("maps.mdb");
-  std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
-  std::unique_ptr<Database> database_;
-  std::shared_ptr<Table> wide_, narrow_;
 };
 
 TEST_F(UsageMapTest, ATableThatLiesFarApartKeepsItsPagesInAList) {
-  std::vector<RowId> wide;
-  wide.push_back(wide_->Insert(WideRow(0)));
-  for (std::int32_t id = 0; id < 3000; ++id) narrow_->Insert({{id}});
-  ASSERT_EQ(BitmapPages(*wide_), 0u);
-  for (std::int32_t id = 1; id < kWideRows; ++id) wide.push_back(wide_->Insert(WideRow(id)));
-  EXPECT_EQ(BitmapPages(*wide_), 1u);
-  for (std::int32_t id = 3000; id < 6000; ++id) narrow_->Insert({{id}});
-  EXPECT_EQ(BitmapPages(*narrow_), 0u) << "a row with room about it grows";
-
-  for (std::size_t i = 0; i < wide.size(); i += 2) wide_->Delete(wide[i]);
-  for (std::int32_t i = 0; i < kWideRows / 2; ++i) wide_->Insert(WideRow(kWideRows + i));
-  database_->Commit();
-
-  std::vector<std::int32_t> ids;
-  for (auto at = wide_->First(); at; at = wide_->Next(*at)) {
-    Table::Row row;
-    ASSERT_TRUE(wide_->Read(*at, row));
-    ids.push_back(std::get<std::int32_t>(row.Get(0)));
+  constexpr int kWideRows = 1600;
+  // Texts that fill a page, and maps that fill the page of the table's own, which
+  // can then not grow.
+  std::vector<ColumnSpec> columns{{"ＩＤ"}};
+  for (int i = 1; i <= 35; ++i) {
+    columns.push_back(
+        {"列" + std::to_string(i), i <= 8 ? ColumnType::kText : ColumnType::kMemo, 255});
   }
-  std::vector<std::int32_t> expected;
-  for (std::int32_t i = 1; i < kWideRows; i += 2) expected.push_back(i);
-  for (std::int32_t i = 0; i < kWideRows / 2; ++i) expected.push_back(kWideRows + i);
-  EXPECT_EQ(ids, expected) << "in the order of insertion";
-  std::int32_t next = 0;
-  for (auto at = narrow_->First(); at; at = narrow_->Next(*at)) {
-    Table::Row row;
-    ASSERT_TRUE(narrow_->Read(*at, row));
-    ASSERT_EQ(row.Get(0), Value{next++});
+  const auto wide = Create().CreateTable({"広い", columns, {}});
+  const auto narrow = database_->CreateTable({"狭い", {{"ＩＤ"}}, {}});
+  const auto insert = [](Table& table, int from, int to) {
+    std::vector<Value> row(table.def().columns.size());
+    if (row.size() > 1) std::fill_n(row.begin() + 1, 8, Value(std::string(200, 'x')));
+    for (int id = from; id < to; ++id) {
+      row[0] = id;
+      table.Insert(row);
+    }
+  };
+  insert(*wide, 0, 1);
+  insert(*narrow, 0, 3000);
+  ASSERT_EQ(BitmapPages(*wide), 0u);
+  insert(*wide, 1, kWideRows);
+  EXPECT_EQ(BitmapPages(*wide), 1u);
+  insert(*narrow, 3000, 6000);
+  EXPECT_EQ(BitmapPages(*narrow), 0u) << "a row with room about it grows";
+
+  std::vector<Value> in_wide, in_narrow;  // in the order of insertion
+  const std::vector<RowId> ids = RowIds(*wide);
+  for (int i = 0; i < kWideRows; ++i) {
+    if (i % 2 == 0) wide->Delete(ids[static_cast<std::size_t>(i)]);
+    if (i % 2 != 0) in_wide.emplace_back(i);
   }
-  EXPECT_EQ(next, 6000);
-  wide_.reset();
-  narrow_.reset();
-  database_.reset();
-  test_support::ExpectSound(path_);
+  insert(*wide, kWideRows, 2 * kWideRows);
+  for (int i = kWideRows; i < 2 * kWideRows; ++i) in_wide.emplace_back(i);
+  for (int i = 0; i < 6000; ++i) in_narrow.emplace_back(i);
+  EXPECT_EQ(FieldsOf(*wide, "ＩＤ"), in_wide);
+  EXPECT_EQ(FieldsOf(*narrow, "ＩＤ"), in_narrow);
+  ExpectSoundAfterCommit();
 }
 
 }  // namespace
