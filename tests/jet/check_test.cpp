@@ -106,9 +106,9 @@ struct Image {
       : files(MakeSystemFiles()), database(Database::Open(*files, path, {})) {
     const std::string file = ReadFileBytes(path);
     bytes.assign(file.begin(), file.end());
-    first_leaf = Leaf(0);
+    first_leaf = jobs->OpenIndex(0).First().page();
     second_leaf = {U32(At(first_leaf, 0x10))};
-    name_leaf = Leaf(1);
+    name_leaf = jobs->OpenIndex(1).First().page();
     single = Piece(LongValueKind::kSingle).page;
     moved = Find(*jobs, [&](const auto& row) { return (U16(Slot(row.id())) & 0xC000) == 0x4000; });
   }
@@ -181,14 +181,6 @@ struct Image {
   // Where a long value on pages of its own begins.
   RowId Piece(LongValueKind kind) const { return RowId::FromPacked(U32(Memo(kind) + 4)); }
 
-  PageNumber Leaf(std::size_t index) const {
-    PageNumber page = jobs->def().real_indexes[index].root;
-    while (U8(At(page)) == 3) {
-      const std::size_t child = At(page, 0x1E0) + Ends(page)[0] - 4;
-      page = {std::uint32_t{U8(child + 2)} << 8 | U8(child + 3)};
-    }
-    return page;
-  }
   // Where the entries of an index page end.
   std::vector<std::size_t> Ends(PageNumber page) const {
     std::vector<std::size_t> ends;
@@ -655,8 +647,9 @@ TEST_F(DamageTest, IsSeenByTheVerifierToo) {
     if (damage.verifier_sees_it) paths.push_back(Damaged(damage.make, damage.problem.name));
   }
   const auto verdicts = VerifierFinds(paths, true);
-  for (std::size_t i = 0; verdicts && i < paths.size(); ++i)
+  for (std::size_t i = 0; verdicts && i < paths.size(); ++i) {
     EXPECT_NE((*verdicts)[i], "") << paths[i];
+  }
 }
 
 TEST_F(DamageTest, OneValueOutOfItsRangeIsUnusualAndNothingElse) {
@@ -777,9 +770,9 @@ TEST_F(CheckTest, MapsBehindPage512AreUsual) {
   EXPECT_THAT(Check().findings, IsEmpty());
   // A map that reaches the table's page from page 0 on.
   Scope scope(database_->pager());
-  const TableDef& def = database_->OpenTable("D")->def();
-  const RowId map = def.owned_map;
-  const PageNumber page = database_->OpenTable("D")->First()->page;
+  const auto table = database_->OpenTable("D");
+  const RowId map = table->def().owned_map;
+  const PageNumber page = table->First()->page;
   Bytes row(5 + (page.value / 32 + 1) * 4);
   PutU8(row, 5 + page.value / 8, static_cast<std::uint8_t>(1 << page.value % 8));
   ASSERT_TRUE(

@@ -306,8 +306,15 @@ TEST_F(DatabaseTest, RefusesWhatTheFormatDoesNotAllowAndChangesNothing) {
     EXPECT_EQ(CodeOf([&] { database_->CreateTable(c.spec); }), c.code)
         << c.spec.name << " " << c.spec.columns.size() << " " << static_cast<int>(c.code);
   }
-  const auto append = [&](std::string_view table, const ColumnSpec& column) {
-    return CodeOf([&] { database_->AppendColumn(table, column); });
+  const auto append = [&](std::string_view table,
+                          const ColumnSpec& column) -> std::optional<ErrorCode> {
+    try {
+      database_->AppendColumn(table, column);
+    } catch (const Error& error) {
+      EXPECT_EQ(error.table(), table);
+      return error.code();
+    }
+    return {};
   };
   EXPECT_EQ(append("ハゼ", {"Ｘ"}), ErrorCode::kColumnExists);
   EXPECT_EQ(append("ハゼ", {"a.b"}), ErrorCode::kBadName);

@@ -31,9 +31,7 @@ class MapTest : public ::testing::Test {
     scope_.reset();
     database_.reset();
     maps_ = {};
-    CreateOptions options;
-    options.limits.pages_per_bitmap = pages_per_bitmap;
-    database_ = Database::Create(files_, kPath, options);
+    database_ = Database::Create(files_, kPath, {.limits = {.pages_per_bitmap = pages_per_bitmap}});
     database_->Commit();
     allocator().TakeCensus();
     scope_.emplace(pager());
@@ -45,16 +43,9 @@ class MapTest : public ::testing::Test {
     maps_ = at.page;
     return {pager(), at};
   }
-  // The row, as the page has it.
-  Bytes RowOf(RowId at) {
-    const PageRef page = pager().Read(at.page);
-    const ByteView row = FindRow(at.page, page.bytes(), at.row)->bytes;
-    return {row.begin(), row.end()};
-  }
-  Bytes RowOf(const UsageMap& map) { return RowOf(map.at()); }
   // "start+bytes", or "list".
   std::string FormOf(const UsageMap& map) {
-    const Bytes row = RowOf(map);
+    const Bytes row = RowBytes(pager(), map.at());
     if (row[0] == 1) return row.size() == 69 ? "list" : "odd list";
     return std::to_string(GetU32(row, 1)) + "+" + std::to_string(row.size());
   }
@@ -65,12 +56,9 @@ class MapTest : public ::testing::Test {
 };
 
 TEST_F(MapTest, APageThatIsNotCoveredMovesGrowsOrChangesTheMap) {
-  struct Case {
-    std::vector<int> marks;  // negative: the page is taken out again
-    const char* form;
-  };
   Create(kPagesPerBitmap);
-  for (const Case& c : std::vector<Case>{
+  // Negative: the page is taken out again.
+  for (const auto& [marks, form] : std::vector<std::pair<std::vector<int>, const char*>>{
            {{0}, "0+69"},
            {{511}, "0+69"},
            {{512}, "512+69"},
@@ -90,11 +78,11 @@ TEST_F(MapTest, APageThatIsNotCoveredMovesGrowsOrChangesTheMap) {
            {{5, 5000, -5, -5000, 6001}, "6000+633"},
            {{5, 5000, -5, -5000, 6001, 5999}, "list"},
        }) {
-    SCOPED_TRACE(testing::PrintToString(c.marks));
+    SCOPED_TRACE(testing::PrintToString(marks));
     maps_ = {};  // a page with room
     UsageMap map = NewMap();
     std::set<std::uint32_t> marked;
-    for (const int mark : c.marks) {
+    for (const int mark : marks) {
       const PageNumber page{static_cast<std::uint32_t>(std::abs(mark))};
       if (mark < 0) {
         map.Remove(page);
@@ -104,7 +92,7 @@ TEST_F(MapTest, APageThatIsNotCoveredMovesGrowsOrChangesTheMap) {
         marked.insert(page.value);
       }
     }
-    EXPECT_EQ(FormOf(map), c.form);
+    EXPECT_EQ(FormOf(map), form);
     EXPECT_THAT(PagesOf(map), ElementsAreArray(marked));
     for (const PageNumber page : map.BitmapPages()) EXPECT_FALSE(allocator().IsFree(page));
   }
@@ -286,10 +274,8 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListAndEndsWithTheFile) {
   scope_->Commit();
   database_->Commit();
   database_.reset();
-  OpenOptions options;
-  options.limits.pages_per_bitmap = kTiny;
-  options.mode = OpenMode::kExclusive;
-  database_ = Database::Open(files_, kPath, options);
+  database_ = Database::Open(files_, kPath,
+                             {.mode = OpenMode::kExclusive, .limits = {.pages_per_bitmap = kTiny}});
   EXPECT_THAT(PagesOf(UsageMap(pager(), kGlobalMap)), ElementsAre(900));
 }
 
@@ -305,7 +291,7 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListWherePageOneIsFull) {
   }
   const UsageMap global(pager(), kGlobalMap);
   EXPECT_EQ(FormOf(global), "list");
-  EXPECT_EQ(RowOf(kSecondMap), notes);
+  EXPECT_EQ(RowBytes(pager(), kSecondMap), notes);
   EXPECT_THAT(global.BitmapPages(), ElementsAre(PageNumber{512 + 64}));
   for (const std::uint32_t page : taken) EXPECT_FALSE(allocator().IsFree({page}));
 }

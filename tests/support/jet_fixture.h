@@ -114,6 +114,12 @@ inline std::span<std::uint8_t> EditRow(jet::Pager& pager, jet::RowId id) {
   return std::span(page).subspan(static_cast<std::size_t>(row.data() - page.data()), row.size());
 }
 
+inline jet::Bytes RowBytes(jet::Pager& pager, jet::RowId id) {
+  const jet::PageRef page = pager.Read(id.page);
+  const jet::ByteView row = jet::FindRow(id.page, page.bytes(), id.row)->bytes;
+  return {row.begin(), row.end()};
+}
+
 // What a map marks, ascending.
 inline std::vector<std::uint32_t> PagesOf(const jet::UsageMap& map) {
   std::vector<std::uint32_t> pages;
