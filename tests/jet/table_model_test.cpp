@@ -152,7 +152,10 @@ class TableModel : public EngineTest {
     while (scan.Next()) {
       ASSERT_NE(expected, rows_.end());
       ASSERT_EQ(scan.row().id(), expected->first);
-      for (std::size_t i = 0; i < kColumns; ++i) ASSERT_EQ(scan.row().Get(i), expected->second[i]);
+      for (std::size_t i = 0; i < kColumns; ++i) {
+        ASSERT_EQ(scan.row().Get(i), expected->second[i]);
+        ASSERT_EQ(scan.row().IsNull(i), IsNull(expected->second[i]));
+      }
       ++expected;
     }
     ASSERT_EQ(expected, rows_.end());
