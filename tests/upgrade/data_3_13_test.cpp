@@ -4,9 +4,6 @@
 namespace upgrade_test {
 namespace {
 
-using samples::OfType;
-using testing::ElementsAreArray;
-
 // `仕様_名称` with a joint method in every row.
 Change WithMethod(std::size_t rows, const jet::Value& method) {
   return [=](Tables& tables) {
@@ -15,78 +12,31 @@ Change WithMethod(std::size_t rows, const jet::Value& method) {
   };
 }
 
-struct Choices {
-  const char* name;
-  Change change;
-  ado::ErrorNumber error3;
-  Texts methods3;
-  ado::ErrorNumber error4;
-  Texts methods4;
-};
-
-class Steps3And4 : public testing::TestWithParam<Choices> {};
-
-TEST_P(Steps3And4, FillTheJointMethodOfTheFirstRows) {
-  const Choices& choices = GetParam();
-  StepBench bench(Kind::kData, 2, choices.change);
-  EXPECT_EQ(bench.Run("Data_Up_3"), choices.error3);
-  EXPECT_EQ(bench.Values("仕様_名称", "工法"), choices.methods3);
-  EXPECT_EQ(bench.Run("Data_Up_4"), choices.error4);
-  EXPECT_EQ(bench.Values("仕様_名称", "工法"), choices.methods4);
-  EXPECT_EQ(bench.Values("Data_角_単体設定", "取り付けフラグ").size(), 40U);
-}
-
-const Texts kFilled = Texts{"共板", "FG"} + Repeat(4, kNull);
-
-INSTANTIATE_TEST_SUITE_P(
-    Choices, Steps3And4,
-    testing::Values(
-        Choices{"Absent", {}, 0, kFilled, 0, kFilled},
-        Choices{"None", WithMethod(6, "なし"), 0, Repeat(6, "なし"), 0,
-                Texts{"共板", "FG", " "} + Repeat(3, "なし")},
-        Choices{"Other", WithMethod(6, "共板"), 0, Repeat(6, "共板"), 0, Repeat(6, "共板")},
-        Choices{"Null", WithMethod(6, {}), 0, Repeat(6, kNull), 0, Repeat(6, kNull)},
-        Choices{"NoneByKeyOnly", WithMethod(6, "ﾅｼ"), 0, Repeat(6, "ﾅｼ"), 0, Repeat(6, "ﾅｼ")},
-        Choices{"TwoRowsOfNone",
-                WithMethod(2, "なし"),
-                0,
-                Repeat(2, "なし"),
-                ado::kErrNoCurrentRow,
-                {"共板", "FG"}},
-        Choices{"OneRow", ResizeRows("仕様_名称", 1), 0, {"共板"}, 0, {"共板"}},
-        Choices{"NoRow", ResizeRows("仕様_名称", 0), 0, {}, ado::kErrNoCurrentRow, {}},
-        Choices{"NoTable",
-                [](Tables& tables) {
-                  std::erase_if(tables,
-                                [](const auto& table) { return table.name == "仕様_名称"; });
-                },
-                0,
-                {"!-2147217865"},
-                ado::kErrNoTable,
-                {"!-2147217865"}},
-        Choices{"FlagThere",
-                [](Tables& tables) {
-                  auto& table = TableNamed(tables, "Data_角_単体設定");
-                  for (const char* flag : {"切断フラグ", "取り付けフラグ"}) {
-                    table.AddColumn(OfType(flag, jet::ColumnType::kBoolean));
-                  }
-                },
-                ado::kErrColumnExists,
-                {"!3265"},
-                ado::kErrItemNotFound,
-                {"!3265"}}),
-    [](const auto& info) { return info.param.name; });
-
-TEST(DataStep3, AddsFlagsThatAreFalseInOldRows) {
-  StepBench bench(Kind::kData);
-  const Texts before = bench.Columns("Data_角_単体設定");
-  ASSERT_EQ(bench.Run("Data_Up_3"), 0);
-  // A Boolean column is never required.
-  EXPECT_THAT(bench.Columns("Data_角_単体設定"),
-              ElementsAreArray(before + Texts{"ネスティングフラグ 11 0", "切断フラグ 11 0",
-                                              "組み立てフラグ 11 0", "取り付けフラグ 11 0"}));
-  EXPECT_EQ(bench.Values("Data_角_単体設定", "ネスティングフラグ"), Repeat(40, "False"));
-  EXPECT_EQ(bench.Columns("仕様_名称").back(), "工法 202 50!");
+// What is there decides; step 4 looks at the first row alone.
+TEST(DataSteps3And4, FillTheJointMethodOfTheFirstRows) {
+  const struct {
+    const char* name;
+    Change change;
+    Texts after_3, after_4;
+  } cases[] = {
+      {"none", WithMethod(6, "なし"), Repeat(6, "なし"),
+       Texts{"共板", "FG", " "} + Repeat(3, "なし")},
+      {"other", WithMethod(6, "共板"), Repeat(6, "共板"), Repeat(6, "共板")},
+      {"Null", WithMethod(6, {}), Repeat(6, kNull), Repeat(6, kNull)},
+      {"none by key only", WithMethod(6, "ﾅｼ"), Repeat(6, "ﾅｼ"), Repeat(6, "ﾅｼ")},
+      {"one row", ResizeRows("仕様_名称", 1), {"共板"}, {"共板"}},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    StepBench bench(Kind::kData, 2, test.change), at_once(Kind::kData, 2, test.change);
+    EXPECT_EQ(bench.Run("Data_Up_3"), 0);
+    EXPECT_EQ(bench.Values("仕様_名称", "工法"), test.after_3);
+    EXPECT_EQ(bench.Run("Data_Up_4"), 0);
+    EXPECT_EQ(bench.Values("仕様_名称", "工法"), test.after_4);
+    // Step 3 leaves a table open that step 4 can open again.
+    EXPECT_EQ(at_once.Run({"Data_Up_3", "Data_Up_4"}), 0);
+    EXPECT_EQ(at_once.Values("仕様_名称", "工法"), test.after_4);
+  }
 }
 
 // Rows that held nothing before the column came may be changed elsewhere.
@@ -105,42 +55,6 @@ TEST(DataStep3, RequiresTheMethodOfNewValuesOnly) {
   EXPECT_EQ(set_third("工法", std::string("FG")), 0);
   EXPECT_EQ(set_third("工法", jet::Null{}), ado::kErrIntegrity);
   EXPECT_EQ(bench.Value("仕様_名称", "工法", 2), "FG");
-}
-
-TEST(DataStep3, LeavesAnOpenTableThatStep4CanOpenAgain) {
-  StepBench bench(Kind::kData, 2, WithMethod(6, "なし"));
-  EXPECT_EQ(bench.Run({"Data_Up_3", "Data_Up_4"}), 0);
-  EXPECT_EQ(bench.Value("仕様_名称", "工法", 2), " ");
-}
-
-// A row is saved by the AddRow of the next; a duplicate shows there.
-TEST(DataSteps4And11, KeepTheRowsBeforeADuplicate) {
-  const struct {
-    std::int32_t there;
-    std::int16_t version;
-    const char* step;
-    Texts ids;
-  } cases[] = {
-      {16, 3, "Data_Up_4", {"16", "15"}},
-      {19, 10, "Data_Up_11", {"19", "15", "16", "17", "18"}},
-      {20, 10, "Data_Up_11", {"20", "15", "16", "17", "18", "19"}},
-  };
-  for (const auto& test : cases) {
-    StepBench bench(Kind::kData, test.version, [&](Tables& tables) {
-      TableNamed(tables, "Spec_工法").rows.push_back({test.there, "x"});
-    });
-    EXPECT_EQ(bench.Run(test.step), ado::kErrIntegrity) << test.there;
-    EXPECT_EQ(bench.Values("Spec_工法", "工法ID"), Numbers(0, 14) + test.ids);
-  }
-}
-
-TEST(DataSteps5To13, AddShapesInOrder) {
-  StepBench bench(Kind::kData, 13);
-  EXPECT_EQ(bench.Values(kShapes, "形状名ID"), Numbers(0, 44) + Numbers(46, 146));
-  EXPECT_EQ(bench.Values("Spec_工法", "工法ID"), Numbers(0, 20));
-  const Texts rows = bench.Rows(kShapes);
-  EXPECT_EQ(rows[118], "119|丸ｴﾙﾎﾞ_外繋ぎ|0|0|1|");
-  EXPECT_EQ(rows[145], "146|勾配閉止板_FG|0|0|1|");
 }
 
 TEST(DataStep12, LeavesTheFlagToTheDefaultOfItsColumn) {

@@ -9,13 +9,6 @@ namespace {
 
 using testing::ElementsAre;
 
-class Names : public db::LadderObserver {
- public:
-  void StepBegins(const db::LadderStep& step) override { begun.push_back(step.name); }
-  void StepEnds(const db::LadderStep& step) override { ended.push_back(step.name); }
-  Texts begun, ended;
-};
-
 Texts Plan(const db::Ladder& ladder, std::int16_t from) {
   Texts names;
   for (const db::LadderStep* step : ladder.Plan(from, ladder.latest())) names.push_back(step->name);
@@ -52,7 +45,7 @@ TEST(Ladders, RunThroughAndLeaveSoundFiles) {
   for (Kind kind : {Kind::kData, Kind::kTenkai}) {
     StepBench whole(kind), parts(kind);
     const std::int16_t latest = whole.ladder().latest();
-    Names names;
+    StepNames names;
     ASSERT_EQ(whole.Upgrade(latest, &names), 0);
     EXPECT_EQ(names.begun, Plan(whole.ladder(), 2));
     EXPECT_EQ(names.ended, names.begun);
@@ -65,19 +58,6 @@ TEST(Ladders, RunThroughAndLeaveSoundFiles) {
     EXPECT_EQ(parts.Content(), whole.Content());
     EXPECT_EQ(whole.Values(kShapes, "形状名ID"), Numbers(0, 44) + Numbers(46, 160));
   }
-}
-
-// A base whose step fails in the middle keeps what was done, and its version.
-TEST(Ladders, KeepWhatWasDoneBeforeAFailure) {
-  StepBench bench(Kind::kData, 2, [](Tables& tables) {
-    TableNamed(tables, "仕様_その他設定")
-        .AddColumn(samples::OfType("鋼板重量", jet::ColumnType::kDouble));
-  });
-  EXPECT_EQ(bench.Upgrade(27), ado::kErrColumnExists);
-  EXPECT_EQ(bench.Values(kVersions, "Ver_No"), Texts{"2"});
-  EXPECT_EQ(bench.Columns("拾い転送_設定").back(), "1㎡以下の追加 5 0!");
-  EXPECT_EQ(bench.Count(kShapes), 157U);
-  bench.ExpectSound();
 }
 
 // Every step on a database that is there already: it fails, adds its rows once
@@ -106,51 +86,6 @@ TEST(Ladders, RunAStepAgain) {
         EXPECT_EQ(bench.Content() != before, adds) << step.name;
       }
     }
-  }
-}
-
-// Renaming a shape comes before the duplicate that ends step 27.
-TEST(Ladders, RenameBeforeADuplicate) {
-  StepBench bench(Kind::kData, 27);
-  bench.Edit([](db::DbHandle& db) {
-    db.OpenTable(kShapes);
-    for (int i = 0; i < 158; ++i) db.NextRow();
-    db.SetField("形状名", "x");
-    db.SaveRow();
-  });
-  EXPECT_EQ(bench.Run("Data_Up_27"), ado::kErrIntegrity);
-  EXPECT_EQ(bench.Value(kShapes, "形状名", 158), "丸ｴﾙﾎﾞ_横繋ぎ");
-  EXPECT_EQ(bench.Count("拾い転送_形状名称変換"), 160U);
-}
-
-// Code points that a careless hand changes.
-TEST(Ladders, WriteTextsCharacterForCharacter) {
-  StepBench data(Kind::kData, 27);
-  const struct {
-    const char* table;
-    const char* field;
-    std::size_t row;
-    const char* text;
-  } cases[] = {
-      {kShapes, "形状名", 57, "勾配_\uFF74\uFF99\uFF8E"},
-      {kShapes, "形状名", 60, "消音\uFF74\uFF99\uFF8E\uFF9E内\uFF32"},
-      {kShapes, "形状名", 129, "\uFF12又_R-C"},
-      {kShapes, "形状名", 130, "Y管"},
-      {kShapes, "形状名", 124, "丸WRE90\u00B0管"},
-      {kShapes, "形状名_英語", 158, "SP Elbow\u3000Side"},
-      {"拾い転送_形状名称変換", "変更形状名", 111, "\uFF39管"},
-      {"拾い転送_形状名称変換", "変更形状名", 105, "\uFF19\uFF10\u00B0エルボ"},
-      {"拾い転送_形状名称変換_副資材", "変更形状名", 5, "90\u00B0エルボ"},
-      {"拾い転送_形状名称変換_副資材", "数量表示", 0, "L1\u00D7数量"},
-      {"拾い転送_キャンバス変換", "変換名称", 2, "\uFF21\uFF33-\uFF11\uFF11\uFF10"},
-      {"拾い転送_フレキ変換", "変換名称", 4, "\uFF33\uFF34フレキ"},
-      {"拾い転送_材質変換", "拾い材質", 6, "\uFF11\uFF0E\uFF16鋼板"},
-      {"拾い転送_系統変換", "板厚基準", 5, "高圧\uFF11"},
-      {"拾い転送_工法変換", "拾い工法名", 14, "メッツ"},
-      {"Spec_開口形状", "形状", 2, "\uFF75\uFF70\uFF8A\uFF9E\uFF99"},
-  };
-  for (const auto& test : cases) {
-    EXPECT_EQ(data.Value(test.table, test.field, test.row), test.text) << test.table;
   }
 }
 

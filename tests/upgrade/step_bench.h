@@ -30,10 +30,27 @@ inline constexpr const char* kShapes = "Spec_形状名（角）";
 inline constexpr const char* kReinforcements = "Spec_補強名称";
 inline constexpr const char* kVersions = "ﾊﾞｰｼﾞｮﾝ番号";
 
+// The steps of a run.
+class StepNames : public db::LadderObserver {
+ public:
+  void StepBegins(const db::LadderStep& step) override { begun.push_back(step.name); }
+  void StepEnds(const db::LadderStep& step) override { ended.push_back(step.name); }
+  Texts begun, ended;
+};
+
 class StepBench {
  public:
   explicit StepBench(Kind kind, std::int16_t version = samples::kBaseVersion, Change change = {},
                      int jobs = 2)
+      : StepBench(kind, [&](jet::FileSystem& files, const std::string& path) {
+          samples::SampleOptions options;
+          options.version = version;
+          options.jobs = jobs;
+          options.change = std::move(change);
+          samples::MakeSample(files, path, kind, options);
+        }) {}
+  // `make` writes the file, without a password or with that of the sessions.
+  StepBench(Kind kind, const std::function<void(jet::FileSystem&, const std::string& path)>& make)
       : kind_(kind),
         environment_(files_,
                      [] {
@@ -43,11 +60,7 @@ class StepBench {
         data_(module_.data()),
         english_(module_.data()),
         tenkai_(module_.tenkai()) {
-    samples::SampleOptions options;
-    options.version = version;
-    options.jobs = jobs;
-    options.change = std::move(change);
-    samples::MakeSample(files_, Path(), kind, options);
+    make(files_, Path());
     module_.SetLadders(upgrade::MakeDataLadder(data_, english_),
                        upgrade::MakeTenkaiLadder(tenkai_));
     module_.DataDB_Path = module_.TenkaiDB_Path = kFolder;
@@ -114,11 +127,14 @@ class StepBench {
   }
   // All fields of all rows, one text a row.
   Texts Rows(std::string_view table) {
-    return Walk(table, [](ado::Recordset& rows) {
-      std::string row;
+    Texts texts;
+    ado::Recordset rows;
+    Open(rows, table);
+    for (; !rows.eof(); rows.MoveNext()) {
+      std::string& row = texts.emplace_back();
       for (std::size_t i = 0; i < rows.field_count(); ++i) row += Text(rows.Get(i)) + "|";
-      return row;
-    });
+    }
+    return texts;
   }
   Texts Fields(std::string_view table) {
     ado::Recordset rows;
@@ -158,14 +174,17 @@ class StepBench {
   }
   // Everything that the database holds.
   std::string Content() { return test_support::ContentOf(database()); }
+  void WriteTo(const std::string& path) {
+    db().CloseDb();
+    test_support::WriteFileBytes(path, files_.bytes(Path()));
+    db().OpenDb();
+  }
   // Nothing is wrong with the file itself.
   void ExpectSound() {
-    db().CloseDb();
     const test_support::TempFolder folder;
-    const std::string path = folder.File(tools::FileNameOf(kind_));
-    test_support::WriteFileBytes(path, files_.bytes(Path()));
+    const std::string path = folder.File("x.mdb");
+    WriteTo(path);
     test_support::ExpectSound(path);
-    db().OpenDb();
   }
 
   jet::Database& database() { return *Connection().database(); }
@@ -196,13 +215,6 @@ class StepBench {
   }
   void Open(ado::Recordset& rows, std::string_view table) {
     rows.Open(table, Connection(), ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
-  }
-  Texts Walk(std::string_view table, const std::function<std::string(ado::Recordset&)>& text) {
-    Texts texts;
-    ado::Recordset rows;
-    Open(rows, table);
-    for (; !rows.eof(); rows.MoveNext()) texts.push_back(text(rows));
-    return texts;
   }
 
   Kind kind_;
