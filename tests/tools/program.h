@@ -1,10 +1,12 @@
 // Runs the maintenance program as a user does.
 #pragma once
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "jet/database.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 
@@ -38,5 +40,20 @@ inline nlohmann::json MdbAdmJson(std::vector<std::string> arguments) {
   arguments.emplace_back("--json");
   return nlohmann::json::parse(MdbAdmOut(arguments));
 }
+
+// With databases made for it, which have no password.
+class MadeFilesTest : public ::testing::Test {
+ protected:
+  std::string Make(std::string_view name, const std::function<void(jet::Database&)>& fill) {
+    std::string path = folder_.File(name);
+    const auto database = jet::Database::Create(*files_, path, {});
+    fill(*database);
+    database->Commit();
+    return path;
+  }
+
+  std::unique_ptr<jet::FileSystem> files_ = jet::MakeSystemFiles();
+  TempFolder folder_;
+};
 
 }  // namespace test_support

@@ -76,26 +76,6 @@ TEST_F(SampleTest, SameOptionsGiveTheSameBytes) {
   EXPECT_NE(first, ReadFileBytes(Make(Kind::kData, options)));
 }
 
-TEST_F(SampleTest, ShapesStandInIdentifierOrderWithoutTheBlankSlot) {
-  const auto database = Open(Make(Kind::kData));
-  const auto ids = Column(*database, "Spec_形状名（角）", "形状名ID");
-  ASSERT_EQ(ids.size(), 118U);
-  for (std::int32_t i = 0; i < 118; ++i) {
-    EXPECT_EQ(ids[static_cast<std::size_t>(i)], jet::Value(i < 45 ? i : i + 1));
-  }
-}
-
-// Names that differ from their twins by width or a voiced mark, to the code point.
-TEST_F(SampleTest, NamesKeepTheirWidth) {
-  const auto database = Open(Make(Kind::kData));
-  const auto names = Column(*database, "Spec_形状名（角）", "形状名");
-  EXPECT_EQ(jet::ToUtf16(std::get<std::string>(names[57])), u"\u52FE\u914D_\uFF74\uFF99\uFF8E");
-  EXPECT_EQ(jet::ToUtf16(std::get<std::string>(names[60])),
-            u"\u6D88\u97F3\uFF74\uFF99\uFF8E\uFF9E\u5185\uFF32");
-  EXPECT_EQ(jet::ToUtf16(database->OpenTable("Spec_形状名（角）")->name()),
-            u"Spec_\u5F62\u72B6\u540D\uFF08\u89D2\uFF09");
-}
-
 TEST_F(SampleTest, JobsHaveTheirRows) {
   SampleOptions options;
   options.jobs = 101;

@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <functional>
 
-#include "jet/database.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 #include "tests/tools/program.h"
@@ -24,42 +22,29 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-class SmallTest : public ::testing::Test {
- protected:
-  std::string Make(std::string_view name, const std::function<void(jet::Database&)>& fill) {
-    std::string path = folder_.File(name);
-    const auto database = jet::Database::Create(*files_, path, {});
-    fill(*database);
-    database->Commit();
-    return path;
-  }
-  // Two rows of a cell of each kind.
-  std::string MakeCells() {
-    return Make("cells.mdb", [](jet::Database& database) {
-      const auto table = database.CreateTable(
-          {.name = "ｾﾙ",
-           .columns = {{.name = "b", .type = ColumnType::kBinary, .max_size = 5},
-                       {.name = "d", .type = ColumnType::kDateTime},
-                       {.name = "t", .type = ColumnType::kText, .max_size = 30},
-                       {.name = "y", .type = ColumnType::kBoolean},
-                       {.name = "r", .type = ColumnType::kDouble},
-                       {.name = "c", .type = ColumnType::kCurrency}},
-           .indexes = {{.name = "i", .columns = {"t", "d"}, .descending = {false, true}}}});
-      table->Insert(std::vector<jet::Value>{jet::Bytes{0xAB, 1}, jet::DateTime{40182}, "a\tb\\",
-                                            true, 1e15, jet::Currency{12'500}});
-      table->Insert(std::vector<jet::Value>{jet::Null{}, jet::DateTime{40183.5}, "", false, -0.5,
-                                            jet::Null{}});
-      database.CreateQuery("全部", {{{.attribute = jet::QueryRow::kSource, .name1 = "ｾﾙ"}}},
-                           "SELECT * FROM ｾﾙ");
-    });
-  }
+using SmallTest = MadeFilesTest;
 
-  std::unique_ptr<jet::FileSystem> files_ = jet::MakeSystemFiles();
-  TempFolder folder_;
-};
+// Two rows of a cell of each kind.
+void FillCells(jet::Database& database) {
+  const auto table = database.CreateTable(
+      {.name = "ｾﾙ",
+       .columns = {{.name = "b", .type = ColumnType::kBinary, .max_size = 5},
+                   {.name = "d", .type = ColumnType::kDateTime},
+                   {.name = "t", .type = ColumnType::kText, .max_size = 30},
+                   {.name = "y", .type = ColumnType::kBoolean},
+                   {.name = "r", .type = ColumnType::kDouble},
+                   {.name = "c", .type = ColumnType::kCurrency}},
+       .indexes = {{.name = "i", .columns = {"t", "d"}, .descending = {false, true}}}});
+  table->Insert(std::vector<jet::Value>{jet::Bytes{0xAB, 1}, jet::DateTime{40182}, "a\tb\\", true,
+                                        1e15, jet::Currency{12'500}});
+  table->Insert(
+      std::vector<jet::Value>{jet::Null{}, jet::DateTime{40183.5}, "", false, -0.5, jet::Null{}});
+  database.CreateQuery("全部", {{{.attribute = jet::QueryRow::kSource, .name1 = "ｾﾙ"}}},
+                       "SELECT * FROM ｾﾙ");
+}
 
 TEST_F(SmallTest, CellsAndLimits) {
-  const std::string path = MakeCells();
+  const std::string path = Make("cells.mdb", FillCells);
   const std::string head = "b\td\tt\ty\tr\tc\n",
                     first = "AB01\t2010-01-04 00:00:00\ta\\tb\\\\\tTrue\t1000000000000000\t1.25\n",
                     second = "\\N\t2010-01-05 12:00:00\t\tFalse\t-0.5\t\\N\n";

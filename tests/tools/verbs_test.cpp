@@ -26,24 +26,13 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-class VerbsTest : public ::testing::Test {
+class VerbsTest : public MadeFilesTest {
  protected:
-  // A database without a password.
-  std::string Make(std::string_view name, const std::function<void(jet::Database&)>& fill) {
-    std::string path = folder_.File(name);
-    const auto database = jet::Database::Create(*files_, path, {});
-    fill(*database);
-    database->Commit();
-    return path;
-  }
   std::string MakeSample(const samples::SampleOptions& options) {
     std::string path = folder_.File("Data.mdb");
     samples::MakeSample(*files_, path, samples::Kind::kData, options);
     return path;
   }
-
-  std::unique_ptr<jet::FileSystem> files_ = jet::MakeSystemFiles();
-  TempFolder folder_;
 };
 
 // ---- what was asked for
