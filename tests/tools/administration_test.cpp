@@ -84,6 +84,7 @@ TEST_F(ManyFilesTest, StopsWhereItIsTold) {
   EXPECT_EQ(summary[1]["error"]["error"], "not_jet4");
   EXPECT_EQ(nlohmann::json::parse(run.err), summary[1]["error"]);
   EXPECT_EQ(Version(files_[2]), 26);
+  EXPECT_EQ(MdbAdm({"upgrade", files_[1], files_[2], "--stop-on-error"}).status, 1);
   const Outcome plan = MdbAdm({"plan", files_[1], files_[2], "--to", "27", "--json"});
   EXPECT_EQ(plan.status, 3);
   EXPECT_EQ(
@@ -101,6 +102,7 @@ TEST_F(ManyFilesTest, CodesTellAFileInUseFromAFailure) {
   EXPECT_EQ(nlohmann::json::parse(busy.out)[0]["step"], "failed");
   EXPECT_EQ(MdbAdm({"info", files_[0]}).status, 4);
   EXPECT_EQ(MdbAdm({"upgrade", files_[0], files_[1]}).status, 1) << "failures of two kinds";
+  EXPECT_EQ(MdbAdm({"upgrade", files_[1], files_[0]}).status, 1);
   EXPECT_EQ(MdbAdm({"upgrade", files_[0], files_[2]}).status, 3);
   held.reset();
   EXPECT_EQ(MdbAdm({"upgrade", files_[0], files_[2]}).status, 0);
@@ -124,6 +126,18 @@ TEST(AdministrationTest, EveryVerbPrintsJson) {
   EXPECT_EQ(MdbAdmJson({"rows", data, "ﾊﾞｰｼﾞｮﾝ番号"}), parsed(R"([{"Ver_No": 18.0}])"));
 }
 
+TEST(AdministrationTest, NewFilesAreAsTheOptionsSay) {
+  const TempFolder folder;
+  const std::string data = folder.File("Data.mdb"), general = folder.File("general.mdb");
+  MdbAdmOut({"sample", folder.path(), "--data", "2", "--jobs", "0", "--now", "--password", "x"});
+  EXPECT_FALSE(std::filesystem::exists(PathOf(folder.File("展開Data.mdb"))));
+  EXPECT_EQ(MdbAdm({"info", data}).status, 1) << "another password";
+  EXPECT_NE(MdbAdmJson({"info", data, "--password", "x"})["created"], "2010-04-01 09:00:00");
+  MdbAdmOut({"new", general, "--general"});
+  EXPECT_EQ(MdbAdmJson({"info", general})["sort_order"], "1033/0/0 General");
+  EXPECT_EQ(MdbAdmJson({"info", general})["code_page"], 1252);
+}
+
 TEST(HelpTest, EveryTopicAndVerbHasHelp) {
   EXPECT_TRUE(std::regex_match(MdbAdmOut({"--version"}), std::regex("mdbadm (\\d+\\.){2}\\d+\n")));
   const std::string verbs = MdbAdmOut({"help", "verbs"}), topics = MdbAdmOut({"help"});
@@ -138,6 +152,8 @@ TEST(HelpTest, EveryTopicAndVerbHasHelp) {
       EXPECT_LE(end - at, 79U + 8U) << text.substr(at, end - at);  // some words are Japanese
     }
   }
+  EXPECT_THAT(MdbAdmOut({"help", "exit-codes"}),
+              AllOf(StartsWith("Exit codes\n\n  0  done\n"), HasSubstr("\n\nThese numbers do")));
   EXPECT_EQ(MdbAdmOut({"help", "upgrade"}), MdbAdmOut({"upgrade", "--help"}));
   EXPECT_EQ(MdbAdm({"help", "frobnication"}).status, 2);
 }
@@ -146,15 +162,18 @@ TEST(HelpTest, EveryTopicAndVerbHasHelp) {
 TEST(HelpTest, ManualPageHoldsEveryVerbOptionAndTopic) {
   const TempFolder folder;
   const std::string source = folder.File("mdbadm.1"), page = folder.File("page");
-  WriteFileBytes(source, MdbAdmOut({"reference", "man"}));
+  const std::string manual = MdbAdmOut({"reference", "man"});
+  EXPECT_THAT(manual, HasSubstr(".fi\n.PP\nA file that fails")) << "behind a verbatim text";
+  WriteFileBytes(source, manual);
   if (!test_support::HasProgram("groff")) GTEST_SKIP() << "no groff here";
   const std::string groff = "groff -K utf8 -man -Tutf8 -P-cbou -rLL=200n -ww '" + source + "' >'" +
                             page + "' 2>'" + folder.File("complaints") + "'";
   ASSERT_EQ(std::system(groff.c_str()), 0);
   EXPECT_EQ(ReadFileBytes(folder.File("complaints")), "");
   const std::string text = ReadFileBytes(page);
-  EXPECT_THAT(text, AllOf(HasSubstr("--stop-on-error"), HasSubstr("EXIT CODES"), HasSubstr("\\N"),
-                          HasSubstr("展開Data.mdb"), HasSubstr("upgrade [options] files ...")));
+  EXPECT_THAT(text, AllOf(HasSubstr("'mdbadm VERB --help' explains"), HasSubstr("--stop-on-error"),
+                          HasSubstr("EXIT CODES"), HasSubstr("\\N"), HasSubstr("展開Data.mdb"),
+                          HasSubstr("upgrade [options] files ...")));
 }
 
 TEST(HelpTest, ShellCompletesVerbsOptionsAndValues) {

@@ -83,6 +83,12 @@ TEST(FullDiskTest, AnUpgradeThatFindsNoRoomSaysSoAndLeavesTheFile) {
   EXPECT_EQ(done, 2);
 }
 
+TEST(FullOutputTest, IsAFailure) {
+  const Outcome outcome = MdbAdm({"help"}, "exec >/dev/full; ");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("standard output cannot be written"));
+}
+
 TEST(LittleMemoryTest, AnUpgradeThatGetsNoMemorySaysSoAndLeavesTheFile) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer reserves more than any limit";

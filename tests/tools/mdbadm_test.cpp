@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "db/module1.h"
 #include "tests/tools/program.h"
 #include "upgrade/ladders.h"
 
@@ -12,6 +13,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 class MdbAdmTest : public ::testing::Test {
  protected:
@@ -54,6 +56,9 @@ TEST_F(MdbAdmTest, TellsUsageFromFailure) {
       {{"upgrade", other}, 2},
       {{"upgrade", data_, "--to", "99"}, 2},
       {{"upgrade", data_, "--to", "1"}, 1},
+      {{"upgrade", data_, "--to=-1"}, 2},
+      {{"upgrade", data_, "--dry-run", "--keep-partial"}, 2},
+      {{"plan", data_, "--kind", "tenkai"}, 0},  // the name says which
       {{"upgrade", other, "--kind", "tenkai"}, 1},
   };
   const std::string before = ReadFileBytes(data_);
@@ -77,6 +82,7 @@ TEST_F(MdbAdmTest, InfoSaysWhatAFileIs) {
   EXPECT_EQ(info["encoded"], false);
   EXPECT_EQ(info["version"], 7);
   EXPECT_THAT(MdbAdmOut({"info", tenkai_}), HasSubstr("version\t7\n"));
+  EXPECT_THAT(MdbAdmOut({"info", tenkai_, "--json"}), EndsWith("\"version\":7}\n"));
 
   MdbAdmOut({"set-version", data_, "13.5"});
   EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 13.5);
@@ -134,7 +140,7 @@ TEST_F(MdbAdmTest, RowsTellNullFromEmptyAndKeepLinesWhole) {
   EXPECT_THAT(MdbAdmOut({"rows", data_, "仕様_名称"}), EndsWith("\n6\tSUSﾌﾚｷ\t\\N\t\\N\n"));
   // Texts of queries hold lone carriage returns.
   EXPECT_THAT(MdbAdmOut({"queries", data_, "拾い転送_データ転記"}),
-              AllOf(HasSubstr("\\r"), ::testing::Not(HasSubstr("\r"))));
+              AllOf(HasSubstr("\\r"), Not(HasSubstr("\r"))));
 }
 
 TEST_F(MdbAdmTest, UpgradeNamesEveryStepAndStoresTheVersion) {
@@ -162,6 +168,8 @@ TEST_F(MdbAdmTest, PartialResultsStayOnlyWhenAskedFor) {
   EXPECT_THAT(outcome.err, AllOf(HasSubstr("Data_Up_16a: -2147217857 (80040E3F) "),
                                  HasSubstr("拾い転送_共板FG")));
   EXPECT_EQ(ReadFileBytes(data_), before);
+  const Outcome json = MdbAdm({"upgrade", data_, "--json"});
+  EXPECT_EQ(nlohmann::json::parse(json.err)["step"], "Data_Up_16a");
   EXPECT_EQ(MdbAdm({"upgrade", data_, "--keep-partial"}).status, 1);
   EXPECT_NE(ReadFileBytes(data_), before);
   EXPECT_EQ(MdbAdmJson({"info", data_})["version"], 13);
@@ -191,6 +199,33 @@ TEST_F(MdbAdmTest, PlanNamesWhatStandsInTheWay) {
                     HasSubstr("形状名_英語 is there"), HasSubstr("Data_Up_15\t15\tok"),
                     HasSubstr("Data_Up_16a\t16\t-2147217857"),
                     HasSubstr("Data_Up_27\t27\tnot reached\n"), EndsWith("not reached\n")));
+}
+
+TEST_F(MdbAdmTest, PlanWarnsOfNothingAtTheVersionsThatBringIt) {
+  MakePair(14, 22);
+  EXPECT_THAT(MdbAdmOut({"plan", tenkai_}), EndsWith("\toutcome\n"));
+  for (const char* version : {"14", "19", "23"}) {
+    MdbAdmOut({"upgrade", data_, "--to", version});
+    EXPECT_THAT(MdbAdmOut({"plan", data_}), Not(HasSubstr("warning"))) << version;
+  }
+  MdbAdmOut({"repair-reinforcements", data_});
+  EXPECT_THAT(MdbAdmOut({"plan", data_}), HasSubstr("reinforcement 4 transfers as FG"));
+}
+
+// Step 14 gets no further than its tables.
+TEST_F(MdbAdmTest, PlanWarnsOfAHalfTransfer) {
+  MakePair(13, 2);
+  {
+    const auto database = jet::Database::Open(
+        *jet::MakeSystemFiles(), data_,
+        {.mode = jet::OpenMode::kExclusive, .password = std::string(db::kDatabasePassword)});
+    database->AppendColumn("Spec_補強名称", {.name = "転送名称"});
+    database->Commit();
+  }
+  EXPECT_EQ(MdbAdm({"upgrade", data_, "--keep-partial"}).status, 1);
+  MdbAdmOut({"set-version", data_, "14"});
+  EXPECT_THAT(MdbAdm({"plan", data_}).out, AllOf(HasSubstr("query 拾い転送_クエリー is missing"),
+                                                 HasSubstr("拾い転送_形状名称変換 has no rows")));
 }
 
 TEST_F(MdbAdmTest, BackupHoldsTheFileAsItWas) {

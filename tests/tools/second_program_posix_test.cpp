@@ -126,6 +126,8 @@ TEST_F(SecondProgramTest, ALockFileKeepsUsOutWhileItIsHeldAndIsMentionedAfterwar
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.err, HasSubstr("warning: " + lock_file)) << verb;
   }
+  const Outcome json = MdbAdm({"info", path_, "--json"});
+  EXPECT_EQ(nlohmann::json::parse(json.err)["file"], lock_file);
   std::filesystem::remove(lock_file);
   EXPECT_EQ(MdbAdm({"info", path_}).err, "");
 }

@@ -4,10 +4,12 @@
 
 #include <filesystem>
 
+#include "ado/error.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 #include "tests/tools/program.h"
 #include "tools/mdbadm/backup.h"
+#include "tools/mdbadm/failure.h"
 #include "tools/samples/sample.h"
 #include "tools/session/file_upgrade.h"
 #include "tools/session/overlay_files.h"
@@ -34,19 +36,21 @@ void FillCells(jet::Database& database) {
                    {.name = "y", .type = ColumnType::kBoolean},
                    {.name = "r", .type = ColumnType::kDouble},
                    {.name = "c", .type = ColumnType::kCurrency}},
-       .indexes = {{.name = "i", .columns = {"t", "d"}, .descending = {false, true}}}});
+       .indexes = {
+           {.name = "i", .columns = {"t", "d"}, .descending = {false, true}, .unique = true}}});
   table->Insert(std::vector<jet::Value>{jet::Bytes{0xAB, 1}, jet::DateTime{40182}, "a\tb\\", true,
-                                        1e15, jet::Currency{12'500}});
+                                        1e16, jet::Currency{12'500}});
   table->Insert(
       std::vector<jet::Value>{jet::Null{}, jet::DateTime{40183.5}, "", false, -0.5, jet::Null{}});
   database.CreateQuery("全部", {{{.attribute = jet::QueryRow::kSource, .name1 = "ｾﾙ"}}},
                        "SELECT * FROM ｾﾙ");
+  database.CreateQuery("空", {{{.attribute = jet::QueryRow::kSource, .name1 = "なし"}}}, "");
 }
 
 TEST_F(SmallTest, CellsAndLimits) {
   const std::string path = Make("cells.mdb", FillCells);
   const std::string head = "b\td\tt\ty\tr\tc\n",
-                    first = "AB01\t2010-01-04 00:00:00\ta\\tb\\\\\tTrue\t1000000000000000\t1.25\n",
+                    first = "AB01\t2010-01-04 00:00:00\ta\\tb\\\\\tTrue\t1E+16\t1.25\n",
                     second = "\\N\t2010-01-05 12:00:00\t\tFalse\t-0.5\t\\N\n";
   std::string all = head;
   all.append(first).append(second);
@@ -60,17 +64,39 @@ TEST_F(SmallTest, CellsAndLimits) {
     EXPECT_EQ(rows[0]["b"], "AB01");
     EXPECT_EQ(rows[1]["y"], false);
   }
-  EXPECT_THAT(MdbAdmOut({"indexes", path}), EndsWith("ｾﾙ\ti\tt, d desc\tno\tno\tno\tno\n"));
-  EXPECT_THAT(MdbAdmOut({"columns", path, "セル"}), HasSubstr("ｾﾙ\tt\tText\t30\t"));
+  EXPECT_THAT(MdbAdmOut({"indexes", path}), EndsWith("ｾﾙ\ti\tt, d desc\tno\tyes\tno\tno\n"));
+  EXPECT_THAT(MdbAdmOut({"columns", path}),
+              AllOf(HasSubstr("ｾﾙ\tt\tText\t30\t"), Not(HasSubstr("MSys"))));
   EXPECT_THAT(MdbAdmOut({"tables", path}), Not(HasSubstr("MSys")));
   EXPECT_THAT(MdbAdmOut({"tables", path, "--system"}), HasSubstr("MSysObjects\tsystem table\t"));
   EXPECT_THAT(MdbAdmOut({"props", path}), Not(HasSubstr("MSys")));
   EXPECT_EQ(MdbAdmJson({"queries", path, "ぜんぶ"}).size(), 0U);
   EXPECT_EQ(MdbAdmJson({"queries", path, "全部"}).size(), 1U);
+  EXPECT_THAT(MdbAdm({"sql", path, "空"}).err, HasSubstr(" 空: "));
+  const auto info = MdbAdmJson({"info", path});
+  EXPECT_EQ(info["tables"], 1);
+  EXPECT_EQ(info["queries"], 2);
   // A name that is no UTF-8 is told of all the same.
   const Outcome bad = MdbAdm({"info", "/none/\xFF.mdb", "--json"});
   EXPECT_EQ(bad.status, 1);
   EXPECT_EQ(nlohmann::json::parse(bad.err)["error"], "file_not_found");
+}
+
+// A version that was never stored, and a table that lies in another file.
+TEST_F(SmallTest, WhatIsNotThereIsLeftOut) {
+  const std::string path = Make("x.mdb", [](jet::Database& database) {
+    const auto versions = database.CreateTable(
+        {.name = "ﾊﾞｰｼﾞｮﾝ番号", .columns = {{.name = "Ver_No", .type = ColumnType::kDouble}}});
+    versions->Insert(std::vector<jet::Value>{jet::Null{}});
+    const auto objects = database.OpenTable("MSysObjects");
+    const jet::FieldChange link[] = {{objects->OrdinalOf("Id"), 99},
+                                     {objects->OrdinalOf("ParentId"), 251658241},
+                                     {objects->OrdinalOf("Name"), "別表"},
+                                     {objects->OrdinalOf("Type"), std::int16_t{6}}};
+    objects->Insert(objects->NewRow(link));
+  });
+  EXPECT_FALSE(MdbAdmJson({"info", path}).contains("version"));
+  EXPECT_THAT(MdbAdmOut({"tables", path}), HasSubstr("別表\tlinked table\t\\N\t\\N\t"));
 }
 
 TEST_F(SmallTest, DiffTellsWhatEitherHasAlone) {
@@ -79,7 +105,7 @@ TEST_F(SmallTest, DiffTellsWhatEitherHasAlone) {
       jet::TableSpec spec{.name = "t", .columns = {{.name = "ID"}}, .indexes = {}};
       if (more) spec.columns.push_back({.name = "z", .default_expression = "1"});
       const auto table = database.CreateTable(spec);
-      for (int i = 0; i < (more ? 3 : 2); ++i) {
+      for (int i = 0; i < (more ? 4 : 2); ++i) {
         std::vector<jet::Value> row = table->NewRow();
         row[0] = i;
         table->Insert(row);
@@ -95,12 +121,12 @@ TEST_F(SmallTest, DiffTellsWhatEitherHasAlone) {
   const std::string a = make("a.mdb", false), b = make("b.mdb", true);
   const std::string out = MdbAdm({"diff", a, b}).out, back = MdbAdm({"diff", b, a}).out;
   EXPECT_THAT(out,
-              AllOf(HasSubstr("t\trows\t2\t3\n"), HasSubstr("t\tcolumn z\t\\N\tLong 4 at 2\n"),
+              AllOf(HasSubstr("t\trows\t2\t4\n"), HasSubstr("t\tcolumn z\t\\N\tLong 4 at 2\n"),
                     HasSubstr("x\ttable\tpresent\t\\N\n"), HasSubstr("x\tquery\t\\N\tpresent\n"),
                     HasSubstr("t\tcolumn z property DefaultValue\t\\N\t1\n"),
                     HasSubstr("q\ttext\tSELECT * FROM t;\tSELECT * FROM t\n")));
   EXPECT_THAT(back,
-              AllOf(HasSubstr("t\trows\t3\t2\n"), HasSubstr("t\tcolumn z\tLong 4 at 2\t\\N\n"),
+              AllOf(HasSubstr("t\trows\t4\t2\n"), HasSubstr("t\tcolumn z\tLong 4 at 2\t\\N\n"),
                     Not(HasSubstr("property Command"))));
 }
 
@@ -114,6 +140,8 @@ TEST_F(SmallTest, FailuresCarryTheProvidersNumberAndLeaveNothingBehind) {
   EXPECT_EQ(summary["outcome"], "failed");
   EXPECT_EQ(summary["error"]["file"], path);
   EXPECT_THAT(MdbAdm({"upgrade", path, "--summary"}).out, HasSubstr("\t\\N\t6 "));
+
+  EXPECT_EQ(mdbadm::FailureOf(ado::Error::Standard(ado::kErrSql)).reason, "sql");
 
   // A copy that cannot be written whole is taken away.
   FaultFiles files;
