@@ -195,12 +195,18 @@ TEST_F(Form1WindowTest, ListStandsInTwoColumns) {
   const auto& delegate = dynamic_cast<const app::ColumnsDelegate&>(*list.itemDelegate());
   const int stop = delegate.TabStop(list.font());
   EXPECT_GT(stop, list.fontMetrics().horizontalAdvance("L-40×40×3"));
+  window.AddListItem(std::string("x").append(200, ' ') + "\t転送");
+  EXPECT_EQ(delegate.TabStop(list.font()), stop) << "blanks behind a name";
+  QCoreApplication::processEvents();
+  const QImage shown = list.viewport()->grab().toImage();
+  list.item(0)->setText("なし\t別");
+  EXPECT_NE(list.viewport()->grab().toImage(), shown) << "the second column is not there";
   window.AddListItem("一二三四五六七八九十一二三四五\t転送");
   EXPECT_GT(delegate.TabStop(list.font()), stop) << "a wider name moves the column";
   QStyleOptionViewItem option;
   option.initFrom(&list);
   option.widget = &list;
-  EXPECT_GT(delegate.sizeHint(option, list.model()->index(12, 0)).width(),
+  EXPECT_GT(delegate.sizeHint(option, list.model()->index(13, 0)).width(),
             delegate.TabStop(list.font()) + list.fontMetrics().horizontalAdvance("転送"));
 }
 
@@ -233,15 +239,18 @@ TEST_F(Form1WindowTest, ButtonsAreInactiveWhileAnActionRuns) {
   EXPECT_TRUE(window.close());
 }
 
-// A drag that enters the window and is let go over it; whether it was taken.
+// A drag that enters the window and is let go over it, as if to move the files; whether it was
+// taken.
 bool Drop(QWidget& window, const QList<QUrl>& urls) {
   QMimeData data;
   data.setUrls(urls);
-  QDragEnterEvent enter({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+  QDragEnterEvent enter({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton,
+                        Qt::ShiftModifier);
   enter.ignore();
   QCoreApplication::sendEvent(&window, &enter);
   if (!enter.isAccepted()) return false;
-  QDropEvent drop({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+  QDropEvent drop({9, 9}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton,
+                  Qt::ShiftModifier);
   QCoreApplication::sendEvent(&window, &drop);
   EXPECT_EQ(drop.dropAction(), Qt::CopyAction) << "the file must stay";
   QCoreApplication::processEvents();
