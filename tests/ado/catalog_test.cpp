@@ -26,9 +26,6 @@ class CatalogTest : public AdoTest {
     catalog_.SetActiveConnection(ConnectionTo(path_));
     connection_.Open(ConnectionTo(path_));
   }
-  void OpenTable(ado::Recordset& rows, const char* table) {
-    rows.Open(table, connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
-  }
 
   std::string path_;
   ado::Environment environment_{*files_, [] { return kTestNow; }};
@@ -44,21 +41,17 @@ TEST_F(CatalogTest, AppendedColumnIsRequiredButOldRowsStayUpdatable) {
   EXPECT_EQ(OnDisk(path_, "設定"), "1,Null,Null,False|2,Null,Null,False");
 
   ado::Recordset rows;
-  OpenTable(rows, "設定");
+  OpenTable(rows, connection_, "設定");
   rows.Set("幅", Long{5});  // another field of a row that holds Null
   rows.Update();
   rows.Set("名称", Null());
   EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
   rows.Set("名称", Text(""));  // no text is not Null
   rows.MoveNext();
-  rows.AddNew();
-  rows.Set("幅", Long{6});
-  const ado::Error error = ErrorOf([&] { rows.Update(); });
+  const ado::Error error = ErrorOf([&] { AddRow(rows, {{"幅", Long{6}}}); });
   EXPECT_EQ(error.number(), ado::kErrIntegrity);
   EXPECT_THAT(error.text(), ::testing::HasSubstr("'名称'"));
-  rows.AddNew();
-  rows.Set("名称", Text("x"));
-  rows.Update();
+  AddRow(rows, {{"名称", Text("x")}});
   EXPECT_EQ(OnDisk(path_, "設定"), "5,Null,,False|2,Null,Null,False|Null,Null,x,False");
   ExpectSound(path_);
 }
@@ -99,20 +92,18 @@ TEST_F(CatalogTest, NewTableIsStoredWholeWithItsKey) {
   EXPECT_FALSE(inner->def().columns[2].fixed());
 
   ado::Recordset rows;
-  OpenTable(rows, "作業");
+  OpenTable(rows, connection_, "作業");
   for (const auto& [key, date, good] :
        std::initializer_list<std::tuple<Value, Value, bool>>{{Long{1}, kTestNow, true},
                                                              {Long{1}, kTestNow, false},
                                                              {Null(), kTestNow, false},
                                                              {Long{2}, Null(), false},
                                                              {Long{3}, kTestNow, true}}) {
-    rows.AddNew();
-    rows.Set("通し番号", key);
-    rows.Set("日付", date);
+    const auto add = [&, k = key, d = date] { AddRow(rows, {{"通し番号", k}, {"日付", d}}); };
     if (good) {
-      rows.Update();
+      add();
     } else {
-      EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
+      EXPECT_RAISES(ado::kErrIntegrity, add());
     }
   }
   EXPECT_EQ(rows.RecordCount(), 2);
@@ -147,11 +138,8 @@ TEST_F(CatalogTest, ColumnlessTableGetsItsColumnsAfterwards) {
   catalog_.GetTable("拾い").AppendColumn("㎡制限", ado::adDouble, 0);
   EXPECT_EQ(table.Columns().size(), 2U);
   ado::Recordset rows;
-  OpenTable(rows, "拾い");
-  rows.AddNew();
-  rows.Set("転送㎡", std::int16_t{1});
-  rows.Set("㎡制限", Text("0.5"));
-  rows.Update();
+  OpenTable(rows, connection_, "拾い");
+  AddRow(rows, {{"転送㎡", std::int16_t{1}}, {"㎡制限", Text("0.5")}});
   EXPECT_EQ(OnDisk(path_, "拾い"), "1,0.5");
   ExpectSound(path_);
 }
@@ -261,12 +249,10 @@ TEST_F(CatalogTest, AttributesOfAStoredColumnDecideWhetherItIsRequired) {
   table.SetColumnAttributes("幅", 0);
   EXPECT_EQ(table.Columns()[0].attributes & ado::adColNullable, 0);
   ado::Recordset rows;
-  OpenTable(rows, "設定");
-  rows.AddNew();
-  EXPECT_RAISES(ado::kErrIntegrity, rows.Update());
+  OpenTable(rows, connection_, "設定");
+  EXPECT_RAISES(ado::kErrIntegrity, AddRow(rows, {}));
   table.SetColumnAttributes("幅", ado::adColNullable);
-  rows.AddNew();
-  rows.Update();
+  AddRow(rows, {});
   EXPECT_EQ(OnDisk(path_, "設定"), "1,Null,False|2,Null,False|Null,Null,False");
 }
 

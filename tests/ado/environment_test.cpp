@@ -6,64 +6,13 @@
 #include <optional>
 
 #include "tests/support/ado_fixture.h"
+#include "tests/support/fault_file.h"
 #include "tests/support/process.h"
 
 namespace test_support {
 namespace {
 
 using jet::ColumnType;
-
-// The files of this machine, which a test can make refuse every access.
-class RefusingFiles : public jet::FileSystem {
- public:
-  explicit RefusingFiles(jet::FileSystem& files) : files_(files) {}
-  bool refuse = false, refuse_reading = false;
-
-  std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
-    return std::make_unique<Guarded>(files_.Open(path, mode), *this);
-  }
-  std::unique_ptr<jet::File> Create(const std::string& path) override {
-    return files_.Create(path);
-  }
-  void Rename(const std::string& from, const std::string& to) override { files_.Rename(from, to); }
-  void Remove(const std::string& path) override { files_.Remove(path); }
-  bool Exists(const std::string& path) override { return files_.Exists(path); }
-  std::optional<jet::FileId> Identify(const std::string& path) override {
-    return files_.Identify(path);
-  }
-
- private:
-  class Guarded : public jet::File {
-   public:
-    Guarded(std::unique_ptr<jet::File> file, const RefusingFiles& files)
-        : file_(std::move(file)), files_(files) {}
-    std::uint64_t Size() override { return file_->Size(); }
-    void Read(std::uint64_t at, std::span<std::uint8_t> into) override {
-      if (files_.refuse_reading) throw jet::Error(jet::ErrorCode::kIo).In(path());
-      file_->Read(at, into);
-    }
-    void Write(std::uint64_t at, jet::ByteView bytes) override {
-      Check();
-      file_->Write(at, bytes);
-    }
-    void Reserve(std::uint64_t size) override {
-      Check();
-      file_->Reserve(size);
-    }
-    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
-    void Sync() override { file_->Sync(); }
-    const std::string& path() const override { return file_->path(); }
-    std::optional<jet::FileId> Id() override { return file_->Id(); }
-
-   private:
-    void Check() const {
-      if (files_.refuse) throw jet::Error(jet::ErrorCode::kDiskFull).In(path());
-    }
-    std::unique_ptr<jet::File> file_;
-    const RefusingFiles& files_;
-  };
-  jet::FileSystem& files_;
-};
 
 class EnvironmentTest : public AdoTest {
  protected:
@@ -80,10 +29,8 @@ class EnvironmentTest : public AdoTest {
 
   void AddRow(ado::Connection& connection, std::int32_t n) {
     ado::Recordset rows;
-    rows.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
-    rows.AddNew();
-    rows.Set("n", n);
-    rows.Update();
+    OpenTable(rows, connection, "番号");
+    AdoTest::AddRow(rows, {{"n", n}});
     rows.Close();
   }
 
@@ -92,10 +39,10 @@ class EnvironmentTest : public AdoTest {
     ado::Connection connection(other);
     try {
       connection.Open(ConnectionTo(path_));
+      return 0;
     } catch (const ado::Error& error) {
       return error.number();
     }
-    return 0;
   }
 
   std::string path_;
@@ -141,12 +88,10 @@ TEST_F(EnvironmentTest, DroppedActionLeavesOpenConnectionsUsable) {
   ado::Connection connection(environment);
   connection.Open(ConnectionTo(path_));
   ado::Recordset stays;
-  stays.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  OpenTable(stays, connection, "番号");
   {
     ado::Environment::Action action(environment);
-    stays.AddNew();
-    stays.Set("n", std::int32_t{2});
-    stays.Update();
+    AdoTest::AddRow(stays, {{"n", std::int32_t{2}}});
   }
   EXPECT_RAISES(ado::kErrNoCurrentRow, stays.Get("n"));  // its row is not there any more
   EXPECT_EQ(RowsOf(connection, "番号"), "1");
@@ -217,28 +162,31 @@ TEST_F(EnvironmentTest, PasswordIsAskedOfEveryConnection) {
 }
 
 TEST_F(EnvironmentTest, OperationWhoseFlushFailsHasNotHappened) {
-  RefusingFiles files(*files_);
-  ado::Environment environment(files);
-  ado::Connection connection(environment);
-  connection.Open(ConnectionTo(path_));
-  ado::Recordset rows;
-  rows.Open("番号", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
-  files.refuse = true;
-  rows.AddNew();
-  rows.Set("n", std::int32_t{2});
-  EXPECT_RAISES(ado::kErrFail, rows.Update());
-  files.refuse = false;
-  EXPECT_EQ(rows.Get("n"), ado::Value(std::int32_t{1}));
-  EXPECT_EQ(RowsOf(connection, "番号"), "1");
-  rows.Close();
-  AddRow(connection, 3);
+  FaultFiles files;
+  files.bytes(path_) = ReadFileBytes(path_);
+  {
+    ado::Environment environment(files);
+    ado::Connection connection(environment);
+    connection.Open(ConnectionTo(path_));
+    ado::Recordset rows;
+    OpenTable(rows, connection, "番号");
+    files.SetFault({.kind = Fault::Kind::kFull, .at = 1});
+    EXPECT_RAISES(ado::kErrFail, AdoTest::AddRow(rows, {{"n", std::int32_t{2}}}));
+    files.ClearFault();
+    EXPECT_EQ(rows.Get("n"), ado::Value(std::int32_t{1}));
+    EXPECT_EQ(RowsOf(connection, "番号"), "1");
+    rows.Close();
+    AddRow(connection, 3);
+  }
+  WriteFileBytes(path_, files.bytes(path_));
   EXPECT_EQ(OnDisk(), "1|3");
 }
 
 TEST_F(EnvironmentTest, ChangesThatCannotBeDroppedAreNeverFlushed) {
-  RefusingFiles files(*files_);
+  FaultFiles files;
+  const std::string before = files.bytes(path_) = ReadFileBytes(path_);
   ado::Environment environment(files);
-  ado::Connection connection(environment);
+  ado::Connection connection(environment), again(environment);
   connection.Open(ConnectionTo(path_));
   {
     const auto table = connection.database()->OpenTable("番号");
@@ -246,16 +194,15 @@ TEST_F(EnvironmentTest, ChangesThatCannotBeDroppedAreNeverFlushed) {
     ASSERT_TRUE(table->Read(*table->First(), pinned));
     ado::Environment::Action action(environment);
     AddRow(connection, 2);
-    files.refuse_reading = true;
+    files.SetFault({.kind = Fault::Kind::kFailForEver});
   }
-  files.refuse_reading = false;
+  files.ClearFault();
   EXPECT_ANY_THROW(AddRow(connection, 3));
   connection.Close();
-  EXPECT_EQ(OnDisk(), "1");
-  ado::Connection again(environment);
+  EXPECT_EQ(files.bytes(path_), before);
   again.Open(ConnectionTo(path_));
   AddRow(again, 3);
-  EXPECT_EQ(OnDisk(), "1|3");
+  EXPECT_EQ(RowsOf(again, "番号"), "1|3");
 }
 
 // Its own backslash always parts names; another only where the system has it so.

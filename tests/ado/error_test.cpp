@@ -1,5 +1,6 @@
 #include "ado/error.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -23,84 +24,62 @@ jet::Error Named(ErrorCode code) {
 }
 
 TEST(ProviderErrors, EveryErrorOfTheEngineHasItsNumberAndText) {
+  constexpr ado::ErrorNumber kFail = -2147467259, kRefused = -2147217887, kTaken = -2147217857;
   struct Case {
     ErrorCode code;
     ado::ErrorNumber number;
-    std::string text;
+    const char *named, *told;  // F: file, T: table, C: column
   };
-  const std::string file = std::string("ファイル '") + kFile + "'";
-  const Case cases[] = {
-      {ErrorCode::kFileNotFound, -2147467259,
-       file + " が見つかりません。ファイルの場所と名前を確認してください。"},
-      {ErrorCode::kNoPermission, -2147467259,
-       file + " を開く権限がありません。読み取り専用の属性とフォルダーのアクセス許可を確認して"
-              "ください。"},
-      {ErrorCode::kInUse, -2147467259,
-       file + "（または同じ名前の .ldb ファイル）はほかのプログラムが使用中です。そのプログラムを"
-              "終了してから、やり直してください。"},
-      {ErrorCode::kNotJet4, -2147467259, file + " は Jet 4.0 形式のデータベースではありません。"},
-      {ErrorCode::kWrongPassword, -2147217843,
-       file + " のデータベース パスワードが正しくありません。"},
-      {ErrorCode::kNeedsRepair, -2147467259,
-       file + " は書き込みの途中で中断されています。書き込んだプログラムで修復してください。"
-              "ファイルは変更されていません。"},
-      {ErrorCode::kIo, -2147467259,
-       file + " の読み書きに失敗しました。ディスクの状態を確認してください。"},
-      {ErrorCode::kUnfinished, -2147467259,
-       file + " への保存が途中で止まりました。保存する内容はすべて記録されています。"},
-      {ErrorCode::kUncertain, -2147467259,
-       file + " への保存に失敗し、書きかけの内容を取り消せませんでした。"},
-      {ErrorCode::kDiskFull, -2147467259,
-       file + " を書き込むディスクの空き領域が足りません。空き領域を増やしてから、やり直して"
-              "ください。"},
-      {ErrorCode::kFileTooLarge, -2147467259,
-       file + " が大きすぎます。データベースは 2 GB まで、1 回の変更は 1 GB までです。"},
-      {ErrorCode::kReadOnly, 3251, file + " は読み取り専用で開かれています。更新はできません。"},
-      {ErrorCode::kDamaged, -2147467259,
-       file + " のページ 12 が壊れています。バックアップから戻すか、ファイルを修復してください。"
-              "（'工法表'）"},
-      {ErrorCode::kTableMissing, -2147217865,
-       "テーブルまたはクエリ '工法表' が見つかりません。名前が正しいかどうかを確認してください。"},
-      {ErrorCode::kNameTaken, -2147217857, "テーブルまたはクエリ '工法表' は既に存在します。"},
-      {ErrorCode::kColumnMissing, 3265,
-       "要求された名前、または序数に対応する項目がコレクションで見つかりません。（'工法'）"},
-      {ErrorCode::kColumnExists, -2147217858,
-       "フィールド '工法' はテーブル '工法表' に既に存在します。"},
-      {ErrorCode::kIndexExists, -2147217857,
-       "インデックス '工法' はテーブル '工法表' に既に存在します。"},
-      {ErrorCode::kBadName, -2147467259, "名前 '工法' は使用できません。"},
-      {ErrorCode::kTooManyColumns, -2147467259, "テーブル '工法表' のフィールドが多すぎます。"},
-      {ErrorCode::kTooManyIndexes, -2147467259, "テーブル '工法表' のインデックスが多すぎます。"},
-      {ErrorCode::kRowTooLong, -2147217887, "テーブル '工法表' のレコードが長すぎます。"},
-      {ErrorCode::kTextTooLong, -2147217887, "フィールド '工法' の文字列が長すぎます。"},
-      {ErrorCode::kOutOfRange, -2147217887, "フィールド '工法' の値が範囲を超えています。"},
-      {ErrorCode::kWrongType, -2147217887, "フィールド '工法' の型に値を変換できません。"},
-      {ErrorCode::kBadText, -2147217887,
-       "フィールド '工法' の文字列が正しい Unicode ではありません。"},
-      {ErrorCode::kRequired, -2147217887,
-       "フィールド '工法' には値が必要です。Null は保存できません。"},
-      {ErrorCode::kZeroLength, -2147217887,
-       "フィールド '工法' に長さ 0 の文字列は保存できません。"},
-      {ErrorCode::kDuplicateKey, -2147217887,
-       "テーブル '工法表' のインデックス '工法' の値が重複するため、保存できません。"},
-      {ErrorCode::kNullKey, -2147217887,
-       "テーブル '工法表' の主キー '工法' に Null は保存できません。"},
-      {ErrorCode::kKeyTooLong, -2147217887,
-       "テーブル '工法表' のインデックス '工法' の値が長すぎます。"},
-      {ErrorCode::kUnsortable, -2147217887,
-       "テーブル '工法表' の '工法' の値は並べ替え順序が定まらないため、保存できません。"},
-      {ErrorCode::kNotSupported, -2147467259, "テーブル '工法表' に対するこの操作はできません。"},
+  constexpr Case kCases[] = {
+      {ErrorCode::kFileNotFound, kFail, "F", "が見つかりません。ファイルの場所と名前を確認"},
+      {ErrorCode::kNoPermission, kFail, "F", "を開く権限がありません。読み取り専用の属性と"},
+      {ErrorCode::kInUse, kFail, "F", "はほかのプログラムが使用中です。"},
+      {ErrorCode::kNotJet4, kFail, "F", " は Jet 4.0 形式のデータベースではありません。"},
+      {ErrorCode::kWrongPassword, -2147217843, "F", " のデータベース パスワードが正しくありません"},
+      {ErrorCode::kNeedsRepair, kFail, "F", " は書き込みの途中で中断されています。"},
+      {ErrorCode::kIo, kFail, "F", " の読み書きに失敗しました。ディスクの状態を確認"},
+      {ErrorCode::kUnfinished, kFail, "F", " への保存が途中で止まりました。"},
+      {ErrorCode::kUncertain, kFail, "F", "書きかけの内容を取り消せませんでした。"},
+      {ErrorCode::kDiskFull, kFail, "F", " を書き込むディスクの空き領域が足りません。"},
+      {ErrorCode::kFileTooLarge, kFail, "F", "データベースは 2 GB まで、1 回の変更は 1 GB まで"},
+      {ErrorCode::kReadOnly, 3251, "F", " は読み取り専用で開かれています。更新はできません。"},
+      {ErrorCode::kDamaged, kFail, "FT", " のページ 12 が壊れています。バックアップから戻すか"},
+      {ErrorCode::kTableMissing, -2147217865, "T",
+       "テーブルまたはクエリ '工法表' が見つかりません"},
+      {ErrorCode::kNameTaken, kTaken, "T", "テーブルまたはクエリ '工法表' は既に存在します。"},
+      {ErrorCode::kColumnMissing, 3265, "C", "コレクションで見つかりません。（'工法'）"},
+      {ErrorCode::kColumnExists, -2147217858, "TC", "フィールド '工法' はテーブル"},
+      {ErrorCode::kIndexExists, kTaken, "TC", "インデックス '工法' はテーブル"},
+      {ErrorCode::kBadName, kFail, "C", " は使用できません。"},
+      {ErrorCode::kTooManyColumns, kFail, "T", " のフィールドが多すぎます。"},
+      {ErrorCode::kTooManyIndexes, kFail, "T", " のインデックスが多すぎます。"},
+      {ErrorCode::kRowTooLong, kRefused, "T", " のレコードが長すぎます。"},
+      {ErrorCode::kTextTooLong, kRefused, "C", " の文字列が長すぎます。"},
+      {ErrorCode::kOutOfRange, kRefused, "C", " の値が範囲を超えています。"},
+      {ErrorCode::kWrongType, kRefused, "C", " の型に値を変換できません。"},
+      {ErrorCode::kBadText, kRefused, "C", " の文字列が正しい Unicode ではありません。"},
+      {ErrorCode::kRequired, kRefused, "C", " には値が必要です。Null は保存できません。"},
+      {ErrorCode::kZeroLength, kRefused, "C", " に長さ 0 の文字列は保存できません。"},
+      {ErrorCode::kDuplicateKey, kRefused, "TC", "のインデックス '工法' の値が重複するため"},
+      {ErrorCode::kNullKey, kRefused, "TC", "の主キー '工法' に Null は保存できません。"},
+      {ErrorCode::kKeyTooLong, kRefused, "TC", "のインデックス '工法' の値が長すぎます。"},
+      {ErrorCode::kUnsortable, kRefused, "TC", "の '工法' の値は並べ替え順序が定まらない"},
+      {ErrorCode::kNotSupported, kFail, "T", " に対するこの操作はできません。"},
   };
-  ASSERT_EQ(std::size(cases), std::size_t{kCodes});
+  ASSERT_EQ(std::size(kCases), std::size_t{kCodes});
   for (int code = 0; code < kCodes; ++code) {
-    const Case& each = cases[code];
-    SCOPED_TRACE(each.text);
+    const Case& each = kCases[code];
+    SCOPED_TRACE(each.told);
     EXPECT_EQ(static_cast<int>(each.code), code);
     const Error error = Error::From(Named(each.code));
     EXPECT_EQ(error.number(), each.number);
-    EXPECT_EQ(error.text(), each.text);
+    EXPECT_THAT(error.text(), HasSubstr(each.told));
+    for (const auto& [letter, name] : {std::pair{'F', kFile}, {'T', "工法表"}, {'C', "工法"}}) {
+      const bool named = std::string_view(each.named).find(letter) != std::string_view::npos;
+      EXPECT_EQ(error.text().find(fmt::format("'{}'", name)) != std::string::npos, named) << letter;
+    }
     EXPECT_EQ(error.cause(), each.code);
-    EXPECT_EQ(error.what(), each.text + "（the detail）") << "for whoever looks into it";
+    EXPECT_EQ(error.what(), error.text() + "（the detail）") << "for whoever looks into it";
     // Without a place no quotes, brackets or blanks stay behind.
     EXPECT_THAT(Error::From(jet::Error(each.code)).text(),
                 Not(AnyOf(HasSubstr("{"), HasSubstr("''"), HasSubstr("（）"), HasSubstr("  "))));

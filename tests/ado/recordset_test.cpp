@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <functional>
 
 #include "tests/support/ado_fixture.h"
 
@@ -35,7 +34,7 @@ class RecordsetTest : public AdoTest {
   }
 
   void OpenTable(ado::Recordset& rows, int lock = ado::adLockOptimistic) {
-    rows.Open("形状", connection_, ado::adOpenKeyset, lock, ado::adCmdTable);
+    AdoTest::OpenTable(rows, connection_, "形状", lock);
   }
   std::string Content() { return RowsOf(connection_, "形状"); }
   static constexpr const char* kInitial = "3,c,0,True|1,a,0,False|2,Null,0,True";
@@ -95,41 +94,34 @@ TEST_F(RecordsetTest, AddNewAndMovesSaveWhatIsPending) {
 }
 
 TEST_F(RecordsetTest, CloseWithSomethingPendingIsAnErrorAndReleaseDropsIt) {
-  {
+  for (const bool added : {true, false}) {
     ado::Recordset rows;
     OpenTable(rows);
-    rows.AddNew();
-    EXPECT_RAISES(ado::kErrPendingEdit, rows.Close());
-    EXPECT_TRUE(rows.is_open());
-  }
-  {
-    ado::Recordset rows;
-    OpenTable(rows);
+    if (added) rows.AddNew();
     rows.Set("名称", Text("x"));
     EXPECT_RAISES(ado::kErrPendingEdit, rows.Close());
+    EXPECT_TRUE(rows.is_open());
   }
   EXPECT_EQ(Content(), kInitial);
 }
 
 TEST_F(RecordsetTest, FailedSaveDropsTheRowAndRaisesFromItsCause) {
-  const std::pair<const char*, std::function<void(ado::Recordset&)>> causes[] = {
-      {"AddNew", [](ado::Recordset& rows) { rows.AddNew(); }},
-      {"MoveNext", [](ado::Recordset& rows) { rows.MoveNext(); }},
-      {"MoveFirst", [](ado::Recordset& rows) { rows.MoveFirst(); }},
-      {"MoveLast", [](ado::Recordset& rows) { rows.MoveLast(); }},
-      {"Update", [](ado::Recordset& rows) { rows.Update(); }},
+  const std::pair<const char*, void (ado::Recordset::*)()> causes[] = {
+      {"AddNew", &ado::Recordset::AddNew},       {"MoveNext", &ado::Recordset::MoveNext},
+      {"MoveFirst", &ado::Recordset::MoveFirst}, {"MoveLast", &ado::Recordset::MoveLast},
+      {"Update", &ado::Recordset::Update},
   };
-  for (const auto& cause : causes) {
-    SCOPED_TRACE(cause.first);
+  for (const auto& [name, call] : causes) {
+    SCOPED_TRACE(name);
     ado::Recordset rows;
     OpenTable(rows);
     rows.MoveNext();
     rows.AddNew();
     rows.Set("番号", Long{3});  // there already
-    EXPECT_RAISES(ado::kErrIntegrity, cause.second(rows));
+    EXPECT_RAISES(ado::kErrIntegrity, (rows.*call)());
     EXPECT_EQ(rows.Get("番号"), Value(Long{1}));
     rows.Set("番号", Long{3});
-    EXPECT_RAISES(ado::kErrIntegrity, cause.second(rows));
+    EXPECT_RAISES(ado::kErrIntegrity, (rows.*call)());
     rows.Close();
     EXPECT_EQ(Content(), kInitial);
   }
@@ -239,21 +231,16 @@ TEST_F(RecordsetTest, DefaultsAreEvaluatedForWhatIsNotSet) {
   spec.columns[2].default_expression = "=Now()";
   connection_.database()->CreateTable(spec);
   ado::Recordset rows;
-  rows.Open("記録", connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  AdoTest::OpenTable(rows, connection_, "記録");
   rows.AddNew();
   EXPECT_EQ(rows.Get("番号"), Value(Long{5}));
   EXPECT_RAISES(ado::kErrFail, rows.Get("年"));
   rows.Set("年", Null());  // set to nothing is set
   now_.days += 1;
-  rows.AddNew();
-  rows.Set("年", Text("2010"));
-  rows.Set("番号", Null());
-  rows.Update();
+  AddRow(rows, {{"年", Text("2010")}, {"番号", Null()}});
   EXPECT_EQ(RowsOf(connection_, "記録"),
             "Null,5,2010-01-05 12:00:00,False|2010,Null,2010-01-05 12:00:00,False");
-  rows.AddNew();
-  rows.Set("番号", Long{1});
-  const ado::Error error = ErrorOf([&] { rows.Update(); });
+  const ado::Error error = ErrorOf([&] { AddRow(rows, {{"番号", Long{1}}}); });
   EXPECT_EQ(error.cause(), jet::ErrorCode::kNotSupported);
   for (const char* part : {"'記録'", "'年'", "=Format(Date(),\"yyyy\")"}) {
     EXPECT_THAT(error.text(), ::testing::HasSubstr(part));
@@ -275,7 +262,7 @@ TEST_F(RecordsetTest, ColumnsThatComeWhileARowIsAddedGetTheirDefaults) {
 
 TEST_F(RecordsetTest, SystemTablesAreReadOnly) {
   ado::Recordset rows;
-  rows.Open("MSysObjects", connection_, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  AdoTest::OpenTable(rows, connection_, "MSysObjects");
   EXPECT_RAISES(ado::kErrReadOnly, rows.Set("Name", Text("x")));
   EXPECT_RAISES(ado::kErrReadOnly, rows.AddNew());
 }
@@ -286,7 +273,7 @@ TEST_F(RecordsetTest, EmptyTableStandsAtItsEnd) {
   ado::Connection connection(environment_);
   connection.Open(ConnectionTo(path));
   ado::Recordset rows;
-  rows.Open("空", connection, ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+  AdoTest::OpenTable(rows, connection, "空");
   EXPECT_TRUE(rows.eof());
   EXPECT_EQ(rows.RecordCount(), 0);
   EXPECT_RAISES(ado::kErrNoCurrentRow, rows.MoveFirst());

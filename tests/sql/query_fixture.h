@@ -1,4 +1,4 @@
-// A small database, and the rows of a query as lines of text.
+// A small database, and what a query answers as text.
 #pragma once
 
 #include <fmt/format.h>
@@ -13,6 +13,7 @@
 
 #include "jet/database.h"
 #include "sql/sql.h"
+#include "tests/sql/cases.h"
 #include "tests/support/temp_db.h"
 
 namespace sql_tests {
@@ -28,12 +29,16 @@ class QueryTest : public testing::Test {
       std::string_view name, const std::vector<std::pair<std::string, jet::ColumnType>>& columns,
       const std::vector<Row>& rows);
 
-  // Each row as "a|b|c", Null as "-".
+  // Each row as "a|b|c"; Null as "-", an empty text as "''".
   std::vector<std::string> Rows(const jet::QueryDefinition& definition);
   std::vector<std::string> Rows(std::string_view text) { return Rows(sql::Parse(text)); }
   std::vector<std::string> Sorted(std::string_view text);
   std::vector<std::string> ColumnNames(std::string_view text);
-  void ExpectError(std::string_view text, sql::ErrorCode code, std::string_view message);
+  // What `ask` lists in one line, or "! code: message".
+  template <typename Ask>
+  static std::string AnswerOf(Ask&& ask);
+  // `expected` may be "! code: " and a part of the message.
+  static void ExpectAnswer(const std::string& answer, const std::string& expected);
 
   std::unique_ptr<jet::FileSystem> files_ = jet::MakeSystemFiles();
   test_support::TempFolder folder_;
@@ -49,7 +54,8 @@ inline std::shared_ptr<jet::Table> QueryTest::MakeTable(
     jet::ColumnSpec each;
     each.name = column;
     each.type = type;
-    if (type == jet::ColumnType::kText) each.max_size = 50;
+    if (type == jet::ColumnType::kText || type == jet::ColumnType::kBinary) each.max_size = 50;
+    if (type == jet::ColumnType::kNumeric) each.scale = 2;
     spec.columns.push_back(std::move(each));
   }
   auto table = database_->CreateTable(spec);
@@ -61,7 +67,7 @@ inline std::string ToText(const jet::Value& value) {
   struct Visitor {
     std::string operator()(jet::Null) const { return "-"; }
     std::string operator()(bool v) const { return v ? "True" : "False"; }
-    std::string operator()(const std::string& v) const { return v; }
+    std::string operator()(const std::string& v) const { return v.empty() ? "''" : v; }
     std::string operator()(jet::DateTime v) const { return jet::FormatDateTime(v); }
     std::string operator()(jet::Currency v) const { return fmt::format("{}c", v.ten_thousandths); }
     std::string operator()(const jet::Bytes& v) const { return fmt::format("{} bytes", v.size()); }
@@ -105,16 +111,25 @@ inline std::vector<std::string> QueryTest::ColumnNames(std::string_view text) {
   return names;
 }
 
-inline void QueryTest::ExpectError(std::string_view text, sql::ErrorCode code,
-                                   std::string_view message) {
-  SCOPED_TRACE(text);
+template <typename Ask>
+std::string QueryTest::AnswerOf(Ask&& ask) {
+  constexpr const char* kCodes[] = {"syntax",     "not supported", "no table",
+                                    "unresolved", "bad value",     "bad query"};
   try {
-    Rows(text);
-    ADD_FAILURE() << "no error";
+    return Joined(ask(), ", ");
   } catch (const sql::Error& error) {
-    EXPECT_EQ(error.code(), code);
-    EXPECT_THAT(error.what(), testing::HasSubstr(std::string(message)));
+    return fmt::format("! {}: {}", kCodes[static_cast<int>(error.code())], error.what());
   }
+}
+
+inline void QueryTest::ExpectAnswer(const std::string& answer, const std::string& expected) {
+  if (!expected.starts_with("! ")) {
+    EXPECT_EQ(answer, expected);
+    return;
+  }
+  const std::size_t text = expected.find(": ") + 2;
+  EXPECT_THAT(answer, testing::StartsWith(expected.substr(0, text)));
+  EXPECT_THAT(answer, testing::HasSubstr(expected.substr(text)));
 }
 
 }  // namespace sql_tests

@@ -6,21 +6,14 @@
 
 #include "sql/parser.h"
 #include "tests/sql/query_fixture.h"
-#include "tests/sql/saved_queries.h"
 
 namespace sql_tests {
 namespace {
 
 using jet::ColumnType;
 using jet::Null;
+using test_support::Replace;
 using testing::ElementsAre;
-
-std::string Replace(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
 
 class SavedQueryRunTest : public QueryTest {
  protected:
@@ -90,13 +83,14 @@ class SavedQueryRunTest : public QueryTest {
   }
 
   std::map<std::string, Columns> tables_;
+  const std::vector<std::string> texts_ = SavedQueries();
 };
 
 TEST_F(SavedQueryRunTest, PiecesOfTheSelectedJobs) {
-  CollectTables(kSavedQueries[0].text);
+  CollectTables(texts_[0]);
   MakeTables(8);
   ASSERT_EQ(tables_.size(), 17u);
-  const std::string text(kSavedQueries[0].text);
+  const std::string& text = texts_[0];
   database_->CreateQuery("q", sql::Parse(text), text);
   const auto names = [&] { return ColumnNames("SELECT * FROM q"); };
   EXPECT_EQ(names().size(), 32u);
@@ -127,13 +121,13 @@ TEST_F(SavedQueryRunTest, PiecesOfTheSelectedJobs) {
 }
 
 TEST_F(SavedQueryRunTest, AccessoriesOfTheSelectedJobs) {
-  CollectTables(kSavedQueries[1].text);
+  CollectTables(texts_[1]);
   MakeTables(5);
-  EXPECT_EQ(Rows(kSavedQueries[1].text).size(), 5u);
+  EXPECT_EQ(Rows(texts_[1]).size(), 5u);
 }
 
 TEST_F(SavedQueryRunTest, TotalsOfTheWorkTable) {
-  for (const std::size_t i : {2, 3, 4}) CollectTables(kSavedQueries[i].text);
+  for (const std::size_t i : {2, 3, 4}) CollectTables(texts_[i]);
   Columns& base = tables_.begin()->second;
   std::vector<std::pair<std::string, ColumnType>> spec;
   for (const std::string& name : base.names) {
@@ -158,15 +152,15 @@ TEST_F(SavedQueryRunTest, TotalsOfTheWorkTable) {
              row("-1", "現場ア", "1F", Null{}), row("False", "x", Null{}, 1.0),
              row("選択", "X", Null{}, Null{}), row("", "x", Null{}, 2.0),
              row(Null{}, "x", Null{}, 4.0), row(Null{}, "X", Null{}, 0.75)});
-  EXPECT_EQ(Rows(kSavedQueries[2].text).size(), 3u);
+  EXPECT_EQ(Rows(texts_[2]).size(), 3u);
   for (const std::size_t i : {3, 4}) {
     std::vector<std::string> groups;
-    for (const std::string& line : Rows(kSavedQueries[i].text)) {
+    for (const std::string& line : Rows(texts_[i])) {
       groups.push_back(line.substr(0, line.find('|')) + ":" + line.substr(line.rfind('|') + 1));
     }
-    EXPECT_THAT(groups, ElementsAre("True:0.75", "-1:-", "False:1", "選択:-", ":2", "-:4.75"));
+    EXPECT_THAT(groups, ElementsAre("True:0.75", "-1:-", "False:1", "選択:-", "'':2", "-:4.75"));
   }
-  EXPECT_THAT(Rows(kSavedQueries[3].text)[0], testing::StartsWith("True|現場ｱ|１F|-|0.75|"));
+  EXPECT_THAT(Rows(texts_[3])[0], testing::StartsWith("True|現場ｱ|１F|-|0.75|"));
 }
 
 }  // namespace

@@ -90,6 +90,19 @@ class AdoTest : public ::testing::Test {
     test_support::ExpectSound(copy);
   }
 
+  static void OpenTable(ado::Recordset& rows, ado::Connection& connection, const char* table,
+                        int lock = ado::adLockOptimistic) {
+    rows.Open(table, connection, ado::adOpenKeyset, lock, ado::adCmdTable);
+  }
+
+  // A new row with these fields, saved.
+  static void AddRow(ado::Recordset& rows,
+                     const std::vector<std::pair<const char*, ado::Value>>& fields) {
+    rows.AddNew();
+    for (const auto& [name, value] : fields) rows.Set(name, value);
+    rows.Update();
+  }
+
   static std::string RowsOf(ado::Connection& connection, const std::string& source,
                             int options = ado::adCmdTable) {
     ado::Recordset rows;

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "tests/support/process.h"
-#include "tests/support/temp_db.h"
 
 namespace test_support {
 
@@ -16,13 +15,6 @@ std::string Hex(std::string_view bytes) {
   std::string hex;
   for (const char c : bytes) hex += fmt::format("{:02X}", static_cast<unsigned char>(c));
   return hex;
-}
-
-std::string Replace(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
 }
 
 bool Sqlite::Installed() { return HasProgram("sqlite3"); }

@@ -5,10 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/temp_db.h"
+
 namespace test_support {
 
 std::string Hex(std::string_view bytes);
-std::string Replace(std::string text, std::string_view from, std::string_view to);
 
 class Sqlite {
  public:

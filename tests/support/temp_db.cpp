@@ -25,11 +25,7 @@ std::string Setting(const char* variable, const char* built_in) {
   return value != nullptr ? value : built_in;
 }
 
-std::string ShellQuoted(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
+std::string ShellQuoted(const std::string& text) { return "'" + Replace(text, "'", "'\\''") + "'"; }
 
 }  // namespace
 
@@ -77,6 +73,13 @@ std::vector<std::string> SampleNames() {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string Replace(std::string text, std::string_view from, std::string_view to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
 }
 
 std::string ReadFileBytes(const std::string& path) {

@@ -44,6 +44,9 @@ std::string SamplePath(std::string_view name);
 // Names relative to the folder, sorted; the file of the older format left out.
 std::vector<std::string> SampleNames();
 
+// Every `from` in `text` becomes `to`.
+std::string Replace(std::string text, std::string_view from, std::string_view to);
+
 std::string ReadFileBytes(const std::string& path);
 void WriteFileBytes(const std::string& path, std::string_view bytes);
 
