@@ -65,10 +65,8 @@ void Save(db::Action& action, Outcome& outcome) {
 }  // namespace
 
 struct Form1::Kind {
-  std::string_view file_name;
-  int version_element;
+  db::Kind kind;
   Button upgrade_button;
-  std::size_t cut_characters;  // of the full path, to get the folder
   std::string db::Module1::*path;
   double db::Module1::*version;
   double db::Module1::*latest;
@@ -78,22 +76,18 @@ struct Form1::Kind {
 };
 
 const Form1::Kind& Form1::DataKind() {
-  static constexpr Kind kKind{db::kDataFileName,           db::kDataVersionElement,
-                              Button::kCB_DB_Up,           9,
-                              &db::Module1::DataDB_Path,   &db::Module1::DataDB_Ver,
-                              &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
-                              &db::Module1::Get_DataVer,   &db::Module1::Data_Up};
+  static constexpr Kind kKind{
+      db::Kind::kData,           Button::kCB_DB_Up,           &db::Module1::DataDB_Path,
+      &db::Module1::DataDB_Ver,  &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
+      &db::Module1::Get_DataVer, &db::Module1::Data_Up};
   return kKind;
 }
 
-// One character fewer is cut than the name with its separator has: the folder
-// keeps its separator, and the connection string doubles it.
 const Form1::Kind& Form1::TenkaiKind() {
-  static constexpr Kind kKind{db::kTenkaiFileName,           db::kTenkaiVersionElement,
-                              Button::kCB_TenkaiDB_Up,       10,
-                              &db::Module1::TenkaiDB_Path,   &db::Module1::TenkaiDB_Ver,
-                              &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
-                              &db::Module1::Get_TenkaiVer,   &db::Module1::Tenkai_Up};
+  static constexpr Kind kKind{
+      db::Kind::kTenkai,           Button::kCB_TenkaiDB_Up,       &db::Module1::TenkaiDB_Path,
+      &db::Module1::TenkaiDB_Ver,  &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
+      &db::Module1::Get_TenkaiVer, &db::Module1::Tenkai_Up};
   return kKind;
 }
 
@@ -108,12 +102,13 @@ Form1::Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string 
 Form1::~Form1() { module_.SetView(nullptr); }
 
 void Form1::Form_Load() {
-  SetVersionCaption(db::kDataVersionElement, std::string(kNotSelected));
-  SetVersionCaption(db::kTenkaiVersionElement, std::string(kNotSelected));
+  for (const db::Kind kind : db::kKinds) {
+    SetVersionCaption(db::VersionElementOf(kind), std::string(kNotSelected));
+  }
   module_.DataDB_NewVer = module_.data_ladder().latest();
   module_.TenkaiDB_NewVer = module_.tenkai_ladder().latest();
   for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
-    SetVersionCaption(kind->version_element + kLatestElementOffset,
+    SetVersionCaption(db::VersionElementOf(kind->kind) + kLatestElementOffset,
                       std::string(kLatestPrefix) + db::VersionText(module_.*kind->latest));
   }
 }
@@ -139,11 +134,12 @@ void Form1::Enter(const std::function<void()>& body) {
 
 void Form1::Choose(const Kind& kind) {
   Enter([&] {
-    const std::string path = view_.AskFile(application_folder_ + "\\" + std::string(kind.file_name),
-                                           std::string(kFilter));
-    const std::string name = db::FileNameOf(path);
+    const std::string_view file_name = db::FileNameOf(kind.kind);
+    const std::string path =
+        view_.AskFile(application_folder_ + "\\" + std::string(file_name), std::string(kFilter));
+    const std::string_view name = db::NameInPath(path);
     if (name.empty()) return RefuseFile(kNoFile);
-    if (name != kind.file_name) return RefuseFile(kWrongFile);
+    if (name != file_name) return RefuseFile(kWrongFile);
     RunEvent(Event::kChoose, [&] { OpenChosen(kind, path); });
   });
 }
@@ -152,13 +148,10 @@ void Form1::FilesDropped(const std::vector<std::string>& paths) {
   Enter([&] {
     for (const std::string& path : paths) {
       if (ended_) return;
-      const std::string name = db::FileNameOf(path);
-      const Kind* chosen = nullptr;
-      for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
-        if (name == kind->file_name) chosen = kind;
-      }
-      if (chosen == nullptr) return RefuseFile(kWrongFile);
-      RunEvent(Event::kChoose, [&] { OpenChosen(*chosen, path); });
+      const std::optional<db::Kind> kind = db::KindOfFile(path);
+      if (!kind) return RefuseFile(kWrongFile);
+      RunEvent(Event::kChoose,
+               [&] { OpenChosen(*kind == db::Kind::kData ? DataKind() : TenkaiKind(), path); });
     }
   });
 }
@@ -172,14 +165,14 @@ void Form1::RefuseFile(std::string_view why) {
 }
 
 void Form1::OpenChosen(const Kind& kind, const std::string& path) {
-  module_.*kind.path = db::FolderOf(path, kind.cut_characters);
-  if (captions_[static_cast<std::size_t>(kind.version_element)] != kNotSelected) {
+  module_.*kind.path = db::FolderOf(path, db::CutUnitsOf(kind.kind));
+  if (captions_.at(static_cast<std::size_t>(db::VersionElementOf(kind.kind))) != kNotSelected) {
     (module_.*kind.access)("Close");
   }
   (module_.*kind.access)("Open");
   (module_.*kind.read_version)();
   if (module_.*kind.version != module_.*kind.latest) view_.SetVisible(kind.upgrade_button, true);
-  if (&kind == &DataKind()) module_.Show_HokyoList();
+  if (kind.kind == db::Kind::kData) module_.Show_HokyoList();
 }
 
 void Form1::Upgrade(const Kind& kind) {
@@ -189,7 +182,7 @@ void Form1::Upgrade(const Kind& kind) {
     };
     RunEvent(Event::kUpgrade, run, [&] {
       module_.*kind.version = module_.*kind.latest;
-      SetVersionCaption(kind.version_element, db::VersionCaption(module_.*kind.version));
+      SetVersionCaption(db::VersionElementOf(kind.kind), db::VersionCaption(module_.*kind.version));
       view_.SetVisible(kind.upgrade_button, false);
     });
   });

@@ -6,6 +6,7 @@
 #include "sql/sql.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ struct Site {
   Site() {
     const std::string path = folder.File("Data.mdb");
     samples::SampleOptions options;
-    options.version = tools::LatestVersion(samples::Kind::kData);
+    options.version = upgrade::LatestVersion(samples::Kind::kData);
     options.jobs = kJobs;
     samples::MakeSample(*files, path, samples::Kind::kData, options);
     jet::OpenOptions open;

@@ -21,8 +21,4 @@ std::string FolderOf(const std::string& path, std::size_t characters) {
   return folder;
 }
 
-std::string FileNameOf(const std::string& path) {
-  return path.substr(path.find_last_of(jet::PathSeparators()) + 1);
-}
-
 }  // namespace db

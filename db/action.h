@@ -21,7 +21,5 @@ std::string VersionText(double version);
 // A path without its last `characters` UTF-16 units, as the folder of a connection
 // string.
 std::string FolderOf(const std::string& path, std::size_t characters);
-// What stands behind the last separator of a path of this system.
-std::string FileNameOf(const std::string& path);
 
 }  // namespace db

@@ -105,7 +105,7 @@ void Module1::SetLadders(Ladder data, Ladder tenkai) {
 void Module1::DataDB_Access(std::string_view mode) {
   if (mode == "Open") {
     DataDB_Con = std::make_unique<ado::Connection>(environment_);
-    DataDB_ConStr = ConnectionText(DataDB_Path, kDataFileName);
+    DataDB_ConStr = ConnectionText(DataDB_Path, FileNameOf(Kind::kData));
     RequirePlainFolder(DataDB_Path);
     DataDB_Con->Open(DataDB_ConStr, "", "", ado::adOptionUnspecified);
   } else if (mode == "Close") {
@@ -116,7 +116,7 @@ void Module1::DataDB_Access(std::string_view mode) {
 void Module1::TenkaiDB_Access(std::string_view mode) {
   if (mode == "Open") {
     TenkaiDB_Con = std::make_unique<ado::Connection>(environment_);
-    TenkaiDB_ConStr = ConnectionText(TenkaiDB_Path, kTenkaiFileName);
+    TenkaiDB_ConStr = ConnectionText(TenkaiDB_Path, FileNameOf(Kind::kTenkai));
     RequirePlainFolder(TenkaiDB_Path);
     TenkaiDB_Con->Open(TenkaiDB_ConStr, "", "", ado::adOptionUnspecified);
   } else if (mode == "Close") {
@@ -124,9 +124,11 @@ void Module1::TenkaiDB_Access(std::string_view mode) {
   }
 }
 
-void Module1::Get_DataVer() { DataDB_Ver = ReadVersion(DataDB_Con, kDataVersionElement); }
+void Module1::Get_DataVer() { DataDB_Ver = ReadVersion(DataDB_Con, VersionElementOf(Kind::kData)); }
 
-void Module1::Get_TenkaiVer() { TenkaiDB_Ver = ReadVersion(TenkaiDB_Con, kTenkaiVersionElement); }
+void Module1::Get_TenkaiVer() {
+  TenkaiDB_Ver = ReadVersion(TenkaiDB_Con, VersionElementOf(Kind::kTenkai));
+}
 
 double Module1::ReadVersion(const std::unique_ptr<ado::Connection>& connection, int element) {
   Ver_RS = std::make_unique<ado::Recordset>();

@@ -7,17 +7,11 @@
 #include <string_view>
 
 #include "db/db_handle.h"
+#include "db/kind.h"
 #include "db/ladder.h"
 #include "db/session_view.h"
 
 namespace db {
-
-// The database password of both files.
-inline constexpr std::string_view kDatabasePassword = "TovaMDB";
-inline constexpr std::string_view kDataFileName = "Data.mdb";
-inline constexpr std::string_view kTenkaiFileName = "展開Data.mdb";
-inline constexpr int kDataVersionElement = 0;
-inline constexpr int kTenkaiVersionElement = 1;
 
 class Module1 {
  public:

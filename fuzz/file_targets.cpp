@@ -12,6 +12,7 @@
 #include "jet/error.h"
 #include "jet/table.h"
 #include "tests/support/fault_file.h"
+#include "upgrade/ladders.h"
 
 namespace fuzz {
 namespace {
@@ -143,16 +144,16 @@ void AllowCatalog(Allowed& allowed) {
 }
 
 struct UpgradeKind {
-  tools::Kind kind;
+  db::Kind kind;
   Allowed allowed;
 };
 
-void RunLadder(FaultFiles& files, tools::Kind kind, bool keep_partial) {
+void RunLadder(FaultFiles& files, db::Kind kind, bool keep_partial) {
   ado::Environment environment(files, FixedClock());
   ado::Environment::Action action(environment);
   try {
     tools::FileUpgrade(environment, kPath, std::string(db::kDatabasePassword), kind)
-        .Run(tools::LatestVersion(kind));
+        .Run(upgrade::LatestVersion(kind));
   } catch (const ado::Error&) {
     if (!keep_partial) return;
   }
@@ -160,7 +161,7 @@ void RunLadder(FaultFiles& files, tools::Kind kind, bool keep_partial) {
 }
 
 // What the ladder changes in a file that has nothing wrong.
-UpgradeKind LearnLadder(tools::Kind kind) {
+UpgradeKind LearnLadder(db::Kind kind) {
   UpgradeKind known{kind, {}};
   for (const jet::Bytes& seed : UpgradeSeeds(kind)) {
     FaultFiles files;
@@ -220,12 +221,12 @@ void ChangeFile(jet::ByteView file) {
 }
 
 void UpgradeData(jet::ByteView file) {
-  static const UpgradeKind kKnown = LearnLadder(tools::Kind::kData);
+  static const UpgradeKind kKnown = LearnLadder(db::Kind::kData);
   Upgrade(file, kKnown);
 }
 
 void UpgradeTenkai(jet::ByteView file) {
-  static const UpgradeKind kKnown = LearnLadder(tools::Kind::kTenkai);
+  static const UpgradeKind kKnown = LearnLadder(db::Kind::kTenkai);
   Upgrade(file, kKnown);
 }
 

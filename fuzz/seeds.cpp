@@ -12,6 +12,7 @@
 #include "jet/text.h"
 #include "tests/support/fault_file.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 
 namespace fuzz {
 namespace {
@@ -168,9 +169,9 @@ std::vector<jet::Bytes> FileSeeds() {
   return seeds;
 }
 
-std::vector<jet::Bytes> UpgradeSeeds(tools::Kind kind) {
+std::vector<jet::Bytes> UpgradeSeeds(db::Kind kind) {
   std::vector<jet::Bytes> seeds;
-  const std::int16_t latest = tools::LatestVersion(kind);
+  const std::int16_t latest = upgrade::LatestVersion(kind);
   for (const std::int16_t version : {std::int16_t{2}, static_cast<std::int16_t>(latest / 2),
                                      static_cast<std::int16_t>(latest - 1)}) {
     test_support::FaultFiles files;
@@ -193,7 +194,7 @@ std::vector<jet::Bytes> SelectSeeds() {
     }
     seeds.push_back(std::move(file));
   }
-  for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
+  for (const db::Kind kind : db::kKinds) {
     // Without the first, which has no queries.
     std::vector<jet::Bytes> upgrades = UpgradeSeeds(kind);
     std::move(upgrades.begin() + 1, upgrades.end(), std::back_inserter(seeds));

@@ -13,7 +13,7 @@ namespace fuzz {
 // deleted rows, long values of every kind, all types, lists as maps.
 std::vector<jet::Bytes> FileSeeds();
 // Sites' files at several versions, without jobs.
-std::vector<jet::Bytes> UpgradeSeeds(tools::Kind kind);
+std::vector<jet::Bytes> UpgradeSeeds(db::Kind kind);
 // All of these, and the first with counters of rows so high that joins go through
 // indexes.
 std::vector<jet::Bytes> SelectSeeds();

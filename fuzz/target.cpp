@@ -10,8 +10,8 @@
 namespace fuzz {
 namespace {
 
-std::vector<jet::Bytes> DataSeeds() { return UpgradeSeeds(tools::Kind::kData); }
-std::vector<jet::Bytes> TenkaiSeeds() { return UpgradeSeeds(tools::Kind::kTenkai); }
+std::vector<jet::Bytes> DataSeeds() { return UpgradeSeeds(db::Kind::kData); }
+std::vector<jet::Bytes> TenkaiSeeds() { return UpgradeSeeds(db::Kind::kTenkai); }
 
 constexpr std::array kTargets = {
     Target{"open", OpenFile, FileSeeds, MutateFile, true, 35'000},

@@ -28,7 +28,7 @@ inline std::string Sample(
     const std::string& folder, Kind kind, std::int16_t version,
     const std::function<void(std::vector<samples::BaseTable>&)>& change = {}) {
   static std::map<std::pair<Kind, std::int16_t>, std::string> made;  // making one takes long
-  std::string path = folder + "/" + std::string(tools::FileNameOf(kind));
+  std::string path = folder + "/" + std::string(db::FileNameOf(kind));
   const auto known = made.find({kind, version});
   if (!change && known != made.end()) {
     test_support::WriteFileBytes(path, known->second);

@@ -19,7 +19,7 @@ using ::testing::ElementsAre;
 class SampleTest : public ::testing::Test {
  protected:
   std::string Make(Kind kind, const SampleOptions& options = {}) {
-    std::string path = folder_.File(std::string(tools::FileNameOf(kind)));
+    std::string path = folder_.File(std::string(db::FileNameOf(kind)));
     MakeSample(*files_, path, kind, options);
     return path;
   }

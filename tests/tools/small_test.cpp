@@ -183,12 +183,12 @@ TEST_F(SmallTest, FilesToTryOnKeepWhatIsWrittenApart) {
 }
 
 TEST_F(SmallTest, TheKindOfAFileIsItsExactName) {
-  using tools::Kind;
-  EXPECT_EQ(tools::KindOfFile("C:/x/Data.mdb"), Kind::kData);
-  EXPECT_EQ(tools::KindOfFile("a/展開Data.mdb"), Kind::kTenkai);
-  EXPECT_EQ(tools::KindOfFile("展開Data.mdb"), Kind::kTenkai);
+  using db::Kind;
+  EXPECT_EQ(db::KindOfFile("C:/x/Data.mdb"), Kind::kData);
+  EXPECT_EQ(db::KindOfFile("a/展開Data.mdb"), Kind::kTenkai);
+  EXPECT_EQ(db::KindOfFile("展開Data.mdb"), Kind::kTenkai);
   for (const char* other : {"a/data.mdb", "a/xData.mdb", "Data.mdb/", "Data.mdb.bak"}) {
-    EXPECT_EQ(tools::KindOfFile(other), std::nullopt) << other;
+    EXPECT_EQ(db::KindOfFile(other), std::nullopt) << other;
   }
 }
 

@@ -13,6 +13,7 @@
 #include "tests/support/fault_rounds.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 
 namespace {
 
@@ -74,9 +75,9 @@ void Free(void* memory) noexcept {
 
 namespace {
 
+using db::Kind;
 using test_support::FaultFiles;
 using test_support::FaultRounds;
-using tools::Kind;
 
 // How a ladder ended.
 struct Ending {
@@ -92,7 +93,7 @@ Ending RunLadder(jet::FileSystem& files, Kind kind, std::int64_t fails_at, bool 
     ado::Environment environment(files, [] { return jet::ToDateTime({2012, 2, 3}); });
     ado::Environment::Action action(environment);
     tools::FileUpgrade(environment, FaultRounds::kPath, std::string(db::kDatabasePassword), kind)
-        .Run(tools::LatestVersion(kind));
+        .Run(upgrade::LatestVersion(kind));
     ending.saving = true;
     ending.before_saving = fails_at - limit.left;
     action.Commit();
@@ -115,7 +116,7 @@ TEST_P(AllocationTest, AFailureLeavesTheStateBeforeOrAfter) {
   samples::MakeSample(made, FaultRounds::kPath, kind, options);
 
   FaultRounds::Plan plan;
-  plan.name = std::string(tools::KindName(kind));
+  plan.name = std::string(db::NameOf(kind));
   plan.before = made.bytes(FaultRounds::kPath);
   plan.password = db::kDatabasePassword;
   plan.action = [&](jet::FileSystem& files) { RunLadder(files, kind, kNever, false); };
@@ -207,7 +208,7 @@ Most MeasureLargeSample(Kind kind, int rows) {
   most.ladder = MostBytes([&] {
     ado::Environment environment(*files, {}, kLimits);
     ado::Environment::Action action(environment);
-    tools::FileUpgrade(environment, path, password, kind).Run(tools::LatestVersion(kind));
+    tools::FileUpgrade(environment, path, password, kind).Run(upgrade::LatestVersion(kind));
     action.Commit();
   });
   most.check =
@@ -231,6 +232,6 @@ TEST_P(AllocationTest, JobDataTakeNoMemory) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ladders, AllocationTest, testing::Values(Kind::kData, Kind::kTenkai),
-                         [](const auto& info) { return std::string(tools::KindName(info.param)); });
+                         [](const auto& info) { return std::string(db::NameOf(info.param)); });
 
 }  // namespace

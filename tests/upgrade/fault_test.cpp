@@ -9,10 +9,10 @@
 
 namespace {
 
+using db::Kind;
 using test_support::FaultFiles;
 using test_support::FaultRounds;
 using test_support::FaultStride;
-using tools::Kind;
 
 jet::Clock FixedClock() {
   return [] { return jet::ToDateTime({2012, 2, 3, 4, 5, 6}); };
@@ -32,7 +32,7 @@ void RunLadder(jet::FileSystem& files, Kind kind) {
   ado::Environment environment(files, FixedClock());
   ado::Environment::Action action(environment);
   tools::FileUpgrade(environment, FaultRounds::kPath, std::string(db::kDatabasePassword), kind)
-      .Run(tools::LatestVersion(kind));
+      .Run(upgrade::LatestVersion(kind));
   action.Commit();
 }
 

@@ -8,11 +8,12 @@
 #include "tests/support/map_check.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 
 namespace {
 
+using db::Kind;
 using testing::IsEmpty;
-using tools::Kind;
 
 constexpr char kPath[] = "/maps.mdb";
 constexpr std::size_t kManyPages = 520;
@@ -37,7 +38,7 @@ class MapsTest : public testing::Test {
     ado::Environment environment(files_, [] { return jet::ToDateTime({2012, 2, 3}); });
     ado::Environment::Action action(environment);
     tools::FileUpgrade(environment, kPath, std::string(db::kDatabasePassword), kind)
-        .Run(tools::LatestVersion(kind));
+        .Run(upgrade::LatestVersion(kind));
     action.Commit();
   }
   // A step of the file's life.
@@ -54,7 +55,7 @@ class MapsTest : public testing::Test {
 
 TEST_F(MapsTest, AreThoseOfTheFormatInALargeFile) {
   for (const Kind kind : {Kind::kData, Kind::kTenkai}) {
-    SCOPED_TRACE(tools::FileNameOf(kind));
+    SCOPED_TRACE(db::FileNameOf(kind));
     {
       jet::CreateOptions options;
       options.password = std::string(db::kDatabasePassword);

@@ -70,7 +70,7 @@ class RecordingSession : public db::Session {
 
 std::string Record(Kind kind) {
   test_support::FaultFiles files;
-  const std::string path = "/order/" + std::string(tools::FileNameOf(kind));
+  const std::string path = "/order/" + std::string(db::FileNameOf(kind));
   samples::SampleOptions options;
   options.jobs = 2;
   samples::MakeSample(files, path, kind, options);

@@ -205,7 +205,7 @@ class StepBench {
  private:
   static constexpr const char* kFolder = "/bench";
   std::string Path() const {
-    return std::string(kFolder) + "/" + std::string(tools::FileNameOf(kind_));
+    return std::string(kFolder) + "/" + std::string(db::FileNameOf(kind_));
   }
   static std::string Text(const ado::Value& value) {
     return jet::IsNull(value) ? kNull : ado::ToText(value);

@@ -9,6 +9,7 @@
 #include "tools/mdbadm/reference.h"
 #include "tools/mdbadm/usage.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 #include "version.h"
 
 namespace mdbadm {
@@ -51,7 +52,7 @@ void DeclareKind(CLI::App& verb, Options& options, const std::string& what) {
   verb.add_option_function<std::string>(
           "--kind",
           [&options](const std::string& name) {
-            options.kind = name == tools::KindName(Kind::kData) ? Kind::kData : Kind::kTenkai;
+            options.kind = name == db::NameOf(Kind::kData) ? Kind::kData : Kind::kTenkai;
           },
           what)
       ->type_name("KIND")
@@ -61,8 +62,8 @@ void DeclareKind(CLI::App& verb, Options& options, const std::string& what) {
 void DeclareSampleVersion(CLI::App& verb, const char* option, std::optional<std::int16_t>& version,
                           Kind kind) {
   verb.add_option(option, version,
-                  fmt::format("version of {} ({} to {})", tools::FileNameOf(kind),
-                              samples::kBaseVersion, tools::LatestVersion(kind)))
+                  fmt::format("version of {} ({} to {})", db::FileNameOf(kind),
+                              samples::kBaseVersion, upgrade::LatestVersion(kind)))
       ->type_name("N");
 }
 

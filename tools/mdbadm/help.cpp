@@ -8,6 +8,7 @@
 #include "tools/mdbadm/exit_code.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/session/file_upgrade.h"
+#include "upgrade/ladders.h"
 
 namespace mdbadm {
 namespace {
@@ -126,9 +127,9 @@ std::string Findings() {
 
 std::string Kinds() {
   std::string text = "\n";
-  for (const tools::Kind kind : {tools::Kind::kData, tools::Kind::kTenkai}) {
-    text += fmt::format("{}\t--kind {}, latest version {}\n", tools::FileNameOf(kind),
-                        tools::KindName(kind), tools::LatestVersion(kind));
+  for (const db::Kind kind : db::kKinds) {
+    text += fmt::format("{}\t--kind {}, latest version {}\n", db::FileNameOf(kind),
+                        db::NameOf(kind), upgrade::LatestVersion(kind));
   }
   return text + R"(
 The exact name of a file says of which kind it is. For a file of another name say --kind, or the exit code is 2 and nothing is done.

@@ -6,6 +6,7 @@
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/samples/sample.h"
+#include "upgrade/ladders.h"
 
 namespace mdbadm {
 namespace {
@@ -44,10 +45,10 @@ ExitCode SamplePair(Program& program, const SampleVerbOptions& options) {
     wanted.emplace_back(Kind::kTenkai, options.tenkai.value_or(samples::kBaseVersion));
   }
   const auto path_of = [&](Kind kind) {
-    return options.folder + "/" + std::string(tools::FileNameOf(kind));
+    return options.folder + "/" + std::string(db::FileNameOf(kind));
   };
   for (const auto& [kind, version] : wanted) {
-    if (version < samples::kBaseVersion || version > tools::LatestVersion(kind)) {
+    if (version < samples::kBaseVersion || version > upgrade::LatestVersion(kind)) {
       throw UsageError(fmt::format("no sample of version {}", version));
     }
     RefuseExisting(program, path_of(kind));

@@ -10,6 +10,7 @@
 #include "tools/session/overlay_files.h"
 #include "upgrade/data/transfer_queries.h"
 #include "upgrade/data/transfer_tables.h"
+#include "upgrade/ladders.h"
 
 namespace mdbadm {
 namespace {
@@ -43,9 +44,9 @@ bool HasColumn(jet::Database& database, std::string_view table, std::string_view
 void WarnOfVersion(double version, Kind kind, Warnings& warnings) {
   const double rounded = std::nearbyint(version);
   if (rounded != version) warnings.push_back(fmt::format("{} counts as {}", version, rounded));
-  if (version > LatestVersion(kind)) {
+  if (version > upgrade::LatestVersion(kind)) {
     warnings.push_back(fmt::format("{} is above the latest version; an upgrade stores {}", version,
-                                   LatestVersion(kind)));
+                                   upgrade::LatestVersion(kind)));
   }
 }
 
@@ -129,7 +130,7 @@ class StepList : public db::LadderObserver {
 ExitCode PlanFile(Program& program, const UpgradeOptions& options, const std::string& file,
                   Listing& list) {
   const Kind kind = KindOf(options, file);
-  const std::int16_t to = options.to.value_or(LatestVersion(kind));
+  const std::int16_t to = options.to.value_or(upgrade::LatestVersion(kind));
   tools::OverlayFiles files(program.files);
   ado::Environment environment(files);
   ado::Environment::Action action(environment);

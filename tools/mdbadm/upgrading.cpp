@@ -11,6 +11,7 @@
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/session/file_upgrade.h"
+#include "upgrade/ladders.h"
 
 namespace mdbadm {
 namespace {
@@ -23,7 +24,7 @@ struct Result {
   Result(const UpgradeOptions& options, const std::string& path)
       : file(path),
         kind(KindOf(options, path)),
-        to(options.to.value_or(tools::LatestVersion(kind))) {}
+        to(options.to.value_or(upgrade::LatestVersion(kind))) {}
 
   std::string file;
   Kind kind;
@@ -69,8 +70,8 @@ class Summary {
     Json backup, error;
     if (!result.backup.empty()) backup = result.backup;
     if (result.failure) error = json_ ? ToJson(*result.failure) : Json(Told(*result.failure));
-    list_.Add({result.file, tools::KindName(result.kind), Number(result.from), result.to,
-               result.outcome, Time(json_, result.time), backup, error});
+    list_.Add({result.file, db::NameOf(result.kind), Number(result.from), result.to, result.outcome,
+               Time(json_, result.time), backup, error});
   }
 
  private:
@@ -191,18 +192,18 @@ ExitCode Repair(Program& program, const RepairOptions& options,
 }  // namespace
 
 Kind KindOf(const UpgradeOptions& options, const std::string& file) {
-  if (const std::optional<Kind> kind = tools::KindOfFile(file)) return *kind;
+  if (const std::optional<Kind> kind = db::KindOfFile(file)) return *kind;
   if (options.kind) return *options.kind;
   throw UsageError(fmt::format("{}: neither {} nor {}; say which with --kind", file,
-                               tools::FileNameOf(Kind::kData), tools::FileNameOf(Kind::kTenkai)));
+                               db::FileNameOf(Kind::kData), db::FileNameOf(Kind::kTenkai)));
 }
 
 void CheckUsage(const UpgradeOptions& options) {
   for (const std::string& file : options.files) {
     const Kind kind = KindOf(options, file);
-    if (options.to && (*options.to < 0 || *options.to > tools::LatestVersion(kind))) {
+    if (options.to && (*options.to < 0 || *options.to > upgrade::LatestVersion(kind))) {
       throw UsageError(
-          fmt::format("{}: the latest version is {}", file, tools::LatestVersion(kind)));
+          fmt::format("{}: the latest version is {}", file, upgrade::LatestVersion(kind)));
     }
   }
 }

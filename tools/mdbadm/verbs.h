@@ -17,7 +17,7 @@
 
 namespace mdbadm {
 
-using tools::Kind;
+using db::Kind;
 
 // What was asked for makes no sense; ends with ExitCode::kUsage.
 class UsageError : public std::runtime_error {

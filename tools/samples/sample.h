@@ -15,7 +15,7 @@
 
 namespace samples {
 
-using tools::Kind;
+using db::Kind;
 inline constexpr std::int16_t kBaseVersion = 2;
 
 struct SampleOptions {

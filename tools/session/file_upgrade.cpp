@@ -22,24 +22,6 @@ std::string Doubled(std::string_view text) {
 
 }  // namespace
 
-std::string_view KindName(Kind kind) { return kind == Kind::kData ? "data" : "tenkai"; }
-
-std::string_view FileNameOf(Kind kind) {
-  return kind == Kind::kData ? db::kDataFileName : db::kTenkaiFileName;
-}
-
-std::int16_t LatestVersion(Kind kind) {
-  return kind == Kind::kData ? upgrade::kDataLatest : upgrade::kTenkaiLatest;
-}
-
-std::optional<Kind> KindOfFile(std::string_view path) {
-  const std::string_view name = path.substr(path.find_last_of(jet::PathSeparators()) + 1);
-  for (Kind kind : {Kind::kData, Kind::kTenkai}) {
-    if (name == FileNameOf(kind)) return kind;
-  }
-  return std::nullopt;
-}
-
 // A session with the file of a path, which a ladder may close and reopen.
 class FileUpgrade::FileSession : public db::Session {
  public:
@@ -72,9 +54,9 @@ class FileUpgrade::FileSession : public db::Session {
 };
 
 struct FileUpgrade::Steps {
-  Steps(db::Session& session, Kind kind) : db(session), data(db), english(db), tenkai(db) {
-    ladder = kind == Kind::kData ? upgrade::MakeDataLadder(data, english)
-                                 : upgrade::MakeTenkaiLadder(tenkai);
+  Steps(db::Session& session, db::Kind kind) : db(session), data(db), english(db), tenkai(db) {
+    ladder = kind == ::db::Kind::kData ? upgrade::MakeDataLadder(data, english)
+                                       : upgrade::MakeTenkaiLadder(tenkai);
   }
   db::DbHandle db;
   upgrade::Data_Up_M data;
@@ -84,7 +66,7 @@ struct FileUpgrade::Steps {
 };
 
 FileUpgrade::FileUpgrade(ado::Environment& environment, const std::string& path,
-                         const std::string& password, Kind kind)
+                         const std::string& password, db::Kind kind)
     : session_(std::make_unique<FileSession>(environment, path, password)),
       steps_(std::make_unique<Steps>(*session_, kind)) {
   session_->Open();

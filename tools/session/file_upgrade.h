@@ -3,22 +3,14 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "db/db_handle.h"
+#include "db/kind.h"
 #include "db/ladder.h"
 
 namespace tools {
-
-enum class Kind { kData, kTenkai };
-// "data", "tenkai"
-std::string_view KindName(Kind kind);
-// By the exact file name, nothing for any other.
-std::optional<Kind> KindOfFile(std::string_view path);
-std::string_view FileNameOf(Kind kind);
-std::int16_t LatestVersion(Kind kind);
 
 inline constexpr std::string_view kVersionTable = "ﾊﾞｰｼﾞｮﾝ番号";
 inline constexpr std::string_view kVersionField = "Ver_No";
@@ -29,7 +21,7 @@ class FileUpgrade {
  public:
   // Throws ado::Error, as do all calls.
   FileUpgrade(ado::Environment& environment, const std::string& path, const std::string& password,
-              Kind kind);
+              db::Kind kind);
   ~FileUpgrade();
 
   // As the sessions of the window read it: the leading number of the text.
