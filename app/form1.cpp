@@ -91,7 +91,8 @@ const Form1::Kind& Form1::TenkaiKind() {
   return kKind;
 }
 
-Form1::Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string application_folder)
+Form1::Form1(db::Module1& module, db::Repairs repairs, Form1View& view,
+             std::string application_folder)
     : module_(module),
       repairs_(std::move(repairs)),
       view_(view),

@@ -18,17 +18,10 @@
 
 namespace app {
 
-// The procedures behind the three buttons that run a single one.
-struct Repairs {
-  std::function<void()> reinforcements;  // Command1
-  std::function<void()> flex_names;      // Command4
-  std::function<void()> english_names;   // Command5
-};
-
 class Form1 : private db::SessionView {
  public:
   // All must outlive the form. `application_folder` without a trailing separator.
-  Form1(db::Module1& module, Repairs repairs, Form1View& view, std::string application_folder);
+  Form1(db::Module1& module, db::Repairs repairs, Form1View& view, std::string application_folder);
   ~Form1() override;
   Form1(const Form1&) = delete;
   Form1& operator=(const Form1&) = delete;
@@ -77,7 +70,7 @@ class Form1 : private db::SessionView {
   void AddListItem(const std::string& text) override;
 
   db::Module1& module_;
-  Repairs repairs_;
+  db::Repairs repairs_;
   Form1View& view_;
   std::string application_folder_;  // where the dialog starts
   std::array<std::string, 4> captions_;

@@ -1,4 +1,5 @@
-// A ladder: the steps that bring a database from any version to the latest.
+// A ladder: the steps that bring a database from any version to the latest, and
+// which of them also repair one.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,11 @@ struct LadderStep {
   std::function<void()> run;   // empty: not there yet
   // Never from this version. Any number can be stored, so none stands for "no exception".
   std::optional<std::int16_t> except = std::nullopt;
+};
+
+// The procedures of the Data ladder that also run by themselves.
+struct Repairs {
+  std::function<void()> reinforcements, flex_names, english_names;
 };
 
 class LadderObserver {

@@ -1,11 +1,9 @@
-// The two ladder tables: which step runs from which version.
+// The two ladder tables: which step runs from which version; and the repairs.
 #pragma once
 
+#include "db/db_handle.h"
 #include "db/kind.h"
 #include "db/ladder.h"
-#include "upgrade/data/data_up_m.h"
-#include "upgrade/english/eng_m.h"
-#include "upgrade/tenkai/tenkai_up_m.h"
 
 namespace upgrade {
 
@@ -15,8 +13,8 @@ constexpr std::int16_t LatestVersion(db::Kind kind) {
   return kind == db::Kind::kData ? kDataLatest : kTenkaiLatest;
 }
 
-// The steps must outlive the ladder.
-db::Ladder MakeDataLadder(Data_Up_M& steps, Eng_M& english);
-db::Ladder MakeTenkaiLadder(Tenkai_UP_M& steps);
+// All run on `db`, a handle of that kind, which must outlive what is made.
+db::Ladder MakeLadder(db::Kind kind, db::DbHandle& db);
+db::Repairs MakeRepairs(db::DbHandle& db);  // of a Data database
 
 }  // namespace upgrade

@@ -5,8 +5,8 @@
 #include <QLocale>
 #include <QTranslator>
 
+#include "app/assembly.h"
 #include "app/form1.h"
-#include "app/main_program.h"
 #include "app/qt/dialogs.h"
 #include "app/qt/fonts.h"
 #include "app/qt/form1_window.h"
@@ -22,11 +22,11 @@ int main(int argc, char** argv) {
   }
 
   const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  app::Program program(*files);
+  app::Assembly assembly(*files);
 
   app::SystemDialogs dialogs;
   app::Form1Window window(dialogs);
-  app::Form1 form(program.module(), program.Repairs(), window,
+  app::Form1 form(assembly.module(), assembly.repairs(), window,
                   QApplication::applicationDirPath().toStdString());
   window.Connect(form);
   form.Form_Load();

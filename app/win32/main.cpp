@@ -2,8 +2,8 @@
 // the steps.
 #include <windows.h>
 
+#include "app/assembly.h"
 #include "app/form1.h"
-#include "app/main_program.h"
 #include "app/win32/dialogs.h"
 #include "app/win32/form1_window.h"
 #include "jet/wide_text.h"
@@ -33,11 +33,11 @@ int RunWindow(HWND window) {
 
 int Run(int how_shown) {
   const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  app::Program program(*files);
+  app::Assembly assembly(*files);
 
   app::SystemDialogs dialogs;
   app::Form1Window window(dialogs);
-  app::Form1 form(program.module(), program.Repairs(), window, ApplicationFolder());
+  app::Form1 form(assembly.module(), assembly.repairs(), window, ApplicationFolder());
   window.Connect(form);
   form.Form_Load();
   window.Show(how_shown);

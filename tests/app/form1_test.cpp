@@ -97,9 +97,9 @@ class Form1Test : public ::testing::Test {
     form.reset();
     program.reset();
     view = {};
-    program = std::make_unique<app::Program>(files != nullptr ? *files : *system_files, FixedNow);
+    program = std::make_unique<app::Assembly>(files != nullptr ? *files : *system_files, FixedNow);
     form =
-        std::make_unique<app::Form1>(program->module(), program->Repairs(), view, "/opt/program");
+        std::make_unique<app::Form1>(program->module(), program->repairs(), view, "/opt/program");
     form->Form_Load();
   }
   // The program on a disk that may fail, with a Data file of these bytes chosen.
@@ -147,7 +147,7 @@ class Form1Test : public ::testing::Test {
   TempFolder folder;
   std::unique_ptr<jet::FileSystem> system_files = jet::MakeSystemFiles();
   RecordingView view;
-  std::unique_ptr<app::Program> program;
+  std::unique_ptr<app::Assembly> program;
   std::unique_ptr<app::Form1> form;
 };
 
@@ -748,7 +748,7 @@ TEST_F(Form1Test, OwnFaultsAreShownAndNothingOfTheEventStays) {
                         {[] { throw std::logic_error("why"); }, "51'", "内部エラー"}};
   for (const Case& each : cases) {
     Start();
-    app::Repairs repairs = program->Repairs();
+    db::Repairs repairs = program->repairs();
     const std::function<void()> whole = repairs.reinforcements;
     repairs.flex_names = [&] {
       whole();

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "app/main_program.h"
+#include "app/assembly.h"
 #include "tests/support/content.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"

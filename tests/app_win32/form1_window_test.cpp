@@ -47,7 +47,7 @@ std::string TextOf(HWND window) {
 class Form1WindowTest : public ::testing::Test {
  protected:
   Form1WindowTest() {
-    app::Repairs repairs = program.Repairs();
+    db::Repairs repairs = program.repairs();
     repairs.flex_names = [this, flex_names = repairs.flex_names] {
       if (while_running) while_running();
       flex_names();
@@ -112,7 +112,7 @@ class Form1WindowTest : public ::testing::Test {
 
   test_support::TempFolder folder;
   std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
-  app::Program program{*files, FixedNow};
+  app::Assembly program{*files, FixedNow};
   PreparedDialogs dialogs;
   app::Form1Window window{dialogs};
   std::function<void()> while_running;

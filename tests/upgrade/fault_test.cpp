@@ -84,9 +84,9 @@ TEST(FaultTest, RepairsAreWholeOrNotThere) {
   };
   const Case cases[] = {
       {"reinforcements", upgrade::kDataLatest, forget_transfer_names,
-       [](db::DbHandle& db) { upgrade::Data_Up_M(db).Data_Up_15(); }},
-      {"flex names", 15, {}, [](db::DbHandle& db) { upgrade::Data_Up_M(db).Data_Up_16b(); }},
-      {"English names", 18, {}, [](db::DbHandle& db) { upgrade::Eng_M(db).Eng_Apply(); }},
+       [](db::DbHandle& db) { upgrade::MakeRepairs(db).reinforcements(); }},
+      {"flex names", 15, {}, [](db::DbHandle& db) { upgrade::MakeRepairs(db).flex_names(); }},
+      {"English names", 18, {}, [](db::DbHandle& db) { upgrade::MakeRepairs(db).english_names(); }},
   };
   for (const Case& c : cases) {
     FaultFiles files;

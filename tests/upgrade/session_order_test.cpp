@@ -80,12 +80,8 @@ std::string Record(Kind kind) {
       environment, "Provider=Microsoft.jet.OLEDB.4.0;Data Source=" + path +
                        ";Jet OLEDB:Database Password=" + std::string(db::kDatabasePassword));
   db::DbHandle handle(session);
-  upgrade::Data_Up_M data(handle);
-  upgrade::Eng_M english(handle);
-  upgrade::Tenkai_UP_M tenkai(handle);
   std::string lines;
-  const db::Ladder ladder = kind == Kind::kData ? upgrade::MakeDataLadder(data, english)
-                                                : upgrade::MakeTenkaiLadder(tenkai);
+  const db::Ladder ladder = upgrade::MakeLadder(kind, handle);
   for (const db::LadderStep& step : ladder.steps()) {
     step.run();
     lines += step.name + ":" + session.Take() + "\n";

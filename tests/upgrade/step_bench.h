@@ -56,13 +56,10 @@ class StepBench {
                      [] {
                        return jet::ToDateTime({2012, 2, 3, 4, 5, 6});
                      }),
-        module_(environment_),
-        data_(module_.data()),
-        english_(module_.data()),
-        tenkai_(module_.tenkai()) {
+        module_(environment_) {
     make(files_, Path());
-    module_.SetLadders(upgrade::MakeDataLadder(data_, english_),
-                       upgrade::MakeTenkaiLadder(tenkai_));
+    module_.SetLadders(upgrade::MakeLadder(Kind::kData, module_.data()),
+                       upgrade::MakeLadder(Kind::kTenkai, module_.tenkai()));
     module_.DataDB_Path = module_.TenkaiDB_Path = kFolder;
     db().OpenDb();
   }
@@ -221,9 +218,6 @@ class StepBench {
   test_support::FaultFiles files_;
   ado::Environment environment_;
   db::Module1 module_;
-  upgrade::Data_Up_M data_;
-  upgrade::Eng_M english_;
-  upgrade::Tenkai_UP_M tenkai_;
 };
 
 // What tests put in a step's way.

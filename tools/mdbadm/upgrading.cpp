@@ -178,12 +178,12 @@ void AddOutcome(const Result& result, StepListing& list) {
 }
 
 ExitCode Repair(Program& program, const RepairOptions& options,
-                void (tools::FileUpgrade::*repair)()) {
+                std::function<void()> db::Repairs::*repair) {
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
   tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
   WarnOfLockFile(program, options.file);
-  (upgrade.*repair)();
+  (upgrade.repairs().*repair)();
   action.Commit();
   if (options.json) PrintObject(true, {{"file", options.file}, {"outcome", "done"}});
   return ExitCode::kDone;
@@ -239,13 +239,13 @@ ExitCode Upgrade(Program& program, const UpgradeOptions& options) {
 }
 
 ExitCode RepairReinforcements(Program& program, const RepairOptions& options) {
-  return Repair(program, options, &tools::FileUpgrade::RepairReinforcements);
+  return Repair(program, options, &db::Repairs::reinforcements);
 }
 ExitCode RepairFlex(Program& program, const RepairOptions& options) {
-  return Repair(program, options, &tools::FileUpgrade::RepairFlexibleDucts);
+  return Repair(program, options, &db::Repairs::flex_names);
 }
 ExitCode English(Program& program, const RepairOptions& options) {
-  return Repair(program, options, &tools::FileUpgrade::FillEnglishNames);
+  return Repair(program, options, &db::Repairs::english_names);
 }
 
 }  // namespace mdbadm

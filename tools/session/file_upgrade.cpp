@@ -53,28 +53,15 @@ class FileUpgrade::FileSession : public db::Session {
   std::unique_ptr<ado::Connection> connection_;
 };
 
-struct FileUpgrade::Steps {
-  Steps(db::Session& session, db::Kind kind) : db(session), data(db), english(db), tenkai(db) {
-    ladder = kind == ::db::Kind::kData ? upgrade::MakeDataLadder(data, english)
-                                       : upgrade::MakeTenkaiLadder(tenkai);
-  }
-  db::DbHandle db;
-  upgrade::Data_Up_M data;
-  upgrade::Eng_M english;
-  upgrade::Tenkai_UP_M tenkai;
-  db::Ladder ladder;
-};
-
 FileUpgrade::FileUpgrade(ado::Environment& environment, const std::string& path,
                          const std::string& password, db::Kind kind)
     : session_(std::make_unique<FileSession>(environment, path, password)),
-      steps_(std::make_unique<Steps>(*session_, kind)) {
+      db_(*session_),
+      ladder_(upgrade::MakeLadder(kind, db_)) {
   session_->Open();
 }
 
 FileUpgrade::~FileUpgrade() = default;
-
-const db::Ladder& FileUpgrade::ladder() const { return steps_->ladder; }
 
 double FileUpgrade::StoredVersion() {
   ado::Recordset record;
@@ -92,13 +79,11 @@ void FileUpgrade::StoreVersion(double version) {
 }
 
 void FileUpgrade::Run(std::int16_t to, db::LadderObserver* observer) {
-  steps_->ladder.Run(ado::ToInt16(StoredVersion()), to, observer);
+  ladder_.Run(ado::ToInt16(StoredVersion()), to, observer);
   StoreVersion(to);
 }
 
-void FileUpgrade::RepairReinforcements() { steps_->data.Data_Up_15(); }
-void FileUpgrade::RepairFlexibleDucts() { steps_->data.Data_Up_16b(); }
-void FileUpgrade::FillEnglishNames() { steps_->english.Eng_Apply(); }
+db::Repairs FileUpgrade::repairs() { return upgrade::MakeRepairs(db_); }
 
 jet::Database& FileUpgrade::database() { return *session_->connection().database(); }
 

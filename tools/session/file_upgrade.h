@@ -27,24 +27,22 @@ class FileUpgrade {
   // As the sessions of the window read it: the leading number of the text.
   double StoredVersion();
   void StoreVersion(double version);
-  const db::Ladder& ladder() const;
+  const db::Ladder& ladder() const { return ladder_; }
   // Runs the steps above the stored version, rounded half to even, up to `to`,
   // and stores `to`.
   void Run(std::int16_t to, db::LadderObserver* observer = nullptr);
 
-  // The three repairs of the window; of a Data database only.
-  void RepairReinforcements();
-  void RepairFlexibleDucts();
-  void FillEnglishNames();
+  // Of a Data database only.
+  db::Repairs repairs();
 
   // For looking at the file while the session holds it.
   jet::Database& database();
 
  private:
   class FileSession;
-  struct Steps;
   std::unique_ptr<FileSession> session_;
-  std::unique_ptr<Steps> steps_;
+  db::DbHandle db_;
+  db::Ladder ladder_;
 };
 
 }  // namespace tools
