@@ -71,10 +71,10 @@ void VersionLookup(benchmark::State& state) {
   files.Sample();
   for (auto _ : state) {
     const auto database = files.OpenSample();
-    const auto table = database->OpenTable(tools::kVersionTable);
+    const auto table = database->OpenTable(db::kVersionTable);
     jet::Table::Row row;
     if (!table->Read(*table->First(), row)) state.SkipWithError("no version");
-    benchmark::DoNotOptimize(row.Get(table->OrdinalOf(tools::kVersionField)));
+    benchmark::DoNotOptimize(row.Get(table->OrdinalOf(db::kVersionField)));
     state.counters["pages"] = static_cast<double>(database->pager().counters().pages_read);
   }
 }

@@ -10,9 +10,6 @@ namespace db {
 namespace {
 
 constexpr std::string_view kProvider = "Provider=Microsoft.jet.OLEDB.4.0;";
-constexpr std::string_view kVersionSelect = "SELECT ﾊﾞｰｼﾞｮﾝ番号.Ver_No";
-constexpr std::string_view kVersionFrom = " FROM ﾊﾞｰｼﾞｮﾝ番号;";
-constexpr std::string_view kVersionField = "Ver_No";
 
 constexpr std::string_view kReinforcements = "Spec_補強名称";
 constexpr std::string_view kReinforcementName = "補強名";
@@ -124,55 +121,34 @@ void Module1::TenkaiDB_Access(std::string_view mode) {
   }
 }
 
-void Module1::Get_DataVer() { DataDB_Ver = ReadVersion(DataDB_Con, VersionElementOf(Kind::kData)); }
+void Module1::Get_DataVer() { DataDB_Ver = ReadVersion(DataDB_Con, Kind::kData); }
 
-void Module1::Get_TenkaiVer() {
-  TenkaiDB_Ver = ReadVersion(TenkaiDB_Con, VersionElementOf(Kind::kTenkai));
-}
+void Module1::Get_TenkaiVer() { TenkaiDB_Ver = ReadVersion(TenkaiDB_Con, Kind::kTenkai); }
 
-double Module1::ReadVersion(const std::unique_ptr<ado::Connection>& connection, int element) {
-  Ver_RS = std::make_unique<ado::Recordset>();
-  Ver_SQL = fmt::format("{}{}", kVersionSelect, kVersionFrom);
-  Ver_RS->Open(Ver_SQL, Opened(connection), ado::adOpenUnspecified, ado::adLockUnspecified,
-               ado::adCmdUnspecified);
-  const auto read = [&] { return ado::LeadingNumber(ado::ToText(Ver_RS->Get(kVersionField))); };
-  // Once for the caption, once for the variable, as the record is told.
-  const double shown = read();
-  if (view_ != nullptr) view_->SetVersionCaption(element, VersionCaption(shown));
-  const double version = read();
-  Ver_RS->Close();
-  Ver_RS.reset();
-  return version;
-}
-
-void Module1::WriteVersion(const std::unique_ptr<ado::Connection>& connection, double version) {
-  Ver_RS = std::make_unique<ado::Recordset>();
-  Ver_SQL = fmt::format("{}{}", kVersionSelect, kVersionFrom);
-  Ver_RS->Open(Ver_SQL, Opened(connection), ado::adOpenUnspecified, ado::adLockOptimistic,
-               ado::adCmdUnspecified);
-  Ver_RS->Set(kVersionField, version);
-  Ver_RS->Update();
-  Ver_RS.reset();
+double Module1::ReadVersion(const std::unique_ptr<ado::Connection>& connection, Kind kind) {
+  return db::ReadVersion(Opened(connection), [&](double version) {
+    if (view_ != nullptr) view_->SetVersionCaption(VersionElementOf(kind), VersionCaption(version));
+  });
 }
 
 void Module1::Data_Up(std::int16_t ver) {
   data_ladder_.Run(ver, data_ladder_.latest());
-  WriteVersion(DataDB_Con, DataDB_NewVer);
+  WriteVersion(Opened(DataDB_Con), DataDB_NewVer);
 }
 
 void Module1::Tenkai_Up(std::int16_t ver) {
   tenkai_ladder_.Run(ver, tenkai_ladder_.latest());
-  WriteVersion(TenkaiDB_Con, TenkaiDB_NewVer);
+  WriteVersion(Opened(TenkaiDB_Con), TenkaiDB_NewVer);
 }
 
 void Module1::Data_Up_To(std::int16_t ver, std::int16_t to, LadderObserver* observer) {
   data_ladder_.Run(ver, to, observer);
-  WriteVersion(DataDB_Con, to);
+  WriteVersion(Opened(DataDB_Con), to);
 }
 
 void Module1::Tenkai_Up_To(std::int16_t ver, std::int16_t to, LadderObserver* observer) {
   tenkai_ladder_.Run(ver, to, observer);
-  WriteVersion(TenkaiDB_Con, to);
+  WriteVersion(Opened(TenkaiDB_Con), to);
 }
 
 void Module1::Show_HokyoList() {
@@ -200,7 +176,5 @@ void Module1::Show_HokyoList() {
   }
   rows.Close();
 }
-
-std::string VersionCaption(double version) { return " Ver " + ado::ToText(version); }
 
 }  // namespace db

@@ -10,6 +10,7 @@
 #include "db/kind.h"
 #include "db/ladder.h"
 #include "db/session_view.h"
+#include "db/version_record.h"
 
 namespace db {
 
@@ -31,8 +32,6 @@ class Module1 {
   std::unique_ptr<ado::Connection> DataDB_Con, TenkaiDB_Con;
   double DataDB_Ver = 0, TenkaiDB_Ver = 0;
   double DataDB_NewVer = 0, TenkaiDB_NewVer = 0;
-  std::string Ver_SQL;
-  std::unique_ptr<ado::Recordset> Ver_RS;
 
   // `mode` is "Open" or "Close", in exactly this case; anything else does nothing.
   void DataDB_Access(std::string_view mode);
@@ -56,16 +55,12 @@ class Module1 {
 
  private:
   class FileSession;
-  double ReadVersion(const std::unique_ptr<ado::Connection>& connection, int element);
-  void WriteVersion(const std::unique_ptr<ado::Connection>& connection, double version);
+  double ReadVersion(const std::unique_ptr<ado::Connection>& connection, Kind kind);
   ado::Environment& environment_;
   SessionView* view_ = nullptr;
   std::unique_ptr<Session> data_session_, tenkai_session_;
   DbHandle data_handle_, tenkai_handle_;
   Ladder data_ladder_, tenkai_ladder_;
 };
-
-// A version as captions show it: " Ver 13.5".
-std::string VersionCaption(double version);
 
 }  // namespace db

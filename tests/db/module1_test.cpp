@@ -145,11 +145,9 @@ TEST_F(Module1Test, VersionIsTheNumberAtTheStartOfTheText) {
       module_.Get_DataVer();
       EXPECT_THAT(view_.events, ElementsAre(c.caption));
       EXPECT_EQ(module_.DataDB_Ver, c.version);
-      EXPECT_EQ(module_.Ver_RS, nullptr);
     }
     module_.DataDB_Access("Close");
   }
-  EXPECT_EQ(module_.Ver_SQL, "SELECT ﾊﾞｰｼﾞｮﾝ番号.Ver_No FROM ﾊﾞｰｼﾞｮﾝ番号;");
   MakeFile("Data.mdb", {}, std::string(db::kDatabasePassword));
   module_.DataDB_Access("Open");
   EXPECT_THAT(ErrorOf([&] { module_.Get_DataVer(); }).text(), HasSubstr("ﾊﾞｰｼﾞｮﾝ番号"));
@@ -180,7 +178,6 @@ TEST_F(Module1Test, LadderEndsByStoringTheLatestVersionInTheFirstRow) {
     action.Commit();
   }
   EXPECT_THAT(ran, ElementsAre("tenkai 3"));
-  EXPECT_EQ(module_.Ver_RS, nullptr);
   EXPECT_EQ(OnDisk(folder_.File("Data.mdb"), "ﾊﾞｰｼﾞｮﾝ番号", "TovaMDB"), "27|1");
   EXPECT_EQ(Versions(module_.TenkaiDB_Con), "3");
   module_.Tenkai_Up(3);

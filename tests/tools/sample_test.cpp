@@ -119,7 +119,7 @@ TEST_F(SampleTest, LaddersBringSamplesToEveryVersion) {
     const auto database = Open(path);
     SCOPED_TRACE(sample.table + std::to_string(sample.version));
     EXPECT_EQ(Rows(*database, sample.table), sample.rows);
-    EXPECT_THAT(Column(*database, tools::kVersionTable, tools::kVersionField),
+    EXPECT_THAT(Column(*database, db::kVersionTable, db::kVersionField),
                 ElementsAre(jet::Value(static_cast<double>(sample.version))));
     test_support::ExpectSound(path, true);
   }
@@ -129,11 +129,11 @@ TEST_F(SampleTest, BaseCanBeChangedBeforeItIsWritten) {
   SampleOptions options;
   options.change = [](std::vector<BaseTable>& base) {
     TableNamed(base, "仕様_名称").rows.resize(1);
-    TableNamed(base, tools::kVersionTable).rows.clear();
+    TableNamed(base, db::kVersionTable).rows.clear();
   };
   const auto database = Open(Make(Kind::kData, options));
   EXPECT_EQ(Rows(*database, "仕様_名称"), 1U);
-  EXPECT_EQ(Rows(*database, tools::kVersionTable), 0U);
+  EXPECT_EQ(Rows(*database, db::kVersionTable), 0U);
 }
 
 TEST_F(SampleTest, FailureLeavesNoFile) {

@@ -240,7 +240,7 @@ TEST_F(VerbsTest, AFailureBehindTheLastStepNamesNone) {
   samples::SampleOptions options;
   options.jobs = 0;
   options.change = [](std::vector<samples::BaseTable>& tables) {
-    samples::BaseTable& version = samples::TableNamed(tables, std::string(tools::kVersionTable));
+    samples::BaseTable& version = samples::TableNamed(tables, std::string(db::kVersionTable));
     version.columns[0].spec.type = ColumnType::kText;
     version.columns[0].spec.max_size = 1;
     version.rows[0][0] = "2";

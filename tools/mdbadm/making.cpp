@@ -2,7 +2,7 @@
 // set-version.
 #include <filesystem>
 
-#include "ado/value.h"
+#include "db/version_record.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
 #include "tools/samples/sample.h"
@@ -104,15 +104,7 @@ ExitCode Password(Program& program, const MakeOptions& options) {
 
 ExitCode SetVersion(Program& program, const MakeOptions& options) {
   const auto database = OpenToChange(program, options.file, options.password);
-  const std::shared_ptr<jet::Table> table = database->OpenTable(tools::kVersionTable);
-  const std::size_t ordinal = table->OrdinalOf(tools::kVersionField);
-  const jet::Value version = ado::ConvertTo(table->def().columns[ordinal], options.version);
-  const jet::FieldChange change{ordinal, version};
-  if (const std::optional<jet::RowId> first = table->First()) {
-    table->Update(*first, {&change, 1});
-  } else {
-    table->Insert(table->NewRow({&change, 1}));
-  }
+  db::StoreVersion(*database, options.version);
   database->Commit();
   if (options.json) {
     PrintObject(true, {{"file", options.file}, {"version", VersionNumber(options.version)}});

@@ -1,14 +1,13 @@
 // Verbs that look at a database and change nothing: info, tables, columns,
 // indexes, props, queries, check.
 #include "ado/catalog.h"
-#include "ado/value.h"
+#include "db/version_record.h"
 #include "jet/check.h"
 #include "jet/name.h"
 #include "sql/sql.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
-#include "tools/session/file_upgrade.h"
 
 namespace mdbadm {
 namespace {
@@ -46,20 +45,6 @@ std::vector<jet::ObjectInfo> ChosenTables(jet::Database& database, const ReadOpt
     if (IsReadable(object, options.system)) tables.push_back(std::move(object));
   }
   return tables;
-}
-
-// The version as the sessions read it; nothing where there is none to read.
-std::optional<double> StoredVersion(jet::Database& database) {
-  const std::optional<jet::ObjectInfo> found = database.Find(tools::kVersionTable);
-  if (!found || found->kind != jet::ObjectKind::kTable) return std::nullopt;
-  const std::shared_ptr<jet::Table> table = database.OpenTable(*found);
-  const auto ordinal = table->def().FindColumn(tools::kVersionField, database.order());
-  const std::optional<jet::RowId> first = table->First();
-  jet::Table::Row row;
-  if (!ordinal || !first || !table->Read(*first, row)) return std::nullopt;
-  const jet::Value value = row.Get(*ordinal);
-  if (jet::IsNull(value)) return std::nullopt;
-  return ado::LeadingNumber(ado::ToText(value));
 }
 
 std::string SortOrderName(jet::SortOrder order) {
@@ -108,7 +93,7 @@ ExitCode Info(Program& program, const ReadOptions& options) {
   info["pages"] = database->pager().page_count();
   info["tables"] = tables;
   info["queries"] = queries;
-  if (const std::optional<double> version = StoredVersion(*database)) {
+  if (const std::optional<double> version = db::FindVersion(*database)) {
     info["version"] = VersionNumber(*version);
   }
   PrintObject(options.json, info);

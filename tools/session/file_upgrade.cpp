@@ -2,16 +2,11 @@
 
 #include <fmt/format.h>
 
-#include "ado/recordset.h"
-#include "db/module1.h"
+#include "db/version_record.h"
 #include "upgrade/ladders.h"
 
 namespace tools {
 namespace {
-
-std::string VersionSql() {
-  return fmt::format("SELECT {0}.{1} FROM {0};", kVersionTable, kVersionField);
-}
 
 // Quotes as they stand in a quoted value of a connection string.
 std::string Doubled(std::string_view text) {
@@ -63,24 +58,11 @@ FileUpgrade::FileUpgrade(ado::Environment& environment, const std::string& path,
 
 FileUpgrade::~FileUpgrade() = default;
 
-double FileUpgrade::StoredVersion() {
-  ado::Recordset record;
-  record.Open(VersionSql(), session_->connection(), ado::adOpenUnspecified, ado::adLockUnspecified,
-              ado::adCmdUnspecified);
-  return ado::LeadingNumber(ado::ToText(record.Get(kVersionField)));
-}
-
-void FileUpgrade::StoreVersion(double version) {
-  ado::Recordset record;
-  record.Open(VersionSql(), session_->connection(), ado::adOpenUnspecified, ado::adLockOptimistic,
-              ado::adCmdUnspecified);
-  record.Set(kVersionField, version);
-  record.Update();
-}
+double FileUpgrade::StoredVersion() { return db::ReadVersion(session_->connection()); }
 
 void FileUpgrade::Run(std::int16_t to, db::LadderObserver* observer) {
   ladder_.Run(ado::ToInt16(StoredVersion()), to, observer);
-  StoreVersion(to);
+  db::WriteVersion(session_->connection(), to);
 }
 
 db::Repairs FileUpgrade::repairs() { return upgrade::MakeRepairs(db_); }

@@ -12,9 +12,6 @@
 
 namespace tools {
 
-inline constexpr std::string_view kVersionTable = "ﾊﾞｰｼﾞｮﾝ番号";
-inline constexpr std::string_view kVersionField = "Ver_No";
-
 // A session with one file and the ladder of its kind.
 // Open inside an Environment::Action: the caller decides whether changes stay.
 class FileUpgrade {
@@ -26,7 +23,6 @@ class FileUpgrade {
 
   // As the sessions of the window read it: the leading number of the text.
   double StoredVersion();
-  void StoreVersion(double version);
   const db::Ladder& ladder() const { return ladder_; }
   // Runs the steps above the stored version, rounded half to even, up to `to`,
   // and stores `to`.
