@@ -41,8 +41,6 @@ class Environment {
     Environment* environment_;
   };
 
-  bool in_action() const { return in_action_; }
-
   // For Connection and Catalog. The database of this path, opened exclusively
   // when it is not open yet; which file a path leads to counts, not how it is
   // spelt. Throws ado::Error.

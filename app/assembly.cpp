@@ -9,9 +9,9 @@ namespace app {
 Assembly::Assembly(jet::FileSystem& files, jet::Clock clock)
     : environment_(files, std::move(clock)),
       module_(environment_),
-      repairs_(upgrade::MakeRepairs(module_.data())) {
-  module_.SetLadders(upgrade::MakeLadder(db::Kind::kData, module_.data()),
-                     upgrade::MakeLadder(db::Kind::kTenkai, module_.tenkai()));
+      repairs_(upgrade::MakeRepairs(module_.DataDB.handle())) {
+  module_.SetLadders(upgrade::MakeLadder(db::Kind::kData, module_.DataDB.handle()),
+                     upgrade::MakeLadder(db::Kind::kTenkai, module_.TenkaiDB.handle()));
 }
 
 }  // namespace app

@@ -5,7 +5,10 @@
 #include <new>
 #include <utility>
 
-#include "db/action.h"
+#include "ado/environment.h"
+#include "ado/error.h"
+#include "ado/value.h"
+#include "db/version_record.h"
 
 namespace app {
 namespace {
@@ -38,11 +41,11 @@ struct Outcome {
     if (!text.empty()) text += "\n\n";
     text += why;
   }
-  void Add(const db::Error& error) { Add(error.number(), error.text(), error.cause()); }
+  void Add(const ado::Error& error) { Add(error.number(), error.text(), error.cause()); }
 };
 
 // Saves what the event did until it ended, whether well or by an error.
-void Save(db::Action& action, Outcome& outcome) {
+void Save(ado::Environment::Action& action, Outcome& outcome) {
   if (!action.changed()) {
     outcome.saved = Saved::kNothing;
     return;
@@ -52,7 +55,7 @@ void Save(db::Action& action, Outcome& outcome) {
   try {
     action.Commit();
     outcome.saved = Saved::kYes;
-  } catch (const db::Error& error) {
+  } catch (const ado::Error& error) {
     const auto cause = error.cause();
     if (cause == jet::ErrorCode::kUnfinished) outcome.saved = Saved::kPending;
     if (cause && cause != jet::ErrorCode::kUnfinished && cause != jet::ErrorCode::kUncertain) {
@@ -62,34 +65,27 @@ void Save(db::Action& action, Outcome& outcome) {
   }
 }
 
-}  // namespace
-
-struct Form1::Kind {
-  db::Kind kind;
+// What the buttons of one database work with.
+struct Procedures {
   Button upgrade_button;
-  std::string db::Module1::*path;
-  double db::Module1::*version;
-  double db::Module1::*latest;
+  double (db::Module1::*latest)() const;
   void (db::Module1::*access)(std::string_view);
   void (db::Module1::*read_version)();
   void (db::Module1::*upgrade)(std::int16_t);
 };
 
-const Form1::Kind& Form1::DataKind() {
-  static constexpr Kind kKind{
-      db::Kind::kData,           Button::kCB_DB_Up,           &db::Module1::DataDB_Path,
-      &db::Module1::DataDB_Ver,  &db::Module1::DataDB_NewVer, &db::Module1::DataDB_Access,
-      &db::Module1::Get_DataVer, &db::Module1::Data_Up};
-  return kKind;
+const Procedures& ProceduresOf(db::Kind kind) {
+  using db::Module1;
+  static constexpr Procedures kData{Button::kCB_DB_Up, &Module1::DataDB_NewVer,
+                                    &Module1::DataDB_Access, &Module1::Get_DataVer,
+                                    &Module1::Data_Up};
+  static constexpr Procedures kTenkai{Button::kCB_TenkaiDB_Up, &Module1::TenkaiDB_NewVer,
+                                      &Module1::TenkaiDB_Access, &Module1::Get_TenkaiVer,
+                                      &Module1::Tenkai_Up};
+  return kind == db::Kind::kData ? kData : kTenkai;
 }
 
-const Form1::Kind& Form1::TenkaiKind() {
-  static constexpr Kind kKind{
-      db::Kind::kTenkai,           Button::kCB_TenkaiDB_Up,       &db::Module1::TenkaiDB_Path,
-      &db::Module1::TenkaiDB_Ver,  &db::Module1::TenkaiDB_NewVer, &db::Module1::TenkaiDB_Access,
-      &db::Module1::Get_TenkaiVer, &db::Module1::Tenkai_Up};
-  return kKind;
-}
+}  // namespace
 
 Form1::Form1(db::Module1& module, db::Repairs repairs, Form1View& view,
              std::string application_folder)
@@ -104,20 +100,18 @@ Form1::~Form1() { module_.SetView(nullptr); }
 
 void Form1::Form_Load() {
   for (const db::Kind kind : db::kKinds) {
-    SetVersionCaption(db::VersionElementOf(kind), std::string(kNotSelected));
-  }
-  module_.DataDB_NewVer = module_.data_ladder().latest();
-  module_.TenkaiDB_NewVer = module_.tenkai_ladder().latest();
-  for (const Kind* kind : {&DataKind(), &TenkaiKind()}) {
-    SetVersionCaption(db::VersionElementOf(kind->kind) + kLatestElementOffset,
-                      std::string(kLatestPrefix) + db::VersionText(module_.*kind->latest));
+    const int element = db::VersionElementOf(kind);
+    const double latest = (module_.*ProceduresOf(kind).latest)();
+    SetVersionCaption(element, std::string(kNotSelected));
+    SetVersionCaption(element + kLatestElementOffset,
+                      std::string(kLatestPrefix) + ado::ToText(latest));
   }
 }
 
-void Form1::CB_DataDB_Click() { Choose(DataKind()); }
-void Form1::CB_TenkaiDB_Click() { Choose(TenkaiKind()); }
-void Form1::CB_DB_Up_Click() { Upgrade(DataKind()); }
-void Form1::CB_TenkaiDB_Up_Click() { Upgrade(TenkaiKind()); }
+void Form1::CB_DataDB_Click() { Choose(db::Kind::kData); }
+void Form1::CB_TenkaiDB_Click() { Choose(db::Kind::kTenkai); }
+void Form1::CB_DB_Up_Click() { Upgrade(db::Kind::kData); }
+void Form1::CB_TenkaiDB_Up_Click() { Upgrade(db::Kind::kTenkai); }
 void Form1::Command1_Click() { Repair(repairs_.reinforcements); }
 void Form1::Command4_Click() { Repair(repairs_.flex_names); }
 void Form1::Command5_Click() { Repair(repairs_.english_names); }
@@ -133,9 +127,9 @@ void Form1::Enter(const std::function<void()>& body) {
   body();
 }
 
-void Form1::Choose(const Kind& kind) {
+void Form1::Choose(db::Kind kind) {
   Enter([&] {
-    const std::string_view file_name = db::FileNameOf(kind.kind);
+    const std::string_view file_name = db::FileNameOf(kind);
     const std::string path =
         view_.AskFile(application_folder_ + "\\" + std::string(file_name), std::string(kFilter));
     const std::string_view name = db::NameInPath(path);
@@ -151,8 +145,7 @@ void Form1::FilesDropped(const std::vector<std::string>& paths) {
       if (ended_) return;
       const std::optional<db::Kind> kind = db::KindOfFile(path);
       if (!kind) return RefuseFile(kWrongFile);
-      RunEvent(Event::kChoose,
-               [&] { OpenChosen(*kind == db::Kind::kData ? DataKind() : TenkaiKind(), path); });
+      RunEvent(Event::kChoose, [&] { OpenChosen(*kind, path); });
     }
   });
 }
@@ -165,27 +158,30 @@ void Form1::RefuseFile(std::string_view why) {
   view_.ShowMessage(std::string(why), std::string(kSelectionError));
 }
 
-void Form1::OpenChosen(const Kind& kind, const std::string& path) {
-  module_.*kind.path = db::FolderOf(path, db::CutUnitsOf(kind.kind));
-  if (captions_.at(static_cast<std::size_t>(db::VersionElementOf(kind.kind))) != kNotSelected) {
-    (module_.*kind.access)("Close");
+void Form1::OpenChosen(db::Kind kind, const std::string& path) {
+  const Procedures& of = ProceduresOf(kind);
+  db::FileSession& session = module_.session(kind);
+  session.folder = db::FolderOf(kind, path);
+  if (captions_.at(static_cast<std::size_t>(db::VersionElementOf(kind))) != kNotSelected) {
+    (module_.*of.access)("Close");
   }
-  (module_.*kind.access)("Open");
-  (module_.*kind.read_version)();
-  if (module_.*kind.version != module_.*kind.latest) view_.SetVisible(kind.upgrade_button, true);
-  if (kind.kind == db::Kind::kData) module_.Show_HokyoList();
+  (module_.*of.access)("Open");
+  (module_.*of.read_version)();
+  if (session.version != (module_.*of.latest)()) view_.SetVisible(of.upgrade_button, true);
+  if (kind == db::Kind::kData) module_.Show_HokyoList();
 }
 
-void Form1::Upgrade(const Kind& kind) {
+void Form1::Upgrade(db::Kind kind) {
   Enter([&] {
-    const auto run = [&] {
-      std::invoke(kind.upgrade, module_, db::RoundVersion(module_.*kind.version));
-    };
-    RunEvent(Event::kUpgrade, run, [&] {
-      module_.*kind.version = module_.*kind.latest;
-      SetVersionCaption(db::VersionElementOf(kind.kind), db::VersionCaption(module_.*kind.version));
-      view_.SetVisible(kind.upgrade_button, false);
-    });
+    const Procedures& of = ProceduresOf(kind);
+    double& version = module_.session(kind).version;
+    RunEvent(
+        Event::kUpgrade, [&] { (module_.*of.upgrade)(ado::ToInt16(version)); },
+        [&] {
+          version = (module_.*of.latest)();
+          SetVersionCaption(db::VersionElementOf(kind), db::VersionCaption(version));
+          view_.SetVisible(of.upgrade_button, false);
+        });
   });
 }
 
@@ -194,10 +190,10 @@ void Form1::RunEvent(Event event, const std::function<void()>& body,
   view_.SetBusy(true);
   Outcome outcome;
   try {
-    db::Action action(module_.environment());
+    ado::Environment::Action action(module_.environment());
     try {
       body();
-    } catch (const db::Error& error) {
+    } catch (const ado::Error& error) {
       outcome.Add(error);
     }
     Save(action, outcome);

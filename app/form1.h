@@ -46,17 +46,12 @@ class Form1 : private db::SessionView {
   bool ready() const { return !ended_ && !occupied_; }
 
  private:
-  // What differs between the two databases.
-  struct Kind;
-  static const Kind& DataKind();
-  static const Kind& TenkaiKind();
-
-  void Choose(const Kind& kind);
+  void Choose(db::Kind kind);
   // Runs what the operator asked for, unless the form is not ready for it.
   void Enter(const std::function<void()>& body);
   void RefuseFile(std::string_view why);
-  void OpenChosen(const Kind& kind, const std::string& path);
-  void Upgrade(const Kind& kind);
+  void OpenChosen(db::Kind kind, const std::string& path);
+  void Upgrade(db::Kind kind);
   void Repair(const std::function<void()>& repair);
   // Runs an event's body as one action, busy meanwhile; `show_done` once what it did
   // is in the file.

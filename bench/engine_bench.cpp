@@ -2,7 +2,8 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/rows.h"
-#include "db/module1.h"
+#include "db/kind.h"
+#include "db/version_record.h"
 #include "jet/collation.h"
 #include "jet/database.h"
 #include "tests/support/temp_db.h"

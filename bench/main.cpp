@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bench/rows.h"
-#include "db/module1.h"
+#include "db/kind.h"
 #include "jet/error.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/rows.h"
-#include "db/module1.h"
+#include "db/kind.h"
 #include "sql/sql.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"

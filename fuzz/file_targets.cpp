@@ -5,7 +5,7 @@
 
 #include "ado/environment.h"
 #include "ado/error.h"
-#include "db/module1.h"
+#include "db/kind.h"
 #include "fuzz/seeds.h"
 #include "fuzz/snapshot.h"
 #include "fuzz/targets.h"
@@ -152,8 +152,9 @@ void RunLadder(FaultFiles& files, db::Kind kind, bool keep_partial) {
   ado::Environment environment(files, FixedClock());
   ado::Environment::Action action(environment);
   try {
-    tools::FileUpgrade(environment, kPath, std::string(db::kDatabasePassword), kind)
-        .Run(upgrade::LatestVersion(kind));
+    db::FileSession session(environment, kind, kPath, db::kDatabasePassword);
+    session.Open();
+    upgrade::RunLadder(session, upgrade::LatestVersion(kind));
   } catch (const ado::Error&) {
     if (!keep_partial) return;
   }

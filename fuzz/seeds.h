@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "db/kind.h"
 #include "jet/types.h"
-#include "tools/session/file_upgrade.h"
 
 namespace fuzz {
 

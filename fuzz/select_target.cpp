@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "db/module1.h"
+#include "db/kind.h"
 #include "fuzz/mutator.h"
 #include "fuzz/random.h"
 #include "fuzz/snapshot.h"

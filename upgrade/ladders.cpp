@@ -86,4 +86,10 @@ db::Repairs MakeRepairs(db::DbHandle& db) {
           .english_names = Step(db, &Eng_M::Eng_Apply)};
 }
 
+void RunLadder(db::FileSession& session, std::int16_t to, db::LadderObserver* observer) {
+  session.ReadVersion();
+  session.Run(MakeLadder(session.kind(), session.handle()), ado::ToInt16(session.version), to,
+              observer);
+}
+
 }  // namespace upgrade

@@ -154,8 +154,8 @@ class Form1Test : public ::testing::Test {
 TEST_F(Form1Test, LoadShowsTheLatestVersionsAndOpensNothing) {
   EXPECT_THAT(view.captions, ElementsAre(kNotSelected, kNotSelected, "最新　            Ver 27",
                                          "最新　            Ver 22"));
-  EXPECT_EQ(program->module().DataDB_NewVer, 27);
-  EXPECT_EQ(program->module().TenkaiDB_NewVer, 22);
+  EXPECT_EQ(program->module().DataDB_NewVer(), 27);
+  EXPECT_EQ(program->module().TenkaiDB_NewVer(), 22);
   EXPECT_EQ(program->module().DataDB_Con, nullptr);
   EXPECT_EQ(program->module().TenkaiDB_Con, nullptr);
 }

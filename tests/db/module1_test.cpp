@@ -104,8 +104,8 @@ TEST_F(Module1Test, FolderWithASemicolonIsToldOf) {
 
 TEST_F(Module1Test, WithoutASessionEveryOperationRaisesNoConnection) {
   EXPECT_RAISES(ado::kErrNoConnection, module_.Get_DataVer());
-  EXPECT_RAISES(ado::kErrNoConnection, module_.data().OpenTable("x"));
-  EXPECT_RAISES(ado::kErrNoConnection, module_.data().BindCatalog());
+  EXPECT_RAISES(ado::kErrNoConnection, module_.DataDB.handle().OpenTable("x"));
+  EXPECT_RAISES(ado::kErrNoConnection, module_.DataDB.handle().BindCatalog());
   module_.DataDB_Ver = 15;
   EXPECT_RAISES(ado::kErrNoConnection, module_.Show_HokyoList());
 }
@@ -166,15 +166,15 @@ TEST_F(Module1Test, LadderEndsByStoringTheLatestVersionInTheFirstRow) {
                             ran.emplace_back(name);
                           }};
   };
-  module_.SetLadders(db::Ladder(27, {step(27, module_.data(), "data 27")}),
-                     db::Ladder(4, {step(3, module_.tenkai(), "tenkai 3"),
-                                    step(4, module_.tenkai(), "tenkai 4")}));
+  db::DbHandle& tenkai = module_.TenkaiDB.handle();
+  const db::Ladder tenkai_ladder(4, {step(3, tenkai, "tenkai 3"), step(4, tenkai, "tenkai 4")});
+  module_.SetLadders(db::Ladder(27, {step(27, module_.DataDB.handle(), "data 27")}), tenkai_ladder);
   module_.DataDB_Access("Open");
   module_.TenkaiDB_Access("Open");
   {
     ado::Environment::Action action(environment_);
     module_.Data_Up(28);
-    module_.Tenkai_Up_To(2, 3, nullptr);
+    module_.TenkaiDB.Run(tenkai_ladder, 2, 3);
     action.Commit();
   }
   EXPECT_THAT(ran, ElementsAre("tenkai 3"));
@@ -187,7 +187,7 @@ TEST_F(Module1Test, LadderEndsByStoringTheLatestVersionInTheFirstRow) {
 
 TEST_F(Module1Test, FailedStepLeavesTheVersionAndWhatWasDone) {
   MakeVersionFile("Data.mdb", ColumnType::kDouble, {26.0});
-  db::DbHandle& db = module_.data();
+  db::DbHandle& db = module_.DataDB.handle();
   module_.SetLadders(db::Ladder(27, {{.threshold = 26,
                                       .produces = 27,
                                       .name = "fails",
@@ -206,7 +206,8 @@ TEST_F(Module1Test, FailedStepLeavesTheVersionAndWhatWasDone) {
     action.Commit();
   }
   EXPECT_EQ(Versions(module_.DataDB_Con), "26");
-  EXPECT_EQ(module_.data().GetTable(module_.data().BindCatalog(), "途中")->name, "途中");
+  EXPECT_EQ(module_.DataDB.handle().GetTable(module_.DataDB.handle().BindCatalog(), "途中")->name,
+            "途中");
 }
 
 class HokyoList : public Module1Test {

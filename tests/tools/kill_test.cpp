@@ -7,7 +7,7 @@
 #include <random>
 #include <set>
 
-#include "db/module1.h"
+#include "db/kind.h"
 #include "jet/check.h"
 #include "tests/support/content.h"
 #include "tests/support/process.h"

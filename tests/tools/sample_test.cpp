@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "ado/recordset.h"
+#include "db/version_record.h"
 #include "jet/check.h"
 #include "jet/name.h"
 #include "jet/text.h"

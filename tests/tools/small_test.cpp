@@ -10,9 +10,8 @@
 #include "tests/tools/program.h"
 #include "tools/mdbadm/backup.h"
 #include "tools/mdbadm/failure.h"
+#include "tools/mdbadm/overlay_files.h"
 #include "tools/samples/sample.h"
-#include "tools/session/file_upgrade.h"
-#include "tools/session/overlay_files.h"
 
 namespace {
 
@@ -158,7 +157,7 @@ TEST_F(SmallTest, FilesToTryOnKeepWhatIsWrittenApart) {
   const std::string path = folder_.File("f");
   const std::string before(10'000, 'x');
   WriteFileBytes(path, before);
-  tools::OverlayFiles overlay(*files_);
+  mdbadm::OverlayFiles overlay(*files_);
   const auto file = overlay.Open(path, jet::OpenMode::kExclusive);
   const auto read = [&](std::uint64_t at, std::size_t count) {
     jet::Bytes bytes(count);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 
+#include "db/version_record.h"
 #include "jet/database.h"
 #include "sql/sql.h"
 #include "tests/tools/program.h"

@@ -92,8 +92,9 @@ Ending RunLadder(jet::FileSystem& files, Kind kind, std::int64_t fails_at, bool 
   try {
     ado::Environment environment(files, [] { return jet::ToDateTime({2012, 2, 3}); });
     ado::Environment::Action action(environment);
-    tools::FileUpgrade(environment, FaultRounds::kPath, std::string(db::kDatabasePassword), kind)
-        .Run(upgrade::LatestVersion(kind));
+    db::FileSession session(environment, kind, FaultRounds::kPath, db::kDatabasePassword);
+    session.Open();
+    upgrade::RunLadder(session, upgrade::LatestVersion(kind));
     ending.saving = true;
     ending.before_saving = fails_at - limit.left;
     action.Commit();
@@ -208,7 +209,9 @@ Most MeasureLargeSample(Kind kind, int rows) {
   most.ladder = MostBytes([&] {
     ado::Environment environment(*files, {}, kLimits);
     ado::Environment::Action action(environment);
-    tools::FileUpgrade(environment, path, password, kind).Run(upgrade::LatestVersion(kind));
+    db::FileSession session(environment, kind, path, password);
+    session.Open();
+    upgrade::RunLadder(session, upgrade::LatestVersion(kind));
     action.Commit();
   });
   most.check =

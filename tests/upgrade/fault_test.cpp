@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include "ado/environment.h"
-#include "db/module1.h"
 #include "tests/support/fault_rounds.h"
 #include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
@@ -31,8 +30,9 @@ std::string Sample(Kind kind, std::int16_t version) {
 void RunLadder(jet::FileSystem& files, Kind kind) {
   ado::Environment environment(files, FixedClock());
   ado::Environment::Action action(environment);
-  tools::FileUpgrade(environment, FaultRounds::kPath, std::string(db::kDatabasePassword), kind)
-      .Run(upgrade::LatestVersion(kind));
+  db::FileSession session(environment, kind, FaultRounds::kPath, db::kDatabasePassword);
+  session.Open();
+  upgrade::RunLadder(session, upgrade::LatestVersion(kind));
   action.Commit();
 }
 
@@ -41,10 +41,9 @@ using Procedure = std::function<void(db::DbHandle&)>;
 void RunProcedure(jet::FileSystem& files, const Procedure& procedure) {
   ado::Environment environment(files, FixedClock());
   ado::Environment::Action action(environment);
-  db::Module1 module(environment);
-  module.DataDB_Path = "/faults";
-  module.DataDB_Access("Open");
-  procedure(module.data());
+  db::FileSession session(environment, Kind::kData, FaultRounds::kPath, db::kDatabasePassword);
+  session.Open();
+  procedure(session.handle());
   action.Commit();
 }
 

@@ -173,8 +173,8 @@ class ListingTest : public testing::TestWithParam<std::pair<Kind, std::int16_t>>
 
   StepBench bench_{GetParam().first, samples::kBaseVersion, {}, 1};
   const Listing before_ = ReadByUs(bench_);
-  const Listing wanted_ = ReadListing(fmt::format(
-      UPGRADE_TESTS "/listings/{}_{}.txt", tools::KindName(GetParam().first), GetParam().second));
+  const Listing wanted_ = ReadListing(fmt::format(UPGRADE_TESTS "/listings/{}_{}.txt",
+                                                  db::NameOf(GetParam().first), GetParam().second));
 };
 
 TEST_P(ListingTest, IsWhatWeRead) { ExpectSame(ReadByUs(bench_), wanted_, before_); }
@@ -195,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(Ladders, ListingTest,
                                          std::pair(Kind::kTenkai, 10),
                                          std::pair(Kind::kTenkai, 22)),
                          [](const auto& info) {
-                           return fmt::format("{}_{}", tools::KindName(info.param.first),
+                           return fmt::format("{}_{}", db::NameOf(info.param.first),
                                               info.param.second);
                          });
 

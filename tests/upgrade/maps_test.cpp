@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "ado/environment.h"
-#include "db/module1.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/map_check.h"
 #include "tests/support/temp_db.h"
@@ -37,8 +36,9 @@ class MapsTest : public testing::Test {
   void Upgrade(Kind kind) {
     ado::Environment environment(files_, [] { return jet::ToDateTime({2012, 2, 3}); });
     ado::Environment::Action action(environment);
-    tools::FileUpgrade(environment, kPath, std::string(db::kDatabasePassword), kind)
-        .Run(upgrade::LatestVersion(kind));
+    db::FileSession session(environment, kind, kPath, db::kDatabasePassword);
+    session.Open();
+    upgrade::RunLadder(session, upgrade::LatestVersion(kind));
     action.Commit();
   }
   // A step of the file's life.

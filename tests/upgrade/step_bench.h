@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "db/module1.h"
 #include "tests/support/content.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/temp_db.h"
@@ -56,18 +55,14 @@ class StepBench {
                      [] {
                        return jet::ToDateTime({2012, 2, 3, 4, 5, 6});
                      }),
-        module_(environment_) {
+        session_(environment_, kind, Path(), db::kDatabasePassword),
+        ladder_(upgrade::MakeLadder(kind, session_.handle())) {
     make(files_, Path());
-    module_.SetLadders(upgrade::MakeLadder(Kind::kData, module_.data()),
-                       upgrade::MakeLadder(Kind::kTenkai, module_.tenkai()));
-    module_.DataDB_Path = module_.TenkaiDB_Path = kFolder;
-    db().OpenDb();
+    session_.Open();
   }
 
-  db::DbHandle& db() { return kind_ == Kind::kData ? module_.data() : module_.tenkai(); }
-  const db::Ladder& ladder() const {
-    return kind_ == Kind::kData ? module_.data_ladder() : module_.tenkai_ladder();
-  }
+  db::DbHandle& db() { return session_.handle(); }
+  const db::Ladder& ladder() const { return ladder_; }
 
   // Runs `body` as a button does: what completed operations did stays. The
   // number of its error, 0 for none. Afterwards the file is closed and reopened.
@@ -102,11 +97,7 @@ class StepBench {
 
   // The ladder from the stored version.
   ado::ErrorNumber Upgrade(std::int16_t to, db::LadderObserver* observer = nullptr) {
-    const auto from = static_cast<std::int16_t>(std::stoi(Values(kVersions, "Ver_No").at(0)));
-    return Edit([&](db::DbHandle&) {
-      kind_ == Kind::kData ? module_.Data_Up_To(from, to, observer)
-                           : module_.Tenkai_Up_To(from, to, observer);
-    });
+    return Edit([&](db::DbHandle&) { upgrade::RunLadder(session_, to, observer); });
   }
 
   // A field of all rows in stored order; one text "!number" for an error.
@@ -184,7 +175,7 @@ class StepBench {
     test_support::ExpectSound(path);
   }
 
-  jet::Database& database() { return *Connection().database(); }
+  jet::Database& database() { return *session_.connection().database(); }
   // Deletes the rows of a table from the row numbered `first` (from 0) on.
   void DeleteRows(std::string_view table, std::size_t first, std::size_t count = SIZE_MAX) {
     Edit([&](db::DbHandle&) {
@@ -200,24 +191,20 @@ class StepBench {
   }
 
  private:
-  static constexpr const char* kFolder = "/bench";
-  std::string Path() const {
-    return std::string(kFolder) + "/" + std::string(db::FileNameOf(kind_));
-  }
+  std::string Path() const { return "/bench/" + std::string(db::FileNameOf(kind_)); }
   static std::string Text(const ado::Value& value) {
     return jet::IsNull(value) ? kNull : ado::ToText(value);
   }
-  ado::Connection& Connection() {
-    return kind_ == Kind::kData ? *module_.DataDB_Con : *module_.TenkaiDB_Con;
-  }
   void Open(ado::Recordset& rows, std::string_view table) {
-    rows.Open(table, Connection(), ado::adOpenKeyset, ado::adLockOptimistic, ado::adCmdTable);
+    rows.Open(table, session_.connection(), ado::adOpenKeyset, ado::adLockOptimistic,
+              ado::adCmdTable);
   }
 
   Kind kind_;
   test_support::FaultFiles files_;
   ado::Environment environment_;
-  db::Module1 module_;
+  db::FileSession session_;
+  db::Ladder ladder_;
 };
 
 // What tests put in a step's way.

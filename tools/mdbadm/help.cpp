@@ -7,7 +7,6 @@
 #include "jet/check.h"
 #include "tools/mdbadm/exit_code.h"
 #include "tools/mdbadm/failure.h"
-#include "tools/session/file_upgrade.h"
 #include "upgrade/ladders.h"
 
 namespace mdbadm {

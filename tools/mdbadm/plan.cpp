@@ -6,8 +6,8 @@
 #include "ado/value.h"
 #include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
+#include "tools/mdbadm/overlay_files.h"
 #include "tools/mdbadm/verbs.h"
-#include "tools/session/overlay_files.h"
 #include "upgrade/data/transfer_queries.h"
 #include "upgrade/data/transfer_tables.h"
 #include "upgrade/ladders.h"
@@ -131,20 +131,23 @@ ExitCode PlanFile(Program& program, const UpgradeOptions& options, const std::st
                   Listing& list) {
   const Kind kind = KindOf(options, file);
   const std::int16_t to = options.to.value_or(upgrade::LatestVersion(kind));
-  tools::OverlayFiles files(program.files);
+  OverlayFiles files(program.files);
   ado::Environment environment(files);
   ado::Environment::Action action(environment);
-  tools::FileUpgrade upgrade(environment, file, options.password, kind);
-  const double version = upgrade.StoredVersion();
-  for (const std::string& warning : WarningsFor(upgrade.database(), kind, version)) {
+  db::FileSession session(environment, kind, file, options.password);
+  session.Open();
+  session.ReadVersion();
+  const double version = session.version;
+  for (const std::string& warning : WarningsFor(*session.connection().database(), kind, version)) {
     list.Add({file, "warning", nullptr, warning});
   }
   StepList done(file, list);
   try {
-    upgrade.Run(to, &done);
+    upgrade::RunLadder(session, to, &done);
   } catch (const ado::Error& error) {
     std::string outcome = Describe(error);
-    const auto steps = upgrade.ladder().Plan(ado::ToInt16(version), to);
+    const db::Ladder ladder = upgrade::MakeLadder(kind, session.handle());
+    const auto steps = ladder.Plan(ado::ToInt16(version), to);
     for (std::size_t i = done.ended(); i < steps.size(); ++i) {
       done.Add(*steps[i], std::exchange(outcome, "not reached"));
     }

@@ -10,7 +10,6 @@
 #include "tools/mdbadm/failure.h"
 #include "tools/mdbadm/output.h"
 #include "tools/mdbadm/verbs.h"
-#include "tools/session/file_upgrade.h"
 #include "upgrade/ladders.h"
 
 namespace mdbadm {
@@ -132,17 +131,19 @@ void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
   }
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
-  tools::FileUpgrade upgrade(environment, file, options.password, result.kind);
+  db::FileSession session(environment, result.kind, file, options.password);
+  session.Open();
   WarnOfLockFile(program, file);
   if (backed_up && *backed_up != Stamp(file)) {
     throw std::runtime_error("another program wrote to the file since its backup began");
   }
-  result.from = upgrade.StoredVersion();
+  session.ReadVersion();
+  result.from = session.version;
   if (options.to && *result.from > result.to) {
     throw std::runtime_error(fmt::format("version {} is above {}", *result.from, result.to));
   }
   try {
-    upgrade.Run(result.to, &report);
+    upgrade::RunLadder(session, result.to, &report);
   } catch (const ado::Error&) {
     if (options.keep_partial) {
       action.Commit();
@@ -181,9 +182,10 @@ ExitCode Repair(Program& program, const RepairOptions& options,
                 std::function<void()> db::Repairs::*repair) {
   ado::Environment environment(program.files);
   ado::Environment::Action action(environment);
-  tools::FileUpgrade upgrade(environment, options.file, options.password, Kind::kData);
+  db::FileSession session(environment, Kind::kData, options.file, options.password);
+  session.Open();
   WarnOfLockFile(program, options.file);
-  (upgrade.repairs().*repair)();
+  (upgrade::MakeRepairs(session.handle()).*repair)();
   action.Commit();
   if (options.json) PrintObject(true, {{"file", options.file}, {"outcome", "done"}});
   return ExitCode::kDone;

@@ -10,10 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "db/module1.h"
+#include "db/kind.h"
 #include "jet/database.h"
 #include "tools/mdbadm/exit_code.h"
-#include "tools/session/file_upgrade.h"
 
 namespace mdbadm {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tools/samples/jobs.h"
+#include "upgrade/ladders.h"
 
 namespace samples {
 namespace {
@@ -35,7 +36,9 @@ void Upgrade(jet::FileSystem& files, const std::string& path, Kind kind,
              const SampleOptions& options) {
   ado::Environment environment(files, FixedClock(options));
   ado::Environment::Action action(environment);
-  tools::FileUpgrade(environment, path, options.password, kind).Run(options.version);
+  db::FileSession session(environment, kind, path, options.password);
+  session.Open();
+  upgrade::RunLadder(session, options.version);
   action.Commit();
 }
 

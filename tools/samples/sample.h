@@ -9,9 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "db/module1.h"
+#include "db/kind.h"
 #include "tools/samples/schema.h"
-#include "tools/session/file_upgrade.h"
 
 namespace samples {
 

@@ -4,7 +4,7 @@
 
 #include "jet/file.h"
 
-namespace tools {
+namespace mdbadm {
 
 // Opens files of `files` to read only, whatever is asked for, and keeps writes
 // apart. Files cannot be created, renamed or removed.
@@ -28,4 +28,4 @@ class OverlayFiles : public jet::FileSystem {
   jet::FileSystem& files_;
 };
 
-}  // namespace tools
+}  // namespace mdbadm

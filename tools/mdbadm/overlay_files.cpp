@@ -1,11 +1,11 @@
-#include "tools/session/overlay_files.h"
+#include "tools/mdbadm/overlay_files.h"
 
 #include <algorithm>
 #include <unordered_map>
 
 #include "jet/error.h"
 
-namespace tools {
+namespace mdbadm {
 namespace {
 
 class OverlayFile : public jet::File {
@@ -98,4 +98,4 @@ std::unique_ptr<jet::File> OverlayFiles::Create(const std::string& path) { Refus
 void OverlayFiles::Rename(const std::string& from, const std::string&) { Refuse(from); }
 void OverlayFiles::Remove(const std::string& path) { Refuse(path); }
 
-}  // namespace tools
+}  // namespace mdbadm
