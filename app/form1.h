@@ -1,7 +1,7 @@
 // The one window's event procedures, apart from any toolkit.
 //
 // Each event is one action on the files: what it changed reaches them at its
-// end. An error that nobody handled keeps what completed operations did, shows
+// end. An unhandled error keeps what completed operations did, shows
 // the standard error box and ends the program.
 #pragma once
 

@@ -24,7 +24,7 @@ class Form1View {
   virtual void SetVisible(Button button, bool visible) = 0;
   virtual void ClearList() = 0;
   virtual void AddListItem(const std::string& text) = 0;
-  // The file-open dialog. The full path, or empty if the operator cancelled.
+  // CommonDialog1, to open a file. The full path, or empty if the operator cancelled.
   // `initial_name` joins with a backslash on every system; the view may turn
   // separators. The filter is "text|pattern".
   virtual std::string AskFile(const std::string& initial_name, const std::string& filter) = 0;

@@ -73,8 +73,8 @@ class DbHandle {
   void OpenTable(std::string_view name);
   void AddRow();
   void SetField(std::string_view name, const Value& value);
-  // Text alone: a plain `const char*` would take a typed zero, too (as the null
-  // pointer, by compilers that still see a null pointer constant in it).
+  // Only for a real `const char*`: a plain overload would also accept the literal 0
+  // as a null pointer.
   template <class Text>
   requires std::is_same_v<Text, const char*>
   void SetField(std::string_view name, Text text) { SetField(name, Value(std::string(text))); }
@@ -100,7 +100,7 @@ class DbHandle {
   ado::Recordset& Rows();
 
   Session* session_;
-  std::unique_ptr<ado::Recordset> recordset_;
+  std::unique_ptr<ado::Recordset> recordset_;  // Tenkai_RS, and that of the Data steps
   std::optional<ado::Error> error_;
   bool next_failed_ = false;
   int tolerant_ = 0;

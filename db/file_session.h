@@ -22,6 +22,8 @@ class FileSession : public Session {
   // With the file of this path, whatever its name.
   FileSession(ado::Environment& environment, Kind kind, std::string_view path,
               std::string_view password);
+  FileSession(const FileSession&) = delete;
+  FileSession& operator=(const FileSession&) = delete;
 
   // Lets go of a connection that is still there. One that could not be opened stays,
   // closed.

@@ -1,4 +1,4 @@
-// What the sessions show to whoever watches them.
+// What Module1 shows on the window.
 #pragma once
 
 #include <string>

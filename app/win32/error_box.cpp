@@ -44,7 +44,7 @@ class ErrorBox {
   explicit ErrorBox(const std::string& text) : text_(WithLineEnds(text)) {}
 
   void Show(HWND parent) {
-    // A dialog without controls: how large they are only the font tells.
+    // A dialog without controls: their sizes depend on the font, which is known later.
     struct Template {
       DLGTEMPLATE head;
       WORD menu, window_class, title;

@@ -47,7 +47,7 @@ int Run(int how_shown) {
 }  // namespace
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int how_shown) {
-  // An action keeps the window from answering for a while; it is no crash.
+  // The window does not answer during an action; it has not crashed.
   ::DisableProcessWindowsGhosting();
   const HRESULT com = ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   const int status = Run(how_shown);

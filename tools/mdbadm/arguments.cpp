@@ -200,7 +200,7 @@ void AddDiffVerb(Declaration& declaration) {
       });
 }
 
-// What follows tells of the command line itself, and is declared last.
+// The verbs below describe the command line itself, and are declared last.
 
 std::string HelpOn(const CLI::App& app, const std::vector<Topic>& topics, const std::string& name) {
   if (name == kVerbsTopic) return Laid(VerbList(app));

@@ -1,4 +1,4 @@
-// What the program tells its caller when it ends. The numbers are a promise to
+// The statuses that the program ends with. The numbers are a promise to
 // scripts: none changes its meaning, new ones go to the end.
 #pragma once
 

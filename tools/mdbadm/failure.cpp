@@ -17,7 +17,7 @@ struct EngineReason {
   Reason reason;
 };
 
-// Causes of the engine that a script may want to tell apart.
+// Causes of the engine that a script may want to distinguish.
 constexpr EngineReason kEngineReasons[] = {
     {ErrorCode::kFileNotFound, {"file_not_found", "there is no such file"}},
     {ErrorCode::kNoPermission, {"no_permission", "the file must not be read or written"}},
@@ -114,8 +114,8 @@ void WarnOfLockFile(const Program& program, const std::string& path) {
   const auto lock_file = program.files.IdleLockFile(path);
   if (!lock_file) return;
   const std::string text =
-      "a lock file that nobody is seen to hold; delete it if no program, on no machine, has the "
-      "database open";
+      "a lock file that no program is seen to hold; delete it if no program, on no machine, has "
+      "the database open";
   Flush();
   const std::string line =
       program.json ? Dump({{"warning", "lock_file"}, {"file", *lock_file}, {"text", text}})

@@ -1,4 +1,4 @@
-// What went wrong, as people and programs are told.
+// What went wrong, for people and for programs.
 #pragma once
 
 #include <exception>

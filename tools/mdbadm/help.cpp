@@ -51,21 +51,21 @@ Codes do not change; new ones may come. Texts may change. The codes are
 constexpr std::string_view kPasswords = R"(
 Both databases carry the product's password, which is what every verb tries unless --password says another. A database without a password accepts any. `password FILE --new PW` changes it and masks the stored rights anew; an empty PW takes it off.
 
-The password of this format keeps nobody out who holds the file. It is no secret.
+The password of this format does not protect the data: anyone who has the file can read them. It is not a secret.
 )";
 
 constexpr std::string_view kLocks = R"(
-A verb that reads shares the file with others that read. It is refused while somebody writes. A verb that changes opens the file alone: on Linux with flock and a lock over its whole range, on Windows without sharing. Where the file is taken, nothing is done and the exit code is 4.
+A verb that reads shares the file with others that read. It is refused while another program writes. A verb that changes opens the file alone: on Linux with flock and a lock over its whole range, on Windows without sharing. Where the file is taken, nothing is done and the exit code is 4.
 
-Programs that lock through a file beside the database, with the ending .ldb, are seen: while one holds it, the database is in use, and the message names that file. A .ldb that nobody is seen to hold was left behind by a crash, or belongs to a program on a machine whose locks do not show here: a warning names it, and the verb goes on.
+Programs that lock through a file beside the database, with the ending .ldb, are seen: while one holds it, the database is in use, and the message names that file. A .ldb that no program is seen to hold was left behind by a crash, or belongs to a program on a machine whose locks do not show here: a warning names it, and the verb goes on.
 
 Not seen are programs that take no locks, and locks that a network share does not pass on. End such programs first.
 
-Locks end with their process. A killed mdbadm blocks nobody.
+Locks end with their process. A killed mdbadm blocks no other program.
 )";
 
 constexpr std::string_view kRecovery = R"(
-A verb that changes a file changes it whole or not at all: after an error, a full disk, a kill or a power cut the file holds the state before the command or the state after it. The next opening by mdbadm or db-update finishes a save that was complete and drops one that was not; `info` tells by the version which it was. Opening to read writes nothing.
+A verb that changes a file changes it whole or not at all: after an error, a full disk, a kill or a power cut the file holds the state before the command or the state after it. The next opening by mdbadm or db-update finishes a save that was complete and drops one that was not; the version that `info` shows says which it was. Opening to read writes nothing.
 
 An upgrade that fails leaves the file as it was and can be tried again. With --keep-partial, what completed operations wrote stays, as it does after a failure in the window; most steps cannot run again then.
 
@@ -73,7 +73,7 @@ in_use	end the program that is named, then run the command again
 needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works
 damaged	`check` lists what is wrong; restore a copy, or repair the file with the program it belongs to
 unfinished	check the disk; the next opening by a verb that changes the file, or by db-update, finishes the save
-uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version tells which
+uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version shows which
 disk_full	make room, as much as the changes again, a few MB for a ladder
 
 Keep copies: `upgrade --backup FOLDER` writes one before it begins, with the time in its name. To go back, put the copy in the place of the file while no program uses it.
@@ -90,7 +90,7 @@ One command for all sites, with copies first and a line a file:
     *) echo "look at the summary" ;;
   esac
 
-A file that fails does not keep the others from their turn, unless --stop-on-error says so; --dry-run tells beforehand which would. The name of a file says of which kind it is; for other names say --kind.
+A file that fails does not keep the others from their turn, unless --stop-on-error says so; --dry-run shows beforehand which would. The name of a file says of which kind it is; for other names say --kind.
 
 A check of all files, with the findings as JSON:
 

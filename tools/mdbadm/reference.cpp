@@ -82,7 +82,7 @@ std::string Meaning(const CLI::Option& option) {
   return text;
 }
 
-// Those that every verb with output has are told once.
+// Options that every verb with output has: they are documented once.
 bool IsCommon(const CLI::Option& option) {
   constexpr std::string_view kCommon[] = {"help", "password", "json"};
   return option.get_lnames().size() == 1 &&

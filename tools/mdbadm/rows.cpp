@@ -45,7 +45,7 @@ class RowPrinter {
     }
     ++at_;
   }
-  // A field of a row in hand, without a value in between where that is dearer.
+  // Writes a field straight from the row where building a Value costs more.
   void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnDef& column) {
     if (array_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
     if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);

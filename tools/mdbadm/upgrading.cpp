@@ -40,7 +40,7 @@ Json Number(const std::optional<double>& version) {
   return VersionNumber(*version);
 }
 
-// A tenth of a millisecond is told.
+// To a tenth of a millisecond.
 Json Time(bool json, Milliseconds time) {
   if (!json) return fmt::format("{:.1f}", time.count());
   return std::round(time.count() * 10) / 10;

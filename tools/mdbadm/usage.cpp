@@ -48,7 +48,7 @@ std::string NameIn(const std::string& word) {
   return IsOption(word) ? word.substr(0, word.find('=')) : word;
 }
 
-// An option of nobody before all others: words behind it may have been meant for it.
+// An unknown option before all others: the words behind it may have been meant for it.
 std::string Leftover(const CLI::App& verb) {
   const std::vector<std::string> words = verb.remaining();
   const auto option = std::ranges::find_if(words, IsOption);

@@ -28,7 +28,7 @@ class UsageError : public std::runtime_error {
 // and return the exit code.
 struct Program {
   jet::FileSystem& files;
-  bool json = false;  // what CommonOptions say, for whoever tells of failures
+  bool json = false;  // what CommonOptions say, for reports of failures
 };
 
 struct CommonOptions {

@@ -41,7 +41,7 @@ within() {
 eventually() {
   local what=$1
   shift
-  within 60 "$@" || fail "in vain waited for $what"
+  within 60 "$@" || fail "timed out waiting for $what"
 }
 
 # The window of that title (a pattern), once it is there, with the keyboard.
