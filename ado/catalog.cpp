@@ -20,7 +20,7 @@ struct TypePair {
   ColumnType jet;
 };
 
-// Both ways: the first row of a type is the one that is told.
+// Used in both directions; of several rows for a type the first is reported.
 constexpr TypePair kTypes[] = {
     {adSmallInt, ColumnType::kInteger},  {adInteger, ColumnType::kLong},
     {adSingle, ColumnType::kSingle},     {adDouble, ColumnType::kDouble},

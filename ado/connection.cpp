@@ -4,33 +4,22 @@
 #include <utility>
 
 #include "ado/recordset.h"
+#include "jet/ascii.h"
 
 namespace ado {
 namespace {
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-  }
-  return lower;
-}
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
+using jet::TrimBlanks;
 
 [[noreturn]] void FailSyntax() { throw Error(kErrFail, "接続文字列の形式が正しくありません。"); }
 
 // Takes a value from the front of `rest`, with the ";" behind it. A quote in a
 // quoted value is written twice.
 std::string TakeValue(std::string_view& rest) {
-  const std::string_view start = Trim(rest);
+  const std::string_view start = TrimBlanks(rest);
   if (start.empty() || (start.front() != '"' && start.front() != '\'')) {
     const std::size_t end = std::min(rest.find(';'), rest.size());
-    std::string value(Trim(rest.substr(0, end)));
+    std::string value(TrimBlanks(rest.substr(0, end)));
     rest.remove_prefix(std::min(end + 1, rest.size()));
     return value;
   }
@@ -54,8 +43,8 @@ std::string TakeValue(std::string_view& rest) {
 
 ConnectionString ConnectionString::Parse(std::string_view text) {
   ConnectionString parsed;
-  while (!Trim(text).empty()) {
-    if (Trim(text).front() == ';') {
+  while (!TrimBlanks(text).empty()) {
+    if (TrimBlanks(text).front() == ';') {
       text.remove_prefix(text.find(';') + 1);
       continue;
     }
@@ -63,9 +52,9 @@ ConnectionString ConnectionString::Parse(std::string_view text) {
     if (equals == std::string_view::npos || text.substr(0, equals).find(';') < equals) {
       FailSyntax();
     }
-    const std::string key = Lower(Trim(text.substr(0, equals)));
+    const std::string key = jet::AsciiLower(TrimBlanks(text.substr(0, equals)));
     text.remove_prefix(equals + 1);
-    const bool quoted = Trim(text).starts_with('"') || Trim(text).starts_with('\'');
+    const bool quoted = TrimBlanks(text).starts_with('"') || TrimBlanks(text).starts_with('\'');
     std::string value = TakeValue(text);
     if (key == "provider") {
       parsed.provider = std::move(value);

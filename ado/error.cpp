@@ -9,7 +9,7 @@
 namespace ado {
 namespace {
 
-// What is told of a number. `named` has a place for what it concerns.
+// The standard text of an error number; `named` has a {} for the object.
 struct StandardText {
   ErrorNumber number;
   std::string_view plain;
@@ -49,7 +49,7 @@ constexpr StandardText kStandardTexts[] = {
     {kErrInvalidNull, "Null の使い方が不正です。", {}},
 };
 
-// How an error of the engine is told. In the text {file}, {table}, {column}
+// The number and the text for an error of the engine. In the text {file}, {table}, {column}
 // and {page} are the places, {name} the column or else the table. The engine's own
 // words are English and come after the text, in what().
 struct Translation {
@@ -106,7 +106,7 @@ constexpr Translation kTranslations[] = {
     {ErrorCode::kTooManyColumns, kErrFail, "テーブル '{table}' のフィールドが多すぎます。"},
     {ErrorCode::kTooManyIndexes, kErrFail, "テーブル '{table}' のインデックスが多すぎます。"},
     {ErrorCode::kRowTooLong, kErrIntegrity, "テーブル '{table}' のレコードが長すぎます。"},
-    {ErrorCode::kTextTooLong, kErrIntegrity, "フィールド '{column}' の文字列が長すぎます。"},
+    {ErrorCode::kTextTooLong, kErrIntegrity, "フィールド '{column}' の値が長すぎます。"},
     {ErrorCode::kOutOfRange, kErrIntegrity, "フィールド '{column}' の値が範囲を超えています。"},
     {ErrorCode::kWrongType, kErrIntegrity, "フィールド '{column}' の型に値を変換できません。"},
     {ErrorCode::kBadText, kErrIntegrity,

@@ -2,68 +2,13 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-#include <cmath>
-#include <limits>
-
 #include "ado/error.h"
+#include "jet/ascii.h"
+#include "jet/number.h"
 #include "jet/text.h"
 
 namespace ado {
 namespace {
-
-bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-// How far a number reaches from the start of `text`: sign, digits, one point,
-// exponent. 0: there is none.
-std::size_t NumberLength(std::string_view text) {
-  std::size_t at = 0;
-  auto digits = [&] {
-    const std::size_t from = at;
-    while (at < text.size() && IsDigit(text[at])) ++at;
-    return at - from;
-  };
-  if (at < text.size() && (text[at] == '+' || text[at] == '-')) ++at;
-  std::size_t count = digits();
-  if (at < text.size() && text[at] == '.') {
-    ++at;
-    count += digits();
-  }
-  if (count == 0) return 0;
-  const std::size_t mantissa = at;
-  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
-    ++at;
-    if (at < text.size() && (text[at] == '+' || text[at] == '-')) ++at;
-    if (digits() == 0) return mantissa;
-  }
-  return at;
-}
-
-enum class Read { kNumber, kNone, kTooLarge };
-
-// `text` is a number as NumberLength() measures it, and nothing else.
-Read ReadNumber(std::string_view text, double& number) {
-  if (text.empty()) return Read::kNone;
-  if (text.front() == '+') text.remove_prefix(1);  // from_chars knows only the minus
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (failure == std::errc()) return Read::kNumber;
-  if (failure != std::errc::result_out_of_range) return Read::kNone;
-  // Out of range is too large, or too close to zero to be told from it.
-  const std::size_t exponent = text.find_first_of("eE");
-  const bool tiny =
-      exponent != std::string_view::npos
-          ? text.substr(exponent + 1, 1) == "-"
-          : text.substr(0, text.find('.')).find_first_of("123456789") == std::string_view::npos;
-  number = 0;
-  return tiny ? Read::kNumber : Read::kTooLarge;
-}
 
 template <class Float>
 std::string FloatText(Float number) {
@@ -89,11 +34,9 @@ std::string CurrencyText(Currency amount) {
 
 template <class Integer>
 Integer RoundTo(double number) {
-  const double rounded = std::nearbyint(number);  // half to even
-  constexpr double low = std::numeric_limits<Integer>::min();
-  constexpr double high = std::numeric_limits<Integer>::max();
-  if (!(rounded >= low && rounded <= high)) throw Error::Standard(kErrOverflow);
-  return static_cast<Integer>(rounded);
+  const auto rounded = jet::RoundHalfEven<Integer>(number);
+  if (!rounded) throw Error::Standard(kErrOverflow);
+  return *rounded;
 }
 
 struct TextOf {
@@ -125,9 +68,9 @@ struct DoubleOf {
   double operator()(double value) const { return value; }
   double operator()(DateTime value) const { return value.days; }
   double operator()(const std::string& value) const {
-    double number = 0;
-    if (!ParseNumber(value, number)) throw Error::Standard(kErrIntegrity);
-    return number;
+    const auto number = jet::ReadNumber(value);
+    if (!number) throw Error::Standard(kErrIntegrity);
+    return *number;
   }
   double operator()(const jet::Bytes&) const { throw Error::Standard(kErrIntegrity); }
   double operator()(const jet::Guid&) const { throw Error::Standard(kErrIntegrity); }
@@ -142,19 +85,13 @@ std::string ToText(const Value& value) { return std::visit(TextOf(), value); }
 
 double ToDouble(const Value& value) { return std::visit(DoubleOf(), value); }
 
-bool ParseNumber(std::string_view text, double& number) {
-  const std::string_view trimmed = TrimBlanks(text);
-  if (trimmed.empty() || NumberLength(trimmed) != trimmed.size()) return false;
-  return ReadNumber(trimmed, number) == Read::kNumber;
-}
-
 double LeadingNumber(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  double number = 0;
-  if (ReadNumber(text.substr(0, NumberLength(text)), number) == Read::kTooLarge) {
-    throw Error::Standard(kErrOverflow);
-  }
-  return number;
+  while (!text.empty() && jet::IsBlank(text.front())) text.remove_prefix(1);
+  const std::size_t length = jet::NumberLength(text);
+  if (length == 0) return 0;
+  const auto number = jet::ReadNumber(text.substr(0, length));
+  if (!number) throw Error::Standard(kErrOverflow);  // too large
+  return *number;
 }
 
 std::int16_t ToInt16(double number) { return RoundTo<std::int16_t>(number); }

@@ -38,9 +38,6 @@ enum DataType : int {
 // "2010-01-04 00:00:00"; independent of the locale. Null is error 94.
 std::string ToText(const Value& value);
 
-// Text of a number with a point as decimal mark. False if it is no number as a
-// whole (blanks around it do not count).
-bool ParseNumber(std::string_view text, double& number);
 // The number at the start of a text: leading blanks skipped; sign, digits, one
 // point, exponent. 0 if there is none.
 double LeadingNumber(std::string_view text);
@@ -48,7 +45,7 @@ double LeadingNumber(std::string_view text);
 // Half to even; error 6 outside the range.
 std::int16_t ToInt16(double number);
 std::int32_t ToInt32(double number);
-// A number from any value; error 94 for Null, kErrIntegrity for text that is none.
+// A number from any value; error 94 for Null, kErrIntegrity for text that is not one.
 double ToDouble(const Value& value);
 
 // Text counts in UTF-16 units, as the provider does.

@@ -9,11 +9,6 @@ namespace jet {
 
 namespace {
 
-constexpr std::uint32_t kHiddenSystemFlag = 0x2;
-
-const Bytes kPlainAdmin = {0x03, 0x01};
-const Bytes kPlainCreator = {0x02, 0x04};
-
 ObjectKind KindOf(std::int32_t id, std::int16_t type, std::uint32_t flags) {
   switch (type) {
     case kTableObject:
@@ -110,7 +105,7 @@ void Catalog::Refresh() {
   }
   epoch_ = pager().epoch();
   loaded_ = true;
-  // Tables of an operation that was undone are no tables any more.
+  // Tables that an undone operation made are gone.
   std::erase_if(open_, [&](const auto& entry) {
     if (entry.first <= static_cast<std::int32_t>(kRelationshipsPage.value)) return false;
     const auto there = by_id_.find(entry.first);
@@ -158,12 +153,12 @@ std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
     throw Error(ErrorCode::kNotSupported, "the table is linked from another file");
   }
   if (object.kind != ObjectKind::kTable && object.kind != ObjectKind::kSystemTable) {
-    throw Error(ErrorCode::kTableMissing, "the object is no table");
+    throw Error(ErrorCode::kTableMissing, "the object is not a table");
   }
   const std::string name = objects_[PositionOf(object.id)].name;
   if (object.id <= 0 || static_cast<std::uint32_t>(object.id) >= pager().page_count()) {
     throw Error::Damaged(kObjectsPage,
-                         "object id " + std::to_string(object.id) + " is no page of the file");
+                         "object id " + std::to_string(object.id) + " is not a page of the file");
   }
   const auto there = open_.find(object.id);
   if (there == open_.end()) return open_[object.id] = MakeTable(object.id, name);
@@ -292,10 +287,10 @@ Bytes Catalog::OwnerSid() {
 std::vector<AccessRow> Catalog::InheritedRights(const Bytes& owner) {
   // The stored ids are worth more than what the header computes: only they
   // are sure to carry the mask that the file was written with.
-  Bytes creator = header_->MaskSid(kPlainCreator);
-  if (owner.size() == kPlainAdmin.size()) {
+  Bytes creator = header_->MaskSid(kCreatorSid);
+  if (owner.size() == kAdminSid.size()) {
     for (std::size_t i = 0; i < creator.size(); ++i) {
-      creator[i] = static_cast<std::uint8_t>(owner[i] ^ kPlainAdmin[i] ^ kPlainCreator[i]);
+      creator[i] = static_cast<std::uint8_t>(owner[i] ^ kAdminSid[i] ^ kCreatorSid[i]);
     }
   }
   const Table& table = SystemTable(kAccessPage);

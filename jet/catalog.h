@@ -17,22 +17,10 @@
 #include <vector>
 
 #include "jet/database.h"
+#include "jet/system_ids.h"
 #include "jet/system_tables.h"
 
 namespace jet {
-
-// Types of MSysObjects rows.
-inline constexpr std::int16_t kTableObject = 1, kContainerDatabase = 2, kContainer = 3,
-                              kOdbcLink = 4, kQueryObject = 5, kFileLink = 6;
-
-// Ids of the containers that every file has.
-inline constexpr std::int32_t kRootContainer = 0x0F000000, kTablesContainer = 0x0F000001,
-                              kDatabasesContainer = 0x0F000002,
-                              kRelationshipsContainer = 0x0F000003,
-                              kDatabaseObject = 0x10000000;  // MSysDb
-
-inline constexpr std::uint32_t kSystemObjectFlag = 0x8000'0000;
-inline constexpr std::uint32_t kProviderQueryFlag = 0x1000'0000;
 
 // A row of an object's rights.
 struct AccessRow {

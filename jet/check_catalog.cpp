@@ -16,10 +16,6 @@ namespace jet::check {
 
 namespace {
 
-// Without these a system table is not what it should be.
-constexpr std::string_view kObjectColumns[] = {"Id",         "ParentId",    "Name",    "Type",
-                                               "DateCreate", "DateUpdate",  "Flags",   "Owner",
-                                               "Database",   "ForeignName", "Connect", "LvProp"};
 constexpr std::size_t kPropertyMark = 4;  // bytes before the first chunk
 constexpr std::uint16_t kPropertyChunks[] = {0x80, 0, 1};
 
@@ -31,19 +27,18 @@ void CatalogCheck::Problem(const Object& object, Code code, std::string text) {
       fmt::format("object {}: {}", object.name.value_or("without a name"), text));
 }
 
-bool CatalogCheck::HasItsColumns(const TableDef& def, std::span<const std::string_view> columns) {
+bool CatalogCheck::IsSystemTable(const TableDef& def, const SystemTableSpec& spec) {
   bool whole = true;
-  for (const std::string_view column : columns) {
-    if (Ordinal(def, column) != def.columns.size()) continue;
+  for (const SystemColumn& column : spec.columns) {
+    if (column.use == SystemColumn::Use::kUnread) continue;
+    if (Ordinal(def, column.name) != def.columns.size()) continue;
     context_->report.Problem({{}, def.page}, Code::kSystemTable,
-                             fmt::format("a system table lacks its column {}", column));
+                             fmt::format("a system table lacks its column {}", column.name));
     whole = false;
   }
-  if (const SystemTableSpec* spec = FindSystemTable(def.page)) {
-    if (auto fault = SystemTableFault(*spec, def)) {
-      context_->report.Problem({{}, def.page}, Code::kSystemTable, std::move(*fault));
-      whole = false;
-    }
+  if (auto fault = SystemTableFault(spec, def)) {
+    context_->report.Problem({{}, def.page}, Code::kSystemTable, std::move(*fault));
+    whole = false;
   }
   if (!whole) context_->report.NotChecked({{}, def.page}, "what the rows of the table say");
   return whole;
@@ -80,7 +75,7 @@ bool CatalogCheck::ReadObjects() {
   }
   std::optional<TableDef> def = ReadDefinition(*context_, kObjectsPage, kObjectsTable);
   if (!def) return false;
-  const bool whole = HasItsColumns(*def, kObjectColumns);
+  const bool whole = IsSystemTable(*def, *FindSystemTable(kObjectsPage));
   TableCheck table(*context_, std::string(kObjectsTable), std::move(*def));
   table_names_[kObjectsPage.value] = kObjectsTable;
   if (!whole) {
@@ -111,9 +106,8 @@ void CatalogCheck::AddObject(const TableDef& def, RowId id, const RowFields& row
     if (!stored) {
       Problem(object, Code::kObjectField, fmt::format("{} is Null", date));
     } else if (stored->size() == 8) {
-      const double days = GetDouble(*stored, 0);
-      if (!(days >= -657434 && days < 2958466)) {
-        Problem(object, Code::kObjectField, fmt::format("{} is no date", date));
+      if (!IsInCalendar({GetDouble(*stored, 0)})) {
+        Problem(object, Code::kObjectField, fmt::format("{} is not a date", date));
       }
     }
   }
@@ -134,12 +128,12 @@ void CatalogCheck::SeeObject(const TableDef& def, const Object& object, const Ro
     if (value) see(field, static_cast<std::uint32_t>(*value));
   };
   if (object.type == kContainer) flags(Field::kContainerFlags);
-  if (object.type == kDatabase) flags(Field::kDatabaseFlags);
-  if (object.type == kQuery) flags(Field::kQueryFlags);
-  if ((object.type == kTable || object.type == kQuery) && object.parent) {
+  if (object.type == kContainerDatabase) flags(Field::kDatabaseFlags);
+  if (object.type == kQueryObject) flags(Field::kQueryFlags);
+  if ((object.type == kTableObject || object.type == kQueryObject) && object.parent) {
     see(Field::kTableParent, *object.parent);
   }
-  if (object.type != kTable) return;
+  if (object.type != kTableObject) return;
   const bool is_system = object.name && object.name->starts_with("MSys");
   flags(is_system ? Field::kSystemTableFlags : Field::kUserTableFlags);
   std::int64_t links = 0;
@@ -194,13 +188,13 @@ void CatalogCheck::CheckObjects() {
 void CatalogCheck::CheckObject(const Object& object) {
   CheckOwner(object);
   if (!object.id || !object.parent || !object.type) return;
-  if (*object.parent != kRootId && !by_id_.contains(*object.parent)) {
+  if (*object.parent != kRootContainer && !by_id_.contains(*object.parent)) {
     Problem(
         object, Code::kObjectParent,
         fmt::format("its parent {:X} does not exist", static_cast<std::uint32_t>(*object.parent)));
   }
-  if (*object.type == kTable || *object.type == kQuery) {
-    const Object* tables = FindObject("Tables", kContainer);
+  if (*object.type == kTableObject || *object.type == kQueryObject) {
+    const Object* tables = FindObject(kTablesName, kContainer);
     if (tables != nullptr && tables->id != object.parent)
       Problem(object, Code::kObjectParent, "is not among the tables");
   }
@@ -225,21 +219,21 @@ const CatalogCheck::Object* CatalogCheck::FindObject(std::string_view name,
 
 void CatalogCheck::CheckContainers() {
   const Place list{kObjectsTable, kObjectsPage};
-  for (const std::string_view name : {"Tables", "Databases", "Relationships"}) {
+  for (const std::string_view name : {kTablesName, kDatabasesName, kRelationshipsName}) {
     const Object* container = FindObject(name, kContainer);
     if (container == nullptr) {
       context_->report.Problem(list, Code::kObjectMissing,
                                fmt::format("the container {} is missing", name));
     } else if (container->owner && IsKnownSid(*container->owner) &&
-               !Is(*container->owner, kEngine)) {
+               !Is(*container->owner, kEngineSid)) {
       Problem(*container, Code::kSecurityId, "its owner is not the engine");
     }
   }
-  if (FindObject("MSysDb", kDatabase) == nullptr) {
+  if (FindObject(kDatabaseName, kContainerDatabase) == nullptr) {
     context_->report.Problem(list, Code::kObjectMissing, "the object MSysDb is missing");
   }
   for (const SystemTableSpec& system : SystemTables()) {
-    const Object* table = FindObject(system.name, kTable);
+    const Object* table = FindObject(system.name, kTableObject);
     if (table == nullptr) {
       context_->report.Problem(list, Code::kObjectMissing,
                                fmt::format("the table {} is missing", system.name));
@@ -252,7 +246,7 @@ void CatalogCheck::CheckContainers() {
 
 void CatalogCheck::CheckTables() {
   for (const Object& object : objects_) {
-    if (object.type == kTable && object.id &&
+    if (object.type == kTableObject && object.id &&
         object.id != static_cast<std::int32_t>(kObjectsPage.value)) {
       CheckTable(object);
     }
@@ -270,7 +264,7 @@ void CatalogCheck::CheckTable(const Object& object) {
   if (!is_new)
     return Problem(object, Code::kObjectTwice,
                    fmt::format("its definition is that of {}", other->second));
-  // Damage that nobody foresaw ends this table only.
+  // Unforeseen damage ends this table only.
   try {
     if (auto def = ReadDefinition(*context_, PageNumber{page}, name)) {
       RunTable(name, std::move(*def));
@@ -290,7 +284,7 @@ void CatalogCheck::RunTable(const std::string& name, TableDef def) {
         Relation{index.name, index.related_index, index.related_table, index.kind});
   }
   TableCheck table(*context_, name, std::move(def));
-  if (name == kAcesTable) {
+  if (name == kAccessTable) {
     VisitAces(table);
   } else if (name == kQueriesTable) {
     VisitQueries(table);

@@ -4,12 +4,12 @@
 
 #include <map>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "jet/check_tables.h"
+#include "jet/system_tables.h"
 
 namespace jet::check {
 
@@ -18,7 +18,7 @@ class CatalogCheck {
   explicit CatalogCheck(const Context& context) : context_(&context) {}
 
   // Checks all tables. False if the list of objects itself could not be read, so
-  // that nobody knows what tables there are.
+  // that its tables are not known.
   bool Run();
 
  private:
@@ -52,7 +52,7 @@ class CatalogCheck {
   void CheckQueries();
   void CheckRelations();
   const Object* FindObject(std::string_view name, std::int32_t type) const;
-  bool HasItsColumns(const TableDef& def, std::span<const std::string_view> columns);
+  bool IsSystemTable(const TableDef& def, const SystemTableSpec& spec);
   void Problem(const Object& object, Code code, std::string text);
 
   const Context* context_;

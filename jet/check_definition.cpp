@@ -7,6 +7,7 @@
 
 #include "jet/bytes.h"
 #include "jet/check_definition_rules.h"
+#include "jet/name.h"
 #include "jet/text.h"
 
 namespace jet::check {
@@ -18,8 +19,7 @@ constexpr std::size_t kChainHead = 8;  // of every page of a definition
 constexpr std::size_t kReserved = 8;   // behind the end of a definition
 constexpr std::size_t kMaxChain = 64;  // pages; 255 columns with long names need 14
 constexpr std::size_t kFixedPart = 63;
-constexpr std::size_t kMaxColumns = 255, kMaxRealIndexes = 32, kMaxLogicalIndexes = 1000;
-constexpr std::size_t kMaxNameChars = 64, kMaxIndexColumns = 10;
+constexpr std::size_t kMaxLogicalIndexes = 1000;
 constexpr std::uint16_t kNoColumn = 0xFFFF;
 constexpr std::size_t kStatisticBytes = 12, kColumnBytes = 25, kRealIndexBytes = 52,
                       kLogicalIndexBytes = 28;
@@ -177,7 +177,7 @@ void DefinitionReader::Decode() {
   if (def_.kind != TableDef::kUser && def_.kind != TableDef::kSystem) {
     Problem(Code::kTableKind, fmt::format("the table is of the unknown kind {:02X}", def_.kind));
   }
-  if (columns > kMaxColumns || real > kMaxRealIndexes || logical > kMaxLogicalIndexes) {
+  if (columns > kMaxColumns || real > kMaxIndexes || logical > kMaxLogicalIndexes) {
     Problem(Code::kLimit, fmt::format("the definition claims {} columns and {} and {} indexes",
                                       columns, real, logical));
     refused_ = true;

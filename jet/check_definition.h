@@ -23,7 +23,6 @@ struct Context {
 // Bytes that a column of this type takes in the fixed region or, for types of
 // one width, as a variable; nothing where the width differs from value to value.
 std::optional<std::size_t> ExactSize(const ColumnDef& column);
-bool IsKnownType(ColumnType type);
 
 // Reads the definition of `table`, claims its pages and reports what is wrong.
 // Nothing if its parts cannot be told apart; a definition that comes back may

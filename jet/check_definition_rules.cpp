@@ -9,6 +9,7 @@
 
 #include "jet/check_definition_seen.h"
 #include "jet/name.h"
+#include "jet/row.h"
 
 namespace jet::check {
 
@@ -98,8 +99,7 @@ void DefinitionRules::CheckColumn(const ColumnDef& column) {
   if (column.type == ColumnType::kBoolean && !column.fixed()) {
     Problem(Code::kColumnType, fmt::format("column {} is a variable Boolean", column.name));
   }
-  if (column.type == ColumnType::kNumeric &&
-      (column.precision < 1 || column.precision > 28 || column.scale > column.precision)) {
+  if (column.type == ColumnType::kNumeric && !IsDecimalShape(column.precision, column.scale)) {
     Problem(Code::kColumnType, fmt::format("column {} has precision {} and scale {}", column.name,
                                            column.precision, column.scale));
   }
@@ -113,12 +113,12 @@ void DefinitionRules::CheckColumn(const ColumnDef& column) {
 void DefinitionRules::CheckColumnLength(const ColumnDef& column) {
   const std::size_t length = column.length;
   if (column.type == ColumnType::kText) {
-    if (length % 2 != 0 || length < 2 || length > 510) {
+    if (length % 2 != 0 || length < 2 || length > 2 * kMaxTextChars) {
       Problem(Code::kColumnLength,
               fmt::format("the text column {} is {} bytes wide", column.name, length));
     }
   } else if (column.type == ColumnType::kBinary) {
-    if (length < 1 || length > 510) {
+    if (length < 1 || length > kMaxBinaryBytes) {
       Problem(Code::kColumnLength,
               fmt::format("the binary column {} is {} bytes wide", column.name, length));
     }
@@ -177,52 +177,18 @@ void DefinitionRules::CheckRealIndex(std::size_t ordinal) {
 
 // The engine refuses a file with a table whose declared width is over the limit.
 void DefinitionRules::CheckWidth() {
-  std::size_t fixed = 0;
-  for (const ColumnDef& column : def_->columns) {
-    if (column.fixed() && IsKnownType(column.type)) {
-      fixed = std::max(fixed, column.fixed_offset + ExactSize(column).value_or(0));
-    }
-  }
-  const std::size_t variables = def_->next_variable_slot;
-  const std::size_t width =
-      2 + fixed + (variables == 0 ? 4 : 2 * (variables + 1) + 2) + (def_->next_column_id + 7U) / 8U;
-  constexpr std::size_t kLimit = 4060;
-  if (width > kLimit) {
+  const std::size_t width = DeclaredWidth(*def_);
+  if (width > kMaxRowBytes) {
     Problem(Code::kLimit,
-            fmt::format("the declared width is {} bytes, more than {}", width, kLimit));
+            fmt::format("the declared width is {} bytes, more than {}", width, kMaxRowBytes));
   }
 }
 
 }  // namespace
 
-bool IsKnownType(ColumnType type) {
-  const auto code = static_cast<int>(type);
-  return (code >= 1 && code <= 12) || (code >= 15 && code <= 17);
-}
-
 std::optional<std::size_t> ExactSize(const ColumnDef& column) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      return 0;
-    case ColumnType::kByte:
-      return 1;
-    case ColumnType::kInteger:
-      return 2;
-    case ColumnType::kLong:
-    case ColumnType::kSingle:
-      return 4;
-    case ColumnType::kCurrency:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return 8;
-    case ColumnType::kGuid:
-      return 16;
-    case ColumnType::kNumeric:
-      return 17;
-    default:
-      if (column.fixed()) return column.length;
-      return std::nullopt;
-  }
+  if (InfoOf(column.type).size != ValueSize::kExact && !column.fixed()) return std::nullopt;
+  return column.fixed_bytes();
 }
 
 void CheckDefinition(const Context& context, std::string_view table, const TableDef& def,

@@ -18,9 +18,8 @@ KeyMaker::KeyMaker(const TableDef& def, const RealIndex& index) {
     const auto ordinal = def.FindColumn(part.column);
     if (!ordinal) continue;  // reported with the definition
     const ColumnDef& column = def.columns[*ordinal];
-    const bool provable = column.type != ColumnType::kBoolean && column.type != ColumnType::kOle &&
-                          column.type != ColumnType::kRaw &&
-                          (!IsText(column.type) || IsSupportedOrder(column.order));
+    const bool provable =
+        InfoOf(column.type).indexable && (!IsText(column.type) || IsSupportedOrder(column.order));
     parts_.push_back({&column, *ordinal, part.ascending, provable});
   }
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "jet/system_ids.h"
+
 namespace jet::check {
 
 namespace {
@@ -15,10 +17,13 @@ constexpr std::int64_t kMost = 0xFFFFFFFF;
 constexpr SeenField kSeen[] = {
     {Field::kWord18, Code::kUnusualHeader, "the word at 18", {One(0x100)}},
     {Field::kWord1C, Code::kUnusualHeader, "the word at 1C", {One(0x101)}},
-    {Field::kObjectsAt, Code::kUnusualHeader, "the page of MSysObjects", {One(2)}},
-    {Field::kAcesAt, Code::kUnusualHeader, "the page of MSysACEs", {One(3)}},
-    {Field::kQueriesAt, Code::kUnusualHeader, "the page of MSysQueries", {One(4)}},
-    {Field::kRelationshipsAt, Code::kUnusualHeader, "the page of MSysRelationships", {One(5)}},
+    {Field::kObjectsAt, Code::kUnusualHeader, "the page of MSysObjects", {One(kObjectsPage.value)}},
+    {Field::kAcesAt, Code::kUnusualHeader, "the page of MSysACEs", {One(kAccessPage.value)}},
+    {Field::kQueriesAt, Code::kUnusualHeader, "the page of MSysQueries", {One(kQueriesPage.value)}},
+    {Field::kRelationshipsAt,
+     Code::kUnusualHeader,
+     "the page of MSysRelationships",
+     {One(kRelationshipsPage.value)}},
     {Field::kHeaderZeros, Code::kUnusualHeader, "bytes that are not zero", {kZero}},
     {Field::kCodePage, Code::kUnusualHeader, "the code page", {One(932), One(1252)}},
     {Field::kBuild,

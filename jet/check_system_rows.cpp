@@ -8,35 +8,17 @@
 #include "jet/check_catalog_fields.h"
 #include "jet/header.h"
 #include "jet/name.h"
+#include "jet/stored_query.h"
 #include "jet/text.h"
 
 namespace jet::check {
 
-namespace {
-
-constexpr std::string_view kAceColumns[] = {"ObjectId", "SID", "ACM", "FInheritable"};
-constexpr std::string_view kQueryColumns[] = {"ObjectId", "Attribute",  "Order", "Name1",
-                                              "Name2",    "Expression", "Flag"};
-constexpr std::string_view kRelationshipColumns[] = {"szRelationship",
-                                                     "grbit",
-                                                     "ccolumn",
-                                                     "icolumn",
-                                                     "szObject",
-                                                     "szColumn",
-                                                     "szReferencedObject",
-                                                     "szReferencedColumn"};
-
-constexpr std::uint8_t kQueryStart = 0, kQueryEnd = 255;
-constexpr std::uint8_t kRelationKind = LogicalIndex::kRelation;
-
-}  // namespace
-
-bool Is(ByteView sid, const std::array<std::uint8_t, 2>& known) {
+bool Is(ByteView sid, const ShortSid& known) {
   return std::equal(sid.begin(), sid.end(), known.begin(), known.end());
 }
 bool IsKnownSid(ByteView sid) {
-  return sid.size() != 2 || Is(sid, kAdmin) || Is(sid, kUsers) || Is(sid, kEngine) ||
-         Is(sid, kCreator);
+  return sid.size() != 2 || Is(sid, kAdminSid) || Is(sid, kUsersSid) || Is(sid, kEngineSid) ||
+         Is(sid, kCreatorSid);
 }
 
 std::optional<std::int32_t> Number(const RowFields& row, std::size_t ordinal) {
@@ -72,12 +54,12 @@ std::size_t Ordinal(const TableDef& def, std::string_view name) {
 }
 
 void CatalogCheck::VisitAces(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kAceColumns)) return table.Run();
+  if (!IsSystemTable(table.def(), *FindSystemTable(kAccessPage))) return table.Run();
   const std::size_t object = Ordinal(table.def(), "ObjectId"), sid = Ordinal(table.def(), "SID");
   table.Run({}, [&](RowId id, const RowFields& row) {
     if (const auto of = Number(row, object)) aces_.try_emplace(*of, id);
     if (!row.stored[sid] || !IsKnownSid(context_->header.MaskSid(*row.stored[sid]))) {
-      context_->report.Problem(At(kAcesTable, id), Code::kSecurityId,
+      context_->report.Problem(At(kAccessTable, id), Code::kSecurityId,
                                "its security id does not fit this file");
     }
   });
@@ -85,7 +67,7 @@ void CatalogCheck::VisitAces(TableCheck& table) {
 }
 
 void CatalogCheck::VisitQueries(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kQueryColumns)) return table.Run();
+  if (!IsSystemTable(table.def(), *FindSystemTable(kQueriesPage))) return table.Run();
   const std::size_t object = Ordinal(table.def(), "ObjectId"),
                     attribute = Ordinal(table.def(), "Attribute");
   table.Run({}, [&](RowId id, const RowFields& row) {
@@ -94,21 +76,21 @@ void CatalogCheck::VisitQueries(TableCheck& table) {
     if (!of || !kind) return;
     QueryRows& query = queries_.try_emplace(*of, QueryRows{.first = id}).first->second;
     ++query.rows;
-    if (*kind == kQueryStart) ++query.starts;
-    if (*kind == kQueryEnd) ++query.ends;
+    if (*kind == QueryRow::kStart) ++query.starts;
+    if (*kind == QueryRow::kEnd) ++query.ends;
   });
   queries_read_ = true;
 }
 
 void CatalogCheck::VisitRelationships(TableCheck& table) {
-  if (!HasItsColumns(table.def(), kRelationshipColumns)) return table.Run();
+  if (!IsSystemTable(table.def(), *FindSystemTable(kRelationshipsPage))) return table.Run();
   const std::size_t from = Ordinal(table.def(), "szObject"),
                     to = Ordinal(table.def(), "szReferencedObject");
   const SortOrder order = context_->header.order();
   std::set<std::string> names;
   for (const Object& object : objects_) {
-    const bool is_table = object.type == kTable || object.type == kLinkedOdbc ||
-                          object.type == kQuery || object.type == kLinked;
+    const bool is_table = object.type == kTableObject || object.type == kOdbcLink ||
+                          object.type == kQueryObject || object.type == kFileLink;
     if (is_table && object.name) names.insert(NameKey(order, *object.name));
   }
   table.Run({}, [&](RowId id, const RowFields& row) {
@@ -117,7 +99,7 @@ void CatalogCheck::VisitRelationships(TableCheck& table) {
       if (!name || !names.contains(NameKey(order, *name))) {
         context_->report.Warning(
             At(kRelationshipsTable, id), Code::kRelation,
-            fmt::format("a relationship names {}, which is no table", name.value_or("nothing")));
+            fmt::format("a relationship names {}, which is not a table", name.value_or("nothing")));
       }
     }
   });
@@ -127,7 +109,7 @@ void CatalogCheck::CheckAces() {
   for (const Object& object : objects_) {
     if (!object.id || aces_.contains(*object.id)) continue;
     // Objects of other programs may go without.
-    if (object.type >= kTable && object.type <= kLinked) {
+    if (object.type >= kTableObject && object.type <= kFileLink) {
       Problem(object, Code::kRights, "has no access-control row");
     } else {
       context_->report.Warning(
@@ -136,16 +118,16 @@ void CatalogCheck::CheckAces() {
     }
   }
   for (const auto& [id, row] : aces_) {
-    if (by_id_.contains(id) || id == kRootId) continue;
+    if (by_id_.contains(id) || id == kRootContainer) continue;
     context_->report.Warning(
-        At(kAcesTable, row), Code::kRights,
+        At(kAccessTable, row), Code::kRights,
         fmt::format("is for an unknown object {:X}", static_cast<std::uint32_t>(id)));
   }
 }
 
 void CatalogCheck::CheckQueries() {
   for (const Object& object : objects_) {
-    if (object.type != kQuery || !object.id) continue;
+    if (object.type != kQueryObject || !object.id) continue;
     const auto found = queries_.find(*object.id);
     if (found == queries_.end()) {
       Problem(object, Code::kQueryRows,
@@ -159,22 +141,22 @@ void CatalogCheck::CheckQueries() {
   }
   for (const auto& [id, query] : queries_) {
     const auto object = by_id_.find(id);
-    if (object != by_id_.end() && object->second->type == kQuery) continue;
-    context_->report.Problem(
-        At(kQueriesTable, query.first), Code::kQueryRows,
-        fmt::format("belongs to object {:X}, which is no query", static_cast<std::uint32_t>(id)));
+    if (object != by_id_.end() && object->second->type == kQueryObject) continue;
+    context_->report.Problem(At(kQueriesTable, query.first), Code::kQueryRows,
+                             fmt::format("belongs to object {:X}, which is not a query",
+                                         static_cast<std::uint32_t>(id)));
   }
 }
 
 // Both sides of a relation name each other.
 void CatalogCheck::CheckRelations() {
   for (const auto& [key, relation] : relations_) {
-    if (relation.kind != kRelationKind) continue;
+    if (relation.kind != LogicalIndex::kRelation) continue;
     const auto [page, number] = key;
     const Place here = At(table_names_[page], PageNumber{page});
     if (!table_names_.contains(relation.related_table)) {
       context_->report.Problem(here, Code::kRelation,
-                               fmt::format("index {} relates to page {}, which is no table",
+                               fmt::format("index {} relates to page {}, which is not a table",
                                            relation.index, relation.related_table));
       continue;
     }

@@ -281,7 +281,7 @@ class CountedUnits {
       while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
       text = text.substr(0, end);
     }
-    count_ = ToUtf16(text, units_);
+    count_ = ToUtf16(text, std::span(units_));
   }
   std::u16string_view view() const { return {units_.data(), count_}; }
 

@@ -6,9 +6,9 @@
 #include <span>
 
 #include "jet/bytes.h"
-#include "jet/catalog.h"
 #include "jet/index.h"
 #include "jet/slotted_page.h"
+#include "jet/system_ids.h"
 #include "jet/system_tables.h"
 #include "jet/table.h"
 
@@ -16,75 +16,47 @@ namespace jet {
 
 namespace {
 
-// Security ids in clear.
-constexpr std::array<std::uint8_t, 2> kAdmin{0x03, 0x01}, kUsers{0x02, 0x01}, kEngine{0x02, 0x03},
-    kCreator{0x02, 0x04};
-
+// All but the system tables, which follow.
 struct FirstObject {
   std::int32_t id;
   std::int32_t parent;
   std::int16_t type;
   const char* name;
-  std::array<std::uint8_t, 2> owner;
+  ShortSid owner;
 };
 constexpr FirstObject kFirstObjects[] = {
-    {kTablesContainer, kRootContainer, kContainer, "Tables", kEngine},
-    {kDatabasesContainer, kRootContainer, kContainer, "Databases", kEngine},
-    {kRelationshipsContainer, kRootContainer, kContainer, "Relationships", kEngine},
-    {kDatabaseObject, kDatabasesContainer, kContainerDatabase, "MSysDb", kAdmin},
-    {2, kTablesContainer, kTableObject, "MSysObjects", kEngine},
-    {3, kTablesContainer, kTableObject, "MSysACEs", kEngine},
-    {4, kTablesContainer, kTableObject, "MSysQueries", kEngine},
-    {5, kTablesContainer, kTableObject, "MSysRelationships", kEngine},
+    {kTablesContainer, kRootContainer, kContainer, kTablesName, kEngineSid},
+    {kDatabasesContainer, kRootContainer, kContainer, kDatabasesName, kEngineSid},
+    {kRelationshipsContainer, kRootContainer, kContainer, kRelationshipsName, kEngineSid},
+    {kDatabaseObject, kDatabasesContainer, kContainerDatabase, kDatabaseName, kAdminSid},
 };
+
+constexpr std::int32_t IdOf(PageNumber page) { return static_cast<std::int32_t>(page.value); }
 
 struct FirstRight {
   std::int32_t object;
-  std::array<std::uint8_t, 2> sid;
+  ShortSid sid;
   std::int32_t rights;
   bool inheritable = false;
 };
 constexpr FirstRight kFirstRights[] = {
-    {2, kAdmin, 0x60000},
-    {3, kAdmin, 0x60000},
-    {4, kAdmin, 0x60000},
-    {5, kAdmin, 0xE0000},
-    {kTablesContainer, kCreator, 0xF00FE, true},
-    {kTablesContainer, kAdmin, 0x60001},
-    {kRelationshipsContainer, kCreator, 0xF00FE, true},
-    {kRelationshipsContainer, kAdmin, 0x60001},
-    {kDatabasesContainer, kAdmin, 0x60000},
-    {kDatabaseObject, kAdmin, 0x6000E},
-    {kDatabaseObject, kUsers, 0xE},
-    {4, kUsers, 0x14},
-    {5, kUsers, 0x14},
-    {2, kUsers, 0x14},
-    {kTablesContainer, kUsers, 0xFFEFF, true},
-    {kRelationshipsContainer, kUsers, 0xFFFFF, true},
+    {IdOf(kObjectsPage), kAdminSid, 0x60000},
+    {IdOf(kAccessPage), kAdminSid, 0x60000},
+    {IdOf(kQueriesPage), kAdminSid, 0x60000},
+    {IdOf(kRelationshipsPage), kAdminSid, 0xE0000},
+    {kTablesContainer, kCreatorSid, 0xF00FE, true},
+    {kTablesContainer, kAdminSid, 0x60001},
+    {kRelationshipsContainer, kCreatorSid, 0xF00FE, true},
+    {kRelationshipsContainer, kAdminSid, 0x60001},
+    {kDatabasesContainer, kAdminSid, 0x60000},
+    {kDatabaseObject, kAdminSid, 0x6000E},
+    {kDatabaseObject, kUsersSid, 0xE},
+    {IdOf(kQueriesPage), kUsersSid, 0x14},
+    {IdOf(kRelationshipsPage), kUsersSid, 0x14},
+    {IdOf(kObjectsPage), kUsersSid, 0x14},
+    {kTablesContainer, kUsersSid, 0xFFEFF, true},
+    {kRelationshipsContainer, kUsersSid, 0xFFFFF, true},
 };
-
-using enum ColumnType;
-
-bool IsVariable(ColumnType type) { return IsLongValue(type) || type == kText || type == kBinary; }
-
-std::uint16_t LengthField(ColumnType type) {
-  switch (type) {
-    case kBoolean:
-    case kByte:
-      return 1;
-    case kInteger:
-      return 2;
-    case kLong:
-      return 4;
-    case kDateTime:
-      return 8;
-    case kText:
-    case kBinary:
-      return kMaxBinaryBytes;
-    default:
-      return 0;
-  }
-}
 
 ColumnDef MakeColumn(const SystemColumn& column, std::span<const SystemColumn> all,
                      SortOrder order) {
@@ -93,17 +65,18 @@ ColumnDef MakeColumn(const SystemColumn& column, std::span<const SystemColumn> a
   def.type = column.type;
   def.id = ColumnId{column.id};
   def.order = order;
-  def.length = LengthField(column.type);
+  def.length = InfoOf(column.type).length;
   def.flags = ColumnDef::kSystem | ColumnDef::kUpdatable;
-  if (column.masked) def.flags |= ColumnDef::kMasked;
-  if (IsVariable(column.type)) {
+  if (column.use == SystemColumn::Use::kSecurityIds) def.flags |= ColumnDef::kMasked;
+  if (!InfoOf(column.type).fixed) {
     def.variable_slot = column.place;
   } else {
     def.flags |= ColumnDef::kFixed;
     def.fixed_offset = column.place;
-    def.variable_slot = static_cast<std::uint16_t>(std::count_if(
-        all.begin(), all.end(),
-        [&](const SystemColumn& other) { return IsVariable(other.type) && other.id < column.id; }));
+    def.variable_slot = static_cast<std::uint16_t>(
+        std::count_if(all.begin(), all.end(), [&](const SystemColumn& other) {
+          return !InfoOf(other.type).fixed && other.id < column.id;
+        }));
   }
   return def;
 }
@@ -115,7 +88,7 @@ TableDef MakeDef(const SystemTableSpec& spec, SortOrder order) {
   def.kind = TableDef::kSystem;
   for (const SystemColumn& column : spec.columns) {
     def.columns.push_back(MakeColumn(column, spec.columns, order));
-    if (IsVariable(column.type)) ++def.next_variable_slot;
+    if (!InfoOf(column.type).fixed) ++def.next_variable_slot;
   }
   def.next_column_id = static_cast<std::uint16_t>(spec.columns.size());
   for (const SystemIndex& index : spec.indexes) {
@@ -152,13 +125,8 @@ void InitGlobalMap(Pager& pager) {
 // The maps of one table on the common page, long values in the order of their
 // slots.
 void AddMaps(PageAllocator& allocator, PageNumber& maps, TableDef& def) {
-  const auto next = [&] {
-    const RowId at = allocator.NewMap(maps);
-    maps = at.page;
-    return at;
-  };
-  def.owned_map = next();
-  def.free_map = next();
+  def.owned_map = allocator.NewMap(maps);
+  def.free_map = allocator.NewMap(maps);
   std::vector<ColumnDef*> long_values;
   for (ColumnDef& column : def.columns) {
     if (IsLongValue(column.type)) long_values.push_back(&column);
@@ -166,33 +134,30 @@ void AddMaps(PageAllocator& allocator, PageNumber& maps, TableDef& def) {
   std::sort(long_values.begin(), long_values.end(),
             [](const auto* a, const auto* b) { return a->variable_slot < b->variable_slot; });
   for (ColumnDef* column : long_values) {
-    column->owned_map = next();
-    column->free_map = next();
+    column->owned_map = allocator.NewMap(maps);
+    column->free_map = allocator.NewMap(maps);
   }
-  for (RealIndex& index : def.real_indexes) index.page_map = next();
+  for (RealIndex& index : def.real_indexes) index.page_map = allocator.NewMap(maps);
 }
 
-void AddRoots(PageAllocator& allocator, TableDef& def) {
-  Pager& pager = allocator.pager();
-  for (RealIndex& index : def.real_indexes) {
-    index.root = allocator.Allocate();
-    Index::InitRoot(pager.Edit(index.root), def.page);
-    UsageMap(pager, index.page_map).Add(index.root, allocator);
-  }
+void AddObjectRow(Table& table, const Header& header, DateTime now, const FirstObject& object) {
+  std::vector<Value> values(table.def().columns.size());
+  values[table.OrdinalOf("Id")] = object.id;
+  values[table.OrdinalOf("ParentId")] = object.parent;
+  values[table.OrdinalOf("Type")] = object.type;
+  values[table.OrdinalOf("Name")] = std::string(object.name);
+  values[table.OrdinalOf("Owner")] = header.MaskSid(object.owner);
+  values[table.OrdinalOf("Flags")] = static_cast<std::int32_t>(kSystemObjectFlag);
+  values[table.OrdinalOf("DateCreate")] = now;
+  values[table.OrdinalOf("DateUpdate")] = now;
+  table.Insert(values);
 }
 
 void AddObjectRows(Table& table, const Header& header, DateTime now) {
-  for (const FirstObject& object : kFirstObjects) {
-    std::vector<Value> values(table.def().columns.size());
-    values[table.OrdinalOf("Id")] = object.id;
-    values[table.OrdinalOf("ParentId")] = object.parent;
-    values[table.OrdinalOf("Type")] = object.type;
-    values[table.OrdinalOf("Name")] = std::string(object.name);
-    values[table.OrdinalOf("Owner")] = header.MaskSid(object.owner);
-    values[table.OrdinalOf("Flags")] = static_cast<std::int32_t>(kSystemObjectFlag);
-    values[table.OrdinalOf("DateCreate")] = now;
-    values[table.OrdinalOf("DateUpdate")] = now;
-    table.Insert(values);
+  for (const FirstObject& object : kFirstObjects) AddObjectRow(table, header, now, object);
+  for (const SystemTableSpec& spec : SystemTables()) {
+    AddObjectRow(table, header, now,
+                 {IdOf(spec.page), kTablesContainer, kTableObject, spec.name, kEngineSid});
   }
 }
 
@@ -226,7 +191,10 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
   PageNumber maps;
   for (TableDef& def : defs) AddMaps(allocator, maps, def);
   for (TableDef& def : defs) {
-    AddRoots(allocator, def);
+    for (RealIndex& index : def.real_indexes) {
+      index.root = allocator.Allocate();
+      Index::InitTree(allocator, def.page, index);
+    }
     def.pages = {def.page};
     def.Store(pager, allocator);
   }

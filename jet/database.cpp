@@ -24,19 +24,6 @@ Bytes ReadFirstPage(File& file) {
   return page;
 }
 
-// Runs `action`; errors that leave it name the file, and the table if there is
-// one.
-template <typename Action>
-auto Named(const std::string& path, std::string_view table, Action&& action) {
-  try {
-    return action();
-  } catch (Error& error) {
-    error.In(path);
-    if (!table.empty()) error.OfTable(table);
-    throw;
-  }
-}
-
 }  // namespace
 
 Clock SystemClock() {
@@ -66,7 +53,7 @@ Database::~Database() = default;
 
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path,
                                          const OpenOptions& options) {
-  return Named(path, {}, [&] {
+  return Named({.file = path}, [&] {
     const bool writable = options.mode == OpenMode::kExclusive;
     std::unique_ptr<File> file = files.Open(path, options.mode);
     // Nothing of a file is touched before it is known to be ours.
@@ -91,7 +78,7 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
 
 std::unique_ptr<Database> Database::Create(FileSystem& files, const std::string& path,
                                            const CreateOptions& options) {
-  return Named(path, {}, [&] {
+  return Named({.file = path}, [&] {
     const Clock clock = options.clock ? options.clock : SystemClock();
     Header::NewFile start;
     start.order = options.order;
@@ -109,11 +96,11 @@ std::unique_ptr<Database> Database::Create(FileSystem& files, const std::string&
 }
 
 std::vector<ObjectInfo> Database::Objects() {
-  return Named(path(), {}, [&] { return catalog_->Objects(); });
+  return Named({.file = path()}, [&] { return catalog_->Objects(); });
 }
 
 std::optional<ObjectInfo> Database::Find(std::string_view name) {
-  return Named(path(), name, [&]() -> std::optional<ObjectInfo> {
+  return Named({.file = path(), .table = name}, [&]() -> std::optional<ObjectInfo> {
     const ObjectInfo* object = catalog_->Find(name);
     if (object == nullptr) return std::nullopt;
     return *object;
@@ -121,7 +108,7 @@ std::optional<ObjectInfo> Database::Find(std::string_view name) {
 }
 
 std::shared_ptr<Table> Database::OpenTable(std::string_view name) {
-  return Named(path(), name, [&] {
+  return Named({.file = path(), .table = name}, [&] {
     const ObjectInfo* object = catalog_->Find(name);
     if (object == nullptr) throw Error(ErrorCode::kTableMissing);
     return catalog_->OpenTable(*object);
@@ -129,11 +116,11 @@ std::shared_ptr<Table> Database::OpenTable(std::string_view name) {
 }
 
 std::shared_ptr<Table> Database::OpenTable(const ObjectInfo& object) {
-  return Named(path(), object.name, [&] { return catalog_->OpenTable(object); });
+  return Named({.file = path(), .table = object.name}, [&] { return catalog_->OpenTable(object); });
 }
 
 std::shared_ptr<Table> Database::CreateTable(const TableSpec& spec) {
-  return Named(path(), spec.name, [&] {
+  return Named({.file = path(), .table = spec.name}, [&] {
     Scope scope(*pager_);
     RequireFreeName(spec.name);
     const TableDef def = BuildTable(allocator_, order(), spec);
@@ -176,7 +163,7 @@ void Database::AddIndex(std::string_view table, const IndexSpec& index) {
 void Database::ChangeTable(
     std::string_view name,
     const std::function<void(const ObjectInfo&, const Table&, TableDef&)>& change) {
-  Named(path(), name, [&] {
+  Named({.file = path(), .table = name}, [&] {
     const std::shared_ptr<Table> table = OpenTable(name);
     const ObjectInfo object = *catalog_->Find(name);
     if (object.kind == ObjectKind::kSystemTable) {
@@ -199,7 +186,7 @@ void Database::RequireFreeName(std::string_view name) {
 
 void Database::CreateQuery(std::string_view name, const QueryDefinition& definition,
                            std::string_view text) {
-  Named(path(), name, [&] {
+  Named({.file = path(), .table = name}, [&] {
     Scope scope(*pager_);
     RequireFreeName(name);
     Properties properties;
@@ -217,20 +204,21 @@ void Database::CreateQuery(std::string_view name, const QueryDefinition& definit
 }
 
 QueryDefinition Database::LoadQuery(const ObjectInfo& query) {
-  return Named(path(), query.name, [&] {
+  return Named({.file = path(), .table = query.name}, [&] {
     if (query.kind != ObjectKind::kQuery) {
-      throw Error(ErrorCode::kTableMissing, "the object is no query");
+      throw Error(ErrorCode::kTableMissing, "the object is not a query");
     }
     return catalog_->LoadQuery(query.id);
   });
 }
 
 Properties Database::LoadProperties(const ObjectInfo& object) {
-  return Named(path(), object.name, [&] { return catalog_->LoadProperties(object.id); });
+  return Named({.file = path(), .table = object.name},
+               [&] { return catalog_->LoadProperties(object.id); });
 }
 
 void Database::StoreProperties(const ObjectInfo& object, const Properties& properties) {
-  Named(path(), object.name, [&] {
+  Named({.file = path(), .table = object.name}, [&] {
     Scope scope(*pager_);
     catalog_->StoreProperties(object.id, properties);
     catalog_->Touch(object.id);
@@ -240,7 +228,7 @@ void Database::StoreProperties(const ObjectInfo& object, const Properties& prope
 }
 
 void Database::SetPassword(std::string_view password) {
-  Named(path(), {}, [&] {
+  Named({.file = path()}, [&] {
     Scope scope(*pager_);
     const PageSpan page = pager_->Edit(PageNumber{0});
     Header::PutPassword(page, password);
@@ -252,7 +240,7 @@ void Database::SetPassword(std::string_view password) {
 }
 
 void Database::Discard() {
-  Named(path(), {}, [&] {
+  Named({.file = path()}, [&] {
     pager_->Discard();
     header_ = Header::Parse(pager_->Read(PageNumber{0}).bytes());
   });

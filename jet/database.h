@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/column_type.h"
 #include "jet/file.h"
 #include "jet/header.h"
 #include "jet/page_allocator.h"

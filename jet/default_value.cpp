@@ -5,49 +5,38 @@
 #include <limits>
 #include <optional>
 
+#include "jet/ascii.h"
 #include "jet/error.h"
-#include "jet/text.h"
+#include "jet/number.h"
 
 namespace jet {
 
 namespace {
 
 struct Number {
-  long double value = 0;
+  double value = 0;
   std::string text;  // sign and digits as written
 };
 // What an expression evaluates to, before any column is asked.
 using Literal = std::variant<Null, bool, Number, DateTime, std::string>;
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-bool SameWord(std::string_view text, std::string_view lower) {
-  if (text.size() != lower.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != lower[i]) return false;
-  }
-  return true;
+std::optional<bool> TruthOf(std::string_view word) {
+  if (EqualsAsciiCase(word, "true") || EqualsAsciiCase(word, "yes")) return true;
+  if (EqualsAsciiCase(word, "false") || EqualsAsciiCase(word, "no")) return false;
+  return std::nullopt;
 }
 
 std::optional<Number> ParseNumber(std::string_view text) {
   Number number;
   if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
     if (text[0] == '-') number.text = "-";
-    text = Trim(text.substr(1));
+    text = TrimBlanks(text.substr(1));
   }
   if (text.empty() || !(IsDigit(text[0]) || text[0] == '.')) return std::nullopt;
   number.text += text;
-  const char* end = number.text.data() + number.text.size();
-  const auto parsed = std::from_chars(number.text.data(), end, number.value);
-  if (parsed.ec != std::errc() || parsed.ptr != end) return std::nullopt;
+  const std::optional<double> value = ReadNumber(number.text);
+  if (!value) return std::nullopt;
+  number.value = *value;
   return number;
 }
 
@@ -65,95 +54,19 @@ std::optional<std::string> ParseQuoted(std::string_view text) {
   return std::nullopt;
 }
 
-// Three numbers with one kind of separator between them.
-std::optional<std::array<int, 3>> ParseTriple(std::string_view text, std::string_view separators,
-                                              std::size_t least) {
-  std::array<int, 3> parts{};
-  std::size_t count = 0;
-  const char* at = text.data();
-  const char* end = at + text.size();
-  while (count < 3) {
-    const auto parsed = std::from_chars(at, end, parts[count]);
-    if (parsed.ec != std::errc() || parts[count] < 0) return std::nullopt;
-    ++count;
-    at = parsed.ptr;
-    if (at == end) return count >= least ? std::optional(parts) : std::nullopt;
-    if (separators.find(*at) == std::string_view::npos) return std::nullopt;
-    ++at;
-  }
-  return std::nullopt;
-}
-
-int DaysIn(int year, int month) {
-  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-  return month == 2 && leap ? 29 : kDays[month - 1];
-}
-
-// A literal's date is month first unless it starts with the year, whatever the
-// locale says.
-bool ParseDatePart(std::string_view text, CivilTime& out) {
-  const auto parts = ParseTriple(text, "/-", 3);
-  if (!parts) return false;
-  const bool year_first = text.find_first_of("/-") == 4;
-  const auto [a, b, c] = *parts;
-  out.year = year_first ? a : c;
-  out.month = year_first ? b : a;
-  out.day = year_first ? c : b;
-  if (!year_first && out.year < 100) out.year += out.year < 30 ? 2000 : 1900;
-  return out.year >= 100 && out.year <= 9999 && out.month >= 1 && out.month <= 12 && out.day >= 1 &&
-         out.day <= DaysIn(out.year, out.month);
-}
-
-bool ParseTimePart(std::string_view text, CivilTime& out) {
-  bool am = false, pm = false;
-  if (text.size() > 2) {
-    const std::string_view half = text.substr(text.size() - 2);
-    am = SameWord(half, "am");
-    pm = SameWord(half, "pm");
-    if (am || pm) text = Trim(text.substr(0, text.size() - 2));
-  }
-  const auto parts = ParseTriple(text, ":", 2);
-  if (!parts) return false;
-  out.hour = (*parts)[0];
-  out.minute = (*parts)[1];
-  out.second = (*parts)[2];
-  if (am || pm) {
-    if (out.hour < 1 || out.hour > 12) return false;
-    out.hour = out.hour % 12 + (pm ? 12 : 0);
-  }
-  return out.hour < 24 && out.minute < 60 && out.second < 60;
-}
-
-std::optional<DateTime> ParseDate(std::string_view text) {
-  text = Trim(text);
-  CivilTime civil;
-  const std::size_t blank = text.find(' ');
-  const std::string_view first = text.substr(0, blank);
-  if (first.find(':') != std::string_view::npos) {
-    return ParseTimePart(text, civil) ? std::optional(ToDateTime(civil)) : std::nullopt;
-  }
-  if (!ParseDatePart(first, civil)) return std::nullopt;
-  if (blank != std::string_view::npos && !ParseTimePart(Trim(text.substr(blank)), civil)) {
-    return std::nullopt;
-  }
-  return ToDateTime(civil);
-}
-
 std::optional<Literal> ParseLiteral(std::string_view text, DateTime now) {
-  if (SameWord(text, "null")) return Literal(Null{});
-  if (SameWord(text, "true") || SameWord(text, "yes")) return Literal(true);
-  if (SameWord(text, "false") || SameWord(text, "no")) return Literal(false);
+  if (EqualsAsciiCase(text, "null")) return Literal(Null{});
+  if (const auto truth = TruthOf(text)) return Literal(*truth);
   const double day = std::floor(now.days);
-  if (SameWord(text, "now()")) return Literal(now);
-  if (SameWord(text, "date()")) return Literal(DateTime{day});
-  if (SameWord(text, "time()")) return Literal(DateTime{now.days - day});
+  if (EqualsAsciiCase(text, "now()")) return Literal(now);
+  if (EqualsAsciiCase(text, "date()")) return Literal(DateTime{day});
+  if (EqualsAsciiCase(text, "time()")) return Literal(DateTime{now.days - day});
   if (text.front() == '"' || text.front() == '\'') {
     if (auto quoted = ParseQuoted(text)) return Literal(std::move(*quoted));
     return std::nullopt;
   }
   if (text.front() == '#' && text.size() > 2 && text.back() == '#') {
-    if (auto date = ParseDate(text.substr(1, text.size() - 2))) return Literal(*date);
+    if (auto date = ReadDateTime(text.substr(1, text.size() - 2))) return Literal(*date);
     return std::nullopt;
   }
   if (auto number = ParseNumber(text)) return Literal(std::move(*number));
@@ -174,7 +87,7 @@ std::optional<Number> AsNumber(const Literal& literal) {
     return Number{date->days, std::to_string(date->days)};
   }
   if (const std::string* text = std::get_if<std::string>(&literal)) {
-    return ParseNumber(Trim(*text));
+    return ParseNumber(TrimBlanks(*text));
   }
   return std::nullopt;
 }
@@ -184,26 +97,13 @@ std::string AsText(const Literal& literal) {
   if (const DateTime* date = std::get_if<DateTime>(&literal)) return FormatDateTime(*date);
   if (const Number* number = std::get_if<Number>(&literal)) {
     char shortest[32];
-    const auto end =
-        std::to_chars(shortest, shortest + sizeof shortest, static_cast<double>(number->value));
+    const auto end = std::to_chars(shortest, shortest + sizeof shortest, number->value);
     return std::string(shortest, end.ptr);
   }
   return std::get<std::string>(literal);
 }
 
-// Rounds half to even; the column's alternative must be able to hold it.
-template <typename Integer>
-std::optional<Integer> ToInteger(long double value) {
-  const long double rounded = std::nearbyint(value);
-  if (!(rounded >= static_cast<long double>(std::numeric_limits<Integer>::min()) &&
-        rounded <= static_cast<long double>(std::numeric_limits<Integer>::max()))) {
-    return std::nullopt;
-  }
-  return static_cast<Integer>(rounded);
-}
-
-// Four decimals as they are written; more of them, and exponents, are rounded. Not
-// every system reads a number with more than the 53 bits of a double.
+// Four decimals as they are written; more of them, and exponents, are rounded.
 std::optional<Currency> ToCurrency(const Number& number) {
   constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
   if (const auto exact = ParseNumeric(number.text, 19, 4)) {
@@ -213,13 +113,13 @@ std::optional<Currency> ToCurrency(const Number& number) {
       return Currency{exact->negative ? -whole : whole};
     }
   }
-  const auto rounded = ToInteger<std::int64_t>(number.value * 10'000);
+  const auto rounded = RoundHalfEven<std::int64_t>(number.value * 10'000);
   return rounded ? std::optional(Currency{*rounded}) : std::nullopt;
 }
 
 std::optional<Value> ToNumberColumn(const ColumnDef& column, const Number& number) {
   const auto integer = [&]<typename Integer>(Integer) -> std::optional<Value> {
-    if (const auto whole = ToInteger<Integer>(number.value)) return Value(*whole);
+    if (const auto whole = RoundHalfEven<Integer>(number.value)) return Value(*whole);
     return std::nullopt;
   };
   switch (column.type) {
@@ -236,11 +136,10 @@ std::optional<Value> ToNumberColumn(const ColumnDef& column, const Number& numbe
       if (std::fabs(number.value) > std::numeric_limits<float>::max()) return std::nullopt;
       return Value(static_cast<float>(number.value));
     case ColumnType::kDouble:
-      if (std::fabs(number.value) > std::numeric_limits<double>::max()) return std::nullopt;
-      return Value(static_cast<double>(number.value));
+      return Value(number.value);
     case ColumnType::kDateTime:
-      if (!(number.value > -657'435.0L && number.value < 2'958'466.0L)) return std::nullopt;
-      return Value(DateTime{static_cast<double>(number.value)});
+      if (!IsInCalendar({number.value})) return std::nullopt;
+      return Value(DateTime{number.value});
     default:
       if (const auto exact = ParseNumeric(number.text, column.precision, column.scale)) {
         return Value(*exact);
@@ -249,19 +148,10 @@ std::optional<Value> ToNumberColumn(const ColumnDef& column, const Number& numbe
   }
 }
 
-Value ToTextColumn(const ColumnDef& column, const Literal& literal, std::string_view expression) {
-  std::string text = AsText(literal);
-  if (column.type == ColumnType::kText && Utf16Length(text) > column.max_chars()) {
-    Refuse(ErrorCode::kTextTooLong, column, expression);
-  }
-  return text;
-}
-
 bool ToTruth(const ColumnDef& column, const Literal& literal, std::string_view expression) {
   if (std::holds_alternative<Null>(literal)) return false;
   if (const std::string* text = std::get_if<std::string>(&literal)) {
-    if (SameWord(*text, "true") || SameWord(*text, "yes")) return true;
-    if (SameWord(*text, "false") || SameWord(*text, "no")) return false;
+    if (const auto truth = TruthOf(*text)) return *truth;
   }
   const std::optional<Number> number = AsNumber(literal);
   if (!number) Refuse(ErrorCode::kWrongType, column, expression);
@@ -271,8 +161,8 @@ bool ToTruth(const ColumnDef& column, const Literal& literal, std::string_view e
 }  // namespace
 
 Value EvaluateDefault(const ColumnDef& column, std::string_view expression, DateTime now) {
-  std::string_view text = Trim(expression);
-  if (!text.empty() && text.front() == '=') text = Trim(text.substr(1));
+  std::string_view text = TrimBlanks(expression);
+  if (!text.empty() && text.front() == '=') text = TrimBlanks(text.substr(1));
   Literal literal;
   if (!text.empty()) {
     std::optional<Literal> parsed = ParseLiteral(text, now);
@@ -285,7 +175,7 @@ Value EvaluateDefault(const ColumnDef& column, std::string_view expression, Date
   switch (column.type) {
     case ColumnType::kText:
     case ColumnType::kMemo:
-      return ToTextColumn(column, literal, expression);
+      return AsText(literal);
     case ColumnType::kBinary:
     case ColumnType::kOle:
     case ColumnType::kGuid:
@@ -297,7 +187,7 @@ Value EvaluateDefault(const ColumnDef& column, std::string_view expression, Date
   if (column.type == ColumnType::kDateTime) {
     if (const DateTime* date = std::get_if<DateTime>(&literal)) return *date;
     if (const std::string* quoted = std::get_if<std::string>(&literal)) {
-      if (const auto date = ParseDate(*quoted)) return *date;
+      if (const auto date = ReadDateTime(*quoted)) return *date;
     }
   }
   const std::optional<Number> number = AsNumber(literal);

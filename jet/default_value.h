@@ -12,8 +12,8 @@ namespace jet {
 
 // A value of the column's own alternative, or Null (False for Boolean).
 // `expression` empty: Null. kNotSupported, with the expression in the detail,
-// for anything else; kWrongType, kOutOfRange and kTextTooLong if the column
-// cannot hold the value. The column is named in the error.
+// for anything else; kWrongType and kOutOfRange if the column cannot hold the value.
+// The column is named in the error. Whether a text fits is not asked: storing it does.
 Value EvaluateDefault(const ColumnDef& column, std::string_view expression, DateTime now);
 
 }  // namespace jet

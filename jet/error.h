@@ -78,6 +78,22 @@ class Error : public std::exception {
   std::string text_;
 };
 
+// What an error concerns, as far as it is known.
+struct Places {
+  std::string_view file{}, table{}, column{};
+};
+
+// Runs `action`; an error that leaves it names `places`, those that it does not name yet.
+template <class Action>
+auto Named(const Places& places, Action&& action) -> decltype(action()) {
+  try {
+    return action();
+  } catch (Error& error) {
+    error.In(places.file).OfTable(places.table).OfColumn(places.column);
+    throw;
+  }
+}
+
 // The text that stands for a code when nothing else is known ("wrong password").
 std::string_view ErrorText(ErrorCode code);
 

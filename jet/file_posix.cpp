@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "jet/ascii.h"
 #include "jet/error.h"
 #include "jet/file.h"
 
@@ -132,16 +133,9 @@ void Lock(int fd, OpenMode mode, const std::string& path) {
   }
 }
 
-std::string AsciiLower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text;
-}
-
-// Whether somebody holds a lock of either kind on the file. What cannot even be
-// opened to read counts as held: nobody can tell. Readers share the file, and do
-// not take each other's look for a lock.
+// Whether a lock of either kind is held on the file. A file that cannot even be opened
+// to read counts as held. Readers probe with a shared lock, so that two probes do not
+// mistake each other for a holder.
 bool IsHeld(const std::string& path, OpenMode mode) {
   const Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) return errno != ENOENT;

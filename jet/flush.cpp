@@ -9,6 +9,7 @@
 
 #include "jet/bytes.h"
 #include "jet/error.h"
+#include "jet/header_layout.h"
 
 namespace jet {
 namespace {
@@ -33,13 +34,6 @@ constexpr std::size_t kFooterBefore = 12;
 constexpr std::size_t kFooterChecksum = 16;
 constexpr std::size_t kFooterMagic = 24;
 
-// The commit slots, the last sector of page 0: other programs count them up, so
-// that a flush neither writes nor compares them, but for slot 0, the mark.
-constexpr std::size_t kCommitSlots = 0xE00;
-constexpr std::uint16_t kSlotWriting = 0;
-
-constexpr std::uint32_t kMaxImages = static_cast<std::uint32_t>(kMaxFileSize / kPageSize);
-
 std::uint64_t Position(std::uint32_t page) { return std::uint64_t{page} * kPageSize; }
 
 std::size_t TrailerBytes(std::size_t images) {
@@ -60,8 +54,9 @@ class Checksum {
   std::unique_ptr<XXH3_state_t, XXH_errorcode (*)(XXH3_state_t*)> state_;
 };
 
-// The checksums of a page's sectors; page 0 counts without its commit slots,
-// which other programs count up.
+// The checksums of a page's sectors. Page 0 counts without its commit slots, its last
+// sector: other programs count them up, so that a flush neither writes nor compares
+// them, but for slot 0, the mark.
 std::array<std::uint64_t, kSectorsPerPage> SectorSums(PageNumber page, PageView bytes) {
   std::array<std::uint64_t, kSectorsPerPage> sums{};
   for (std::size_t i = 0; i < kSectorsPerPage; ++i) {
@@ -213,7 +208,7 @@ std::optional<FlushTail> FindTail(File& file) {
   tail.head = {GetU32(footer, kFooterHead)};
   tail.slot_before = GetU16(footer, kFooterSlot);
   const std::uint32_t images = GetU32(footer, kFooterImages);
-  if (images > kMaxImages || tail.head.value > kMaxImages || !tail.head) return std::nullopt;
+  if (images > kMaxPages || tail.head.value > kMaxPages || !tail.head) return std::nullopt;
   const std::size_t trailer_bytes = TrailerBytes(images);
   if (Position(tail.head.value) + kPageSize + Position(images) + trailer_bytes != size) {
     return std::nullopt;
@@ -288,7 +283,7 @@ std::optional<TailHead> HeadByTrailer(File& file, std::uint64_t size) {
   const bool trailer = std::ranges::equal(std::span(footer).subspan(kFooterMagic), kTrailerMagic);
   const PageNumber head{GetU32(footer, kFooterHead)};
   const std::uint32_t images = GetU32(footer, kFooterImages);
-  if (!trailer || images > kMaxImages ||
+  if (!trailer || images > kMaxPages ||
       Position(head.value) + kPageSize + Position(images) + TrailerBytes(images) != size) {
     return std::nullopt;
   }

@@ -5,35 +5,17 @@
 #include <utility>
 
 #include "jet/bytes.h"
+#include "jet/header_layout.h"
+#include "jet/system_ids.h"
 #include "jet/text.h"
 
 namespace jet {
 namespace {
 
-// Offsets on page 0.
-constexpr std::size_t kSignature = 0x04;
-constexpr std::size_t kVersion = 0x14;
-constexpr std::size_t kMasked = 0x18;
-constexpr std::size_t kMaskedEnd = 0x98;
-constexpr std::size_t kSystemPages = 0x20;
-constexpr std::size_t kCodePage = 0x3C;
-constexpr std::size_t kPageKey = 0x3E;
-constexpr std::size_t kPassword = 0x42;
 constexpr std::size_t kPasswordBytes = 2 * kMaxPasswordChars;
-constexpr std::size_t kEngineBuild = 0x6A;
-constexpr std::size_t kOrder = 0x6E;
-constexpr std::size_t kCreated = 0x72;
-constexpr std::size_t kFormatTag = 0x98;
-constexpr std::size_t kCommitSlots = 0xE00;
-constexpr std::uint16_t kSlotIdle = 0x0100;
-constexpr std::uint16_t kSlotNewFile = 0x0101;
-constexpr std::uint16_t kSlotWriting = 0x0000;
-constexpr std::uint16_t kSlotSuspect = 0x0001;
-
 constexpr std::size_t kSidRegion = 0x42;  // 80 bytes that the mask of security ids is made of
 constexpr std::size_t kSidRegionBytes = 80;
 
-constexpr std::uint8_t kHeaderKey[] = {0xC7, 0xDA, 0x39, 0x6B};
 constexpr std::string_view kJetSignature{"Standard Jet DB\0", 16};
 constexpr std::string_view kAceSignature{"Standard ACE DB\0", 16};
 constexpr std::uint32_t kNewEngineBuild = 0x21AA;
@@ -112,8 +94,8 @@ Header Header::Parse(ByteView page) {
   header.code_page_ = GetU16(clear, at(kCodePage));
   header.page_key_ = GetU32(clear, at(kPageKey));
   header.engine_build_ = GetU32(clear, at(kEngineBuild));
-  header.order_ = {GetU16(clear, at(kOrder)), GetU8(clear, at(kOrder) + 2),
-                   GetU8(clear, at(kOrder) + 3)};
+  header.order_ = {GetU16(clear, at(kDefaultOrder)), GetU8(clear, at(kDefaultOrder) + 2),
+                   GetU8(clear, at(kDefaultOrder) + 3)};
   header.created_ = {GetDouble(clear, at(kCreated))};
 
   Bytes password(clear.begin() + at(kPassword), clear.begin() + at(kPassword) + kPasswordBytes);
@@ -170,14 +152,18 @@ void Header::Init(PageSpan page, const NewFile& file) {
   PutU32(page, 0, 0x100);
   std::copy(kJetSignature.begin(), kJetSignature.end(), page.begin() + kSignature);
   PutU32(page, kVersion, 1);
-  PutU32(page, kMasked, 0x100);
-  PutU32(page, kMasked + 4, 0x101);
-  for (std::uint32_t i = 0; i < 4; ++i) PutU32(page, kSystemPages + 4 * i, 2 + i);
+  PutU32(page, kHeaderWords, 0x100);
+  PutU32(page, kHeaderWords + 4, 0x101);
+  std::size_t at = kSystemPages;
+  for (const PageNumber table : {kObjectsPage, kAccessPage, kQueriesPage, kRelationshipsPage}) {
+    PutU32(page, at, table.value);
+    at += 4;
+  }
   PutU16(page, kCodePage, file.code_page);
   PutU32(page, kEngineBuild, file.engine_build != 0 ? file.engine_build : kNewEngineBuild);
-  PutU16(page, kOrder, file.order.language);
-  PutU8(page, kOrder + 2, file.order.sort_id);
-  PutU8(page, kOrder + 3, file.order.version);
+  PutU16(page, kDefaultOrder, file.order.language);
+  PutU8(page, kDefaultOrder + 2, file.order.sort_id);
+  PutU8(page, kDefaultOrder + 3, file.order.version);
   PutDouble(page, kCreated, file.created.days);
   PutBytes(page, kMasked, MaskHeader(page.subspan(kMasked, kMaskedEnd - kMasked)));
   PutPassword(page, file.password);

@@ -138,8 +138,10 @@ std::uint32_t Index::Build(PageAllocator& allocator, const std::vector<IndexEntr
   return distinct;
 }
 
-void Index::InitRoot(PageSpan page, PageNumber owner) {
-  IndexPageEditor::Format(PageNumber{}, page, owner, 0);
+void Index::InitTree(PageAllocator& allocator, PageNumber owner, const RealIndex& index) {
+  Pager& pager = allocator.pager();
+  IndexPageEditor::Format(PageNumber{}, pager.Edit(index.root), owner, 0);
+  UsageMap(pager, index.page_map).Add(index.root, allocator);
 }
 
 }  // namespace jet

@@ -71,8 +71,9 @@ class Index {
   // and row. Returns the number of distinct keys.
   std::uint32_t Build(PageAllocator& allocator, const std::vector<IndexEntry>& sorted);
 
-  // An empty root leaf for a new index.
-  static void InitRoot(PageSpan page, PageNumber owner);
+  // Makes the root of a new index of the table `owner` an empty leaf, and lists it in
+  // the index's map.
+  static void InitTree(PageAllocator& allocator, PageNumber owner, const RealIndex& index);
 
  private:
   const RealIndex& real() const { return def_->real_indexes[ordinal_]; }

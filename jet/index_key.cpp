@@ -5,7 +5,7 @@
 //   Integer, Long, Currency   most significant byte first, top bit flipped
 //   Single, Double, DateTime  the same; negative numbers with all bits inverted
 //   Numeric                   FF and 16 bytes of magnitude; negative: all inverted
-//   Binary, GUID              chunks of 8, zero filled, each followed by 09 or, the
+//   Binary, GUID (as printed) chunks of 8, zero filled, each followed by 09 or, the
 //                             last, by the number of its bytes
 //   Text, Memo                see collation.cpp
 #include "jet/index_key.h"
@@ -70,15 +70,6 @@ void AddChunks(ByteView value, bool ascending, Bytes& out) {
   }
 }
 
-// In the order in which a GUID is printed.
-std::array<std::uint8_t, 16> PrintedOrder(const Guid& guid) {
-  constexpr std::array<std::uint8_t, 16> kFrom = {3, 2, 1,  0,  5,  4,  7,  6,
-                                                  8, 9, 10, 11, 12, 13, 14, 15};
-  std::array<std::uint8_t, 16> printed{};
-  for (std::size_t i = 0; i < printed.size(); ++i) printed[i] = guid.bytes[kFrom[i]];
-  return printed;
-}
-
 [[noreturn]] void ThrowNotSupported(const ColumnDef& column, std::string_view what) {
   throw Error(ErrorCode::kNotSupported, std::string(what)).OfColumn(column.name);
 }
@@ -108,32 +99,24 @@ void AddNumber(const ColumnDef& column, const Value& value, Bytes& out) {
       return AddReal(std::bit_cast<std::uint64_t>(Expect<double>(column, value)), out);
     case ColumnType::kDateTime:
       return AddReal(std::bit_cast<std::uint64_t>(Expect<DateTime>(column, value).days), out);
-    case ColumnType::kNumeric:
+    default:
       return AddNumeric(Expect<Numeric>(column, value), out);
-    default:
-      ThrowNotSupported(column, "columns of type " + TypeName(column.type) + " are not indexed");
-  }
-}
-
-// Refused whatever the value is, Null included.
-void CheckIndexable(const ColumnDef& column, bool ascending) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-    case ColumnType::kOle:
-    case ColumnType::kRaw:
-      ThrowNotSupported(column, "columns of type " + TypeName(column.type) + " are not indexed");
-    case ColumnType::kNumeric:
-      if (!ascending) ThrowNotSupported(column, "descending keys of decimals are not proven");
-      break;
-    default:
-      break;
   }
 }
 
 }  // namespace
 
+void RequireIndexable(const ColumnDef& column, bool ascending) {
+  if (!InfoOf(column.type).indexable) {
+    ThrowNotSupported(column, "columns of type " + TypeName(column.type) + " are not indexed");
+  }
+  if (column.type == ColumnType::kNumeric && !ascending) {
+    ThrowNotSupported(column, "descending keys of decimals are not proven");
+  }
+}
+
 void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Bytes& out) {
-  CheckIndexable(column, ascending);
+  RequireIndexable(column, ascending);  // whatever the value is, Null included
   if (IsNull(value)) return out.push_back(ascending ? kNullAscending : kNullDescending);
   if (IsText(column.type)) {
     return AddTextKey(column.order, Expect<std::string>(column, value), ascending, out);
@@ -141,7 +124,7 @@ void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Byt
   out.push_back(ascending ? kAscending : kDescending);
   std::size_t start = out.size();
   if (column.type == ColumnType::kGuid) {
-    return AddChunks(PrintedOrder(Expect<Guid>(column, value)), ascending, out);
+    return AddChunks(PrintedOrder(Expect<Guid>(column, value).bytes), ascending, out);
   }
   if (column.type == ColumnType::kBinary) {
     const Bytes& bytes = Expect<Bytes>(column, value);
@@ -153,7 +136,8 @@ void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Byt
   for (std::size_t i = start; i < out.size(); ++i) out[i] = static_cast<std::uint8_t>(~out[i]);
 }
 
-IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf& value_of) {
+IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf& value_of,
+                      RowTexts* texts) {
   constexpr std::size_t kUsualBytes = 64;
   if (index.columns.empty()) throw Error::Damaged(def.page, "an index has no columns");
   IndexKey key;
@@ -171,12 +155,14 @@ IndexKey BuildKeyFrom(const TableDef& def, const RealIndex& index, const ValueOf
     } else {
       key.all_null = false;
     }
-    try {
-      AddKeyPart(column, value, part.ascending, key.bytes);
-    } catch (Error& error) {
-      error.OfColumn(column.name);
-      throw;
-    }
+    Named({.column = column.name}, [&] {
+      const auto* text = texts != nullptr ? std::get_if<std::string>(&value) : nullptr;
+      if (text != nullptr && IsText(column.type)) {
+        AddTextKey(column.order, texts->Of(*ordinal, *text), part.ascending, key.bytes);
+      } else {
+        AddKeyPart(column, value, part.ascending, key.bytes);
+      }
+    });
   }
   if (key.bytes.size() > kMaxIndexEntryBytes) {
     throw Error(ErrorCode::kKeyTooLong, fmt::format("an index key of {} bytes; {} are allowed",

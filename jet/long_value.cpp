@@ -211,13 +211,12 @@ Bytes WriteLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView
   return Store(allocator, column, KindFor(value.size()), value);
 }
 
-Bytes WriteMemo(PageAllocator& allocator, const ColumnDef& column, std::string_view text) {
-  const std::u16string units = ToUtf16(text);
-  const LongValueKind kind = KindFor(units.size() * 2);
+Bytes WriteMemo(PageAllocator& allocator, const ColumnDef& column, std::u16string_view text) {
+  const LongValueKind kind = KindFor(text.size() * 2);
   TextForm form = TextForm::kPlain;
   if (kind == LongValueKind::kInline) form = TextForm::kInlineMemo;
   if (kind == LongValueKind::kSingle && column.compressed()) form = TextForm::kText;
-  return Store(allocator, column, kind, EncodeText(units, form));
+  return Store(allocator, column, kind, EncodeText(text, form));
 }
 
 void FreeLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView stored) {

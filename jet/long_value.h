@@ -36,7 +36,7 @@ Bytes ReadLongValue(Pager& pager, ByteView stored);
 Bytes WriteLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView value);
 
 // A memo's text in the form that its length and the column ask for; then as above.
-Bytes WriteMemo(PageAllocator& allocator, const ColumnDef& column, std::string_view text);
+Bytes WriteMemo(PageAllocator& allocator, const ColumnDef& column, std::u16string_view text);
 
 // Gives back what the descriptor points to. Inside a Scope.
 void FreeLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView stored);

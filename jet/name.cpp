@@ -13,7 +13,6 @@
 namespace jet {
 namespace {
 
-constexpr std::size_t kMaxNameUnits = 64;
 constexpr std::size_t kAlwaysCounted = 255;  // bytes of a name that surely count in its key
 
 const CollationTable& TableFor(SortOrder order) {
@@ -117,9 +116,9 @@ bool SameName(SortOrder order, std::string_view a, std::string_view b) {
 void CheckNewName(SortOrder order, std::string_view name) {
   std::u16string units = ToUtf16(name);
   if (units.empty()) throw Error(ErrorCode::kBadName, "a name is empty");
-  if (units.size() > kMaxNameUnits) {
+  if (units.size() > kMaxNameChars) {
     throw Error(ErrorCode::kBadName, fmt::format("\"{}\" has {} characters, {} are allowed", name,
-                                                 units.size(), kMaxNameUnits));
+                                                 units.size(), kMaxNameChars));
   }
   if (units.front() == u' ') {
     throw Error(ErrorCode::kBadName, fmt::format("\"{}\" starts with a space", name));

@@ -9,6 +9,8 @@
 
 namespace jet {
 
+inline constexpr std::size_t kMaxNameChars = 64;  // UTF-16 units
+
 // Equal for two names that are the same object or column. Never throws: names
 // of an unsupported order are compared by the General order, names without a
 // key by their code units.

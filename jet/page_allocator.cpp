@@ -167,7 +167,7 @@ PageNumber PageAllocator::HighestTaken() const {
   return {page == 0 ? 0 : page - 1};
 }
 
-RowId PageAllocator::NewMap(PageNumber page_of_maps) {
+RowId PageAllocator::NewMap(PageNumber& page_of_maps) {
   const Bytes row(kNewMapBytes);
   if (page_of_maps) {
     const PageRef page = pager_->Read(page_of_maps);
@@ -175,10 +175,10 @@ RowId PageAllocator::NewMap(PageNumber page_of_maps) {
       return {page_of_maps, AddRow(page_of_maps, pager_->Edit(page_of_maps), row, SlotKind::kLive)};
     }
   }
-  const PageNumber fresh = Allocate();
-  const PageSpan page = pager_->Edit(fresh);
+  page_of_maps = Allocate();
+  const PageSpan page = pager_->Edit(page_of_maps);
   InitRowPage(page, 0);
-  return {fresh, AddRow(fresh, page, row, SlotKind::kLive)};
+  return {page_of_maps, AddRow(page_of_maps, page, row, SlotKind::kLive)};
 }
 
 }  // namespace jet

@@ -35,8 +35,8 @@ class PageAllocator {
   PageNumber HighestTaken() const;
 
   // A fresh map row of kNewMapBytes zero bytes: on `page_of_maps` if it has
-  // room (PageNumber{} = none), else on a new page of maps.
-  RowId NewMap(PageNumber page_of_maps);
+  // room (PageNumber{} = none), else on a new page of maps, which takes its place.
+  RowId NewMap(PageNumber& page_of_maps);
 
   Pager& pager() { return *pager_; }
 

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/column_type.h"
 #include "jet/types.h"
 
 namespace jet {

@@ -10,7 +10,6 @@ namespace jet {
 namespace {
 
 constexpr std::size_t kFixedAt = 2;
-constexpr std::size_t kNumericBytes = 17;
 
 // Variable slots that existed when a row with ids below `columns` was written:
 // every column knows how many there were before it.
@@ -31,17 +30,29 @@ const T& As(const ColumnDef& column, const Value& value) {
       .OfColumn(column.name);
 }
 
-void AddTextField(const ColumnDef& column, const std::string& text, Bytes& out) {
-  const std::u16string units = ToUtf16(text);
-  if (units.size() > column.max_chars()) {
-    throw Error(ErrorCode::kTextTooLong, std::to_string(units.size()) + " characters, " +
-                                             std::to_string(column.max_chars()) + " fit")
-        .OfColumn(column.name);
+void RequireRoom(const ColumnDef& column, std::size_t size, std::size_t room, const char* of) {
+  if (size <= room) return;
+  throw Error(ErrorCode::kTextTooLong,
+              std::to_string(size) + of + ", " + std::to_string(room) + " fit")
+      .OfColumn(column.name);
+}
+
+void RequireRoomForText(const ColumnDef& column, std::size_t units) {
+  if (column.type == ColumnType::kText) {
+    RequireRoom(column, units, column.max_chars(), " characters");
   }
+}
+
+void RequireRoomForBytes(const ColumnDef& column, std::size_t bytes) {
+  if (column.type == ColumnType::kBinary) RequireRoom(column, bytes, column.length, " bytes");
+}
+
+void AddTextField(const ColumnDef& column, std::u16string_view units, Bytes& out) {
+  RequireRoomForText(column, units.size());
   if (!column.fixed()) {
     return AddText(units, column.compressed() ? TextForm::kText : TextForm::kPlain, out);
   }
-  std::u16string padded = units;
+  std::u16string padded(units);
   padded.resize(column.max_chars(), u' ');
   AddPlain(padded, out);
 }
@@ -52,40 +63,58 @@ void AddNumeric(const Numeric& number, Bytes& out) {
 }
 
 void AddBinary(const ColumnDef& column, const Bytes& bytes, Bytes& out) {
-  if (bytes.size() > column.length) {
-    throw Error(ErrorCode::kTextTooLong,
-                std::to_string(bytes.size()) + " bytes, " + std::to_string(column.length) + " fit")
-        .OfColumn(column.name);
-  }
+  RequireRoomForBytes(column, bytes.size());
   const std::size_t start = out.size();
   AddBytes(out, bytes);
   if (column.fixed()) out.resize(start + column.length);
 }
 
-}  // namespace
-
-std::size_t FixedBytes(const ColumnDef& column) {
+// Of every type but texts and long values.
+void AddField(const ColumnDef& column, const Value& value, Bytes& out) {
   switch (column.type) {
     case ColumnType::kBoolean:
-      return 0;
+      AddU8(out, !IsNull(value) && As<bool>(column, value) ? 1 : 0);
+      break;
     case ColumnType::kByte:
-      return 1;
+      AddU8(out, As<std::uint8_t>(column, value));
+      break;
     case ColumnType::kInteger:
-      return 2;
+      AddU16(out, static_cast<std::uint16_t>(As<std::int16_t>(column, value)));
+      break;
     case ColumnType::kLong:
-    case ColumnType::kSingle:
-      return 4;
+      AddU32(out, static_cast<std::uint32_t>(As<std::int32_t>(column, value)));
+      break;
     case ColumnType::kCurrency:
+      AddU64(out, static_cast<std::uint64_t>(As<Currency>(column, value).ten_thousandths));
+      break;
+    case ColumnType::kSingle:
+      AddU32(out, std::bit_cast<std::uint32_t>(As<float>(column, value)));
+      break;
     case ColumnType::kDouble:
+      AddU64(out, std::bit_cast<std::uint64_t>(As<double>(column, value)));
+      break;
     case ColumnType::kDateTime:
-      return 8;
+      AddU64(out, std::bit_cast<std::uint64_t>(As<DateTime>(column, value).days));
+      break;
     case ColumnType::kGuid:
-      return 16;
+      AddBytes(out, As<Guid>(column, value).bytes);
+      break;
     case ColumnType::kNumeric:
-      return kNumericBytes;
+      return AddNumeric(As<Numeric>(column, value), out);
+    case ColumnType::kBinary:
+      return AddBinary(column, As<Bytes>(column, value), out);
     default:
-      return column.length;
+      throw Error(ErrorCode::kNotSupported, "writing " + TypeName(column.type))
+          .OfColumn(column.name);
   }
+}
+
+}  // namespace
+
+std::size_t DeclaredWidth(const TableDef& def) {
+  const std::size_t variables = def.next_variable_slot;
+  const std::size_t offsets = variables == 0 ? 4 : 2 * (variables + 1) + 2;
+  return kFixedAt + def.fixed_width() + offsets + (std::size_t{def.next_column_id} + 7) / 8;
 }
 
 RowView::RowView(const TableDef& def, ByteView bytes) : bytes_(bytes) {
@@ -128,7 +157,7 @@ std::optional<ByteView> RowView::Raw(const ColumnDef& column) const {
   if (column.type == ColumnType::kBoolean || !HasBit(column.id)) return std::nullopt;
   if (column.fixed()) {
     const std::size_t at = kFixedAt + column.fixed_offset;
-    const std::size_t length = FixedBytes(column);
+    const std::size_t length = column.fixed_bytes();
     if (at + length > fixed_end_) {
       throw Error(ErrorCode::kDamaged, "a fixed field leaves the row").OfColumn(column.name);
     }
@@ -143,6 +172,14 @@ std::optional<ByteView> RowView::Raw(const ColumnDef& column) const {
     throw Error(ErrorCode::kDamaged, "a row's variable fields overlap").OfColumn(column.name);
   }
   return bytes_.subspan(start, end - start);
+}
+
+void RequireFits(const ColumnDef& column, const Value& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    Named({.column = column.name}, [&] { RequireRoomForText(column, Utf16Length(*text)); });
+  } else if (const auto* bytes = std::get_if<Bytes>(&value)) {
+    RequireRoomForBytes(column, bytes->size());
+  }
 }
 
 Value DecodeField(const ColumnDef& column, ByteView stored) {
@@ -186,50 +223,10 @@ Value DecodeField(const ColumnDef& column, ByteView stored) {
   }
 }
 
-void AddField(const ColumnDef& column, const Value& value, Bytes& out) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      AddU8(out, !IsNull(value) && As<bool>(column, value) ? 1 : 0);
-      break;
-    case ColumnType::kByte:
-      AddU8(out, As<std::uint8_t>(column, value));
-      break;
-    case ColumnType::kInteger:
-      AddU16(out, static_cast<std::uint16_t>(As<std::int16_t>(column, value)));
-      break;
-    case ColumnType::kLong:
-      AddU32(out, static_cast<std::uint32_t>(As<std::int32_t>(column, value)));
-      break;
-    case ColumnType::kCurrency:
-      AddU64(out, static_cast<std::uint64_t>(As<Currency>(column, value).ten_thousandths));
-      break;
-    case ColumnType::kSingle:
-      AddU32(out, std::bit_cast<std::uint32_t>(As<float>(column, value)));
-      break;
-    case ColumnType::kDouble:
-      AddU64(out, std::bit_cast<std::uint64_t>(As<double>(column, value)));
-      break;
-    case ColumnType::kDateTime:
-      AddU64(out, std::bit_cast<std::uint64_t>(As<DateTime>(column, value).days));
-      break;
-    case ColumnType::kText:
-      return AddTextField(column, As<std::string>(column, value), out);
-    case ColumnType::kGuid:
-      AddBytes(out, As<Guid>(column, value).bytes);
-      break;
-    case ColumnType::kNumeric:
-      return AddNumeric(As<Numeric>(column, value), out);
-    case ColumnType::kBinary:
-      return AddBinary(column, As<Bytes>(column, value), out);
-    default:
-      throw Error(ErrorCode::kNotSupported, "writing " + TypeName(column.type))
-          .OfColumn(column.name);
-  }
-}
-
 void RowEncoder::Begin(const TableDef& def) {
   def_ = &def;
   fields_.assign(def.columns.size(), {});
+  texts_.Begin(def.columns.size());
   stored_.clear();
 }
 
@@ -241,7 +238,12 @@ void RowEncoder::SetStored(std::size_t ordinal, ByteView stored) {
 
 void RowEncoder::Set(std::size_t ordinal, const Value& value) {
   const std::size_t start = stored_.size();
-  AddField(def_->columns[ordinal], value, stored_);
+  const ColumnDef& column = def_->columns[ordinal];
+  if (column.type == ColumnType::kText) {
+    AddTextField(column, texts_.Of(ordinal, As<std::string>(column, value)), stored_);
+  } else {
+    AddField(column, value, stored_);
+  }
   fields_[ordinal] = {start, stored_.size(), true};
 }
 
@@ -274,7 +276,7 @@ ByteView RowEncoder::Finish() {
       continue;
     }
     const std::size_t at = kFixedAt + column.fixed_offset;
-    row_.resize(std::max(row_.size(), at + FixedBytes(column)));
+    row_.resize(std::max(row_.size(), at + column.fixed_bytes()));
     if (fields_[i].set) PutBytes(row_, at, Stored(fields_[i]));
   }
   if (!variables_.empty()) AddVariables();

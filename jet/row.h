@@ -11,14 +11,16 @@
 #include <optional>
 #include <vector>
 
+#include "jet/row_texts.h"
 #include "jet/table_def.h"
 #include "jet/value.h"
 
 namespace jet {
 
 inline constexpr std::size_t kMaxRowBytes = 4060;
-inline constexpr std::size_t kMaxTextChars = 255;
-inline constexpr std::size_t kMaxBinaryBytes = 510;
+// The bytes of a row without any text. Other programs refuse a file that has a table
+// over kMaxRowBytes.
+std::size_t DeclaredWidth(const TableDef& def);
 
 // Looks into the bytes of a row, without copying. Throws kDamaged where they
 // contradict themselves. Columns younger than the row answer Null (Boolean
@@ -43,15 +45,12 @@ class RowView {
   std::size_t fixed_end_ = 0;
 };
 
-// Bytes of a fixed column in the fixed region: 0 for Boolean.
-std::size_t FixedBytes(const ColumnDef& column);
+// Whether the column is wide enough for a text or bytes; other values always fit.
+// kTextTooLong, kBadText.
+void RequireFits(const ColumnDef& column, const Value& value);
 
 // Stored bytes -> value, for every type but long values.
 Value DecodeField(const ColumnDef& column, ByteView stored);
-// Value -> stored bytes, appended; kWrongType, kTextTooLong, kOutOfRange,
-// kBadText. The value must be of the column's own alternative (Null and Boolean
-// excepted).
-void AddField(const ColumnDef& column, const Value& value, Bytes& out);
 
 // Puts the bytes of a row together; keeps its buffers from row to row.
 class RowEncoder {
@@ -61,8 +60,11 @@ class RowEncoder {
   // A field as it is stored: of Booleans one byte, 0 or 1; of long values the
   // descriptor and what follows it.
   void SetStored(std::size_t ordinal, ByteView stored);
-  // The same for a value of any other type; as AddField.
+  // A value of any other type, which must be of the column's own alternative (Null
+  // and Boolean excepted). kWrongType, kTextTooLong, kBadText.
   void Set(std::size_t ordinal, const Value& value);
+  // Of the row's texts, for its keys and long values.
+  RowTexts& texts() { return texts_; }
   // All that a row holds, as SetStored takes it.
   void SetFrom(const RowView& row);
   // Makes a field Null; what it was, empty for Null.
@@ -83,6 +85,7 @@ class RowEncoder {
   const TableDef* def_ = nullptr;
   std::vector<Field> fields_;  // by ordinal
   Bytes stored_;
+  RowTexts texts_;
   std::vector<Field> variables_;  // by variable slot
   Bytes row_;
 };

@@ -11,60 +11,23 @@ namespace jet {
 
 namespace {
 
-// What a column descriptor says of a type that takes no size.
-struct TypeShape {
-  bool fixed = true;
-  std::uint16_t length = 0;     // the descriptor's length field
-  std::uint16_t row_bytes = 0;  // in the fixed region
-};
-
-TypeShape ShapeOf(const ColumnSpec& spec) {
-  const auto sized = [&](std::size_t bytes, std::size_t limit) {
-    if (bytes == 0 || bytes > limit) {
-      throw Error(ErrorCode::kOutOfRange, "size " + std::to_string(spec.max_size));
-    }
-    return TypeShape{false, static_cast<std::uint16_t>(bytes), 0};
-  };
-  switch (spec.type) {
-    case ColumnType::kBoolean:
-      return {true, 1, 0};
-    case ColumnType::kByte:
-      return {true, 1, 1};
-    case ColumnType::kInteger:
-      return {true, 2, 2};
-    case ColumnType::kLong:
-    case ColumnType::kSingle:
-      return {true, 4, 4};
-    case ColumnType::kCurrency:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return {true, 8, 8};
-    case ColumnType::kBinary:
-      return sized(spec.max_size, kMaxBinaryBytes);
-    case ColumnType::kText:
-      return sized(std::min(spec.max_size, kMaxTextChars + 1) * 2, kMaxTextChars * 2);
-    case ColumnType::kOle:
-    case ColumnType::kMemo:
-      return {false, 0, 0};
-    case ColumnType::kGuid:
-      return {false, 16, 0};
-    case ColumnType::kNumeric:
-      if (spec.precision < 1 || spec.precision > 28 || spec.scale > spec.precision) {
-        throw Error(ErrorCode::kOutOfRange, "precision and scale");
-      }
-      return {true, 17, 17};
-    case ColumnType::kRaw:
-      break;
+// The length that the descriptor of a new column has.
+std::uint16_t LengthOf(const ColumnSpec& spec) {
+  const TypeInfo& info = InfoOf(spec.type);
+  if (!info.creatable) throw Error(ErrorCode::kNotSupported, TypeName(spec.type) + " columns");
+  if (spec.type == ColumnType::kNumeric && !IsDecimalShape(spec.precision, spec.scale)) {
+    throw Error(ErrorCode::kOutOfRange, "precision and scale");
   }
-  throw Error(ErrorCode::kNotSupported, "type " + TypeName(spec.type));
+  if (info.size != ValueSize::kByColumn) return info.length;
+  const std::size_t unit = IsText(spec.type) ? 2 : 1;
+  if (spec.max_size == 0 || spec.max_size > info.length / unit) {
+    throw Error(ErrorCode::kOutOfRange, "size " + std::to_string(spec.max_size));
+  }
+  return static_cast<std::uint16_t>(spec.max_size * unit);
 }
 
-// The width that every row may have at least, as checked when a file is opened.
 void CheckWidth(const TableDef& def) {
-  const std::size_t variables = def.next_variable_slot;
-  const std::size_t offsets = variables == 0 ? 4 : 2 * (variables + 1) + 2;
-  const std::size_t width =
-      2 + def.fixed_width() + offsets + (std::size_t{def.next_column_id} + 7) / 8;
+  const std::size_t width = DeclaredWidth(def);
   if (width > kMaxRowBytes) {
     throw Error(ErrorCode::kRowTooLong, std::to_string(width) + " bytes without any text");
   }
@@ -77,7 +40,6 @@ void AddColumn(PageAllocator& allocator, SortOrder order, TableDef& def, const C
   CheckNewName(order, spec.name);
   if (def.FindColumn(spec.name, order)) throw Error(ErrorCode::kColumnExists);
   if (def.next_column_id >= kMaxColumns) throw Error(ErrorCode::kTooManyColumns);
-  const TypeShape shape = ShapeOf(spec);
   ColumnDef column;
   column.name = spec.name;
   column.type = spec.type;
@@ -85,11 +47,13 @@ void AddColumn(PageAllocator& allocator, SortOrder order, TableDef& def, const C
   column.position = def.next_column_id;
   column.variable_slot = def.next_variable_slot;
   column.order = order;
-  column.length = shape.length;
+  column.length = LengthOf(spec);
   column.flags = ColumnDef::kUpdatable;
-  if (shape.fixed) {
+  if (InfoOf(spec.type).fixed) {
     column.flags |= ColumnDef::kFixed;
-    if (shape.row_bytes != 0) column.fixed_offset = static_cast<std::uint16_t>(def.fixed_width());
+    if (column.fixed_bytes() != 0) {
+      column.fixed_offset = static_cast<std::uint16_t>(def.fixed_width());
+    }
   } else {
     ++def.next_variable_slot;
   }
@@ -108,8 +72,7 @@ void AddColumn(PageAllocator& allocator, SortOrder order, TableDef& def, const C
   }
   if (IsLongValue(spec.type)) {
     column.owned_map = allocator.NewMap(page_of_maps);
-    column.free_map = allocator.NewMap(column.owned_map.page);
-    page_of_maps = column.free_map.page;
+    column.free_map = allocator.NewMap(page_of_maps);
   }
   ++def.next_column_id;
   def.columns.push_back(std::move(column));
@@ -149,21 +112,17 @@ std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def
     const std::optional<std::size_t> ordinal = def.FindColumn(spec.columns[i], order);
     if (!ordinal) throw Error(ErrorCode::kColumnMissing, spec.columns[i]);
     const ColumnDef& column = def.columns[*ordinal];
-    if (column.type == ColumnType::kBoolean || column.type == ColumnType::kOle) {
-      throw Error(ErrorCode::kNotSupported, "an index of " + TypeName(column.type));
-    }
+    const bool ascending = i >= spec.descending.size() || !spec.descending[i];
+    RequireIndexable(column, ascending);
     const auto same = [&](const IndexColumn& other) { return other.column == column.id; };
     if (std::any_of(real.columns.begin(), real.columns.end(), same)) {
       throw Error(ErrorCode::kColumnExists, spec.columns[i] + " twice in an index");
     }
-    real.columns.push_back({column.id, i >= spec.descending.size() || !spec.descending[i]});
+    real.columns.push_back({column.id, ascending});
   }
-  Pager& pager = allocator.pager();
   real.root = allocator.Allocate();
-  Index::InitRoot(pager.Edit(real.root), def.page);
   real.page_map = allocator.NewMap(page_of_maps);
-  page_of_maps = real.page_map.page;
-  UsageMap(pager, real.page_map).Add(real.root, allocator);
+  Index::InitTree(allocator, def.page, real);
 
   LogicalIndex logical;
   logical.name = spec.name;
@@ -177,17 +136,6 @@ std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def
   def.logical_indexes.insert(place, std::move(logical));
   def.real_indexes.push_back(std::move(real));
   return def.real_indexes.size() - 1;
-}
-
-// Runs `action`, naming the column or index in any error.
-template <typename Action>
-auto Named(const std::string& name, Action&& action) {
-  try {
-    return action();
-  } catch (Error& error) {
-    error.OfColumn(name);
-    throw;
-  }
 }
 
 std::vector<IndexEntry> SortedEntries(const Table& table, const TableDef& def,
@@ -231,14 +179,14 @@ TableDef BuildTable(PageAllocator& allocator, SortOrder order, const TableSpec& 
   TableDef def;
   def.page = allocator.Allocate();
   def.pages = {def.page};
-  def.owned_map = allocator.NewMap(PageNumber{});
-  def.free_map = allocator.NewMap(def.owned_map.page);
-  PageNumber page_of_maps = def.free_map.page;
+  PageNumber page_of_maps;
+  def.owned_map = allocator.NewMap(page_of_maps);
+  def.free_map = allocator.NewMap(page_of_maps);
   for (const ColumnSpec& column : spec.columns) {
-    Named(column.name, [&] { AddColumn(allocator, order, def, column, page_of_maps); });
+    Named({.column = column.name}, [&] { AddColumn(allocator, order, def, column, page_of_maps); });
   }
   for (const IndexSpec& index : spec.indexes) {
-    Named(index.name, [&] { AddIndexDef(allocator, order, def, index, page_of_maps); });
+    Named({.column = index.name}, [&] { AddIndexDef(allocator, order, def, index, page_of_maps); });
   }
   def.Store(allocator.pager(), allocator);
   return def;
@@ -248,14 +196,14 @@ void AppendColumnTo(PageAllocator& allocator, SortOrder order, TableDef& def,
                     const ColumnSpec& spec) {
   RequireProvenOrder(order);
   PageNumber page_of_maps = def.owned_map.page;
-  Named(spec.name, [&] { AddColumn(allocator, order, def, spec, page_of_maps); });
+  Named({.column = spec.name}, [&] { AddColumn(allocator, order, def, spec, page_of_maps); });
   def.Store(allocator.pager(), allocator);
 }
 
 void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, TableDef& def,
                 const IndexSpec& spec) {
   RequireProvenOrder(order);
-  Named(spec.name, [&] {
+  Named({.column = spec.name}, [&] {
     PageNumber page_of_maps = def.owned_map.page;
     const std::size_t ordinal = AddIndexDef(allocator, order, def, spec, page_of_maps);
     const std::vector<IndexEntry> entries = SortedEntries(table, def, def.real_indexes[ordinal]);

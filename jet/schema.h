@@ -6,10 +6,6 @@
 
 namespace jet {
 
-inline constexpr std::size_t kMaxColumns = 255;  // in a table's lifetime
-inline constexpr std::size_t kMaxIndexes = 32;   // trees, and names of indexes
-inline constexpr std::size_t kMaxIndexColumns = 10;
-
 // Throws kUnsortable, with the order in the detail, for files whose text keys we
 // cannot write.
 void RequireProvenOrder(SortOrder order);

@@ -9,6 +9,7 @@ namespace jet {
 namespace {
 
 using enum ColumnType;
+using enum SystemColumn::Use;
 
 // Descriptors stand in alphabetical order, whatever the ids.
 constexpr SystemColumn kObjectsColumns[] = {
@@ -19,27 +20,27 @@ constexpr SystemColumn kObjectsColumns[] = {
     {7, "Flags", kLong, 26},
     {10, "ForeignName", kText, 4},
     {0, "Id", kLong, 0},
-    {13, "Lv", kOle, 7},
-    {16, "LvExtra", kOle, 10},
-    {15, "LvModule", kOle, 9},
+    {13, "Lv", kOle, 7, kUnread},
+    {16, "LvExtra", kOle, 10, kUnread},
+    {15, "LvModule", kOle, 9, kUnread},
     {14, "LvProp", kOle, 8},
     {2, "Name", kText, 0},
-    {6, "Owner", kBinary, 1, true},
+    {6, "Owner", kBinary, 1, kSecurityIds},
     {1, "ParentId", kLong, 4},
-    {12, "RmtInfoLong", kOle, 6},
-    {11, "RmtInfoShort", kBinary, 5},
+    {12, "RmtInfoLong", kOle, 6, kUnread},
+    {11, "RmtInfoShort", kBinary, 5, kUnread},
     {3, "Type", kInteger, 8},
 };
 constexpr SystemColumn kAccessColumns[] = {
     {2, "ACM", kLong, 4},
     {3, "FInheritable", kBoolean, 0},
     {0, "ObjectId", kLong, 0},
-    {1, "SID", kBinary, 0, true},
+    {1, "SID", kBinary, 0, kSecurityIds},
 };
 constexpr SystemColumn kQueriesColumns[] = {
-    {1, "Attribute", kByte, 4}, {5, "Expression", kMemo, 3}, {6, "Flag", kInteger, 5},
-    {7, "LvExtra", kLong, 7},   {3, "Name1", kText, 1},      {4, "Name2", kText, 2},
-    {0, "ObjectId", kLong, 0},  {2, "Order", kBinary, 0},
+    {1, "Attribute", kByte, 4},        {5, "Expression", kMemo, 3}, {6, "Flag", kInteger, 5},
+    {7, "LvExtra", kLong, 7, kUnread}, {3, "Name1", kText, 1},      {4, "Name2", kText, 2},
+    {0, "ObjectId", kLong, 0},         {2, "Order", kBinary, 0},
 };
 constexpr SystemColumn kRelationshipsColumns[] = {
     {2, "ccolumn", kLong, 4},
@@ -74,10 +75,10 @@ constexpr SystemIndex kRelationshipsIndexes[] = {
 };
 
 constexpr SystemTableSpec kSystemTables[] = {
-    {kObjectsPage, "MSysObjects", kObjectsColumns, kObjectsIndexes},
-    {kAccessPage, "MSysACEs", kAccessColumns, kAccessIndexes},
-    {kQueriesPage, "MSysQueries", kQueriesColumns, kQueriesIndexes},
-    {kRelationshipsPage, "MSysRelationships", kRelationshipsColumns, kRelationshipsIndexes},
+    {kObjectsPage, kObjectsTable, kObjectsColumns, kObjectsIndexes},
+    {kAccessPage, kAccessTable, kAccessColumns, kAccessIndexes},
+    {kQueriesPage, kQueriesTable, kQueriesColumns, kQueriesIndexes},
+    {kRelationshipsPage, kRelationshipsTable, kRelationshipsColumns, kRelationshipsIndexes},
 };
 
 }  // namespace

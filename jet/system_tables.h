@@ -8,14 +8,11 @@
 #include <span>
 #include <string>
 
+#include "jet/column_type.h"
+#include "jet/system_ids.h"
 #include "jet/table_def.h"
 
 namespace jet {
-
-inline constexpr PageNumber kObjectsPage{2};
-inline constexpr PageNumber kAccessPage{3};
-inline constexpr PageNumber kQueriesPage{4};
-inline constexpr PageNumber kRelationshipsPage{5};
 
 // A column as a new file has it. Files of other programs have the same ones, of
 // the same types. `place`: offset in the fixed region, or slot.
@@ -24,7 +21,11 @@ struct SystemColumn {
   const char* name;
   ColumnType type;
   std::uint16_t place;
-  bool masked = false;  // holds security ids
+  enum class Use : std::uint8_t {
+    kRead,
+    kSecurityIds,  // read, and masked
+    kUnread,       // not read: a file may lack it
+  } use = Use::kRead;
 };
 
 struct SystemIndex {

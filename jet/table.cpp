@@ -280,7 +280,8 @@ void Table::StoreField(std::size_t ordinal, const Value& value) {
   if (column.type == ColumnType::kMemo) {
     const auto* text = std::get_if<std::string>(&value);
     if (text == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
-    encoder_.SetStored(ordinal, WriteMemo(*allocator_, column, *text));
+    encoder_.SetStored(ordinal,
+                       WriteMemo(*allocator_, column, encoder_.texts().Of(ordinal, *text)));
   } else if (column.type == ColumnType::kOle) {
     const auto* bytes = std::get_if<Bytes>(&value);
     if (bytes == nullptr) throw Error(ErrorCode::kWrongType).OfColumn(column.name);
@@ -380,8 +381,8 @@ RowId Table::Insert(std::span<const Value> values) {
     std::vector<Value> buffer;
     const std::span<const Value> row = Complete(values, buffer);
     for (std::size_t i = 0; i < row.size(); ++i) CheckRules(i, row[i]);
-    const std::vector<KeyChange> keys = KeysOfNewRow(row);
     encoder_.Begin(def_);
+    const std::vector<KeyChange> keys = KeysOfNewRow(row);
     for (std::size_t i = 0; i < row.size(); ++i) {
       if (!jet::IsNull(row[i])) StoreField(i, row[i]);
     }
@@ -400,9 +401,9 @@ void Table::Update(RowId id, std::span<const FieldChange> changes) {
     if (!Read(id, row)) throw Error::Damaged(id.page, "the row is gone");
     for (const FieldChange& change : changes) CheckRules(change.ordinal, change.value);
     Scope scope(pager());
-    const std::vector<KeyChange> keys = KeyChanges(id, row, changes);
     encoder_.Begin(def_);
     encoder_.SetFrom(row.view());
+    const std::vector<KeyChange> keys = KeyChanges(id, row, changes);
     bool counters = !keys.empty();
     for (const FieldChange& change : changes) {
       const ColumnDef& column = def_.columns[change.ordinal];

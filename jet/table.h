@@ -124,10 +124,9 @@ class Table {
   std::int32_t GreatestNumber(std::size_t ordinal) const;
   bool RaiseAutonumber(const ColumnDef& column, const Value& value);
   void StoreField(std::size_t ordinal, const Value& value);
-  std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values) const;
+  std::vector<KeyChange> KeysOfNewRow(std::span<const Value> values);
   void EraseKeys(const Row& row);
-  std::vector<KeyChange> KeyChanges(RowId id, const Row& row,
-                                    std::span<const FieldChange> changes) const;
+  std::vector<KeyChange> KeyChanges(RowId id, const Row& row, std::span<const FieldChange> changes);
   void CheckKey(std::size_t real, const IndexKey& key, RowId except) const;
   void ApplyKeyChanges(RowId id, const std::vector<KeyChange>& changes);
 

@@ -6,7 +6,6 @@
 #include "jet/bytes.h"
 #include "jet/name.h"
 #include "jet/page_allocator.h"
-#include "jet/row.h"
 #include "jet/text.h"
 
 namespace jet {
@@ -235,7 +234,8 @@ void RequireApart(const TableDef& def, std::vector<const ColumnDef*>& fixed) {
     return a->fixed_offset < b->fixed_offset;
   });
   for (std::size_t i = 1; i < fixed.size(); ++i) {
-    if (fixed[i - 1]->fixed_offset + FixedBytes(*fixed[i - 1]) <= fixed[i]->fixed_offset) continue;
+    if (fixed[i - 1]->fixed_offset + fixed[i - 1]->fixed_bytes() <= fixed[i]->fixed_offset)
+      continue;
     throw Error::Damaged(def.page,
                          "columns " + fixed[i - 1]->name + " and " + fixed[i]->name + " overlap");
   }
@@ -246,7 +246,7 @@ void CheckColumns(const TableDef& def) {
   std::vector<const ColumnDef*> fixed;
   for (const ColumnDef& column : def.columns) {
     const bool id_ok = column.id.value < def.next_column_id && !seen[column.id.value];
-    const bool place_ok = column.fixed() ? column.fixed_offset + FixedBytes(column) <= kPageSize
+    const bool place_ok = column.fixed() ? column.fixed_offset + column.fixed_bytes() <= kPageSize
                                          : column.variable_slot < def.next_variable_slot &&
                                                !slots[column.variable_slot];
     if (!id_ok || !place_ok) {
@@ -255,7 +255,7 @@ void CheckColumns(const TableDef& def) {
     seen[column.id.value] = true;
     if (!column.fixed()) {
       slots[column.variable_slot] = true;
-    } else if (FixedBytes(column) != 0) {
+    } else if (column.fixed_bytes() != 0) {
       fixed.push_back(&column);
     }
   }
@@ -392,7 +392,7 @@ std::size_t TableDef::fixed_width() const {
   std::size_t width = 0;
   for (const ColumnDef& column : columns) {
     if (column.fixed() && column.type != ColumnType::kBoolean) {
-      width = std::max(width, column.fixed_offset + FixedBytes(column));
+      width = std::max(width, column.fixed_offset + column.fixed_bytes());
     }
   }
   return width;

@@ -8,12 +8,17 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/column_type.h"
 #include "jet/pager.h"
 #include "jet/types.h"
 
 namespace jet {
 
 class PageAllocator;
+
+inline constexpr std::size_t kMaxColumns = 255;  // in a table's lifetime
+inline constexpr std::size_t kMaxIndexes = 32;   // trees; of a new table, names of indexes, too
+inline constexpr std::size_t kMaxIndexColumns = 10;
 
 struct ColumnDef {
   std::string name;
@@ -30,13 +35,18 @@ struct ColumnDef {
   RowId owned_map, free_map;              // of long values
 
   static constexpr std::uint8_t kFixed = 0x01, kUpdatable = 0x02, kAutoNumber = 0x04,
-                                kSystem = 0x10, kMasked = 0x20, kAutoGuid = 0x40, kHyperlink = 0x80;
+                                kSystem = 0x10, kMasked = 0x20;
   static constexpr std::uint8_t kCompressed = 0x01;
 
   bool fixed() const { return (flags & kFixed) != 0; }
   bool auto_number() const { return (flags & kAutoNumber) != 0; }
   bool compressed() const { return (text_flags & kCompressed) != 0; }
   std::size_t max_chars() const { return length / 2; }  // of Text
+  // Of a fixed column: its bytes in the fixed region.
+  std::size_t fixed_bytes() const {
+    const TypeInfo& info = InfoOf(type);
+    return info.size == ValueSize::kExact ? info.bytes : length;
+  }
 
   // Bytes of the descriptor that we carry but do not interpret (+17, +21 of
   // variable columns).

@@ -65,12 +65,12 @@ std::int32_t Table::GreatestNumber(std::size_t ordinal) const {
   return greatest;
 }
 
-std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values) const {
+std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values) {
   std::vector<KeyChange> changes;
   for (std::size_t real = 0; real < def_.real_indexes.size(); ++real) {
     const RealIndex& index = def_.real_indexes[real];
-    IndexKey key =
-        BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& { return values[ordinal]; });
+    const auto value_of = [&](std::size_t ordinal) -> const Value& { return values[ordinal]; };
+    IndexKey key = BuildKey(def_, index, value_of, &encoder_.texts());
     CheckKey(real, key, {});
     if (index.ignore_nulls() && key.all_null) continue;
     changes.push_back({real, std::nullopt, false, std::move(key.bytes)});
@@ -79,7 +79,7 @@ std::vector<Table::KeyChange> Table::KeysOfNewRow(std::span<const Value> values)
 }
 
 std::vector<Table::KeyChange> Table::KeyChanges(RowId id, const Row& row,
-                                                std::span<const FieldChange> changes) const {
+                                                std::span<const FieldChange> changes) {
   const auto changed_value = [&](std::size_t ordinal) -> const Value* {
     for (const FieldChange& change : changes) {
       if (change.ordinal == ordinal) return &change.value;
@@ -96,10 +96,11 @@ std::vector<Table::KeyChange> Table::KeyChanges(RowId id, const Row& row,
         });
     if (!touched) continue;
     Value stored;
-    IndexKey key = BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& {
+    const auto new_value = [&](std::size_t ordinal) -> const Value& {
       const Value* changed = changed_value(ordinal);
       return changed != nullptr ? *changed : stored = row.Get(ordinal);
-    });
+    };
+    IndexKey key = BuildKey(def_, index, new_value, &encoder_.texts());
     KeyChange change{real, std::nullopt, false, std::nullopt};
     try {
       IndexKey old = BuildKey(def_, index, [&](std::size_t ordinal) -> const Value& {

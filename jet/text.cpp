@@ -45,6 +45,21 @@ std::uint32_t TakeCode(const std::uint8_t*& at, const std::uint8_t* end) {
   return code;
 }
 
+// Hands over one code point after the other.
+template <class Sink>
+void WalkCodes(std::string_view text, Sink&& sink) {
+  const auto* const begin = reinterpret_cast<const std::uint8_t*>(text.data());
+  const std::uint8_t* const end = begin + text.size();
+  for (const std::uint8_t* at = begin; at != end;) {
+    const auto start = static_cast<std::size_t>(at - begin);
+    const std::uint32_t code = TakeCode(at, end);
+    if (code == kBadSequence) {
+      throw Error(ErrorCode::kBadText, "byte " + std::to_string(start) + " of the text");
+    }
+    sink(code);
+  }
+}
+
 // Puts units together to code points and appends them as UTF-8: at most three
 // bytes a unit.
 class Utf8Sink {
@@ -147,28 +162,26 @@ std::optional<Bytes> Compress(std::u16string_view text) {
 }  // namespace
 
 std::size_t ToUtf16(std::string_view text, std::span<char16_t> out) {
-  const auto* const begin = reinterpret_cast<const std::uint8_t*>(text.data());
-  const std::uint8_t* const end = begin + text.size();
   char16_t* to = out.data();
-  for (const std::uint8_t* at = begin; at != end;) {
-    const auto start = static_cast<std::size_t>(at - begin);
-    const std::uint32_t code = TakeCode(at, end);
-    if (code == kBadSequence) {
-      throw Error(ErrorCode::kBadText, "byte " + std::to_string(start) + " of the text");
-    }
+  WalkCodes(text, [&](std::uint32_t code) {
     if (code > 0xFFFF) {
       *to++ = static_cast<char16_t>(0xD7C0 + (code >> 10));
       *to++ = static_cast<char16_t>(0xDC00 + (code & 0x3FF));
     } else {
       *to++ = static_cast<char16_t>(code);
     }
-  }
+  });
   return static_cast<std::size_t>(to - out.data());
 }
 
+void ToUtf16(std::string_view text, std::u16string& out) {
+  out.resize(text.size());
+  out.resize(ToUtf16(text, std::span(out)));
+}
+
 std::u16string ToUtf16(std::string_view text) {
-  std::u16string out(text.size(), u'\0');
-  out.resize(ToUtf16(text, out));
+  std::u16string out;
+  ToUtf16(text, out);
   return out;
 }
 
@@ -183,11 +196,7 @@ std::string ToUtf8(std::u16string_view text) {
 
 std::size_t Utf16Length(std::string_view text) {
   std::size_t units = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<std::uint8_t>(c);
-    if ((byte & 0xC0) != 0x80) ++units;
-    if (byte >= 0xF0) ++units;
-  }
+  WalkCodes(text, [&](std::uint32_t code) { units += code > 0xFFFF ? 2 : 1; });
   return units;
 }
 

@@ -13,13 +13,15 @@
 namespace jet {
 
 // Unpaired surrogates, which real files may hold, survive as three-byte
-// sequences. ToUtf16 throws kBadText for anything else that is no UTF-8.
+// sequences. ToUtf16 throws kBadText for anything else that is not UTF-8.
 std::u16string ToUtf16(std::string_view text);
+// The same into a buffer that the caller reuses.
+void ToUtf16(std::string_view text, std::u16string& out);
 // The same into a buffer with room for text.size() units; how many there are.
 std::size_t ToUtf16(std::string_view text, std::span<char16_t> out);
 std::string ToUtf8(std::u16string_view text);
 
-// Length in UTF-16 units, the measure of every limit in the format.
+// How many units ToUtf16 makes, the measure of every limit in the format. kBadText.
 std::size_t Utf16Length(std::string_view text);
 
 // Decodes a stored text, compressed or plain. A trailing odd byte is damage.

@@ -1,5 +1,5 @@
 // The small types that every room of the engine shares: page and row
-// addresses, column types, sort orders.
+// addresses, sort orders.
 #pragma once
 
 #include <compare>
@@ -46,35 +46,6 @@ struct ColumnId {
   std::uint16_t value = 0;
   friend constexpr auto operator<=>(const ColumnId&, const ColumnId&) = default;
 };
-
-// The type codes of the format.
-enum class ColumnType : std::uint8_t {
-  kBoolean = 1,
-  kByte = 2,
-  kInteger = 3,
-  kLong = 4,
-  kCurrency = 5,
-  kSingle = 6,
-  kDouble = 7,
-  kDateTime = 8,
-  kBinary = 9,
-  kText = 10,
-  kOle = 11,
-  kMemo = 12,
-  kGuid = 15,
-  kNumeric = 16,
-  kRaw = 17,  // fixed bytes of a system table; read only
-};
-
-constexpr bool IsLongValue(ColumnType type) {
-  return type == ColumnType::kOle || type == ColumnType::kMemo;
-}
-constexpr bool IsText(ColumnType type) {
-  return type == ColumnType::kText || type == ColumnType::kMemo;
-}
-
-// The English name of a type ("Long", "Text"), for messages and listings.
-std::string TypeName(ColumnType type);
 
 // Four bytes in the header and in every column descriptor.
 struct SortOrder {

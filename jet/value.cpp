@@ -3,37 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
-
-#include "jet/bytes.h"
+#include <charconv>
 
 namespace jet {
 namespace {
-
-// Days from 1899-12-30 to a date of the proleptic Gregorian calendar.
-std::int64_t DaysFromCivil(int year, int month, int day) {
-  year -= month <= 2 ? 1 : 0;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t year_of_era = year - era * 400;
-  const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const std::int64_t day_of_era =
-      year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
-  return era * 146097 + day_of_era - 693899;
-}
-
-void CivilFromDays(std::int64_t days, CivilTime& civil) {
-  days += 693899;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t day_of_era = days - era * 146097;
-  const std::int64_t year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const std::int64_t day_of_year =
-      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const std::int64_t month = (5 * day_of_year + 2) / 153;
-  civil.day = static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1);
-  civil.month = static_cast<int>(month < 10 ? month + 3 : month - 9);
-  civil.year = static_cast<int>(year_of_era + era * 400 + (civil.month <= 2 ? 1 : 0));
-}
 
 using Magnitude = std::array<std::uint32_t, 4>;
 
@@ -61,80 +34,38 @@ unsigned PopDigit(Magnitude& magnitude) {
 
 }  // namespace
 
-std::string TypeName(ColumnType type) {
-  switch (type) {
-    case ColumnType::kBoolean:
-      return "Boolean";
-    case ColumnType::kByte:
-      return "Byte";
-    case ColumnType::kInteger:
-      return "Integer";
-    case ColumnType::kLong:
-      return "Long";
-    case ColumnType::kCurrency:
-      return "Currency";
-    case ColumnType::kSingle:
-      return "Single";
-    case ColumnType::kDouble:
-      return "Double";
-    case ColumnType::kDateTime:
-      return "DateTime";
-    case ColumnType::kBinary:
-      return "Binary";
-    case ColumnType::kText:
-      return "Text";
-    case ColumnType::kOle:
-      return "OLE";
-    case ColumnType::kMemo:
-      return "Memo";
-    case ColumnType::kGuid:
-      return "GUID";
-    case ColumnType::kNumeric:
-      return "Numeric";
-    case ColumnType::kRaw:
-      return "Raw";
-  }
-  return fmt::format("type {}", static_cast<unsigned>(type));
-}
-
-DateTime ToDateTime(const CivilTime& civil) {
-  const auto days = static_cast<double>(DaysFromCivil(civil.year, civil.month, civil.day));
-  const double time = (civil.hour * 3600 + civil.minute * 60 + civil.second) / 86400.0;
-  return {days < 0 ? days - time : days + time};
-}
-
-CivilTime ToCivilTime(DateTime date) {
-  CivilTime civil;
-  double days = std::trunc(date.days);
-  auto seconds = static_cast<std::int64_t>(std::llround(std::fabs(date.days - days) * 86400.0));
-  if (!(std::fabs(days) < 1e9)) return civil;  // no calendar reaches so far
-  auto whole = static_cast<std::int64_t>(days);
-  if (seconds == 86400) {
-    seconds = 0;
-    ++whole;
-  }
-  CivilFromDays(whole, civil);
-  civil.hour = static_cast<int>(seconds / 3600);
-  civil.minute = static_cast<int>(seconds / 60 % 60);
-  civil.second = static_cast<int>(seconds % 60);
-  return civil;
-}
-
-std::string FormatDateTime(DateTime date) {
-  const CivilTime civil = ToCivilTime(date);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", civil.year, civil.month, civil.day,
-                     civil.hour, civil.minute, civil.second);
+std::array<std::uint8_t, 16> PrintedOrder(const std::array<std::uint8_t, 16>& bytes) {
+  constexpr std::array<std::size_t, 16> kFrom = {3, 2, 1,  0,  5,  4,  7,  6,
+                                                 8, 9, 10, 11, 12, 13, 14, 15};
+  std::array<std::uint8_t, 16> printed{};
+  for (std::size_t i = 0; i < printed.size(); ++i) printed[i] = bytes[kFrom[i]];
+  return printed;
 }
 
 std::string FormatGuid(const Guid& guid) {
-  const ByteView bytes(guid.bytes);
-  std::string text =
-      fmt::format("{{{:08X}-{:04X}-{:04X}-", GetU32(bytes, 0), GetU16(bytes, 4), GetU16(bytes, 6));
-  for (std::size_t i = 8; i < 16; ++i) {
-    if (i == 10) text += '-';
-    text += fmt::format("{:02X}", bytes[i]);
+  const auto printed = PrintedOrder(guid.bytes);
+  std::string text = "{";
+  for (std::size_t i = 0; i < printed.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += fmt::format("{:02X}", printed[i]);
   }
   return text + '}';
+}
+
+std::optional<Guid> ParseGuid(std::string_view text) {
+  if (text.starts_with('{') && text.ends_with('}')) text = text.substr(1, text.size() - 2);
+  Guid guid;
+  for (std::uint8_t& byte : guid.bytes) {
+    if (text.starts_with('-')) text.remove_prefix(1);
+    const std::string_view digits = text.substr(0, 2);
+    const auto [end, failure] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+    if (failure != std::errc() || end != digits.data() + 2) return std::nullopt;
+    text.remove_prefix(2);
+  }
+  if (!text.empty()) return std::nullopt;
+  guid.bytes = PrintedOrder(guid.bytes);
+  return guid;
 }
 
 std::string FormatNumeric(const Numeric& number, int scale) {

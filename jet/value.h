@@ -6,6 +6,7 @@
 #include <string>
 #include <variant>
 
+#include "jet/date_time.h"
 #include "jet/types.h"
 
 namespace jet {
@@ -16,23 +17,9 @@ struct Currency {
   friend auto operator<=>(const Currency&, const Currency&) = default;
 };
 
-// Days since 1899-12-30, local time without a zone; the fraction is the time of
-// day (for days before 1899-12-30 it still counts forward from midnight).
-struct DateTime {
-  double days = 0;
-  friend auto operator<=>(const DateTime&, const DateTime&) = default;
-};
-
-struct CivilTime {
-  int year = 1899, month = 12, day = 30, hour = 0, minute = 0, second = 0;
-};
-DateTime ToDateTime(const CivilTime& civil);
-CivilTime ToCivilTime(DateTime date);       // rounded to the second
-std::string FormatDateTime(DateTime date);  // "2010-01-04 00:00:00"
-
-// Empty, and not to be copied as bytes. A variant whose alternatives are all bytes,
-// strings and vectors is taken by libstdc++ for one that always holds a value; it
-// then destroys what was never made when copying a text runs out of memory.
+// Makes Guid non-trivial. Otherwise libstdc++ takes the variant for one that always
+// holds a value, and destroys a string that was never made when a copy of it runs out
+// of memory.
 struct NotBytes {
   NotBytes() = default;
   NotBytes(const NotBytes&) noexcept {}
@@ -47,6 +34,10 @@ struct Guid {
   friend auto operator<=>(const Guid&, const Guid&) = default;
 };
 std::string FormatGuid(const Guid& guid);  // "{00112233-4455-...}"
+// The braces and each hyphen may be missing; nothing for any other text.
+std::optional<Guid> ParseGuid(std::string_view text);
+// From the stored order of a GUID's bytes to the printed one, and back.
+std::array<std::uint8_t, 16> PrintedOrder(const std::array<std::uint8_t, 16>& bytes);
 
 // Decimal of up to 28 digits: (negative ? -1 : 1) * magnitude / 10^scale, where
 // the scale belongs to the column. magnitude: most significant word first.
@@ -56,7 +47,7 @@ struct Numeric {
   friend auto operator<=>(const Numeric&, const Numeric&) = default;
 };
 std::string FormatNumeric(const Numeric& number, int scale);
-// Nothing if `text` is no decimal or does not fit.
+// Nothing if `text` is not a decimal or does not fit.
 std::optional<Numeric> ParseNumeric(std::string_view text, int precision, int scale);
 
 using Null = std::monostate;

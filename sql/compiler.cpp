@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "jet/ascii.h"
 #include "jet/name.h"
 #include "sql/error.h"
 #include "sql/lexer.h"
@@ -29,7 +30,7 @@ constexpr std::array<AggregateName, 7> kAggregates = {{
 std::optional<Aggregation> AggregateOf(const Expr& expr) {
   if (expr.kind != Expr::Kind::kCall) return std::nullopt;
   for (const AggregateName& each : kAggregates) {
-    if (!EqualsAsciiCase(each.name, expr.name)) continue;
+    if (!jet::EqualsAsciiCase(each.name, expr.name)) continue;
     const bool star = expr.args.size() == 1 && expr.args[0]->kind == Expr::Kind::kStar;
     if (expr.args.size() != 1 || (star && each.function != Aggregation::kCount)) {
       throw Error(ErrorCode::kBadQuery, fmt::format("{} takes one expression", each.name));
@@ -89,7 +90,8 @@ std::optional<std::size_t> Scope::TrySource(std::string_view name) const {
 
 std::size_t Scope::FindSource(std::string_view name) const {
   if (const auto source = TrySource(name)) return *source;
-  throw Error(ErrorCode::kUnresolved, fmt::format("{} is no source of the query", name)).Of(name);
+  throw Error(ErrorCode::kUnresolved, fmt::format("{} is not a source of the query", name))
+      .Of(name);
 }
 
 std::optional<std::size_t> Scope::ColumnOf(const Entry& entry, std::string_view key) const {
@@ -153,9 +155,7 @@ std::string Compiler::Canonical(const Expr& expr) const {
   }
   std::string text = fmt::format("({} {} {}", static_cast<int>(expr.kind),
                                  static_cast<int>(expr.op), expr.negated);
-  for (const char c : expr.name) {
-    text += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
+  text += jet::AsciiLower(expr.name);
   if (expr.kind == Expr::Kind::kLiteral) {
     Datum value;
     FromValue(expr.value, 0, value);

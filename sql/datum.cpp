@@ -3,13 +3,11 @@
 #include <fmt/format.h>
 
 #include <bit>
-#include <charconv>
-#include <cmath>
-#include <limits>
 
+#include "jet/ascii.h"
 #include "jet/name.h"
+#include "jet/number.h"
 #include "sql/error.h"
-#include "sql/lexer.h"
 
 namespace sql {
 namespace {
@@ -47,15 +45,11 @@ struct FromValueVisitor {
   }
 };
 
-// Rounds half to even, as every conversion to a whole number does.
 template <typename Integer>
 Integer Whole(double number) {
-  const double rounded = std::nearbyint(number);
-  if (!(rounded >= static_cast<double>(std::numeric_limits<Integer>::min()) &&
-        rounded <= static_cast<double>(std::numeric_limits<Integer>::max()))) {
-    throw Error(ErrorCode::kBadValue, fmt::format("{} is out of range", number));
-  }
-  return static_cast<Integer>(rounded);
+  const auto rounded = jet::RoundHalfEven<Integer>(number);
+  if (!rounded) throw Error(ErrorCode::kBadValue, fmt::format("{} is out of range", number));
+  return *rounded;
 }
 
 jet::Value NumberValue(double number, jet::ColumnType type) {
@@ -68,13 +62,8 @@ jet::Value NumberValue(double number, jet::ColumnType type) {
       return Whole<std::int16_t>(number);
     case jet::ColumnType::kLong:
       return Whole<std::int32_t>(number);
-    case jet::ColumnType::kCurrency: {
-      const double scaled = std::nearbyint(number * 10000.0);
-      if (!(std::abs(scaled) < 0x1p63)) {
-        throw Error(ErrorCode::kBadValue, fmt::format("{} is out of range", number));
-      }
-      return jet::Currency{static_cast<std::int64_t>(scaled)};
-    }
+    case jet::ColumnType::kCurrency:
+      return jet::Currency{Whole<std::int64_t>(number * 10000.0)};
     case jet::ColumnType::kSingle:
       return static_cast<float>(number);
     case jet::ColumnType::kDateTime:
@@ -105,12 +94,6 @@ std::string Narrow(std::string_view text) {
     }
   }
   return narrow;
-}
-
-std::string_view Trim(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(' ');
-  if (begin == text.npos) return {};
-  return text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
 }
 
 // Big-endian, so that the bytes order as the numbers do.
@@ -153,18 +136,7 @@ void ToValue(const Datum& datum, jet::ColumnType type, jet::Value& out) {
   }
 }
 
-std::optional<double> ReadNumber(std::string_view text) {
-  const std::string narrow = Narrow(text);
-  std::string_view digits = Trim(narrow);
-  if (digits.starts_with('+')) digits.remove_prefix(1);
-  if (digits.empty() || digits.find_first_not_of("0123456789+-.eE") != digits.npos) {
-    return std::nullopt;
-  }
-  double number = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
-  return number;
-}
+std::optional<double> ReadNumber(std::string_view text) { return jet::ReadNumber(Narrow(text)); }
 
 std::optional<double> NumberOf(const Datum& datum, bool words) {
   if (datum.is_number()) return datum.number;
@@ -172,8 +144,8 @@ std::optional<double> NumberOf(const Datum& datum, bool words) {
   if (const auto number = ReadNumber(datum.text)) return number;
   if (!words) return std::nullopt;
   const std::string narrow = Narrow(datum.text);
-  if (EqualsAsciiCase(narrow, "True")) return -1;
-  if (EqualsAsciiCase(narrow, "False")) return 0;
+  if (jet::EqualsAsciiCase(narrow, "True")) return -1;
+  if (jet::EqualsAsciiCase(narrow, "False")) return 0;
   return std::nullopt;
 }
 
@@ -181,8 +153,8 @@ double NeedNumber(const Datum& datum) {
   const auto number = NumberOf(datum, false);
   if (!number) {
     throw Error(ErrorCode::kBadValue, datum.is_text()
-                                          ? fmt::format("\"{}\" is no number", datum.text)
-                                          : std::string("binary data are no number"));
+                                          ? fmt::format("\"{}\" is not a number", datum.text)
+                                          : std::string("binary data are not a number"));
   }
   return *number;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "jet/column_type.h"
 #include "jet/types.h"
 #include "jet/value.h"
 
@@ -39,12 +40,12 @@ void FromValue(const jet::Value& value, int scale, Datum& out);
 // As a value of a column type; kBadValue if it is out of that type's range.
 void ToValue(const Datum& datum, jet::ColumnType type, jet::Value& out);
 
-// The number that a text reads as, in half or full width; nothing if it is none.
+// The number that a text reads as, in half or full width; nothing if it is not one.
 std::optional<double> ReadNumber(std::string_view text);
 // The number of a datum that is not Null. Texts "True" and "False" count as -1
 // and 0 where `words` says so.
 std::optional<double> NumberOf(const Datum& datum, bool words);
-// kBadValue for what is no number.
+// kBadValue for what is not a number.
 double NeedNumber(const Datum& datum);
 // True, false, or nothing for Null. kBadValue for what is neither.
 std::optional<bool> TruthOf(const Datum& datum);
@@ -64,8 +65,7 @@ class TextKeyCache {
 
 enum class Ordering { kLess, kEqual, kGreater, kUnordered };
 
-// Of two data that are not Null. A text that is no number is unordered against
-// every number.
+// Compares two non-Null values. Text that is not numeric is unordered with any number.
 Ordering Compare(jet::SortOrder order, const Datum& a, const Datum& b, TextKeyCache& keys_a,
                  TextKeyCache& keys_b);
 

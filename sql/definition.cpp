@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "jet/ascii.h"
 #include "jet/name.h"
 
 namespace sql {
@@ -166,7 +167,7 @@ std::vector<QueryRow> Essence(const jet::QueryDefinition& definition) {
     if (row.attribute == QueryRow::kParameter && row.name1) {
       row.name1 = ParameterName(*row.name1);
     }
-    if (row.attribute == QueryRow::kOrderBy && EqualsAsciiCase(row.name1.value_or(""), "D")) {
+    if (row.attribute == QueryRow::kOrderBy && jet::EqualsAsciiCase(row.name1.value_or(""), "D")) {
       row.name1 = "D";
     }
     if (row.attribute == QueryRow::kJoin) {

@@ -16,7 +16,7 @@ inline constexpr std::int16_t kOptionAllFields = 1, kOptionDistinct = 2, kOption
                               kOptionUnion = 2;
 
 // Flags of output rows that say what an output is for.
-inline constexpr std::int16_t kOutputValueOfCrosstab = 0, kOutputPivot = 1, kOutputHeading = 2,
+inline constexpr std::int16_t kOutputValueOfCrosstab = 0, kOutputPivot = 1,
                               kOutputValue = -32768;  // of an append without a SELECT
 
 // Whether two names mean the same source. The rows do not know their file's

@@ -5,6 +5,7 @@
 #include <array>
 #include <utility>
 
+#include "jet/ascii.h"
 #include "sql/definition.h"
 
 namespace sql {
@@ -82,7 +83,7 @@ class RowReader {
         break;
       case QueryRow::kOrderBy:
         select_.order_by.push_back({{Need(row.expression, "an ORDER BY expression"), nullptr},
-                                    EqualsAsciiCase(row.name1.value_or(""), "D")});
+                                    jet::EqualsAsciiCase(row.name1.value_or(""), "D")});
         break;
       default:
         break;
@@ -163,7 +164,7 @@ class RowReader {
   std::size_t SourceOf(const std::optional<std::string>& name) const {
     const std::string& text = Need(name, "a table of a join");
     const auto found = FindSource(select_, text);
-    if (!found) ThrowBad(fmt::format("a join names {}, which is no source of the query", text));
+    if (!found) ThrowBad(fmt::format("a join names {}, which is not a source of the query", text));
     return *found;
   }
 

@@ -5,8 +5,9 @@
 
 #include <array>
 #include <charconv>
-#include <cmath>
 
+#include "jet/date_time.h"
+#include "jet/number.h"
 #include "sql/parser.h"
 
 namespace sql {
@@ -44,90 +45,6 @@ constexpr std::array<ComparisonSign, 6> kComparisons = {{
     {">", Operator::kGreater},
     {">=", Operator::kGreaterEqual},
 }};
-
-// What stands between two # signs: a date, a time of day, or both. Month first,
-// unless the year comes first; the locale plays no part.
-class DateReader {
- public:
-  explicit DateReader(std::string_view text) : text_(text) {}
-
-  std::optional<jet::DateTime> Read() {
-    int first = 0;
-    if (!Number(first)) return std::nullopt;
-    if (Sign(':')) {
-      if (!Time(first)) return std::nullopt;
-    } else {
-      if (!Date(first)) return std::nullopt;
-      SkipBlanks();
-      int hour = 0;
-      if (at_ < text_.size() && !(Number(hour) && Sign(':') && Time(hour))) return std::nullopt;
-    }
-    SkipBlanks();
-    if (at_ != text_.size() || !Valid()) return std::nullopt;
-    return jet::ToDateTime(civil_);
-  }
-
- private:
-  void SkipBlanks() {
-    while (at_ < text_.size() && text_[at_] == ' ') ++at_;
-  }
-  bool Number(int& out) {
-    SkipBlanks();
-    const char* begin = text_.data() + at_;
-    const auto [end, error] = std::from_chars(begin, text_.data() + text_.size(), out);
-    if (error != std::errc() || *begin == '-') return false;
-    at_ += static_cast<std::size_t>(end - begin);
-    return true;
-  }
-  bool Sign(char sign) {
-    SkipBlanks();
-    if (at_ >= text_.size() || text_[at_] != sign) return false;
-    ++at_;
-    return true;
-  }
-  bool Date(int first) {
-    const char sign = at_ < text_.size() && text_[at_] == '-' ? '-' : '/';
-    int second = 0, third = 0;
-    if (!Sign(sign) || !Number(second) || !Sign(sign) || !Number(third)) return false;
-    const bool year_first = first > 31;
-    civil_.year = year_first ? first : third;
-    civil_.month = year_first ? second : first;
-    civil_.day = year_first ? third : second;
-    if (civil_.year < 30) civil_.year += 2000;
-    if (civil_.year < 100) civil_.year += 1900;
-    return true;
-  }
-  bool Time(int hour) {
-    civil_.hour = hour;
-    if (!Number(civil_.minute)) return false;
-    if (Sign(':') && !Number(civil_.second)) return false;
-    SkipBlanks();
-    const std::string_view half = text_.substr(at_, 2);
-    const bool afternoon = EqualsAsciiCase(half, "PM");
-    if (afternoon || EqualsAsciiCase(half, "AM")) {
-      at_ += 2;
-      if (hour < 1 || hour > 12) return false;
-      civil_.hour = hour % 12 + (afternoon ? 12 : 0);
-    }
-    return true;
-  }
-  bool Valid() const {
-    if (civil_.year < 100 || civil_.year > 9999 || civil_.month < 1 || civil_.month > 12 ||
-        civil_.hour > 23 || civil_.minute > 59 || civil_.second > 59) {
-      return false;
-    }
-    constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const int year = civil_.year;
-    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    const int days =
-        kDays[static_cast<std::size_t>(civil_.month - 1)] + (leap && civil_.month == 2 ? 1 : 0);
-    return civil_.day >= 1 && civil_.day <= days;
-  }
-
-  std::string_view text_;
-  std::size_t at_ = 0;
-  jet::CivilTime civil_;
-};
 
 }  // namespace
 
@@ -350,8 +267,8 @@ bool Parser::NameGoesOn(std::size_t ahead) const {
   return Ahead(ahead).Is(".") || Ahead(ahead).Is("!");
 }
 
-// Three names and more are no column of a table: a field of a form, which nobody
-// here knows. Written in one way, however it was spelled.
+// Three names and more are not a column of a table but a field of a form, which is not
+// known here. Written in one way, however it was spelled.
 std::string Parser::RestOfPath(std::string begin, std::string name) {
   while (NameGoesOn(0)) {
     begin += fmt::format("[{}]!", name);
@@ -369,14 +286,13 @@ jet::Value Parser::NumberLiteral(const Token& token) const {
       error == std::errc() && rest == end) {
     return whole;
   }
-  double number = 0;
-  const auto [rest, error] = std::from_chars(begin, end, number);
-  if (error != std::errc() || rest != end) ThrowSyntax(text_, token.begin, "not a number");
-  return number;
+  const auto number = jet::ReadNumber(token.value);
+  if (!number) ThrowSyntax(text_, token.begin, "the number is too large");
+  return *number;
 }
 
 jet::Value Parser::DateLiteral(const Token& token) const {
-  const std::optional<jet::DateTime> date = DateReader(token.value).Read();
+  const std::optional<jet::DateTime> date = jet::ReadDateTime(token.value);
   if (!date) ThrowSyntax(text_, token.begin, "not a date; write #month/day/year hour:minute#");
   return *date;
 }

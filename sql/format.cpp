@@ -76,9 +76,11 @@ std::string TypeWord(std::int16_t type) {
     case static_cast<int>(jet::ColumnType::kNumeric):
       return "Decimal";
     default:
-      return type > 0 && type <= static_cast<int>(jet::ColumnType::kGuid)
-                 ? jet::TypeName(static_cast<jet::ColumnType>(type))
-                 : "Value";
+      if (type > 0 && type <= static_cast<int>(jet::ColumnType::kGuid) &&
+          jet::IsKnownType(static_cast<jet::ColumnType>(type))) {
+        return jet::TypeName(static_cast<jet::ColumnType>(type));
+      }
+      return "Value";
   }
 }
 

@@ -5,17 +5,20 @@
 #include <algorithm>
 #include <array>
 
+#include "jet/ascii.h"
+
 namespace sql {
 namespace {
 
 constexpr std::string_view kIdeographicSpace = "\xE3\x80\x80";
 
-char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+using jet::AsciiLower;
+using jet::EqualsAsciiCase;
+using jet::IsBlank;
+using jet::IsDigit;
 
 bool StartsWord(char c) {
-  return (Upper(c) >= 'A' && Upper(c) <= 'Z') || c == '_' || c == '$' || c == '@' ||
+  return (AsciiLower(c) >= 'a' && AsciiLower(c) <= 'z') || c == '_' || c == '$' || c == '@' ||
          static_cast<unsigned char>(c) >= 0x80;
 }
 
@@ -85,7 +88,7 @@ class Lexer {
       ++at_;
       while (IsDigit(Peek())) ++at_;
     }
-    if (Upper(Peek()) == 'E') {
+    if (AsciiLower(Peek()) == 'e') {
       const std::size_t sign = Peek(1) == '+' || Peek(1) == '-' ? 1 : 0;
       if (IsDigit(Peek(1 + sign))) {
         at_ += 1 + sign;
@@ -151,11 +154,6 @@ class Lexer {
 };
 
 }  // namespace
-
-bool EqualsAsciiCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return Upper(x) == Upper(y); });
-}
 
 bool Token::IsKeyword(std::string_view keyword) const {
   return kind == Kind::kWord && EqualsAsciiCase(value, keyword);

@@ -40,6 +40,4 @@ bool IsReserved(std::string_view word);
 // As written in a text: bare if that reads back as the same name, else in brackets.
 std::string QuoteName(std::string_view name);
 
-bool EqualsAsciiCase(std::string_view a, std::string_view b);
-
 }  // namespace sql

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "jet/ascii.h"
+#include "jet/column_type.h"
 #include "jet/name.h"
 
 namespace sql {
@@ -117,7 +119,7 @@ void Parser::Parameters(Select& select) {
     if (word.kind != Token::Kind::kWord) Fail("the type of a parameter");
     const auto known = std::find_if(
         kParameterTypes.begin(), kParameterTypes.end(),
-        [&](const ParameterType& each) { return EqualsAsciiCase(each.word, word.value); });
+        [&](const ParameterType& each) { return jet::EqualsAsciiCase(each.word, word.value); });
     if (known != kParameterTypes.end()) {
       parameter.type = static_cast<std::int16_t>(known->type);
     } else if (!word.IsKeyword("VALUE")) {

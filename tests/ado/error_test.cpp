@@ -54,7 +54,7 @@ TEST(ProviderErrors, EveryErrorOfTheEngineHasItsNumberAndText) {
       {ErrorCode::kTooManyColumns, kFail, "T", " のフィールドが多すぎます。"},
       {ErrorCode::kTooManyIndexes, kFail, "T", " のインデックスが多すぎます。"},
       {ErrorCode::kRowTooLong, kRefused, "T", " のレコードが長すぎます。"},
-      {ErrorCode::kTextTooLong, kRefused, "C", " の文字列が長すぎます。"},
+      {ErrorCode::kTextTooLong, kRefused, "C", " の値が長すぎます。"},
       {ErrorCode::kOutOfRange, kRefused, "C", " の値が範囲を超えています。"},
       {ErrorCode::kWrongType, kRefused, "C", " の型に値を変換できません。"},
       {ErrorCode::kBadText, kRefused, "C", " の文字列が正しい Unicode ではありません。"},

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "ado/error.h"
+#include "jet/number.h"
 #include "tests/support/ado_fixture.h"
 
 namespace {
@@ -89,16 +90,10 @@ TEST_P(Values, ReadNumbersFromTextWholeOrAtItsStart) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
-    double number = 0;
-    const bool whole = ado::ParseNumber(c.text, number);
-    EXPECT_EQ(whole, c.whole.has_value());
-    if (whole) {
-      EXPECT_EQ(number, *c.whole);
-    }
+    EXPECT_EQ(jet::ReadNumber(c.text), c.whole);
     EXPECT_EQ(ado::LeadingNumber(c.text), c.leading);
   }
-  double number = 0;
-  EXPECT_FALSE(ado::ParseNumber("1e999", number));
+  EXPECT_EQ(jet::ReadNumber("1e999"), std::nullopt);
   EXPECT_RAISES(ado::kErrOverflow, ado::LeadingNumber("1e999"));
 }
 
@@ -197,7 +192,8 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
       {ColumnType::kDateTime, S("0100-01-01"), ado::DateTime{-657434}},
       {ColumnType::kDateTime, -657434.0, ado::DateTime{-657434}},
       {ColumnType::kDateTime, -657435.0, {}},
-      {ColumnType::kDateTime, S("2010-01-04 "), {}},
+      {ColumnType::kDateTime, S("2010-01-04 "), ado::DateTime{40182}},
+      {ColumnType::kDateTime, S("1/4/2010"), {}},
       {ColumnType::kDateTime, 2.5, ado::DateTime{2.5}},
       {ColumnType::kDateTime, 1e9, {}},
       {ColumnType::kNumeric, S("1.25"), jet::ParseNumeric("1.25", 18, 2)},

@@ -105,7 +105,7 @@ TEST_F(LongValue, StoresMemosInTheFormTheirLengthAsksFor) {
       {compressed, latin + "a", kChain, 3818},
   };
   for (const auto& c : cases) {
-    const Bytes stored = WriteMemo(allocator(), c.column, c.text);
+    const Bytes stored = WriteMemo(allocator(), c.column, ToUtf16(c.text));
     EXPECT_EQ(ParseLongValue(stored).kind, c.kind) << c.text.size();
     EXPECT_EQ(ParseLongValue(stored).length, c.length) << c.text.size();
     EXPECT_EQ(DecodeText(ReadLongValue(pager(), stored)), c.text);

@@ -166,8 +166,11 @@ TEST_F(RowTest, HoldsFieldsToTheirLimits) {
   ColumnDef text = Add(kText, 4), binary = Add(kBinary, 3);
   EXPECT_EQ(Decode(Encode({kAb, Bytes(3, 1)})), (Row{kAb, Bytes(3, 1)}));
   const auto code = [&](const ColumnDef& column, const Value& value) {
-    Bytes out;
-    return CodeOf([&] { AddField(column, value, out); });
+    TableDef def;
+    def.columns = {column};
+    RowEncoder encoder;
+    encoder.Begin(def);
+    return CodeOf([&] { encoder.Set(0, value); });
   };
   EXPECT_EQ(code(text, std::string("abc")), ErrorCode::kTextTooLong);
   EXPECT_EQ(code(text, std::string("\U0001F600")), std::nullopt);
@@ -175,10 +178,16 @@ TEST_F(RowTest, HoldsFieldsToTheirLimits) {
   EXPECT_EQ(code(binary, kAb), ErrorCode::kWrongType);
   // Fixed ones are filled up.
   text.flags = binary.flags = ColumnDef::kFixed;
-  Bytes out;
-  AddField(text, std::string("a"), out);
-  AddField(binary, Bytes{5}, out);
-  EXPECT_EQ(out, (Bytes{'a', 0, ' ', 0, 5, 0, 0}));
+  binary.fixed_offset = 4;
+  TableDef fixed;
+  fixed.columns = {text, binary};
+  fixed.next_column_id = 2;
+  RowEncoder encoder;
+  encoder.Begin(fixed);
+  encoder.Set(0, std::string("a"));
+  encoder.Set(1, Bytes{5});
+  const ByteView row = encoder.Finish();
+  EXPECT_EQ(Bytes(row.begin(), row.end()), (Bytes{2, 0, 'a', 0, ' ', 0, 5, 0, 0, 3}));
   for (int i = 0; i < 8; ++i) Add(kBinary, 510);
   Row wide(10, Value(Bytes(510, 1)));
   wide[0] = wide[1] = Null{};

@@ -38,11 +38,7 @@ class MapTest : public ::testing::Test {
   }
   Pager& pager() { return database_->pager(); }
   PageAllocator& allocator() { return database_->allocator(); }
-  UsageMap NewMap() {
-    const RowId at = allocator().NewMap(maps_);
-    maps_ = at.page;
-    return {pager(), at};
-  }
+  UsageMap NewMap() { return {pager(), allocator().NewMap(maps_)}; }
   // "start+bytes", or "list".
   std::string FormOf(const UsageMap& map) {
     const Bytes row = RowBytes(pager(), map.at());
