@@ -16,9 +16,51 @@ struct Frame {  // set by PageFrames::Add
   int references;
   bool changed;
   std::uint64_t saved_in;  // serial of the innermost scope that holds its old image
-  Frame* newer;            // among the clean pages, by use
+  Frame* newer;            // in a FrameList
   Frame* older;
   std::array<std::uint8_t, kPageSize> bytes;
+};
+
+// Frames by use, linked through themselves. A frame is in one list at most.
+class FrameList {
+ public:
+  std::size_t size() const { return size_; }
+  Frame* oldest() const { return oldest_; }
+
+  // The frame becomes the newest, whether it was in the list or not.
+  void Touch(Frame* frame) noexcept {
+    if (newest_ == frame) return;
+    if (frame->newer != nullptr) {
+      frame->newer->older = frame->older;
+      (frame->older != nullptr ? frame->older->newer : oldest_) = frame->newer;
+    } else {
+      ++size_;
+    }
+    frame->newer = nullptr;
+    frame->older = newest_;
+    (newest_ != nullptr ? newest_->newer : oldest_) = frame;
+    newest_ = frame;
+  }
+  // REQUIRES: the frame is in no list.
+  void AddOldest(Frame* frame) noexcept {
+    frame->newer = oldest_;
+    (oldest_ != nullptr ? oldest_->older : newest_) = frame;
+    oldest_ = frame;
+    ++size_;
+  }
+  // No effect on a frame that is not in the list.
+  void Remove(Frame* frame) noexcept {
+    if (frame->newer == nullptr && newest_ != frame) return;
+    (frame->newer != nullptr ? frame->newer->older : newest_) = frame->older;
+    (frame->older != nullptr ? frame->older->newer : oldest_) = frame->newer;
+    frame->newer = frame->older = nullptr;
+    --size_;
+  }
+
+ private:
+  Frame* newest_ = nullptr;
+  Frame* oldest_ = nullptr;
+  std::size_t size_ = 0;
 };
 
 // A directory of chunks, so that finding a page costs two loads. Memory follows
@@ -54,7 +96,7 @@ class PageFrames {
     return place.get();
   }
 
-  // `frame` must be unchanged, in no list, and without references.
+  // REQUIRES: the frame is unchanged, in no list, and without references.
   void Remove(Frame* frame) noexcept {
     std::unique_ptr<Frame>& place =
         (*chunks_[frame->number.value / kChunk])[frame->number.value % kChunk];

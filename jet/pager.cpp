@@ -1,66 +1,48 @@
 #include "jet/pager.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
-#include <cstring>
-#include <utility>
 
 #include "jet/error.h"
 #include "jet/flush.h"
-#include "jet/header.h"
 
 namespace jet {
 
-using Image = std::array<std::uint8_t, kPageSize>;
+using internal::Frame;
+using internal::SavedPage;
 
 namespace {
-// Pages that are asked for in order, with at most so many passed over, so many
-// times, count as a scan; how much is then read at a time.
-constexpr std::uint32_t kStep = 8, kMinRun = 4, kMaxAhead = 64;
+
+// How far before a page the oldest one in the cache may lie to count as the
+// previous one of the same scan.
+constexpr std::uint32_t kMaxPassed = 64;
+
+// Finishes a flush that was interrupted. Returns how many pages the file has.
+std::uint32_t Recover(File& file, bool writable, internal::PageReader& reader) {
+  const std::optional<FlushTail> tail = FindTail(file);
+  if (tail && TailFits(file, *tail)) {
+    if (!writable) {
+      for (std::size_t i = 0; i < tail->entries.size(); ++i) {
+        reader.Redirect(tail->entries[i].page, tail->ImageAt(i));
+      }
+      return tail->pages_after;
+    }
+    FinishFlush(file, *tail);
+  }
+  return static_cast<std::uint32_t>(std::min(file.Size(), kMaxFileSize) / kPageSize);
+}
 
 }  // namespace
 
-using internal::Frame;
-
-// The state of a page when a scope first changed it.
-struct Pager::Saved {
-  PageNumber number;
-  bool existed = true;  // else it was new: undo forgets it
-  bool changed = false;
-  std::uint64_t saved_in = 0;
-  std::unique_ptr<Image> image;  // of pages that existed
-};
-
-struct Pager::ScopeLog {
-  std::uint64_t serial = 0;
-  std::uint32_t page_count = 0;
-  std::vector<Saved> saved;
-};
-
 Pager::Pager(std::unique_ptr<File> file, bool writable, PagerLimits limits, FlushMode mode)
-    : file_(std::move(file)), writable_(writable), limits_(limits), mode_(mode) {
-  spare_images_.reserve(kSpareImages);
-  Recover();
-  if (redirected_.empty()) {
-    file_pages_ = static_cast<std::uint32_t>(std::min(file_->Size(), kMaxFileSize) / kPageSize);
-  }
-  page_count_ = file_pages_;
-}
-
-Pager::~Pager() = default;
-
-void Pager::Recover() {
-  const std::optional<FlushTail> tail = FindTail(*file_);
-  if (!tail || !TailFits(*file_, *tail)) return;
-  if (writable_) {
-    FinishFlush(*file_, *tail);
-    return;
-  }
-  for (std::size_t i = 0; i < tail->entries.size(); ++i) {
-    redirected_[tail->entries[i].page] = tail->ImageAt(i);
-  }
-  file_pages_ = tail->pages_after;
-}
+    : file_(std::move(file)),
+      writable_(writable),
+      limits_(limits),
+      mode_(mode),
+      reader_(*file_),
+      file_pages_(Recover(*file_, writable, reader_)),
+      page_count_(file_pages_) {}
 
 void Pager::CutLeftovers(PageNumber highest_taken) {
   constexpr std::uint32_t kMaxLook = 1u << 16;
@@ -69,47 +51,19 @@ void Pager::CutLeftovers(PageNumber highest_taken) {
   if (!head) return;
   const std::uint32_t keep = std::max(highest_taken.value + 1, head->pages_before);
   if (keep >= file_pages_) return;
-  ahead_pages_ = 0;
+  reader_.DropAhead();
   file_->Truncate(std::uint64_t{keep} * kPageSize);
   file_->Sync();
   file_pages_ = page_count_ = keep;
   ++epoch_;
 }
 
-const std::string& Pager::path() const { return file_->path(); }
-
-std::optional<FileId> Pager::file_id() const { return file_->Id(); }
-
-// Unlinks a clean page from the list by use, if it is in it.
-void Pager::TouchClean(Frame* frame) {
-  if (clean_head_ == frame) return;
-  const bool linked = frame->newer != nullptr;
-  if (linked) {
-    frame->newer->older = frame->older;
-    (frame->older != nullptr ? frame->older->newer : clean_tail_) = frame->newer;
-  } else {
-    ++clean_count_;
-  }
-  frame->newer = nullptr;
-  frame->older = clean_head_;
-  (clean_head_ != nullptr ? clean_head_->newer : clean_tail_) = frame;
-  clean_head_ = frame;
-}
-
-void Pager::Unlink(Frame* frame) {
-  if (frame->newer == nullptr && clean_head_ != frame) return;
-  (frame->newer != nullptr ? frame->newer->older : clean_head_) = frame->older;
-  (frame->older != nullptr ? frame->older->newer : clean_tail_) = frame->newer;
-  frame->newer = frame->older = nullptr;
-  --clean_count_;
-}
-
 void Pager::EvictClean() {
-  Frame* frame = clean_tail_;
-  while (clean_count_ * kPageSize > limits_.clean_bytes && frame != nullptr) {
+  Frame* frame = clean_.oldest();
+  while (clean_.size() * kPageSize > limits_.clean_bytes && frame != nullptr) {
     Frame* newer = frame->newer;
     if (frame->references == 0) {
-      Unlink(frame);
+      clean_.Remove(frame);
       frames_.Remove(frame);
     }
     frame = newer;
@@ -122,19 +76,17 @@ Frame* Pager::Load(PageNumber page) {
     throw Error::Damaged(page, "a pointer leads outside the file").In(path());
   }
   if (Frame* frame = frames_.Find(page)) {
-    if (!frame->changed) TouchClean(frame);
+    if (!frame->changed) clean_.Touch(frame);
     return frame;
   }
-  // A page that is read in passing takes the place of the one before it, unless
-  // somebody came back to that: a long scan leaves the cache to the others, and
-  // touches little memory.
-  const std::uint32_t passed =
-      clean_tail_ != nullptr ? page.value - clean_tail_->number.value : kMaxAhead;
-  if (misses_in_order_ >= kMinRun && clean_tail_ != nullptr && clean_tail_->references == 0 &&
-      passed <= kMaxAhead) {
-    Frame* const passed_by = clean_tail_;
-    Unlink(passed_by);
-    frames_.Remove(passed_by);
+  // During a scan each page replaces the previous one in the cache unless that was
+  // used again: a long scan leaves the cache to the others, and touches little memory.
+  Frame* const oldest = clean_.oldest();
+  const bool passing = reader_.scanning() && oldest != nullptr && oldest->references == 0 &&
+                       page.value - oldest->number.value <= kMaxPassed;
+  if (passing) {
+    clean_.Remove(oldest);
+    frames_.Remove(oldest);
   }
   EvictClean();
   Frame* frame = frames_.Add(page);
@@ -142,103 +94,34 @@ Frame* Pager::Load(PageNumber page) {
     frame->bytes.fill(0);
   } else {
     try {
-      ReadFromFile(page, frame->bytes);
+      counters_.pages_read += reader_.Read(page, file_pages_, frame->bytes);
     } catch (...) {
       frames_.Remove(frame);
       throw;
     }
-    Cipher(page, frame->bytes);
   }
-  if (misses_in_order_ >= kMinRun && clean_tail_ != nullptr) {
-    frame->newer = clean_tail_;
-    clean_tail_->older = frame;
-    clean_tail_ = frame;
-    ++clean_count_;
+  if (reader_.scanning()) {
+    clean_.AddOldest(frame);
   } else {
-    TouchClean(frame);
+    clean_.Touch(frame);
   }
   return frame;
 }
-
-// A scan skips pages of other owners: pages that are nearly in order count as
-// in order. The stretch that is read ahead doubles with each time that it was
-// used up.
-void Pager::ReadFromFile(PageNumber page, PageSpan into) {
-  if (const auto redirected = redirected_.find(page); redirected != redirected_.end()) {
-    file_->Read(redirected->second, into);
-    ++counters_.pages_read;
-    return;
-  }
-  if (page.value - ahead_from_.value < ahead_pages_) {  // wraps around below it
-    const std::size_t at = std::size_t{page.value - ahead_from_.value} * kPageSize;
-    std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(at), kPageSize, into.begin());
-    last_miss_ = page;
-    return;
-  }
-  const bool in_order = page > last_miss_ && page.value - last_miss_.value <= kStep;
-  misses_in_order_ = in_order ? misses_in_order_ + 1 : 0;
-  last_miss_ = page;
-  if (misses_in_order_ < kMinRun) {
-    file_->Read(std::uint64_t{page.value} * kPageSize, into);
-    ++counters_.pages_read;
-    return;
-  }
-  ahead_pages_ = 0;
-  const std::uint32_t wanted = std::min(
-      {kMaxAhead, 1u << std::min(misses_in_order_ - kMinRun + 1, 10u), file_pages_ - page.value});
-  ahead_.resize(std::size_t{wanted} * kPageSize);
-  file_->Read(std::uint64_t{page.value} * kPageSize, ahead_);
-  counters_.pages_read += wanted;
-  ahead_from_ = page;
-  ahead_pages_ = wanted;
-  std::copy_n(ahead_.begin(), kPageSize, into.begin());
-}
-
-// Both ways. Pages that were never written may stand as plain zeros.
-void Pager::Cipher(PageNumber page, PageSpan bytes) const {
-  if (page_key_ == 0 || page.value == 0) return;
-  if (std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; })) return;
-  const std::uint32_t number = page_key_ ^ page.value;
-  const std::array<std::uint8_t, 4> key{
-      static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8),
-      static_cast<std::uint8_t>(number >> 16), static_cast<std::uint8_t>(number >> 24)};
-  Rc4(key).Apply(bytes);
-}
-
-PageRef Pager::Read(PageNumber page) { return PageRef(Load(page)); }
 
 void Pager::MarkChanged(Frame* frame) {
   if (frame->changed) return;
   if ((changed_count_ + 1) * kPageSize > limits_.changed_bytes) {
     throw Error(ErrorCode::kFileTooLarge, "too many changes in one action").In(path());
   }
-  Unlink(frame);
+  clean_.Remove(frame);
   frame->changed = true;
   ++changed_count_;
-}
-
-Pager::ScopeLog& Pager::scope() { return scopes_[depth_ - 1]; }
-
-void Pager::SaveBefore(Frame* frame, bool existed) {
-  if (frame->saved_in == scope().serial) return;
-  Saved saved{frame->number, existed, frame->changed, frame->saved_in, nullptr};
-  if (existed) {
-    if (spare_images_.empty()) {
-      saved.image.reset(new Image);  // not make_unique, which clears it
-    } else {
-      saved.image = std::move(spare_images_.back());
-      spare_images_.pop_back();
-    }
-    *saved.image = frame->bytes;
-  }
-  scope().saved.push_back(std::move(saved));
-  frame->saved_in = scope().serial;
 }
 
 void Pager::RequireWritable() const {
   if (!writable_) throw Error(ErrorCode::kReadOnly).In(path());
   RequireWhole();
-  assert(depth_ != 0);
+  assert(undo_.open());
 }
 
 void Pager::RequireWhole() const {
@@ -248,7 +131,7 @@ void Pager::RequireWhole() const {
 PageSpan Pager::Edit(PageNumber page) {
   RequireWritable();
   Frame* frame = Load(page);
-  SaveBefore(frame, true);
+  undo_.Save(frame, true);
   MarkChanged(frame);
   return frame->bytes;
 }
@@ -265,92 +148,45 @@ PageSpan Pager::EditNew(PageNumber page) {
     frame = frames_.Add(page);
     frame->bytes.fill(0);
   }
-  SaveBefore(frame, existed);
+  undo_.Save(frame, existed);
   MarkChanged(frame);
   frame->bytes.fill(0);
   page_count_ = std::max(page_count_, page.value + 1);
   return frame->bytes;
 }
 
-void Pager::BeginScope() {
-  if (depth_ == scopes_.size()) scopes_.emplace_back();
-  ScopeLog& begun = scopes_[depth_];
-  begun.serial = next_scope_++;
-  begun.page_count = page_count_;
-  ++depth_;
-}
-
-void Pager::EndScope() noexcept {
-  constexpr std::size_t kKept = 64;
-  std::vector<Saved>& saved = scope().saved;
-  saved.clear();
-  if (saved.capacity() > kKept) std::vector<Saved>().swap(saved);
-  --depth_;
-}
-
-void Pager::CommitScope() {
-  ScopeLog& inner = scope();
-  ScopeLog* const outer = depth_ > 1 ? &scopes_[depth_ - 2] : nullptr;
-  if (outer != nullptr) {
-    // Room first: from here on nothing can fail.
-    const std::size_t needed = outer->saved.size() + inner.saved.size();
-    if (needed > outer->saved.capacity()) {
-      outer->saved.reserve(std::max(needed, 2 * outer->saved.capacity()));
-    }
-  }
-  for (Saved& saved : inner.saved) {
-    Frame* frame = frames_.Find(saved.number);
-    if (outer != nullptr && saved.saved_in != outer->serial) {
-      frame->saved_in = outer->serial;
-      outer->saved.push_back(std::move(saved));
-      continue;
-    }
-    frame->saved_in = saved.saved_in;
-    if (saved.image && spare_images_.size() < spare_images_.capacity()) {
-      spare_images_.push_back(std::move(saved.image));
-    }
-  }
-  EndScope();
-}
-
 void Pager::UndoScope() noexcept {
-  ScopeLog& undone = scope();
-  for (auto saved = undone.saved.rbegin(); saved != undone.saved.rend(); ++saved) {
-    Frame* frame = frames_.Find(saved->number);
-    if (frame == nullptr) continue;
-    if (!saved->existed) {
-      Forget(frame);
-      continue;
-    }
-    frame->bytes = *saved->image;
-    frame->saved_in = saved->saved_in;
-    if (!saved->changed && frame->changed) {
+  page_count_ = undo_.Undo([this](const SavedPage& saved) {
+    Frame* frame = frames_.Find(saved.number);
+    if (frame == nullptr) return;
+    if (!saved.existed) return Forget(frame);
+    frame->bytes = *saved.image;
+    frame->saved_in = saved.saved_in;
+    if (!saved.changed && frame->changed) {
       frame->changed = false;
       --changed_count_;
-      TouchClean(frame);
+      clean_.Touch(frame);
     }
-  }
-  page_count_ = undone.page_count;
-  EndScope();
+  });
   ++epoch_;
 }
 
-// A page that is not there any more. Whoever still looks at it sees zeros.
+// For a page that is not there any more. References to it see zeros.
 void Pager::Forget(Frame* frame) noexcept {
   if (frame->changed) --changed_count_;
   frame->changed = false;
   frame->saved_in = 0;
   frame->bytes.fill(0);
-  Unlink(frame);
+  clean_.Remove(frame);
   if (frame->references == 0) {
     frames_.Remove(frame);
   } else {
-    TouchClean(frame);
+    clean_.Touch(frame);
   }
 }
 
 void Pager::Discard() {
-  assert(depth_ == 0);
+  assert(!undo_.open());
   page_count_ = file_pages_;
   ++epoch_;
   frames_.ForEach([&](Frame* frame) {
@@ -358,15 +194,14 @@ void Pager::Discard() {
     const bool in_file = frame->number.value < file_pages_;
     if (frame->references != 0 && in_file && !broken_) {
       try {
-        file_->Read(std::uint64_t{frame->number.value} * kPageSize, frame->bytes);
+        reader_.ReadOne(frame->number, frame->bytes);
       } catch (...) {
         broken_ = true;
         throw;
       }
-      Cipher(frame->number, frame->bytes);
       frame->changed = false;
       --changed_count_;
-      TouchClean(frame);
+      clean_.Touch(frame);
     } else {
       Forget(frame);
     }
@@ -374,7 +209,7 @@ void Pager::Discard() {
 }
 
 void Pager::Flush() {
-  assert(depth_ == 0);
+  assert(!undo_.open());
   RequireWhole();
   if (!changed()) return;
   std::vector<Frame*> changed;
@@ -382,13 +217,13 @@ void Pager::Flush() {
   frames_.ForEach([&](Frame* frame) {
     if (frame->changed) changed.push_back(frame);
   });
-  // Page 0 always goes along: whoever lays the tail over the pages finds the
-  // commit slots there as they were before the mark.
+  // Page 0 is always in the tail, so that recovery finds the commit slots as they
+  // were.
   const PageRef first = Read({0});
   Frame* const first_frame = frames_.Find({0});
   const bool added = mode_ == FlushMode::kAtomic && !first_frame->changed;
   if (added) changed.insert(changed.begin(), first_frame);
-  ahead_pages_ = 0;
+  reader_.DropAhead();
   WriteChangedPages(changed);
   if (added) changed.erase(changed.begin());
   counters_.pages_written += changed.size();
@@ -396,7 +231,7 @@ void Pager::Flush() {
   for (Frame* frame : changed) {
     frame->changed = false;
     --changed_count_;
-    TouchClean(frame);
+    clean_.Touch(frame);
   }
   EvictClean();
 }
@@ -406,7 +241,7 @@ void Pager::WriteChangedPages(const std::vector<Frame*>& changed) {
   for (const Frame* frame : changed) job.pages.push_back(frame->number);
   job.image = [&](std::size_t i, PageSpan out) {
     std::ranges::copy(changed[i]->bytes, out.begin());
-    Cipher(changed[i]->number, out);
+    reader_.Cipher(changed[i]->number, out);
   };
   if (mode_ == FlushMode::kAtomic) {
     try {
@@ -419,7 +254,7 @@ void Pager::WriteChangedPages(const std::vector<Frame*>& changed) {
     return;
   }
   file_->Reserve(std::uint64_t{page_count_} * kPageSize);
-  Image image;
+  std::array<std::uint8_t, kPageSize> image;
   for (std::size_t i = 0; i < changed.size(); ++i) {
     job.image(i, image);
     file_->Write(std::uint64_t{changed[i]->number.value} * kPageSize, image);
