@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cassert>
+#include <cstring>
 
 #include "jet/bytes.h"
+#include "jet/index_mask.h"
 
 namespace jet {
 namespace {
@@ -14,98 +15,15 @@ constexpr std::size_t kTypeAt = 0x00, kFreeAt = 0x02, kOwnerAt = 0x04, kPrevious
                       kNextAt = 0x10, kTailAt = 0x14, kPrefixAt = 0x18, kLevelAt = 0x1A,
                       kMaskAt = 0x1B, kAreaAt = 0x1E0;
 constexpr std::uint16_t kNodeType = 0x0103, kLeafType = 0x0104;
-constexpr std::size_t kMaskBytes = kAreaAt - kMaskAt;
-constexpr std::size_t kMaskWords = (kMaskBytes + 7) / 8;
-constexpr std::size_t kNoBit = ~std::size_t{0};
+static_assert(kAreaAt - kMaskAt == internal::kIndexMaskBytes);
 static_assert(kAreaAt + kIndexArea == kPageSize);
-static_assert(std::endian::native == std::endian::little, "the mask is read as words");
 
-using MaskWords = std::array<std::uint64_t, kMaskWords>;
+using internal::BitBelow;
+using internal::NextBit;
 
-std::uint64_t WordAt(const std::uint8_t* bytes) {
-  std::uint64_t word;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
+[[noreturn]] void Damaged(PageNumber page, const char* why) { throw Error::Damaged(page, why); }
 
-// The lowest bit set above `bit`; there must be one in the mask.
-std::size_t NextBit(const std::uint8_t* mask, std::size_t bit) {
-  ++bit;
-  for (;;) {
-    // Behind the mask lies the entry area: the load stays on the page.
-    const std::uint64_t word = WordAt(mask + bit / 8) >> (bit % 8);
-    if (word != 0) return bit + static_cast<std::size_t>(std::countr_zero(word));
-    bit += 64 - bit % 8;
-  }
-}
-
-// The highest bit set in (floor, bit]; `floor` if there is none.
-std::size_t BitBelow(const std::uint8_t* mask, std::size_t bit, std::size_t floor) {
-  for (;;) {
-    // Before the mask lies the page's head: the load stays on the page, and
-    // what it finds there is below any floor.
-    const std::uint64_t word = WordAt(mask + bit / 8 - 7) << (7 - bit % 8);
-    const std::size_t above = bit - floor;
-    if (word != 0) {
-      const auto distance = static_cast<std::size_t>(std::countl_zero(word));
-      return distance < above ? bit - distance : floor;
-    }
-    const std::size_t looked_at = 57 + bit % 8;
-    if (above < looked_at) return floor;
-    bit -= looked_at;
-  }
-}
-
-std::size_t HighestBit(const std::uint8_t* mask) {
-  constexpr std::size_t kBits = kMaskBytes * 8;
-  const std::size_t found = BitBelow(mask, kBits - 1, 0);
-  if (found != 0) return found;
-  return (mask[0] & 1) != 0 ? 0 : kNoBit;
-}
-
-MaskWords LoadMask(const std::uint8_t* mask) {
-  MaskWords words;
-  words.back() = 0;
-  std::memcpy(words.data(), mask, kMaskBytes);
-  return words;
-}
-
-// The bits above `bit` move up by `distance`.
-void OpenGap(std::uint8_t* mask, std::size_t bit, std::size_t distance) {
-  MaskWords words = LoadMask(mask);
-  const std::size_t first = (bit + 1) / 64, skip = distance / 64, shift = distance % 64;
-  const std::uint64_t below = (std::uint64_t{1} << ((bit + 1) % 64)) - 1;
-  const std::uint64_t kept = words[first] & below;
-  words[first] &= ~below;
-  for (std::size_t i = kMaskWords; i-- > first;) {
-    std::uint64_t word = 0;
-    if (i >= first + skip) word = words[i - skip] << shift;
-    if (shift != 0 && i > first + skip) word |= words[i - skip - 1] >> (64 - shift);
-    words[i] = word;
-  }
-  words[first] |= kept;
-  std::memcpy(mask, words.data(), kMaskBytes);
-}
-
-// The bits in (from, to] go, those above move down to close the gap.
-void CloseGap(std::uint8_t* mask, std::size_t from, std::size_t to) {
-  MaskWords words = LoadMask(mask);
-  const std::size_t first = (from + 1) / 64, skip = (to - from) / 64, shift = (to - from) % 64;
-  const std::uint64_t below = (std::uint64_t{1} << ((from + 1) % 64)) - 1;
-  const std::uint64_t kept = words[first] & below;
-  for (std::size_t i = first; i < kMaskWords; ++i) {
-    std::uint64_t word = 0;
-    if (i + skip < kMaskWords) word = words[i + skip] >> shift;
-    if (shift != 0 && i + skip + 1 < kMaskWords) word |= words[i + skip + 1] << (64 - shift);
-    words[i] = word;
-  }
-  words[first] = (words[first] & ~below) | kept;
-  std::memcpy(mask, words.data(), kMaskBytes);
-}
-
-void SetBit(std::uint8_t* mask, std::size_t bit) {
-  mask[bit / 8] = static_cast<std::uint8_t>(mask[bit / 8] | 1u << (bit % 8));
-}
+ByteView AreaOf(const std::uint8_t* page) { return {page + kAreaAt, kIndexArea}; }
 
 int Compare(ByteView a, ByteView b) {
   const std::size_t common = std::min(a.size(), b.size());
@@ -126,36 +44,29 @@ std::size_t CommonLength(ByteView a, ByteView b) {
 // ---- reading
 
 IndexPage::IndexPage(PageNumber number, PageView page, PageNumber owner)
-    : number_(number), page_(page.data()) {
+    : number_(number), owner_(owner), page_(page.data()) {
   const std::uint16_t type = GetU16(page, kTypeAt);
-  if (type != kNodeType && type != kLeafType) Damaged("not a page of an index");
-  if (GetU32(page, kOwnerAt) != owner.value) Damaged("an index page of another table");
-  leaf_ = type == kLeafType;
-  CheckEntries();
-}
-
-void IndexPage::CheckEntries() {
+  if (type != kNodeType && type != kLeafType) Damaged(number, "not a page of an index");
+  if (GetU32(page, kOwnerAt) != owner.value) Damaged(number, "an index page of another table");
+  child_bytes_ = type == kLeafType ? 0 : kIndexChildBytes;
   const std::uint8_t* mask = page_ + kMaskAt;
-  const std::size_t highest = HighestBit(mask);
-  used_ = 0;
-  prefix_ = 0;
-  if (highest == kNoBit) return;
-  if (highest > kIndexArea || (mask[0] & 1) != 0) Damaged("index mask outside the entry area");
+  const std::size_t highest = internal::HighestBit(mask);
+  if (highest == internal::kNoBit) return;
+  if (highest > kIndexArea || (mask[0] & 1) != 0) {
+    Damaged(number, "index mask outside the entry area");
+  }
   used_ = highest;
   const std::size_t first = NextBit(mask, 0);
   if (first == used_) return;  // one entry shares nothing, whatever the page says
-  prefix_ = GetU16(bytes(), kPrefixAt);
-  if (prefix_ >= first) Damaged("index prefix longer than the first entry");
+  prefix_ = GetU16(page, kPrefixAt);
+  if (prefix_ >= first) Damaged(number, "index prefix longer than the first entry");
 }
 
-void IndexPage::Damaged(const char* why) const { throw Error::Damaged(number_, why); }
-
 std::uint8_t IndexPage::level() const { return page_[kLevelAt]; }
-PageNumber IndexPage::owner() const { return {GetU32(bytes(), kOwnerAt)}; }
 PageNumber IndexPage::previous() const { return {GetU32(bytes(), kPreviousAt)}; }
 PageNumber IndexPage::next() const { return {GetU32(bytes(), kNextAt)}; }
 PageNumber IndexPage::tail() const { return {GetU32(bytes(), kTailAt)}; }
-ByteView IndexPage::Area() const { return {page_ + kAreaAt, kIndexArea}; }
+ByteView IndexPage::Prefix() const { return AreaOf(page_).first(prefix_); }
 
 IndexSlot IndexPage::SlotAt(std::size_t start) const {
   if (start >= used_) return End();
@@ -174,10 +85,10 @@ IndexSlot IndexPage::Before(IndexSlot slot) const {
 
 ByteView IndexPage::Own(IndexSlot slot) const {
   const std::size_t length = slot.end - slot.start;
-  if (length < ChildBytes() || prefix_ + length <= kIndexRowBytes + ChildBytes()) {
-    Damaged("an index entry is too short");
+  if (length < child_bytes_ || prefix_ + length <= kIndexRowBytes + child_bytes_) {
+    Damaged(number_, "an index entry is too short");
   }
-  return {page_ + kAreaAt + slot.start, length - ChildBytes()};
+  return {page_ + kAreaAt + slot.start, length - child_bytes_};
 }
 
 IndexSlot IndexPage::LowerBound(ByteView bytes) const {
@@ -215,16 +126,16 @@ bool IndexPage::Matches(IndexSlot slot, ByteView bytes, std::size_t more) const 
 
 ByteView IndexPage::Entry(IndexSlot slot, Bytes& buffer) const {
   const ByteView own = Own(slot);
-  if (slot.start == prefix_) return Area().first(prefix_ + own.size());
+  if (slot.start == prefix_) return AreaOf(page_).first(prefix_ + own.size());
   if (prefix_ == 0) return own;
   buffer.resize(prefix_ + own.size());
-  std::copy_n(Area().begin(), prefix_, buffer.begin());
+  std::copy_n(AreaOf(page_).begin(), prefix_, buffer.begin());
   std::copy(own.begin(), own.end(), buffer.begin() + static_cast<std::ptrdiff_t>(prefix_));
   return buffer;
 }
 
 PageNumber IndexPage::Child(IndexSlot slot) const {
-  if (leaf_) Damaged("a leaf where a node is due");
+  if (leaf()) Damaged(number_, "a leaf where a node is due");
   PageNumber child = tail();
   if (!slot.at_end()) {
     const std::uint8_t* at = Own(slot).data() + Own(slot).size();
@@ -232,7 +143,7 @@ PageNumber IndexPage::Child(IndexSlot slot) const {
                   static_cast<std::uint32_t>(at[1]) << 16 | static_cast<std::uint32_t>(at[2]) << 8 |
                   at[3];
   }
-  if (!child || child == number_) Damaged("an index node without a proper child");
+  if (!child || child == number_) Damaged(number_, "an index node without a proper child");
   return child;
 }
 
@@ -276,7 +187,7 @@ void IndexPageEditor::StorePrefix(std::size_t prefix) {
 }
 
 bool IndexPageEditor::SharesPrefix(ByteView entry) const {
-  return entry.size() > prefix_ + ChildBytes() && CommonLength(Prefix(), entry) == prefix_;
+  return entry.size() > prefix_ + child_bytes_ && CommonLength(Prefix(), entry) == prefix_;
 }
 
 bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
@@ -284,13 +195,13 @@ bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
     Place(slot.start, entry.subspan(prefix_));
     return true;
   }
-  const ByteView bare = entry.first(entry.size() - ChildBytes());
+  const ByteView bare = entry.first(entry.size() - child_bytes_);
   // A node is given no prefix; one that it has may have to give way.
   const std::size_t prefix =
-      leaf_ ? PrefixWith(bare) : std::min(CommonLength(Prefix(), bare), bare.size() - 1);
+      leaf() ? PrefixWith(bare) : std::min(CommonLength(Prefix(), bare), bare.size() - 1);
   if (prefix == prefix_) return false;
   // Every entry but the first changes by the difference.
-  const std::size_t others = CountEntries() - 1;
+  const std::size_t others = internal::CountBits(page_ + kMaskAt) - 1;
   if (used_ + others * prefix_ + entry.size() > kIndexArea + others * prefix + prefix) return false;
   const std::size_t at = Recode(prefix, slot.start);
   Place(at, entry.subspan(prefix));
@@ -300,26 +211,18 @@ bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
 // The longest prefix that a page of these entries and `entry` can have.
 std::size_t IndexPageEditor::PrefixWith(ByteView entry) const {
   if (empty()) return 0;
-  const ByteView first = Area().first(First().end);
+  const ByteView first = AreaOf(page_).first(First().end);
   const std::size_t length =
       std::min(CommonLength(first, entry), prefix_ + CommonLength(Own(First()), Own(Last())));
   return std::min({length, first.size() - 1, entry.size() - 1});
-}
-
-std::size_t IndexPageEditor::CountEntries() const {
-  std::size_t count = 0;
-  for (const std::uint64_t word : LoadMask(page_ + kMaskAt)) {
-    count += static_cast<std::size_t>(std::popcount(word));
-  }
-  return count;
 }
 
 // Writes all entries with another prefix; the result must fit. Returns where
 // the entry that started at `follow` starts now.
 std::size_t IndexPageEditor::Recode(std::size_t prefix, std::size_t follow) {
   std::array<std::uint8_t, kIndexArea> area{};
-  std::array<std::uint8_t, kMaskBytes> mask{};
-  std::copy_n(Area().begin(), prefix, area.begin());
+  std::array<std::uint8_t, internal::kIndexMaskBytes> mask{};
+  std::copy_n(AreaOf(page_).begin(), prefix, area.begin());
   std::size_t at = prefix, followed = prefix;
   const auto append = [&](ByteView bytes) {
     assert(bytes.size() <= area.size() - at);
@@ -328,14 +231,14 @@ std::size_t IndexPageEditor::Recode(std::size_t prefix, std::size_t follow) {
   };
   for (IndexSlot slot = First(); !slot.at_end(); slot = After(slot)) {
     if (slot.start == follow) followed = at;
-    ByteView own = Area().subspan(slot.start, slot.end - slot.start);
+    ByteView own = AreaOf(page_).subspan(slot.start, slot.end - slot.start);
     if (prefix < prefix_) append(Prefix().subspan(prefix));
     if (prefix > prefix_) {
-      if (Own(slot).size() < prefix - prefix_) Damaged("index entries out of order");
+      if (Own(slot).size() < prefix - prefix_) Damaged(number_, "index entries out of order");
       own = own.subspan(prefix - prefix_);
     }
     append(own);
-    SetBit(mask.data(), at);
+    internal::SetBit(mask.data(), at);
   }
   if (follow >= used_) followed = at;
   std::copy(area.begin(), area.end(), edit_ + kAreaAt);
@@ -349,8 +252,8 @@ void IndexPageEditor::Place(std::size_t at, ByteView own) {
   std::uint8_t* const entries = edit_ + kAreaAt;
   std::memmove(entries + at + own.size(), entries + at, used_ - at);
   std::memcpy(entries + at, own.data(), own.size());
-  OpenGap(edit_ + kMaskAt, at, own.size());
-  SetBit(edit_ + kMaskAt, at + own.size());
+  internal::OpenGap(edit_ + kMaskAt, at, own.size());
+  internal::SetBit(edit_ + kMaskAt, at + own.size());
   SetUsed(used_ + own.size());
 }
 
@@ -361,7 +264,7 @@ void IndexPageEditor::RemoveRange(std::size_t from, std::size_t to) {
   const std::size_t left = used_ - (to - from);
   std::memmove(entries + from, entries + to, used_ - to);
   std::memset(entries + left, 0, used_ - left);
-  CloseGap(edit_ + kMaskAt, from, to);
+  internal::CloseGap(edit_ + kMaskAt, from, to);
   if (left == prefix_) {  // nothing but the prefix
     std::memset(entries, 0, left);
     StorePrefix(0);
@@ -380,7 +283,7 @@ std::size_t IndexPageEditor::Middle() const {
 IndexPageEditor IndexPageEditor::MoveUpperPart(std::size_t boundary, PageNumber right,
                                                PageSpan right_page) {
   std::copy_n(page_, kPageSize, right_page.begin());
-  IndexPageEditor upper(right, right_page, owner());
+  IndexPageEditor upper(right, right_page, owner_);
   upper.RemoveRange(upper.prefix_, boundary);
   RemoveRange(boundary, used_);
   return upper;
@@ -391,7 +294,7 @@ void IndexPageEditor::TakeContent(const IndexPage& other) {
   std::copy_n(other.bytes().begin(), kPageSize, edit_);
   SetPrevious(before);
   SetNext(behind);
-  *this = IndexPageEditor(number_, Span(), owner());
+  *this = IndexPageEditor(number_, Span(), owner_);
 }
 
 }  // namespace jet

@@ -44,8 +44,7 @@ class IndexPage {
 
   PageNumber number() const { return number_; }
   PageView bytes() const { return PageView(page_, kPageSize); }
-  PageNumber owner() const;
-  bool leaf() const { return leaf_; }
+  bool leaf() const { return child_bytes_ == 0; }
   std::uint8_t level() const;
   PageNumber previous() const;
   PageNumber next() const;
@@ -78,15 +77,11 @@ class IndexPage {
   bool Matches(IndexSlot slot, ByteView bytes, std::size_t more) const;
   // Bytes of the entry beyond the prefix and without the child, checked.
   ByteView Own(IndexSlot slot) const;
-  ByteView Prefix() const { return Area().first(prefix_); }
-  ByteView Area() const;
-  std::size_t ChildBytes() const { return leaf_ ? 0 : kIndexChildBytes; }
-  [[noreturn]] void Damaged(const char* why) const;
-  void CheckEntries();
+  ByteView Prefix() const;
 
-  PageNumber number_;
+  PageNumber number_, owner_;
   const std::uint8_t* page_ = nullptr;
-  bool leaf_ = true;
+  std::size_t child_bytes_ = 0;  // of an entry: 0 in a leaf
   std::size_t used_ = 0;
   std::size_t prefix_ = 0;
 };
@@ -120,7 +115,7 @@ class IndexPageEditor : public IndexPage {
   // have in common. False, and nothing changed: no room.
   bool Insert(IndexSlot slot, ByteView entry);
   void Erase(IndexSlot slot) { RemoveRange(slot.start, slot.end); }
-  // A boundary between two entries, near the middle; there must be two.
+  // A boundary between two entries, near the middle. REQUIRES: there are two.
   std::size_t Middle() const;
   // Moves the entries from `boundary` on to `right`, which becomes a page like
   // this one but for its links.
@@ -135,7 +130,6 @@ class IndexPageEditor : public IndexPage {
   void Place(std::size_t at, ByteView own);
   void RemoveRange(std::size_t from, std::size_t to);
   std::size_t PrefixWith(ByteView entry) const;
-  std::size_t CountEntries() const;
   std::size_t Recode(std::size_t prefix, std::size_t follow);
 
   std::uint8_t* edit_;
