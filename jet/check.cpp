@@ -4,7 +4,9 @@
 
 #include "jet/check_catalog.h"
 #include "jet/check_header.h"
+#include "jet/database.h"
 #include "jet/error.h"
+#include "jet/pager.h"
 
 namespace jet {
 

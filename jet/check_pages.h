@@ -12,6 +12,7 @@
 
 #include "jet/check_report.h"
 #include "jet/page_set.h"
+#include "jet/pager.h"
 #include "jet/slotted_page.h"
 
 namespace jet::check {

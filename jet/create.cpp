@@ -7,6 +7,7 @@
 
 #include "jet/bytes.h"
 #include "jet/index.h"
+#include "jet/pager.h"
 #include "jet/slotted_page.h"
 #include "jet/system_ids.h"
 #include "jet/system_tables.h"

@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "jet/column_type.h"
-#include "jet/pager.h"
 #include "jet/types.h"
 
 namespace jet {
 
 class PageAllocator;
+class Pager;
 
 inline constexpr std::size_t kMaxColumns = 255;  // in a table's lifetime
 inline constexpr std::size_t kMaxIndexes = 32;   // trees; of a new table, names of indexes, too
@@ -121,13 +121,13 @@ struct TableDef {
   // The pages of a definition, as far as it can be followed; the last one may lie
   // outside the file or be something else.
   static std::vector<PageNumber> Chain(Pager& pager, PageNumber first);
-  // Rewrites the chain, growing or shrinking it. `page` must be allocated.
+  // Rewrites the chain, growing or shrinking it. REQUIRES: a Scope; `page` is allocated.
   void Store(Pager& pager, PageAllocator& allocator);
   // The content of the chain, from the first page's start to behind the closing
   // mark; the first eight bytes belong to the page.
   Bytes Serialize() const;
-  // Rewrites the counters only: rows, autonumber, distinct keys. The layout of
-  // the definition must be as loaded or stored last.
+  // Rewrites the counters only: rows, autonumber, distinct keys. REQUIRES: a Scope;
+  // columns and indexes are as loaded or stored last.
   void StoreCounters(Pager& pager) const;
 
   // The width of the fixed region of a row written now.
