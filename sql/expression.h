@@ -20,6 +20,8 @@ struct TypeInfo {
   jet::ColumnType type = jet::ColumnType::kText;
   std::size_t max_chars = 0;
 };
+// Of what answers True, False or Null.
+inline constexpr TypeInfo kTruthType{jet::ColumnType::kInteger, 0};
 
 class Node {
  public:
@@ -40,16 +42,20 @@ using NodePtr = std::unique_ptr<Node>;
 
 NodePtr MakeLiteral(const jet::Value& value);
 NodePtr MakeColumn(std::size_t source, std::size_t ordinal, TypeInfo type);
-// The value of another node, which must outlive this one.
+// The value of another node. REQUIRES: that outlives this one.
 NodePtr MakeAlias(Node& node);
 NodePtr MakeAggregateRef(std::size_t index, TypeInfo type);
-NodePtr MakeNot(NodePtr operand);
-NodePtr MakeNegate(NodePtr operand);
 NodePtr MakeBinary(Operator op, NodePtr left, NodePtr right);
+// Of a logical operator or a comparison.
+NodePtr MakeCondition(Operator op, NodePtr left, NodePtr right);
+NodePtr MakeNot(NodePtr operand);
 NodePtr MakeIsNull(NodePtr operand, bool negated);
 NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated);
 NodePtr MakeBetween(std::vector<NodePtr> operands, bool negated);
 NodePtr MakeIn(std::vector<NodePtr> operands, bool negated);
+// Of any other operator.
+NodePtr MakeArithmetic(Operator op, NodePtr left, NodePtr right);
+NodePtr MakeNegate(NodePtr operand);
 
 // The expression holds for the rows in `context`: neither False nor Null.
 inline bool Holds(Node& node, Context& context) {

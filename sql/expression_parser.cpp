@@ -1,6 +1,5 @@
 // Expressions, from the loosest operator to the tightest:
 //   IMP, EQV, XOR, OR, AND, NOT, comparisons, &, + -, MOD, \, * /, unary -, ^
-
 #include <fmt/format.h>
 
 #include <array>
@@ -8,7 +7,7 @@
 
 #include "jet/date_time.h"
 #include "jet/number.h"
-#include "sql/parser.h"
+#include "sql/parser_parts.h"
 
 namespace sql {
 namespace {
@@ -46,56 +45,81 @@ constexpr std::array<ComparisonSign, 6> kComparisons = {{
     {">=", Operator::kGreaterEqual},
 }};
 
-}  // namespace
+// By descent, from the current word of `in` on.
+class ExpressionParser {
+ public:
+  explicit ExpressionParser(TokenReader& in) : in_(in) {}
+  ExprPtr Expression() { return Logical(0); }
 
-ExprPtr Parser::Finish(Expr expr, std::size_t begin) const {
+ private:
+  ExprPtr Logical(std::size_t level);
+  ExprPtr Not();
+  ExprPtr Comparison();
+  ExprPtr ComparisonTail(ExprPtr left, bool negated);
+  ExprPtr Arithmetic(std::size_t level);
+  ExprPtr Unary();
+  ExprPtr Power();
+  ExprPtr Primary();
+  ExprPtr NameOrCall();
+  ExprPtr Parenthesised();
+  ExprPtr SkipSubquery(std::size_t begin);
+  jet::Value NumberLiteral(const Token& token) const;
+  jet::Value DateLiteral(const Token& token) const;
+  ExprPtr Finish(Expr expr, std::size_t begin) const;
+  ExprPtr Binary(Operator op, ExprPtr left, ExprPtr right) const;
+  ExprPtr LiteralAt(jet::Value value, std::size_t begin);
+
+  TokenReader& in_;
+};
+
+ExprPtr ExpressionParser::Finish(Expr expr, std::size_t begin) const {
   expr.begin = begin;
-  expr.end = LastEnd();
+  expr.end = in_.LastEnd();
   for (const ExprPtr& arg : expr.args) expr.depth = std::max(expr.depth, arg->depth + 1);
-  if (expr.depth > kMaxTreeDepth) ThrowSyntax(text_, begin, "nested too deeply");
+  if (expr.depth > kMaxTreeDepth) ThrowSyntax(in_.text(), begin, "nested too deeply");
   return std::make_shared<const Expr>(std::move(expr));
 }
 
-ExprPtr Parser::Binary(Operator op, ExprPtr left, ExprPtr right) const {
+ExprPtr ExpressionParser::Binary(Operator op, ExprPtr left, ExprPtr right) const {
   const std::size_t begin = left->begin;
   Expr expr{.kind = Expr::Kind::kBinary, .op = op};
   expr.args = {std::move(left), std::move(right)};
   return Finish(std::move(expr), begin);
 }
 
-ExprPtr Parser::Logical(std::size_t level) {
+ExprPtr ExpressionParser::Logical(std::size_t level) {
   if (level == kLogical.size()) return Not();
   ExprPtr left = Logical(level + 1);
-  while (TakeKeyword(kLogical[level].words[0])) {
+  while (in_.TakeKeyword(kLogical[level].words[0])) {
     left = Binary(kLogical[level].operators[0], std::move(left), Logical(level + 1));
   }
   return left;
 }
 
-ExprPtr Parser::Not() {
-  const std::size_t begin = Now().begin;
-  if (!TakeKeyword("NOT")) return Comparison();
-  const DepthGuard guard(*this);
+ExprPtr ExpressionParser::Not() {
+  const std::size_t begin = in_.Now().begin;
+  if (!in_.TakeKeyword("NOT")) return Comparison();
+  const DepthGuard guard(in_);
   Expr expr{.kind = Expr::Kind::kNot};
   expr.args = {Not()};
   return Finish(std::move(expr), begin);
 }
 
-ExprPtr Parser::Comparison() {
+ExprPtr ExpressionParser::Comparison() {
   ExprPtr left = Arithmetic(0);
   for (;;) {
     const auto sign =
         std::find_if(kComparisons.begin(), kComparisons.end(),
-                     [this](const ComparisonSign& each) { return Now().Is(each.sign); });
+                     [this](const ComparisonSign& each) { return in_.Now().Is(each.sign); });
     if (sign != kComparisons.end()) {
-      Take();
+      in_.Take();
       left = Binary(sign->op, std::move(left), Arithmetic(0));
       continue;
     }
-    const bool negated = Now().IsKeyword("NOT");
-    const Token& word = Ahead(negated ? 1 : 0);
+    const bool negated = in_.Now().IsKeyword("NOT");
+    const Token& word = in_.Ahead(negated ? 1 : 0);
     if (word.IsKeyword("LIKE") || word.IsKeyword("BETWEEN") || word.IsKeyword("IN")) {
-      if (negated) Take();
+      if (negated) in_.Take();
       left = ComparisonTail(std::move(left), negated);
     } else if (!negated && word.IsKeyword("IS")) {
       left = ComparisonTail(std::move(left), false);
@@ -105,86 +129,86 @@ ExprPtr Parser::Comparison() {
   }
 }
 
-ExprPtr Parser::ComparisonTail(ExprPtr left, bool negated) {
+ExprPtr ExpressionParser::ComparisonTail(ExprPtr left, bool negated) {
   const std::size_t begin = left->begin;
   Expr expr;
   expr.negated = negated;
   expr.args = {std::move(left)};
-  if (TakeKeyword("IS")) {
+  if (in_.TakeKeyword("IS")) {
     expr.kind = Expr::Kind::kIsNull;
-    expr.negated = TakeKeyword("NOT");
-    ExpectKeyword("NULL");
-  } else if (TakeKeyword("LIKE")) {
+    expr.negated = in_.TakeKeyword("NOT");
+    in_.ExpectKeyword("NULL");
+  } else if (in_.TakeKeyword("LIKE")) {
     expr.kind = Expr::Kind::kLike;
     expr.args.push_back(Arithmetic(0));
-  } else if (TakeKeyword("BETWEEN")) {
+  } else if (in_.TakeKeyword("BETWEEN")) {
     expr.kind = Expr::Kind::kBetween;
     expr.args.push_back(Arithmetic(0));
-    ExpectKeyword("AND");
+    in_.ExpectKeyword("AND");
     expr.args.push_back(Arithmetic(0));
   } else {
-    ExpectKeyword("IN");
+    in_.ExpectKeyword("IN");
     expr.kind = Expr::Kind::kIn;
-    const std::size_t list = Now().begin;
-    Expect("(");
-    if (Now().IsKeyword("SELECT")) {
+    const std::size_t list = in_.Now().begin;
+    in_.Expect("(");
+    if (in_.Now().IsKeyword("SELECT")) {
       expr.args.push_back(SkipSubquery(list));
       return Finish(std::move(expr), begin);
     }
     do {
       expr.args.push_back(Expression());
-    } while (TakeIf(","));
-    Expect(")");
+    } while (in_.TakeIf(","));
+    in_.Expect(")");
   }
   return Finish(std::move(expr), begin);
 }
 
-ExprPtr Parser::Arithmetic(std::size_t level) {
+ExprPtr ExpressionParser::Arithmetic(std::size_t level) {
   if (level == kArithmetic.size()) return Unary();
   const Level& signs = kArithmetic[level];
   ExprPtr left = Arithmetic(level + 1);
   for (;;) {
     std::size_t i = 0;
     while (i < 2 && (signs.words[i].empty() ||
-                     !(Now().Is(signs.words[i]) || Now().IsKeyword(signs.words[i])))) {
+                     !(in_.Now().Is(signs.words[i]) || in_.Now().IsKeyword(signs.words[i])))) {
       ++i;
     }
     if (i == 2) return left;
-    Take();
+    in_.Take();
     left = Binary(signs.operators[i], std::move(left), Arithmetic(level + 1));
   }
 }
 
-ExprPtr Parser::Unary() {
-  const std::size_t begin = Now().begin;
-  const bool negate = Now().Is("-");
-  if (!negate && !Now().Is("+")) return Power();
-  const DepthGuard guard(*this);
-  Take();
+ExprPtr ExpressionParser::Unary() {
+  const std::size_t begin = in_.Now().begin;
+  const bool negate = in_.Now().Is("-");
+  if (!negate && !in_.Now().Is("+")) return Power();
+  const DepthGuard guard(in_);
+  in_.Take();
   Expr expr{.kind = negate ? Expr::Kind::kNegate : Expr::Kind::kParen};
   expr.args = {Unary()};
   return Finish(std::move(expr), begin);
 }
 
-ExprPtr Parser::Power() {
+ExprPtr ExpressionParser::Power() {
   ExprPtr left = Primary();
-  while (TakeIf("^")) {
-    ExprPtr right = Now().Is("-") || Now().Is("+") ? Unary() : Primary();
+  while (in_.TakeIf("^")) {
+    ExprPtr right = in_.Now().Is("-") || in_.Now().Is("+") ? Unary() : Primary();
     left = Binary(Operator::kPower, std::move(left), std::move(right));
   }
   return left;
 }
 
-ExprPtr Parser::LiteralAt(jet::Value value, std::size_t begin) {
-  Take();
+ExprPtr ExpressionParser::LiteralAt(jet::Value value, std::size_t begin) {
+  in_.Take();
   Expr expr;
   expr.value = std::move(value);
   return Finish(std::move(expr), begin);
 }
 
-ExprPtr Parser::Primary() {
-  const DepthGuard guard(*this);
-  const Token& token = Now();
+ExprPtr ExpressionParser::Primary() {
+  const DepthGuard guard(in_);
+  const Token& token = in_.Now();
   switch (token.kind) {
     case Token::Kind::kNumber:
       return LiteralAt(NumberLiteral(token), token.begin);
@@ -196,89 +220,76 @@ ExprPtr Parser::Primary() {
       return NameOrCall();
     case Token::Kind::kWord:
       if (token.IsKeyword("NULL")) return LiteralAt(jet::Null{}, token.begin);
-      if (const auto constant = ConstantOf(token.value); constant && !NameGoesOn(1)) {
+      if (const auto constant = ConstantOf(token.value); constant && !in_.NameGoesOn(1)) {
         return LiteralAt(*constant, token.begin);
       }
       if (token.IsKeyword("EXISTS")) {
-        Take();
-        Expect("(");
+        in_.Take();
+        in_.Expect("(");
         return SkipSubquery(token.begin);
       }
       // LEFT and RIGHT are functions, too.
       if (IsReserved(token.value) &&
-          !((token.IsKeyword("LEFT") || token.IsKeyword("RIGHT")) && Ahead(1).Is("("))) {
-        Fail("an expression");
+          !((token.IsKeyword("LEFT") || token.IsKeyword("RIGHT")) && in_.Ahead(1).Is("("))) {
+        in_.Fail("an expression");
       }
       return NameOrCall();
     default:
       if (token.Is("(")) return Parenthesised();
       if (token.Is("?")) {
-        Take();
+        in_.Take();
         return Finish(Expr{.kind = Expr::Kind::kParameter, .name = "?"}, token.begin);
       }
-      Fail("an expression");
+      in_.Fail("an expression");
   }
 }
 
-ExprPtr Parser::Parenthesised() {
-  const std::size_t begin = Now().begin;
-  Expect("(");
-  if (Now().IsKeyword("SELECT")) return SkipSubquery(begin);
+ExprPtr ExpressionParser::Parenthesised() {
+  const std::size_t begin = in_.Now().begin;
+  in_.Expect("(");
+  if (in_.Now().IsKeyword("SELECT")) return SkipSubquery(begin);
   Expr expr{.kind = Expr::Kind::kParen};
   expr.args = {Expression()};
-  Expect(")");
+  in_.Expect(")");
   return Finish(std::move(expr), begin);
 }
 
 // The SELECT is read so that its faults are found, and only its text is kept.
-ExprPtr Parser::SkipSubquery(std::size_t begin) {
-  if (!Now().IsKeyword("SELECT")) Fail("SELECT");
-  SelectBody();
-  Expect(")");
+ExprPtr ExpressionParser::SkipSubquery(std::size_t begin) {
+  if (!in_.Now().IsKeyword("SELECT")) in_.Fail("SELECT");
+  ReadSelect(in_);
+  in_.Expect(")");
   return Finish(Expr{.kind = Expr::Kind::kSubquery}, begin);
 }
 
-ExprPtr Parser::NameOrCall() {
-  const Token& first = Take();
+ExprPtr ExpressionParser::NameOrCall() {
+  const Token& first = in_.Take();
   Expr expr{.kind = Expr::Kind::kColumn, .name = first.value};
-  if (TakeIf("(")) {
+  if (in_.TakeIf("(")) {
     expr.kind = Expr::Kind::kCall;
-    const std::size_t star = Now().begin;
-    if (TakeIf("*")) {
+    const std::size_t star = in_.Now().begin;
+    if (in_.TakeIf("*")) {
       expr.args.push_back(Finish(Expr{.kind = Expr::Kind::kStar}, star));
-    } else if (!Now().Is(")")) {
+    } else if (!in_.Now().Is(")")) {
       do {
         expr.args.push_back(Expression());
-      } while (TakeIf(","));
+      } while (in_.TakeIf(","));
     }
-    Expect(")");
-  } else if (TakeIf(".") || TakeIf("!")) {
+    in_.Expect(")");
+  } else if (in_.TakeIf(".") || in_.TakeIf("!")) {
     expr.qualifier = std::move(expr.name);
-    expr.name = ExpectName("a column name");
-    if (NameGoesOn(0)) {
+    expr.name = in_.ExpectName("a column name");
+    // Three names and more are no column of a table: a field of a form, which has no
+    // value here.
+    if (in_.NameGoesOn(0)) {
       expr = {.kind = Expr::Kind::kParameter,
-              .name = RestOfPath(fmt::format("[{}]!", expr.qualifier), std::move(expr.name))};
+              .name = in_.RestOfPath(fmt::format("[{}]!", expr.qualifier), std::move(expr.name))};
     }
   }
   return Finish(std::move(expr), first.begin);
 }
 
-bool Parser::NameGoesOn(std::size_t ahead) const {
-  return Ahead(ahead).Is(".") || Ahead(ahead).Is("!");
-}
-
-// Three names and more are not a column of a table but a field of a form, which is not
-// known here. Written in one way, however it was spelled.
-std::string Parser::RestOfPath(std::string begin, std::string name) {
-  while (NameGoesOn(0)) {
-    begin += fmt::format("[{}]!", name);
-    Take();
-    name = ExpectName("a name");
-  }
-  return begin + fmt::format("[{}]", name);
-}
-
-jet::Value Parser::NumberLiteral(const Token& token) const {
+jet::Value ExpressionParser::NumberLiteral(const Token& token) const {
   const char* begin = token.value.data();
   const char* end = begin + token.value.size();
   std::int32_t whole = 0;
@@ -287,14 +298,20 @@ jet::Value Parser::NumberLiteral(const Token& token) const {
     return whole;
   }
   const auto number = jet::ReadNumber(token.value);
-  if (!number) ThrowSyntax(text_, token.begin, "the number is too large");
+  if (!number) ThrowSyntax(in_.text(), token.begin, "the number is too large");
   return *number;
 }
 
-jet::Value Parser::DateLiteral(const Token& token) const {
+jet::Value ExpressionParser::DateLiteral(const Token& token) const {
   const std::optional<jet::DateTime> date = jet::ReadDateTime(token.value);
-  if (!date) ThrowSyntax(text_, token.begin, "not a date; write #month/day/year hour:minute#");
+  if (!date) {
+    ThrowSyntax(in_.text(), token.begin, "not a date; write #month/day/year hour:minute#");
+  }
   return *date;
 }
+
+}  // namespace
+
+ExprPtr ReadExpression(TokenReader& in) { return ExpressionParser(in).Expression(); }
 
 }  // namespace sql

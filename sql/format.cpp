@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "sql/definition.h"
+#include "sql/lexer.h"
 #include "sql/sql.h"
 
 namespace sql {

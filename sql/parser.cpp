@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
+#include <optional>
 
 #include "jet/ascii.h"
 #include "jet/column_type.h"
 #include "jet/name.h"
+#include "sql/parser_parts.h"
 
 namespace sql {
 namespace {
@@ -31,225 +34,199 @@ constexpr std::array<ParameterType, 20> kParameterTypes = {{
     {"Decimal", jet::ColumnType::kNumeric},   {"Numeric", jet::ColumnType::kNumeric},
 }};
 
-}  // namespace
+// By descent, from the current word of `in` on.
+class SelectParser {
+ public:
+  explicit SelectParser(TokenReader& in) : in_(in) {}
 
-SelectText ParseSelect(std::string_view text) { return Parser(text).Statement(); }
-ExprPtr ParseExpression(std::string_view text) { return Parser(text).WholeExpression(); }
-OutputItem ParseOutput(std::string_view text) { return Parser(text).WholeOutput(); }
+  SelectText Statement();
+  Select Body();
+  OutputItem Output();
 
-bool Parser::TakeIf(std::string_view symbol) {
-  if (!Now().Is(symbol)) return false;
-  Take();
-  return true;
+ private:
+  void Parameters(Select& select);
+  void Predicate(Select& select);
+  void From(Select& select);
+  std::unique_ptr<FromNode> JoinTree(Select& select);
+  std::unique_ptr<FromNode> JoinOperand(Select& select);
+  std::unique_ptr<FromNode> SubquerySource(Select& select);
+  std::optional<std::string> TableAlias();
+  std::unique_ptr<FromNode> AddSource(Select& select, SourceItem source, std::size_t begin) const;
+  void OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const;
+  void GroupAndOrder(Select& select);
+  bool AtJoin() const;
+  SqlText TextOf(const ExprPtr& expr) const;
+
+  TokenReader& in_;
+};
+
+SqlText SelectParser::TextOf(const ExprPtr& expr) const {
+  return {std::string(in_.text().substr(expr->begin, expr->end - expr->begin)), expr};
 }
 
-bool Parser::TakeKeyword(std::string_view keyword) {
-  if (!Now().IsKeyword(keyword)) return false;
-  Take();
-  return true;
-}
-
-void Parser::Expect(std::string_view symbol) {
-  if (!TakeIf(symbol)) Fail(fmt::format("\"{}\"", symbol));
-}
-
-void Parser::ExpectKeyword(std::string_view keyword) {
-  if (!TakeKeyword(keyword)) Fail(keyword);
-}
-
-std::string Parser::ExpectName(std::string_view what) {
-  if (!Now().IsName()) Fail(what);
-  return Take().value;
-}
-
-void Parser::Fail(std::string_view what) const {
-  const Token& token = Now();
-  const std::string_view found = text_.substr(token.begin, token.end - token.begin);
-  ThrowSyntax(text_, token.begin,
-              token.kind == Token::Kind::kEnd
-                  ? fmt::format("expected {}, found the end of the text", what)
-                  : fmt::format("expected {}, found {}", what, found));
-}
-
-SqlText Parser::TextOf(const ExprPtr& expr) const {
-  return {std::string(text_.substr(expr->begin, expr->end - expr->begin)), expr};
-}
-
-ExprPtr Parser::WholeExpression() {
-  ExprPtr expr = Expression();
-  if (Now().kind != Token::Kind::kEnd) Fail("the end of the expression");
-  return expr;
-}
-
-OutputItem Parser::WholeOutput() {
-  OutputItem item = Output();
-  if (Now().kind != Token::Kind::kEnd) Fail("the end of the expression");
-  return item;
-}
-
-SelectText Parser::Statement() {
+SelectText SelectParser::Statement() {
   SelectText statement;
   Parameters(statement.select);
   bool all = false;
-  std::size_t end = Now().begin;  // of the part before
+  std::size_t end = in_.Now().begin;  // of the part before
   for (;;) {
-    if (!Now().IsKeyword("SELECT")) Fail("SELECT");
-    const std::size_t begin = Now().begin;
-    const std::string_view joint = text_.substr(end, begin - end);
-    Select select = SelectBody();
-    end = LastEnd();
+    if (!in_.Now().IsKeyword("SELECT")) in_.Fail("SELECT");
+    const std::size_t begin = in_.Now().begin;
+    const std::string_view joint = in_.text().substr(end, begin - end);
+    Select select = Body();
+    end = in_.LastEnd();
     select.parameters = std::move(statement.select.parameters);
     statement.select = std::move(select);
     statement.parts.push_back(
-        {std::string(text_.substr(begin, end - begin)), all, std::string(joint)});
-    if (!TakeKeyword("UNION")) break;
-    all = TakeKeyword("ALL");
+        {std::string(in_.text().substr(begin, end - begin)), all, std::string(joint)});
+    if (!in_.TakeKeyword("UNION")) break;
+    all = in_.TakeKeyword("ALL");
   }
-  TakeIf(";");
-  if (Now().kind != Token::Kind::kEnd) Fail("the end of the query");
+  in_.TakeIf(";");
+  in_.ExpectEnd("query");
   return statement;
 }
 
-void Parser::Parameters(Select& select) {
-  if (!TakeKeyword("PARAMETERS")) return;
+void SelectParser::Parameters(Select& select) {
+  if (!in_.TakeKeyword("PARAMETERS")) return;
   do {
-    Parameter parameter{.name = ExpectName("the name of a parameter")};
-    if (NameGoesOn(0)) parameter.name = RestOfPath({}, std::move(parameter.name));
-    const Token& word = Now();
-    if (word.kind != Token::Kind::kWord) Fail("the type of a parameter");
+    Parameter parameter{.name = in_.ExpectName("the name of a parameter")};
+    if (in_.NameGoesOn(0)) parameter.name = in_.RestOfPath({}, std::move(parameter.name));
+    const Token& word = in_.Now();
+    if (word.kind != Token::Kind::kWord) in_.Fail("the type of a parameter");
     const auto known = std::find_if(
         kParameterTypes.begin(), kParameterTypes.end(),
         [&](const ParameterType& each) { return jet::EqualsAsciiCase(each.word, word.value); });
     if (known != kParameterTypes.end()) {
       parameter.type = static_cast<std::int16_t>(known->type);
     } else if (!word.IsKeyword("VALUE")) {
-      Fail("the type of a parameter");
+      in_.Fail("the type of a parameter");
     }
-    Take();
-    if (TakeIf("(")) {
-      if (Now().kind != Token::Kind::kNumber) Fail("a size");
-      Take();
-      Expect(")");
+    in_.Take();
+    if (in_.TakeIf("(")) {
+      if (in_.Now().kind != Token::Kind::kNumber) in_.Fail("a size");
+      in_.Take();
+      in_.Expect(")");
     }
     select.parameters.push_back(std::move(parameter));
-  } while (TakeIf(","));
-  Expect(";");
+  } while (in_.TakeIf(","));
+  in_.Expect(";");
 }
 
-Select Parser::SelectBody() {
-  const DepthGuard guard(*this);
-  ExpectKeyword("SELECT");
+Select SelectParser::Body() {
+  const DepthGuard guard(in_);
+  in_.ExpectKeyword("SELECT");
   Select select;
   Predicate(select);
   do {
     OutputItem item = Output();
-    if (!item.star && TakeKeyword("AS")) item.alias = ExpectName("an alias");
+    if (!item.star && in_.TakeKeyword("AS")) item.alias = in_.ExpectName("an alias");
     select.outputs.push_back(std::move(item));
-  } while (TakeIf(","));
-  if (TakeKeyword("FROM")) From(select);
-  if (TakeKeyword("WHERE")) select.where = TextOf(Expression());
+  } while (in_.TakeIf(","));
+  if (in_.TakeKeyword("FROM")) From(select);
+  if (in_.TakeKeyword("WHERE")) select.where = TextOf(ReadExpression(in_));
   GroupAndOrder(select);
-  if (TakeKeyword("WITH")) {
-    ExpectKeyword("OWNERACCESS");
-    ExpectKeyword("OPTION");
+  if (in_.TakeKeyword("WITH")) {
+    in_.ExpectKeyword("OWNERACCESS");
+    in_.ExpectKeyword("OPTION");
     select.owner_access = true;
   }
   return select;
 }
 
-void Parser::Predicate(Select& select) {
-  if (!TakeKeyword("ALL")) {
-    if (TakeKeyword("DISTINCT")) {
+void SelectParser::Predicate(Select& select) {
+  if (!in_.TakeKeyword("ALL")) {
+    if (in_.TakeKeyword("DISTINCT")) {
       select.distinct = true;
-    } else if (TakeKeyword("DISTINCTROW")) {
+    } else if (in_.TakeKeyword("DISTINCTROW")) {
       select.distinct_row = true;
     }
   }
-  if (!TakeKeyword("TOP")) return;
-  const Token& count = Now();
+  if (!in_.TakeKeyword("TOP")) return;
+  const Token& count = in_.Now();
   if (count.kind != Token::Kind::kNumber || count.value.size() > 9 ||
       count.value.find_first_not_of("0123456789") != std::string::npos) {
-    Fail("a count of rows");
+    in_.Fail("a count of rows");
   }
-  select.top = Take().value;
-  select.percent = TakeKeyword("PERCENT");
+  select.top = in_.Take().value;
+  select.percent = in_.TakeKeyword("PERCENT");
 }
 
-OutputItem Parser::Output() {
+OutputItem SelectParser::Output() {
   OutputItem item;
-  const std::size_t begin = Now().begin;
-  const bool qualified = Now().IsName() && Ahead(1).Is(".") && Ahead(2).Is("*");
-  if (!qualified && !Now().Is("*")) {
-    item.expression = TextOf(Expression());
+  const std::size_t begin = in_.Now().begin;
+  const bool qualified = in_.Now().IsName() && in_.Ahead(1).Is(".") && in_.Ahead(2).Is("*");
+  if (!qualified && !in_.Now().Is("*")) {
+    item.expression = TextOf(ReadExpression(in_));
     return item;
   }
   item.star = true;
   if (qualified) {
-    item.star_qualifier = Take().value;
-    Take();
+    item.star_qualifier = in_.Take().value;
+    in_.Take();
   }
-  Take();
-  item.expression.text = text_.substr(begin, LastEnd() - begin);
+  in_.Take();
+  item.expression.text = in_.text().substr(begin, in_.LastEnd() - begin);
   return item;
 }
 
-void Parser::From(Select& select) {
+void SelectParser::From(Select& select) {
   do {
     select.from.push_back(JoinTree(select));
-  } while (TakeIf(","));
+  } while (in_.TakeIf(","));
 }
 
-bool Parser::AtJoin() const {
-  return Now().IsKeyword("INNER") || Now().IsKeyword("LEFT") || Now().IsKeyword("RIGHT") ||
-         Now().IsKeyword("JOIN");
+bool SelectParser::AtJoin() const {
+  return in_.Now().IsKeyword("INNER") || in_.Now().IsKeyword("LEFT") ||
+         in_.Now().IsKeyword("RIGHT") || in_.Now().IsKeyword("JOIN");
 }
 
-std::unique_ptr<FromNode> Parser::JoinTree(Select& select) {
-  const DepthGuard guard(*this);
+std::unique_ptr<FromNode> SelectParser::JoinTree(Select& select) {
+  const DepthGuard guard(in_);
   std::unique_ptr<FromNode> left = JoinOperand(select);
   for (std::size_t joins = 1; AtJoin(); ++joins) {
-    if (joins > kMaxDepth) Fail("fewer joins");
+    if (joins > kMaxDepth) in_.Fail("fewer joins");
     auto join = std::make_unique<FromNode>();
-    if (TakeKeyword("LEFT")) {
+    if (in_.TakeKeyword("LEFT")) {
       join->kind = JoinKind::kLeft;
-    } else if (TakeKeyword("RIGHT")) {
+    } else if (in_.TakeKeyword("RIGHT")) {
       join->kind = JoinKind::kRight;
     } else {
-      TakeKeyword("INNER");
+      in_.TakeKeyword("INNER");
     }
-    if (join->kind != JoinKind::kInner) TakeKeyword("OUTER");
-    ExpectKeyword("JOIN");
+    if (join->kind != JoinKind::kInner) in_.TakeKeyword("OUTER");
+    in_.ExpectKeyword("JOIN");
     join->left = std::move(left);
     join->right = JoinOperand(select);
     // So a JOIN b JOIN c ON .. ON .., which would nest to the right, is refused.
-    ExpectKeyword("ON");
-    OnTerms(Expression(), join->on);
+    in_.ExpectKeyword("ON");
+    OnTerms(ReadExpression(in_), join->on);
     left = std::move(join);
   }
   return left;
 }
 
-std::unique_ptr<FromNode> Parser::JoinOperand(Select& select) {
-  if (Now().Is("(") && Ahead(1).IsKeyword("SELECT")) return SubquerySource(select);
-  if (TakeIf("(")) {
+std::unique_ptr<FromNode> SelectParser::JoinOperand(Select& select) {
+  if (in_.Now().Is("(") && in_.Ahead(1).IsKeyword("SELECT")) return SubquerySource(select);
+  if (in_.TakeIf("(")) {
     std::unique_ptr<FromNode> inner = JoinTree(select);
-    Expect(")");
+    in_.Expect(")");
     return inner;
   }
-  if (Now().kind == Token::Kind::kWord && IsReserved(Now().value)) Fail("a table name");
-  const std::size_t begin = Now().begin;
+  if (in_.Now().kind == Token::Kind::kWord && IsReserved(in_.Now().value)) in_.Fail("a table name");
+  const std::size_t begin = in_.Now().begin;
   SourceItem source;
-  source.table = ExpectName("a table name");
+  source.table = in_.ExpectName("a table name");
   source.alias = TableAlias();
   return AddSource(select, std::move(source), begin);
 }
 
 // Rows of joins name their sources, so two of one name could not be told apart.
-std::unique_ptr<FromNode> Parser::AddSource(Select& select, SourceItem source,
-                                            std::size_t begin) const {
+std::unique_ptr<FromNode> SelectParser::AddSource(Select& select, SourceItem source,
+                                                  std::size_t begin) const {
   for (const SourceItem& each : select.sources) {
     if (jet::SameName(jet::kGeneral, each.name(), source.name())) {
-      ThrowSyntax(text_, begin, fmt::format("two sources are called {}", source.name()));
+      ThrowSyntax(in_.text(), begin, fmt::format("two sources are called {}", source.name()));
     }
   }
   auto leaf = std::make_unique<FromNode>();
@@ -258,31 +235,32 @@ std::unique_ptr<FromNode> Parser::AddSource(Select& select, SourceItem source,
   return leaf;
 }
 
-std::unique_ptr<FromNode> Parser::SubquerySource(Select& select) {
+std::unique_ptr<FromNode> SelectParser::SubquerySource(Select& select) {
   SourceItem source;
-  Expect("(");
-  const std::size_t begin = Now().begin;  // of the query's text
-  SelectBody();
-  source.subquery = text_.substr(begin, LastEnd() - begin);
-  TakeIf(";");
-  Expect(")");
+  in_.Expect("(");
+  const std::size_t begin = in_.Now().begin;  // of the query's text
+  Body();
+  source.subquery = in_.text().substr(begin, in_.LastEnd() - begin);
+  in_.TakeIf(";");
+  in_.Expect(")");
   source.alias = TableAlias();
-  if (!source.alias) Fail("an alias for the query in parentheses");
+  if (!source.alias) in_.Fail("an alias for the query in parentheses");
   return AddSource(select, std::move(source), begin);
 }
 
-std::optional<std::string> Parser::TableAlias() {
-  if (TakeKeyword("AS")) return ExpectName("an alias");
-  if (Now().kind == Token::Kind::kBracketed ||
-      (Now().kind == Token::Kind::kWord && !IsReserved(Now().value) && !Now().IsKeyword("WITH"))) {
-    return Take().value;
+std::optional<std::string> SelectParser::TableAlias() {
+  if (in_.TakeKeyword("AS")) return in_.ExpectName("an alias");
+  if (in_.Now().kind == Token::Kind::kBracketed ||
+      (in_.Now().kind == Token::Kind::kWord && !IsReserved(in_.Now().value) &&
+       !in_.Now().IsKeyword("WITH"))) {
+    return in_.Take().value;
   }
   return std::nullopt;
 }
 
 // The terms that AND joins, each without the parentheses around it.
-void Parser::OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const {
-  if (expr->kind == Expr::Kind::kParen && text_[expr->begin] == '(') {
+void SelectParser::OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const {
+  if (expr->kind == Expr::Kind::kParen && in_.text()[expr->begin] == '(') {
     OnTerms(expr->args[0], terms);
   } else if (expr->kind == Expr::Kind::kBinary && expr->op == Operator::kAnd) {
     OnTerms(expr->args[0], terms);
@@ -292,23 +270,46 @@ void Parser::OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const {
   }
 }
 
-void Parser::GroupAndOrder(Select& select) {
-  if (TakeKeyword("GROUP")) {
-    ExpectKeyword("BY");
+void SelectParser::GroupAndOrder(Select& select) {
+  if (in_.TakeKeyword("GROUP")) {
+    in_.ExpectKeyword("BY");
     do {
-      select.group_by.push_back(TextOf(Expression()));
-    } while (TakeIf(","));
+      select.group_by.push_back(TextOf(ReadExpression(in_)));
+    } while (in_.TakeIf(","));
   }
-  if (TakeKeyword("HAVING")) select.having = TextOf(Expression());
-  if (TakeKeyword("ORDER")) {
-    ExpectKeyword("BY");
+  if (in_.TakeKeyword("HAVING")) select.having = TextOf(ReadExpression(in_));
+  if (in_.TakeKeyword("ORDER")) {
+    in_.ExpectKeyword("BY");
     do {
-      OrderItem item{.expression = TextOf(Expression())};
-      item.descending = TakeKeyword("DESC");
-      if (!item.descending) TakeKeyword("ASC");
+      OrderItem item{.expression = TextOf(ReadExpression(in_))};
+      item.descending = in_.TakeKeyword("DESC");
+      if (!item.descending) in_.TakeKeyword("ASC");
       select.order_by.push_back(std::move(item));
-    } while (TakeIf(","));
+    } while (in_.TakeIf(","));
   }
+}
+
+}  // namespace
+
+Select ReadSelect(TokenReader& in) { return SelectParser(in).Body(); }
+
+SelectText ParseSelect(std::string_view text) {
+  TokenReader in(text);
+  return SelectParser(in).Statement();
+}
+
+OutputItem ParseOutput(std::string_view text) {
+  TokenReader in(text);
+  OutputItem item = SelectParser(in).Output();
+  in.ExpectEnd("expression");
+  return item;
+}
+
+ExprPtr ParseExpression(std::string_view text) {
+  TokenReader in(text);
+  ExprPtr expr = ReadExpression(in);
+  in.ExpectEnd("expression");
+  return expr;
 }
 
 }  // namespace sql

@@ -8,6 +8,7 @@
 #include "sql/definition.h"
 #include "sql/group.h"
 #include "sql/join_plan.h"
+#include "sql/planned_rows.h"
 #include "sql/sql.h"
 
 namespace sql {
@@ -17,101 +18,6 @@ namespace {
 constexpr std::size_t kMaxNesting = 32;
 // Tables of a join up to this many rows are read into memory once.
 constexpr double kSmallTable = 4096;
-
-// A saved query or one in parentheses, before its rows are loaded into memory.
-class QuerySource : public Source {
- public:
-  explicit QuerySource(std::unique_ptr<RowSet> rows) : rows_(std::move(rows)) {
-    for (const OutputColumn& each : rows_->columns()) {
-      columns_.push_back({.name = each.name, .type = each.type, .max_chars = each.max_chars});
-    }
-  }
-  double row_count() const override { return 1000; }  // a guess, for the order of joins
-  bool Advance(Handle& handle) override {
-    handle = 1;
-    return rows_->Next();
-  }
-  void Read(Handle, std::size_t column, Datum& out) override {
-    FromValue(rows_->value(column), 0, out);
-  }
-  const jet::Value& ReadValue(Handle, std::size_t column, jet::Value&) override {
-    return rows_->value(column);
-  }
-
- private:
-  std::unique_ptr<RowSet> rows_;
-};
-
-struct Output {
-  NodePtr node;                  // none for a plain column
-  std::optional<ColumnRef> ref;  // of a plain column
-};
-
-// What a planned query is made of; the steps point into the context.
-struct Plan {
-  Context context;
-  std::vector<OutputColumn> columns;
-  std::vector<Output> outputs;
-  std::vector<NodePtr> distinct;
-  StepPtr step;
-  TableSource* base = nullptr;
-  std::vector<std::unique_ptr<Source>> tables;  // behind what was loaded
-};
-
-class PlannedRows : public RowSet {
- public:
-  explicit PlannedRows(std::unique_ptr<Plan> plan)
-      : plan_(std::move(plan)), values_(plan_->outputs.size()), read_(values_.size()) {}
-
-  const std::vector<OutputColumn>& columns() const override { return plan_->columns; }
-
-  bool Next() override {
-    if (done_) return false;
-    ++row_;
-    done_ = !plan_->step->Next();
-    if (done_) return false;
-    // The caller may change the row before it reads the next one.
-    for (std::size_t i = 0; plan_->base != nullptr && i < values_.size(); ++i) value(i);
-    return true;
-  }
-
-  const jet::Value& value(std::size_t column) const override {
-    const Output& output = plan_->outputs[column];
-    Context& context = plan_->context;
-    if (read_[column].row == row_) return *read_[column].value;
-    const jet::Value* value = &values_[column];
-    if (output.ref) {
-      value = &context.sources[output.ref->source]->ReadValue(context.handles[output.ref->source],
-                                                              output.ref->ordinal, values_[column]);
-    } else {
-      ToValue(output.node->Evaluate(context), plan_->columns[column].type, values_[column]);
-    }
-    read_[column] = {row_, value};
-    return *value;
-  }
-
-  std::shared_ptr<jet::Table> base_table() const override {
-    return plan_->base == nullptr ? nullptr : plan_->base->table();
-  }
-  std::optional<jet::RowId> base_row() const override {
-    if (plan_->base == nullptr || row_ == 0 || done_) return std::nullopt;
-    return jet::RowId::FromPacked(plan_->context.handles[0]);
-  }
-  std::size_t base_ordinal(std::size_t column) const override {
-    return plan_->base == nullptr ? column : plan_->outputs[column].ref->ordinal;
-  }
-
- private:
-  struct Read {
-    std::uint64_t row = 0;
-    const jet::Value* value = nullptr;
-  };
-  std::unique_ptr<Plan> plan_;
-  mutable std::vector<jet::Value> values_;
-  mutable std::vector<Read> read_;
-  std::uint64_t row_ = 0;
-  bool done_ = false;
-};
 
 class Planner {
  public:
@@ -142,7 +48,7 @@ class Planner {
     plan_->step = PlanOrder(std::move(step), std::move(order));
     FindBase();
     LoadSources();
-    return std::make_unique<PlannedRows>(std::move(plan_));
+    return MakePlannedRows(std::move(plan_));
   }
 
  private:

@@ -49,7 +49,7 @@ struct OutputColumn {
   std::size_t max_chars = 0;  // of text columns, 0 = no limit
 };
 
-// The rows of a running query, forward only. Its tables must not change while
+// The rows of a running query, forward only. REQUIRES: its tables do not change while
 // they are walked, unless base_table() names one.
 class RowSet {
  public:
@@ -67,7 +67,8 @@ class RowSet {
 };
 
 // Names are resolved and tables opened here; saved queries may be sources.
-// kNoTable, kUnresolved, kNotSupported; jet::Error. The database must outlive the rows.
+// kNoTable, kUnresolved, kNotSupported; jet::Error. REQUIRES: the database outlives the
+// rows.
 std::unique_ptr<RowSet> Run(jet::Database& database, const jet::QueryDefinition& definition);
 
 }  // namespace sql

@@ -13,7 +13,7 @@ namespace sql {
 class Step {
  public:
   virtual ~Step() = default;
-  // False at the end. Not to be called again after it.
+  // False at the end. REQUIRES: it was not false before.
   virtual bool Next() = 0;
 };
 using StepPtr = std::unique_ptr<Step>;
