@@ -17,7 +17,7 @@ namespace ado {
 
 class Environment {
  public:
-  // `files` must outlive the environment. An empty clock is the system's.
+  // An empty clock is the system's. REQUIRES: `files` outlives the environment.
   explicit Environment(jet::FileSystem& files, jet::Clock clock = {}, jet::PagerLimits limits = {});
   ~Environment();
   Environment(const Environment&) = delete;

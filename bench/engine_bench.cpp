@@ -5,7 +5,7 @@
 #include "db/kind.h"
 #include "db/version_record.h"
 #include "jet/collation.h"
-#include "jet/database.h"
+#include "jet/internals.h"
 #include "tests/support/temp_db.h"
 #include "tools/samples/sample.h"
 
@@ -76,7 +76,8 @@ void VersionLookup(benchmark::State& state) {
     jet::Table::Row row;
     if (!table->Read(*table->First(), row)) state.SkipWithError("no version");
     benchmark::DoNotOptimize(row.Get(table->OrdinalOf(db::kVersionField)));
-    state.counters["pages"] = static_cast<double>(database->pager().counters().pages_read);
+    state.counters["pages"] =
+        static_cast<double>(jet::Internals(*database).pager().counters().pages_read);
   }
 }
 BENCHMARK(VersionLookup)->Unit(benchmark::kMicrosecond);
@@ -84,12 +85,14 @@ BENCHMARK(VersionLookup)->Unit(benchmark::kMicrosecond);
 void PointLookup(benchmark::State& state) {
   const auto database = Files::Get().OpenRows();
   const auto table = database->OpenTable(bench::kTableName);
+  auto seek = table->SeekBy({0});
   jet::Table::Row row;
   std::int32_t number = 0;
   for (auto _ : state) {
     number = (number + 7919) % kRows;
     const jet::Value key = number + 1;
-    const auto found = table->Lookup(0, {&key, 1});
+    seek->Begin({&key, 1});
+    const auto found = seek->Next();
     if (!found || !table->Read(*found, row)) state.SkipWithError("row not found");
     benchmark::DoNotOptimize(row.Get(3));
   }
@@ -136,6 +139,7 @@ BENCHMARK_CAPTURE(Insert, two_keys, Key::kBoth)->Unit(benchmark::kMillisecond);
 void Update(benchmark::State& state, std::size_t ordinal) {
   const auto database = Files::Get().OpenRows(jet::OpenMode::kExclusive);
   const auto table = database->OpenTable(bench::kTableName);
+  auto seek = table->SeekBy({0});
   std::vector<jet::Value> row;
   std::int32_t number = 0;
   for (auto _ : state) {
@@ -143,7 +147,8 @@ void Update(benchmark::State& state, std::size_t ordinal) {
     const jet::Value key = number + 1;
     bench::FillRow(number + 2, kRows, row);
     const jet::FieldChange change{ordinal, row[ordinal]};
-    table->Update(*table->Lookup(0, {&key, 1}), {&change, 1});
+    seek->Begin({&key, 1});
+    table->Update(seek->Next().value(), {&change, 1});
   }
   state.SetItemsProcessed(state.iterations());
 }
@@ -179,9 +184,10 @@ void Flush(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     {
-      jet::Scope scope(database->pager());
+      jet::Scope scope(jet::Internals(*database).pager());
       // The same bytes: a page that is edited counts as changed.
-      for (std::uint32_t page = 0; page < count; ++page) database->pager().Edit({100 + page});
+      for (std::uint32_t page = 0; page < count; ++page)
+        jet::Internals(*database).pager().Edit({100 + page});
       scope.Commit();
     }
     state.ResumeTiming();

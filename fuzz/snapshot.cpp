@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "jet/error.h"
+#include "jet/internals.h"
 #include "jet/name.h"
-#include "jet/table.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 
@@ -109,7 +109,7 @@ class Walk {
   }
 
   void Tree(const jet::Table& table, std::size_t real) {
-    const jet::Index index = table.OpenIndex(real);
+    const jet::Index index = jet::Internals(database_).OpenIndex(table, real);
     std::size_t entries = 0;
     jet::Bytes key;
     for (jet::Index::Cursor at = index.First(); at.valid(); at.Next()) {

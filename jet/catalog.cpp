@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "jet/access_rights.h"
+#include "jet/catalog_queries.h"
 #include "jet/error.h"
 #include "jet/name.h"
+#include "jet/pager.h"
 
 namespace jet {
 
@@ -26,14 +29,30 @@ ObjectKind KindOf(std::int32_t id, std::int16_t type, std::uint32_t flags) {
   }
 }
 
-template <typename T>
-T GetOr(const Value& value, T otherwise) {
-  const T* held = std::get_if<T>(&value);
-  return held != nullptr ? *held : otherwise;
-}
-
 Value StoredProperties(const Properties& properties) {
   return properties.empty() ? Value(Null{}) : Value(properties.Serialize());
+}
+
+std::vector<ColumnRules> RulesOf(const TableDef& def, const Properties& properties,
+                                 SortOrder order) {
+  std::vector<ColumnRules> rules(def.columns.size());
+  for (const Properties::Group& group : properties.groups()) {
+    if (group.column.empty()) continue;
+    const std::optional<std::size_t> ordinal = def.FindColumn(group.column, order);
+    if (!ordinal) continue;
+    ColumnRules& rule = rules[*ordinal];
+    for (const Property& property : group.values) {
+      if (property.name == kRequiredProperty) {
+        // A Yes/No field always has a value.
+        rule.required = property.Boolean() && def.columns[*ordinal].type != ColumnType::kBoolean;
+      } else if (property.name == kAllowZeroLengthProperty) {
+        rule.allow_zero_length = property.Boolean();
+      } else if (property.name == kDefaultValueProperty) {
+        rule.default_expression = property.Text();
+      }
+    }
+  }
+  return rules;
 }
 
 }  // namespace
@@ -69,7 +88,7 @@ TableState Catalog::LoadState(std::int32_t id, const std::string& name) {
     throw Error(ErrorCode::kTableMissing).OfTable(name).In(pager().path());
   }
   TableState state{LoadDef(id), {}};
-  state.rules = LoadRules(state.def, id);
+  state.rules = RulesOf(state.def, LoadProperties(id), order());
   return state;
 }
 
@@ -89,12 +108,12 @@ void Catalog::Refresh() {
   for (TableScan scan(table); scan.Next();) {
     const Table::Row& row = scan.row();
     ObjectInfo object;
-    object.id = GetOr<std::int32_t>(row.Get(id), 0);
+    object.id = ValueOr<std::int32_t>(row.Get(id), 0);
     row.GetText(name, object.name);
-    object.type = GetOr<std::int16_t>(row.Get(type), 0);
-    object.flags = static_cast<std::uint32_t>(GetOr<std::int32_t>(row.Get(flags), 0));
-    object.created = GetOr<DateTime>(row.Get(created), DateTime{});
-    object.updated = GetOr<DateTime>(row.Get(updated), DateTime{});
+    object.type = ValueOr<std::int16_t>(row.Get(type), 0);
+    object.flags = static_cast<std::uint32_t>(ValueOr<std::int32_t>(row.Get(flags), 0));
+    object.created = ValueOr<DateTime>(row.Get(created), DateTime{});
+    object.updated = ValueOr<DateTime>(row.Get(updated), DateTime{});
     object.kind = KindOf(object.id, object.type, object.flags);
     by_id_.emplace(object.id, objects_.size());
     if (object.kind != ObjectKind::kOther && !object.name.empty()) {
@@ -171,28 +190,6 @@ void Catalog::ReloadTable(std::int32_t id) {
   if (there != open_.end()) there->second->Reload();
 }
 
-std::vector<ColumnRules> Catalog::LoadRules(const TableDef& def, std::int32_t id) {
-  std::vector<ColumnRules> rules(def.columns.size());
-  const Properties properties = LoadProperties(id);
-  for (const Properties::Group& group : properties.groups()) {
-    if (group.column.empty()) continue;
-    const std::optional<std::size_t> ordinal = def.FindColumn(group.column, order());
-    if (!ordinal) continue;
-    ColumnRules& rule = rules[*ordinal];
-    for (const Property& property : group.values) {
-      if (property.name == kRequiredProperty) {
-        // A Yes/No field always has a value.
-        rule.required = property.Boolean() && def.columns[*ordinal].type != ColumnType::kBoolean;
-      } else if (property.name == kAllowZeroLengthProperty) {
-        rule.allow_zero_length = property.Boolean();
-      } else if (property.name == kDefaultValueProperty) {
-        rule.default_expression = property.Text();
-      }
-    }
-  }
-  return rules;
-}
-
 Properties Catalog::LoadProperties(std::int32_t id) {
   const RowId at = rows_[PositionOf(id)];
   const Table& table = ObjectsTable();
@@ -237,15 +234,7 @@ ObjectInfo Catalog::AddObject(std::int32_t id, std::int16_t type, std::uint32_t 
   values[table.OrdinalOf("LvProp")] = StoredProperties(properties);
   const RowId at = table.Insert(values);
 
-  Table& rights = SystemTable(kAccessPage);
-  for (const AccessRow& row : InheritedRights(owner)) {
-    values.assign(rights.def().columns.size(), Null{});
-    values[rights.OrdinalOf("ObjectId")] = id;
-    values[rights.OrdinalOf("SID")] = row.sid;
-    values[rights.OrdinalOf("ACM")] = row.rights;
-    values[rights.OrdinalOf("FInheritable")] = false;
-    rights.Insert(values);
-  }
+  GrantInherited(SystemTable(kAccessPage), *header_, id, owner);
 
   ObjectInfo object{id, std::string(name), KindOf(id, type, flags), flags, type, now, now};
   by_id_.emplace(id, objects_.size());
@@ -277,61 +266,22 @@ Bytes Catalog::OwnerSid() {
   Table::Row row;
   const RowId at = rows_[there->second];
   if (!table.Read(at, row)) throw Error::Damaged(at.page, "the row of MSysDb is gone");
-  Bytes sid = GetOr<Bytes>(row.Get(table.OrdinalOf("Owner")), {});
+  Bytes sid = ValueOr<Bytes>(row.Get(table.OrdinalOf("Owner")), {});
   if (sid.empty()) throw Error::Damaged(at.page, "MSysDb has no owner");
   return sid;
 }
 
-// What the container of tables hands on: its creator's rights go to the owner,
-// together with those the owner has there by name; the rest is copied.
-std::vector<AccessRow> Catalog::InheritedRights(const Bytes& owner) {
-  // The stored ids are worth more than what the header computes: only they
-  // are sure to carry the mask that the file was written with.
-  Bytes creator = header_->MaskSid(kCreatorSid);
-  if (owner.size() == kAdminSid.size()) {
-    for (std::size_t i = 0; i < creator.size(); ++i) {
-      creator[i] = static_cast<std::uint8_t>(owner[i] ^ kAdminSid[i] ^ kCreatorSid[i]);
-    }
-  }
-  const Table& table = SystemTable(kAccessPage);
-  const std::size_t object = table.OrdinalOf("ObjectId"), sid = table.OrdinalOf("SID"),
-                    rights = table.OrdinalOf("ACM"), inheritable = table.OrdinalOf("FInheritable");
-  std::vector<AccessRow> rows{{owner, 0, false}};
-  for (TableScan scan(table); scan.Next();) {
-    const Table::Row& row = scan.row();
-    if (GetOr<std::int32_t>(row.Get(object), 0) != kTablesContainer) continue;
-    if (!GetOr<bool>(row.Get(inheritable), false)) continue;
-    AccessRow found{GetOr<Bytes>(row.Get(sid), {}), GetOr<std::int32_t>(row.Get(rights), 0), false};
-    if (found.sid == creator || found.sid == owner) {
-      rows.front().rights |= found.rights;
-    } else {
-      rows.push_back(std::move(found));
-    }
-  }
-  return rows;
+QueryDefinition Catalog::LoadQuery(std::int32_t id) {
+  return ReadQueryRows(SystemTable(kQueriesPage), id);
 }
 
-namespace {
-
-void RemaskColumn(Table& table, std::size_t ordinal, const Header& from, const Header& to) {
-  Table::Row row;
-  for (std::optional<RowId> at = table.First(); at; at = table.Next(*at)) {
-    if (!table.Read(*at, row)) continue;
-    const Value stored = row.Get(ordinal);
-    const Bytes* sid = std::get_if<Bytes>(&stored);
-    if (sid == nullptr || sid->empty()) continue;
-    const FieldChange change{ordinal, to.MaskSid(from.MaskSid(*sid))};
-    table.Update(*at, std::span(&change, 1));
-  }
+void Catalog::AddQuery(std::int32_t id, const QueryDefinition& definition) {
+  AddQueryRows(SystemTable(kQueriesPage), id, definition);
 }
-
-}  // namespace
 
 void Catalog::RemaskSecurityIds(const Header& from, const Header& to) {
-  Table& objects = ObjectsTable();
-  RemaskColumn(objects, objects.OrdinalOf("Owner"), from, to);
-  Table& rights = SystemTable(kAccessPage);
-  RemaskColumn(rights, rights.OrdinalOf("SID"), from, to);
+  RemaskColumn(ObjectsTable(), "Owner", from, to);
+  RemaskColumn(SystemTable(kAccessPage), "SID", from, to);
 }
 
 }  // namespace jet

@@ -16,24 +16,21 @@
 #include <unordered_map>
 #include <vector>
 
-#include "jet/database.h"
-#include "jet/system_ids.h"
+#include "jet/header.h"
+#include "jet/page_allocator.h"
+#include "jet/property.h"
+#include "jet/spec.h"
+#include "jet/stored_query.h"
 #include "jet/system_tables.h"
+#include "jet/table.h"
 
 namespace jet {
 
-// A row of an object's rights.
-struct AccessRow {
-  Bytes sid;  // masked, as stored
-  std::int32_t rights = 0;
-  bool inheritable = false;
-};
-
-// Methods that change something are called inside a Scope; when that is undone,
-// the list is read anew.
+// Whatever changes something REQUIRES a Scope; when that is undone, the list is read
+// anew.
 class Catalog {
  public:
-  // `header` must stay where it is and be the file's current one.
+  // REQUIRES: both outlive the catalog; `header` is always the file's current one.
   Catalog(PageAllocator& allocator, const Header& header, Clock clock);
 
   // In the order of the rows.
@@ -74,10 +71,9 @@ class Catalog {
   Table& SystemTable(PageNumber page);
   Table& ObjectsTable() { return SystemTable(kObjectsPage); }
   std::shared_ptr<Table> MakeTable(std::int32_t id, const std::string& name);
+  // What the table is now, by its pages and properties together.
   TableState LoadState(std::int32_t id, const std::string& name);
-  std::vector<ColumnRules> LoadRules(const TableDef& def, std::int32_t id);
   Bytes OwnerSid();
-  std::vector<AccessRow> InheritedRights(const Bytes& owner);
   SortOrder order() const { return header_->order(); }
   Pager& pager() { return allocator_->pager(); }
 

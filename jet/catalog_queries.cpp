@@ -1,9 +1,9 @@
-// Saved queries as rows of MSysQueries.
+#include "jet/catalog_queries.h"
+
 #include <algorithm>
 #include <array>
 
-#include "jet/bytes.h"
-#include "jet/catalog.h"
+#include "jet/error.h"
 
 namespace jet {
 
@@ -45,8 +45,7 @@ struct StoredRow {
 
 }  // namespace
 
-QueryDefinition Catalog::LoadQuery(std::int32_t id) {
-  const Table& table = SystemTable(kQueriesPage);
+QueryDefinition ReadQueryRows(const Table& table, std::int32_t id) {
   const QueryColumns columns(table);
   std::vector<StoredRow> found;
   for (TableScan scan(table); scan.Next();) {
@@ -76,8 +75,7 @@ QueryDefinition Catalog::LoadQuery(std::int32_t id) {
   return definition;
 }
 
-void Catalog::AddQuery(std::int32_t id, const QueryDefinition& definition) {
-  Table& table = SystemTable(kQueriesPage);
+void AddQueryRows(Table& table, std::int32_t id, const QueryDefinition& definition) {
   const QueryColumns columns(table);
   std::array<std::uint32_t, 256> numbers{};
   std::vector<Value> values;

@@ -9,7 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/file.h"
+#include "jet/pager_limits.h"
+#include "jet/types.h"
 
 namespace jet {
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "jet/check_pages.h"
+#include "jet/header.h"
 #include "jet/table_def.h"
 
 namespace jet::check {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "jet/check_report.h"
+#include "jet/value.h"
 
 namespace jet::check {
 

@@ -7,7 +7,9 @@
 #include "jet/create.h"
 #include "jet/error.h"
 #include "jet/name.h"
+#include "jet/page_allocator.h"
 #include "jet/page_use.h"
+#include "jet/pager.h"
 #include "jet/schema.h"
 #include "jet/text.h"
 
@@ -22,6 +24,12 @@ Bytes ReadFirstPage(File& file) {
   Bytes page(static_cast<std::size_t>(std::min<std::uint64_t>(file.Size(), kPageSize)));
   file.Read(0, page);
   return page;
+}
+
+void RequireFreeName(Catalog& catalog, SortOrder order, std::string_view name) {
+  RequireProvenOrder(order);
+  CheckNewName(order, name);
+  if (catalog.Find(name) != nullptr) throw Error(ErrorCode::kNameTaken);
 }
 
 }  // namespace
@@ -42,14 +50,20 @@ Clock SystemClock() {
 
 Database::Database(std::unique_ptr<Pager> pager, Header header, Clock clock)
     : pager_(std::move(pager)),
-      allocator_(*pager_),
+      allocator_(std::make_unique<PageAllocator>(*pager_)),
       header_(std::move(header)),
-      clock_(clock ? std::move(clock) : SystemClock()),
-      catalog_(std::make_unique<Catalog>(allocator_, header_, clock_)) {
-  allocator_.SetCensus([this] { return PagesInUse(*pager_, catalog_->Definitions()); });
+      catalog_(std::make_unique<Catalog>(*allocator_, header_,
+                                         clock ? std::move(clock) : SystemClock())) {
+  allocator_->SetCensus([this] { return PagesInUse(*pager_, catalog_->Definitions()); });
 }
 
 Database::~Database() = default;
+
+const std::string& Database::path() const { return pager_->path(); }
+std::optional<FileId> Database::file_id() const { return pager_->file_id(); }
+std::uint32_t Database::page_count() const { return pager_->page_count(); }
+bool Database::changed() const { return pager_->changed(); }
+void Database::Commit() { pager_->Flush(); }
 
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path,
                                          const OpenOptions& options) {
@@ -70,7 +84,7 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
     pager->SetPageKey(header.page_key());
     std::unique_ptr<Database> database(
         new Database(std::move(pager), std::move(header), options.clock));
-    if (writable) database->pager_->CutLeftovers(database->allocator_.HighestTaken());
+    if (writable) database->pager_->CutLeftovers(database->allocator_->HighestTaken());
     database->catalog_->Objects();
     return database;
   });
@@ -122,8 +136,8 @@ std::shared_ptr<Table> Database::OpenTable(const ObjectInfo& object) {
 std::shared_ptr<Table> Database::CreateTable(const TableSpec& spec) {
   return Named({.file = path(), .table = spec.name}, [&] {
     Scope scope(*pager_);
-    RequireFreeName(spec.name);
-    const TableDef def = BuildTable(allocator_, order(), spec);
+    RequireFreeName(*catalog_, order(), spec.name);
+    const TableDef def = BuildTable(*allocator_, order(), spec);
     Properties properties;
     for (const ColumnSpec& column : spec.columns) {
       AddColumnProperties(properties, order(), column);
@@ -141,7 +155,7 @@ void Database::AppendColumn(std::string_view table, const ColumnSpec& column) {
   bool first_variable = false;
   ChangeTable(table, [&](const ObjectInfo& object, const Table&, TableDef& def) {
     first_variable = !def.has_variable_columns();
-    AppendColumnTo(allocator_, order(), def, column);
+    AppendColumnTo(*allocator_, order(), def, column);
     Properties properties = catalog_->LoadProperties(object.id);
     // A column of that name that was dropped may have left some.
     const bool removed = properties.RemoveColumn(order(), column.name);
@@ -156,7 +170,7 @@ void Database::AppendColumn(std::string_view table, const ColumnSpec& column) {
 
 void Database::AddIndex(std::string_view table, const IndexSpec& index) {
   ChangeTable(table, [&](const ObjectInfo&, const Table& open, TableDef& def) {
-    AddIndexTo(allocator_, order(), open, def, index);
+    AddIndexTo(*allocator_, order(), open, def, index);
   });
 }
 
@@ -178,17 +192,11 @@ void Database::ChangeTable(
   });
 }
 
-void Database::RequireFreeName(std::string_view name) {
-  RequireProvenOrder(order());
-  CheckNewName(order(), name);
-  if (catalog_->Find(name) != nullptr) throw Error(ErrorCode::kNameTaken);
-}
-
 void Database::CreateQuery(std::string_view name, const QueryDefinition& definition,
                            std::string_view text) {
   Named({.file = path(), .table = name}, [&] {
     Scope scope(*pager_);
-    RequireFreeName(name);
+    RequireFreeName(*catalog_, order(), name);
     Properties properties;
     if (!text.empty()) {
       if (Utf16Length(text) > kMaxCommandTextChars) {

@@ -1,5 +1,11 @@
 // A database file: the face of the engine. Opens or creates a file, finds and
 // makes tables and saved queries, and flushes what was changed.
+//
+// One thread at a time may use a database with all its tables; different databases do
+// not touch each other. Tables must not be used after their database is gone.
+//
+// Errors are jet::Error and name the file, and the table if there is one. Each
+// function happens whole or leaves the database as it was.
 #pragma once
 
 #include <functional>
@@ -9,77 +15,19 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/column_type.h"
+#include "jet/error.h"
 #include "jet/file.h"
 #include "jet/header.h"
-#include "jet/page_allocator.h"
-#include "jet/pager.h"
 #include "jet/property.h"
+#include "jet/spec.h"
 #include "jet/stored_query.h"
 #include "jet/table.h"
 
 namespace jet {
 
 class Catalog;
-
-// Local time without a zone.
-using Clock = std::function<DateTime()>;
-Clock SystemClock();
-
-struct OpenOptions {
-  OpenMode mode = OpenMode::kRead;
-  std::string password{};
-  PagerLimits limits{};
-  Clock clock{};  // empty: SystemClock()
-};
-
-struct CreateOptions {
-  SortOrder order = kJapanese;
-  std::uint16_t code_page = 932;
-  std::string password{};
-  std::uint32_t engine_build = 0;  // 0: the usual one
-  PagerLimits limits{};
-  Clock clock{};
-};
-
-enum class ObjectKind { kTable, kSystemTable, kLinkedTable, kQuery, kOther };
-
-struct ObjectInfo {
-  std::int32_t id = 0;  // of a table: its definition page
-  std::string name;
-  ObjectKind kind = ObjectKind::kOther;
-  std::uint32_t flags = 0;
-  std::int16_t type = 0;
-  DateTime created, updated;
-};
-
-struct ColumnSpec {
-  std::string name{};
-  ColumnType type = ColumnType::kLong;
-  std::size_t max_size = 0;                // Text: characters; Binary: bytes
-  bool compressed = false;                 // Text and Memo
-  bool auto_number = false;                // Long
-  std::uint8_t precision = 18, scale = 0;  // Numeric
-  bool required = false;                   // recorded as a property; ignored for Boolean
-  std::optional<bool> allow_zero_length{};
-  std::string default_expression{};
-};
-
-struct IndexSpec {
-  std::string name{};
-  std::vector<std::string> columns{};
-  std::vector<bool> descending{};  // empty: all ascending
-  bool primary = false;
-  bool unique = false;
-  bool required = false;
-  bool ignore_nulls = false;
-};
-
-struct TableSpec {
-  std::string name{};
-  std::vector<ColumnSpec> columns{};  // may be empty
-  std::vector<IndexSpec> indexes{};
-};
+class PageAllocator;
+class Pager;
 
 class Database {
  public:
@@ -90,15 +38,15 @@ class Database {
   // A new empty database, open for writing and not yet flushed.
   static std::unique_ptr<Database> Create(FileSystem& files, const std::string& path,
                                           const CreateOptions& options);
+  // Drops what was not committed.
   ~Database();
 
-  const std::string& path() const { return pager_->path(); }
-  std::optional<FileId> file_id() const { return pager_->file_id(); }
+  const std::string& path() const;
+  std::optional<FileId> file_id() const;
   const Header& header() const { return header_; }
   SortOrder order() const { return header_.order(); }
-  Pager& pager() { return *pager_; }
-  PageAllocator& allocator() { return allocator_; }
-  Catalog& catalog() { return *catalog_; }
+  // Of the file, uncommitted ones included.
+  std::uint32_t page_count() const;
 
   // Objects in the order of the catalog's rows.
   std::vector<ObjectInfo> Objects();
@@ -110,7 +58,7 @@ class Database {
   std::shared_ptr<Table> OpenTable(std::string_view name);
   std::shared_ptr<Table> OpenTable(const ObjectInfo& object);
 
-  // Each whole or not at all.
+  // Changes of what there is. Tables that are open see them at once.
   std::shared_ptr<Table> CreateTable(const TableSpec& spec);
   void AppendColumn(std::string_view table, const ColumnSpec& column);
   void AddIndex(std::string_view table, const IndexSpec& index);
@@ -126,22 +74,23 @@ class Database {
   // Empty: none. Re-masks every security id.
   void SetPassword(std::string_view password);
 
-  bool changed() const { return pager_->changed(); }
-  // Everything since the last Commit reaches the file, or nothing does.
-  void Commit() { pager_->Flush(); }
+  bool changed() const;
+  // Everything since the last Commit reaches the file, or nothing does. kIo, kDiskFull,
+  // kFileTooLarge; after kUnfinished and kUncertain only Open() goes on with the file.
+  void Commit();
+  // Forgets everything since the last Commit. Tables stay open.
   void Discard();
 
  private:
+  friend class Internals;
   Database(std::unique_ptr<Pager> pager, Header header, Clock clock);
-  void RequireFreeName(std::string_view name);
   // Runs `change` on a copy of the table's definition, as one operation.
   void ChangeTable(std::string_view name,
                    const std::function<void(const ObjectInfo&, const Table&, TableDef&)>& change);
 
   std::unique_ptr<Pager> pager_;
-  PageAllocator allocator_;
+  std::unique_ptr<PageAllocator> allocator_;
   Header header_;
-  Clock clock_;
   std::unique_ptr<Catalog> catalog_;
 };
 

@@ -20,8 +20,9 @@ struct IndexEntry {
   RowId row;
 };
 
-// A handle on the tree of def.real_indexes[ordinal]; `def` must outlive it.
-// Walking and looking up change nothing. Changes need a Scope.
+// A handle on the tree of def.real_indexes[ordinal]. Walking and looking up change
+// nothing. REQUIRES: pager and definition outlive it and its cursors; for changes, a
+// Scope.
 class Index {
  public:
   Index(Pager& pager, const TableDef& def, std::size_t ordinal);
@@ -29,7 +30,7 @@ class Index {
   // In key order. A cursor stays valid until the tree changes.
   class Cursor {
    public:
-    // False at the end; then key() and row() must not be asked.
+    // False at the end. The others REQUIRE that it is true.
     bool valid() const { return valid_; }
     void Next();
     ByteView key() const { return entry_.first(entry_.size() - kIndexRowBytes); }

@@ -32,13 +32,13 @@ LongValueDescriptor ParseLongValue(ByteView stored);
 Bytes ReadLongValue(Pager& pager, ByteView stored);
 
 // Stores a value for `column` (its maps take the pages) and returns the
-// descriptor to be put into the row. Inside a Scope.
+// descriptor to be put into the row. REQUIRES: a Scope.
 Bytes WriteLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView value);
 
 // A memo's text in the form that its length and the column ask for; then as above.
 Bytes WriteMemo(PageAllocator& allocator, const ColumnDef& column, std::u16string_view text);
 
-// Gives back what the descriptor points to. Inside a Scope.
+// Gives back what the descriptor points to. REQUIRES: a Scope.
 void FreeLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView stored);
 
 }  // namespace jet

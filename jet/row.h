@@ -22,6 +22,12 @@ inline constexpr std::size_t kMaxRowBytes = 4060;
 // over kMaxRowBytes.
 std::size_t DeclaredWidth(const TableDef& def);
 
+// A new value for one field of a row.
+struct FieldChange {
+  std::size_t ordinal = 0;
+  Value value;
+};
+
 // Looks into the bytes of a row, without copying. Throws kDamaged where they
 // contradict themselves. Columns younger than the row answer Null (Boolean
 // columns False).
@@ -55,7 +61,7 @@ Value DecodeField(const ColumnDef& column, ByteView stored);
 // Puts the bytes of a row together; keeps its buffers from row to row.
 class RowEncoder {
  public:
-  // A row in which every field is Null. `def` must outlive Finish().
+  // A row in which every field is Null. REQUIRES: `def` outlives Finish().
   void Begin(const TableDef& def);
   // A field as it is stored: of Booleans one byte, 0 or 1; of long values the
   // descriptor and what follows it.

@@ -4,8 +4,10 @@
 
 #include "jet/collation.h"
 #include "jet/error.h"
+#include "jet/index.h"
 #include "jet/index_key.h"
 #include "jet/name.h"
+#include "jet/pager.h"
 
 namespace jet {
 

@@ -2,7 +2,10 @@
 // indexes as the format wants them, with every limit checked.
 #pragma once
 
-#include "jet/database.h"
+#include "jet/page_allocator.h"
+#include "jet/property.h"
+#include "jet/spec.h"
+#include "jet/table.h"
 
 namespace jet {
 
@@ -10,11 +13,11 @@ namespace jet {
 // cannot write.
 void RequireProvenOrder(SortOrder order);
 
-// A new table: definition, usage maps, roots of its indexes. Inside a Scope.
-// Pages are taken, nothing is entered into the catalog.
+// A new table: definition, usage maps, roots of its indexes. Pages are taken, nothing
+// is entered into the catalog. REQUIRES: a Scope.
 TableDef BuildTable(PageAllocator& allocator, SortOrder order, const TableSpec& spec);
 
-// Both change `def` and store it. Inside a Scope. No row is touched.
+// Both change `def` and store it. No row is touched. REQUIRES: a Scope.
 void AppendColumnTo(PageAllocator& allocator, SortOrder order, TableDef& def,
                     const ColumnSpec& spec);
 // `table` holds the rows that the index is filled from; its definition is left

@@ -58,11 +58,11 @@ struct FoundRow {
 };
 std::optional<FoundRow> FindRow(PageNumber number, PageView page, std::size_t row);
 
-// Changing. `page` must be a page that RowPage accepts, open for editing.
+// Changing. REQUIRES: RowPage accepts `page`, which is open for editing.
 void InitRowPage(PageSpan page, std::uint32_t owner);
 // Looks at the last slot only.
 bool FitsNewRow(PageNumber number, PageView page, std::size_t length);
-// Appends a row and returns its number; the caller has asked FitsNewRow.
+// Appends a row and returns its number. REQUIRES: FitsNewRow.
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind);
 // Gives a row other bytes, sliding the rows below it; false (and nothing
 // changed) if the page has no room for them.

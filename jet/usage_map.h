@@ -47,10 +47,10 @@ class UsageMap {
   // Adds the marked pages and the map's own.
   void AddTo(PageUse& use) const;
 
-  // Inside a Scope. Where an inline map does not cover `page`, one that marks nothing
-  // moves to it, others grow behind their end and become lists for a page below their
-  // start, or where the page of maps is full. Of the map of free pages, which never
-  // moves, only for a page that it covers.
+  // These REQUIRE a Scope. Where an inline map does not cover `page`, one that marks
+  // nothing moves to it, others grow behind their end and become lists for a page below
+  // their start, or where the page of maps is full. The map of free pages never moves:
+  // Add REQUIRES that it covers the page.
   void Add(PageNumber page, PageAllocator& allocator);
   void Remove(PageNumber page);
   // Leaves exactly `page` marked.

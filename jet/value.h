@@ -57,4 +57,11 @@ using Value = std::variant<Null, bool, std::uint8_t, std::int16_t, std::int32_t,
 
 inline bool IsNull(const Value& value) { return std::holds_alternative<Null>(value); }
 
+// The value as a T; `otherwise` if it is of another type, or Null.
+template <typename T>
+T ValueOr(const Value& value, T otherwise) {
+  const T* held = std::get_if<T>(&value);
+  return held != nullptr ? *held : otherwise;
+}
+
 }  // namespace jet

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "jet/bytes.h"
-#include "jet/index_key.h"
 #include "sql/error.h"
 
 namespace sql {
@@ -126,8 +125,8 @@ const jet::Value& TableSource::ReadValue(Handle handle, std::size_t column, jet:
 }
 
 std::optional<IndexProbe> IndexProbe::For(const jet::Table& table, std::size_t column) {
-  const jet::TableDef& def = table.def();
-  switch (def.columns[column].type) {
+  const jet::ColumnType type = table.def().columns[column].type;
+  switch (type) {
     case jet::ColumnType::kByte:
     case jet::ColumnType::kInteger:
     case jet::ColumnType::kLong:
@@ -136,39 +135,31 @@ std::optional<IndexProbe> IndexProbe::For(const jet::Table& table, std::size_t c
     default:
       return std::nullopt;
   }
-  for (std::size_t i = 0; i < def.real_indexes.size(); ++i) {
-    // A damaged definition may name no columns; the rows can be read without it.
-    const std::vector<jet::IndexColumn>& parts = def.real_indexes[i].columns;
-    if (parts.empty() || parts[0].column != def.columns[column].id) continue;
-    if (parts[0].ascending) return IndexProbe(table, column, i);
-  }
-  return std::nullopt;
+  std::optional<jet::Table::Seek> rows = table.SeekBy({column});
+  if (!rows) return std::nullopt;
+  return IndexProbe(type, *std::move(rows));
 }
 
 void IndexProbe::Begin(double number) {
-  cursor_.reset();
+  possible_ = false;
   Datum datum;
   datum.SetNumber(Kind::kDouble, number);
   jet::Value value;
   try {
-    ToValue(datum, column_->type, value);
+    ToValue(datum, type_, value);
   } catch (const Error&) {
-    return;  // out of the column's range: nobody has it
+    return;  // out of the column's range
   }
   FromValue(value, 0, datum);
-  if (datum.number != number) return;  // nobody has it: only saves the search
-  key_.clear();
-  jet::AddKeyPart(*column_, value, true, key_);
-  cursor_.emplace(index_.LowerBound(key_));
+  possible_ = datum.number == number;
+  if (possible_) rows_.Begin({&value, 1});
 }
 
 bool IndexProbe::Next(Handle& handle) {
-  if (!cursor_ || !cursor_->valid()) return false;
-  const jet::ByteView key = cursor_->key();
-  if (key.size() < key_.size() || !std::equal(key_.begin(), key_.end(), key.begin())) return false;
-  handle = cursor_->row().packed();
-  cursor_->Next();
-  return true;
+  if (!possible_) return false;
+  const std::optional<jet::RowId> row = rows_.Next();
+  if (row) handle = row->packed();
+  return row.has_value();
 }
 
 MemorySource::MemorySource(std::vector<SourceColumn> columns) { columns_ = std::move(columns); }

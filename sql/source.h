@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "jet/table.h"
@@ -78,13 +79,11 @@ class IndexProbe {
   bool Next(Handle& handle);
 
  private:
-  IndexProbe(const jet::Table& table, std::size_t column, std::size_t real)
-      : column_(&table.def().columns[column]), index_(table.OpenIndex(real)) {}
+  IndexProbe(jet::ColumnType type, jet::Table::Seek rows) : type_(type), rows_(std::move(rows)) {}
 
-  const jet::ColumnDef* column_;
-  jet::Index index_;
-  jet::Bytes key_;
-  std::optional<jet::Index::Cursor> cursor_;
+  jet::ColumnType type_;
+  jet::Table::Seek rows_;
+  bool possible_ = false;  // the column can hold the number
 };
 
 // Rows held in memory. Handles count from 1.

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "jet/internals.h"
 #include "tests/support/ado_fixture.h"
 
 namespace test_support {
@@ -203,11 +204,11 @@ TEST_F(RecordsetTest, SelectOverOneTableIsWrittenThroughWhenLocked) {
 
 // The number in the definition is another program's word.
 TEST_F(RecordsetTest, RecordCountCountsTheRows) {
-  const auto spoilt = connection_.database()->OpenTable("形状");
-  jet::TableDef def = spoilt->def();
+  jet::Pager& pager = jet::Internals(*connection_.database()).pager();
+  jet::TableDef def = connection_.database()->OpenTable("形状")->def();
   def.row_count = 9;
-  jet::Scope scope(spoilt->allocator().pager());
-  def.StoreCounters(spoilt->allocator().pager());
+  jet::Scope scope(pager);
+  def.StoreCounters(pager);
   scope.Commit();
   connection_.database()->Commit();
   connection_.Close();

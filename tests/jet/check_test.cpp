@@ -106,9 +106,9 @@ struct Image {
       : files(MakeSystemFiles()), database(Database::Open(*files, path, {})) {
     const std::string file = ReadFileBytes(path);
     bytes.assign(file.begin(), file.end());
-    first_leaf = jobs->OpenIndex(0).First().page();
+    first_leaf = Internals(*database).OpenIndex(*jobs, 0).First().page();
     second_leaf = {U32(At(first_leaf, 0x10))};
-    name_leaf = jobs->OpenIndex(1).First().page();
+    name_leaf = Internals(*database).OpenIndex(*jobs, 1).First().page();
     single = Piece(LongValueKind::kSingle).page;
     moved = Find(*jobs, [&](const auto& row) { return (U16(Slot(row.id())) & 0xC000) == 0x4000; });
   }
@@ -766,17 +766,16 @@ TEST_F(CheckTest, MapsBehindPage512AreUsual) {
       table->Insert(std::vector<Value>{i, Bytes(std::size_t{40'000}, std::uint8_t{1})});
     }
   }
-  ASSERT_GT(database_->pager().page_count(), 1500u);
+  ASSERT_GT(database_->page_count(), 1500u);
   EXPECT_THAT(Check().findings, IsEmpty());
   // A map that reaches the table's page from page 0 on.
-  Scope scope(database_->pager());
+  Scope scope(pager());
   const auto table = database_->OpenTable("D");
   const RowId map = table->def().owned_map;
   const PageNumber page = table->First()->page;
   Bytes row(5 + (page.value / 32 + 1) * 4);
   PutU8(row, 5 + page.value / 8, static_cast<std::uint8_t>(1 << page.value % 8));
-  ASSERT_TRUE(
-      ReplaceRow(map.page, database_->pager().Edit(map.page), map.row, row, SlotKind::kLive));
+  ASSERT_TRUE(ReplaceRow(map.page, pager().Edit(map.page), map.row, row, SlotKind::kLive));
   scope.Commit();
   EXPECT_THAT(Codes(Check()), ElementsAre("unusual unusual-map"));
 }

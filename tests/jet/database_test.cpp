@@ -166,7 +166,7 @@ TEST_F(DatabaseTest, GrowsATableWithoutTouchingItsRows) {
   database_->AppendColumn("空", {"文字", kText, 5});
   for (int i = 0; i < 300; ++i) table->Insert(Row{i, Null{}});
   const auto rows = [&] {
-    const PageRef page = database_->pager().Read(table->First()->page);
+    const PageRef page = pager().Read(table->First()->page);
     return Bytes(page.bytes().begin(), page.bytes().end());
   };
   const Bytes before = rows();
@@ -221,7 +221,7 @@ TEST_F(DatabaseTest, IndexesRowsThatAreThere) {
   EXPECT_EQ(table->def().real_indexes[0].distinct_keys, 2000u);
   EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 50u);
   EXPECT_EQ(table->def().logical_indexes[0].name, "B");
-  EXPECT_EQ(table->Lookup(0, Row{2000}), table->First());
+  EXPECT_EQ(FindBy(*table, 0, 2000), table->First());
   EXPECT_EQ(CodeOf([&] { table->Insert(Row{7, Null{}}); }), ErrorCode::kDuplicateKey);
   ExpectSoundAfterCommit();
 }
@@ -239,7 +239,8 @@ TEST_F(DatabaseTest, NullsThatAreThereDoNotCollideInAUniqueIndex) {
   EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 2u);
   database_->AddIndex("t", {.name = "s", .columns = {"a", "b"}, .ignore_nulls = true});
   std::size_t entries = 0;
-  for (auto at = table->OpenIndex(2).First(); at.valid(); at.Next()) ++entries;
+  const Index index = Internals(*database_).OpenIndex(*table, 2);
+  for (auto at = index.First(); at.valid(); at.Next()) ++entries;
   EXPECT_EQ(entries, 2u) << "a row has an entry unless all is Null";
   table->Insert(Row{1, Null{}});
   table->Insert(Row{1, 1});
@@ -381,7 +382,7 @@ TEST_F(DatabaseTest, ATableInHandHasTheRulesOfTheFile) {
   EXPECT_FALSE(table->rules()[0].required);
   EXPECT_EQ(table->NewRow(), null);
   {
-    Scope scope(database_->pager());
+    Scope scope(pager());
     change();
   }
   const RowId row = table->Insert(null);

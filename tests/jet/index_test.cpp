@@ -23,8 +23,8 @@ using ::testing::IsEmpty;
 class TreeFile {
  public:
   Index index() { return Index(pager(), def(), 0); }
-  Pager& pager() { return database_->pager(); }
-  PageAllocator& allocator() { return database_->allocator(); }
+  Pager& pager() { return Internals(*database_).pager(); }
+  PageAllocator& allocator() { return Internals(*database_).allocator(); }
   const TableDef& def() const { return table_->def(); }
   PageNumber root() const { return def().real_indexes[0].root; }
   TreeReport Check() { return CheckTree(allocator(), def()); }
@@ -284,8 +284,8 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
   SKIP_WITHOUT_SAMPLES();
   std::size_t trees = 0, tall = 0, compressed = 0;
   const auto rewrite = [&](const Table& table, std::size_t i) {
-    PageAllocator& allocator = table.allocator();
-    Index index = table.OpenIndex(i);
+    PageAllocator& allocator = this->allocator();
+    Index index = Internals(*database_).OpenIndex(table, i);
     const TreeReport before = CheckTree(allocator, table.def(), i);
     EXPECT_THAT(before.faults, IsEmpty());
     const std::vector<RowId> rows = RowIds(table);

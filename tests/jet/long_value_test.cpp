@@ -15,8 +15,6 @@ using namespace test_support;
 // A new database with a table of one OLE and one Memo column, a scope open.
 class LongValue : public EngineTest {
  protected:
-  Pager& pager() { return database_->pager(); }
-  PageAllocator& allocator() { return database_->allocator(); }
   const ColumnDef& ole() { return table_->def().columns[0]; }
   const ColumnDef& memo() { return table_->def().columns[1]; }
   std::size_t OwnedPages(const ColumnDef& column) {

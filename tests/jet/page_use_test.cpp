@@ -21,16 +21,19 @@ constexpr int kRows = 200;
 std::vector<Value> Row(int i, const std::string& name = "") {
   return {Null{}, i, std::string(i % 40 == 0 ? 9000 : 90, 'm'), name};
 }
+Pager& PagerOf(Database& database) { return Internals(database).pager(); }
 TableDef DefOf(Database& database, std::string_view table) {
   return database.OpenTable(table)->def();
 }
-void Store(Database& database, TableDef def) { def.Store(database.pager(), database.allocator()); }
+void Store(Database& database, TableDef def) {
+  def.Store(PagerOf(database), Internals(database).allocator());
+}
 PageNumber MarkFree(Database& database, PageNumber page) {
-  UsageMap(database.pager(), kGlobalMap).Add(page, database.allocator());
+  UsageMap(PagerOf(database), kGlobalMap).Add(page, Internals(database).allocator());
   return page;
 }
 PageNumber FirstOf(Database& database, RowId map) {
-  return {PagesOf(UsageMap(database.pager(), map)).at(0)};
+  return {PagesOf(UsageMap(PagerOf(database), map)).at(0)};
 }
 
 void NewTable(Database& database) { database.CreateTable({"新", {{"番号"}}, {}}); }
@@ -71,9 +74,11 @@ class PageUseTest : public ::testing::Test {
   // To be damaged, until it is closed.
   Database& Edit() {
     Open();
-    scope_.emplace(database_->pager());
+    scope_.emplace(pager());
     return *database_;
   }
+  Pager& pager() { return Internals(*database_).pager(); }
+  PageAllocator& allocator() { return Internals(*database_).allocator(); }
   std::string& image() { return files_.bytes(kPath); }
   // The page that `change` calls damaged. The file must not change.
   std::optional<PageNumber> PageOfRefusal(const std::function<void(Database&)>& change) {
@@ -108,7 +113,7 @@ TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
   ASSERT_GT(pages, 40u);
   for (PageNumber page{0}; page.value < pages; ++page.value) {
     SCOPED_TRACE(page.value);
-    if (Edit().allocator().IsFree(page)) continue;
+    if (Internals(Edit()).allocator().IsFree(page)) continue;
     MarkFree(*database_, page);
     EXPECT_EQ(PageOfRefusal(NewTable), page);
     Close();
@@ -118,7 +123,7 @@ TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
 
 TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
   const auto last = static_cast<std::uint32_t>(image().size() / kPageSize) - 1;
-  ASSERT_FALSE(Open().allocator().IsFree({last - 1}));
+  ASSERT_FALSE(Internals(Open()).allocator().IsFree({last - 1}));
   Close();
   image().resize(std::size_t{last - 1} * kPageSize);
   EXPECT_EQ(PageOfRefusal(NewTable), PageNumber{last - 1});
@@ -127,7 +132,7 @@ TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
 // A file of some pages must not become one of a gigabyte.
 TEST_F(PageUseTest, AMapThatBeginsFarBehindTheEndLeavesNoGap) {
   const std::size_t before = image().size();
-  PutU32(EditRow(Edit().pager(), kGlobalMap), 1, 0x40000);  // its first page
+  PutU32(EditRow(PagerOf(Edit()), kGlobalMap), 1, 0x40000);  // its first page
   NewTable(Open());
   database_->Commit();
   EXPECT_LE(image().size(), before + 4 * kPageSize);
@@ -152,7 +157,7 @@ const Refusal kRefusals[] = {
     {"MapThatBeginsBehindAllPages",
      [](Database& database) {
        const RowId map = DefOf(database, "乙").owned_map;
-       PutU32(EditRow(database.pager(), map), 1, 0xFFFFFFFF);  // its pages would begin at 0 again
+       PutU32(EditRow(PagerOf(database), map), 1, 0xFFFFFFFF);  // its pages would begin at 0 again
        return map.page;
      },
      {[](Database& database) { database.OpenTable("乙")->First(); }}},
@@ -170,7 +175,7 @@ const Refusal kRefusals[] = {
        const PageNumber shared = DefOf(database, "甲").page;
        for (const RowId id : RowIds(*objects)) {
          if (Get(*objects, id, objects->OrdinalOf("Name")) != Value("乙")) continue;
-         PutU32(EditRow(database.pager(), id), 2, shared.value);  // Id, the first field
+         PutU32(EditRow(PagerOf(database), id), 2, shared.value);  // Id, the first field
        }
        return shared;
      },
@@ -178,7 +183,7 @@ const Refusal kRefusals[] = {
     {"DefinitionThatRunsIntoAnother",
      [](Database& database) {
        const PageNumber other = DefOf(database, "甲").page;
-       PutU32(database.pager().Edit(DefOf(database, "乙").page), 4, other.value);  // the next page
+       PutU32(PagerOf(database).Edit(DefOf(database, "乙").page), 4, other.value);  // the next page
        return other;
      },
      {NewTable, NewColumn}},
@@ -201,7 +206,8 @@ const Refusal kRefusals[] = {
     // Flags that cannot be read would show the list of objects as a table of the user's.
     {"SystemTableOfOtherColumns",
      [](Database& database) {
-       database.pager().Edit(kObjectsPage)[0x3F + 2 * 12 + 4 * 25] ^= 2;  // the fifth column's type
+       PagerOf(database).Edit(kObjectsPage)[0x3F + 2 * 12 + 4 * 25] ^=
+           2;  // the fifth column's type
        return kObjectsPage;
      },
      {[](Database& database) { database.Objects(); }}},
@@ -213,12 +219,11 @@ INSTANTIATE_TEST_SUITE_P(Of, RefusalTest, testing::ValuesIn(kRefusals),
 TEST_F(PageUseTest, APageOfTwoMapsStaysTaken) {
   const RowId of_memos = DefOf(Edit(), "甲").columns[2].owned_map;
   const PageNumber page = FirstOf(*database_, of_memos);
-  UsageMap(database_->pager(), DefOf(*database_, "乙").real_indexes[0].page_map)
-      .Add(page, database_->allocator());
+  UsageMap(pager(), DefOf(*database_, "乙").real_indexes[0].page_map).Add(page, allocator());
   const auto table = Open().OpenTable("甲");
   for (const RowId row : RowIds(*table)) table->Delete(row);
-  EXPECT_THAT(PagesOf(UsageMap(database_->pager(), of_memos)), testing::IsEmpty());
-  EXPECT_FALSE(database_->allocator().IsFree(page));
+  EXPECT_THAT(PagesOf(UsageMap(pager(), of_memos)), testing::IsEmpty());
+  EXPECT_FALSE(allocator().IsFree(page));
 }
 
 // A map that began high and had to go down.
@@ -226,11 +231,11 @@ TEST_F(PageUseTest, TheBitmapPagesOfListsAreInUse) {
   std::vector<PageNumber> bitmaps;
   Edit();
   for (const char* name : {"甲", "乙"}) {
-    UsageMap map(database_->pager(), DefOf(*database_, name).owned_map);
+    UsageMap map(pager(), DefOf(*database_, name).owned_map);
     const std::vector<std::uint32_t> pages = PagesOf(map);
     for (const std::uint32_t page : pages) map.Remove({page});
-    map.Add({600}, database_->allocator());
-    for (const std::uint32_t page : pages) map.Add({page}, database_->allocator());
+    map.Add({600}, allocator());
+    for (const std::uint32_t page : pages) map.Add({page}, allocator());
     map.Remove({600});
     bitmaps.push_back(map.BitmapPages().at(0));
   }
@@ -239,23 +244,23 @@ TEST_F(PageUseTest, TheBitmapPagesOfListsAreInUse) {
   MarkFree(Edit(), bitmaps[0]);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[0]);
 
-  UsageMap(Edit().pager(), kGlobalMap).Remove(bitmaps[0]);
-  PutU32(EditRow(database_->pager(), DefOf(*database_, "甲").owned_map), 1, bitmaps[1].value);
+  UsageMap(PagerOf(Edit()), kGlobalMap).Remove(bitmaps[0]);
+  PutU32(EditRow(pager(), DefOf(*database_, "甲").owned_map), 1, bitmaps[1].value);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[1]) << "it serves two maps";
   EXPECT_EQ(PageOfRefusal(NewColumn), bitmaps[1]);
 }
 
 // The second row of page 1 may be a list; other programs leave it behind.
 TEST_F(PageUseTest, ABitmapPageBesideTheMapOfFreePagesIsInUse) {
-  const PageNumber bitmap = Edit().allocator().Allocate();
-  PutU32(database_->pager().Edit(bitmap), 0, 0x0105);
+  const PageNumber bitmap = Internals(Edit()).allocator().Allocate();
+  PutU32(pager().Edit(bitmap), 0, 0x0105);
   Bytes row(69);
   row[0] = 1;
   PutU32(row, 1, bitmap.value);
   PutU32(row, 5, 0x7FFFFFFF);  // not there
-  PutBytes(EditRow(database_->pager(), kSecondMap), 0, row);
+  PutBytes(EditRow(pager(), kSecondMap), 0, row);
   NewTable(Open());
-  EXPECT_EQ(RowBytes(database_->pager(), kSecondMap), row);
+  EXPECT_EQ(RowBytes(pager(), kSecondMap), row);
   MarkFree(Edit(), bitmap);
   EXPECT_EQ(PageOfRefusal(NewTable), bitmap);
 }
@@ -269,7 +274,7 @@ TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
   Store(*database_, def);
   const PageNumber page = MarkFree(*database_, FirstOf(*database_, maps));
   EXPECT_EQ(PageOfRefusal(NewTable), page);
-  UsageMap(Edit().pager(), kGlobalMap).Remove(page);
+  UsageMap(PagerOf(Edit()), kGlobalMap).Remove(page);
   NewColumn(Open());
   EXPECT_EQ(DefOf(*database_, "乙").stray_maps.at(0).owned_map, maps);
 }
@@ -278,7 +283,7 @@ TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
 TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
   const TableDef def = DefOf(Edit(), "乙");
   const PageNumber page = MarkFree(*database_, FirstOf(*database_, def.owned_map));
-  database_->pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
+  pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
   Open();
   const std::string before = image();
   NewTable(*database_);
@@ -290,12 +295,12 @@ TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
 
 TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
   const auto table = Open().OpenTable("甲");
-  const std::uint32_t pages = database_->pager().page_count();
+  const std::uint32_t pages = database_->page_count();
   for (int round = 0; round < 3; ++round) {
     for (const RowId id : RowIds(*table)) table->Delete(id);
     for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
   }
-  EXPECT_LE(database_->pager().page_count(), pages + 2);
+  EXPECT_LE(database_->page_count(), pages + 2);
 }
 
 TEST_F(PageUseTest, ANumberThatAnUpdateGaveIsNotGivenAgain) {

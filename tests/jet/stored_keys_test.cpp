@@ -43,7 +43,8 @@ TEST(StoredKeys, AreRebuiltFromTheirRows) {
     ForEachTable(database, [&](const Table& table) {
       for (std::size_t i = 0; i < table.def().real_indexes.size(); ++i) {
         SCOPED_TRACE(i);
-        compare(table, table.def().real_indexes[i], table.OpenIndex(i).First());
+        compare(table, table.def().real_indexes[i],
+                Internals(database).OpenIndex(table, i).First());
       }
     });
     EXPECT_GE(of_texts - before, 8) << "every file has its names in an index";

@@ -16,10 +16,10 @@ class TableDefTest : public EngineTest {
   TableDefTest() { Create(); }
   // Stored, and what the page then says.
   TableDef StoredAndLoaded(TableDef& def) {
-    Scope scope(database_->pager());
-    def.Store(database_->pager(), database_->allocator());
+    Scope scope(pager());
+    def.Store(pager(), allocator());
     scope.Commit();
-    return TableDef::Load(database_->pager(), def.page);
+    return TableDef::Load(pager(), def.page);
   }
 };
 
@@ -84,9 +84,9 @@ TEST_F(TableDefTest, KeepsEveryField) {
   def.row_count = 1;
   def.last_autonumber = 2;
   def.real_indexes[1].distinct_keys = 3;
-  Scope scope(database_->pager());
-  def.StoreCounters(database_->pager());
-  EXPECT_EQ(TableDef::Load(database_->pager(), def.page).Serialize(), def.Serialize());
+  Scope scope(pager());
+  def.StoreCounters(pager());
+  EXPECT_EQ(TableDef::Load(pager(), def.page).Serialize(), def.Serialize());
 }
 
 TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
@@ -104,16 +104,16 @@ TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
     ASSERT_EQ(read.Serialize(), def.Serialize()) << i;
     ASSERT_EQ(read.pages, def.pages);
     ASSERT_EQ(read.pages.size(), bytes <= 4096 ? 1 : 1 + (bytes - 4096 + 4087) / 4088) << bytes;
-    ASSERT_EQ(TableDef::Chain(database_->pager(), def.page), def.pages);
-    const PageRef last = database_->pager().Read(def.pages.back());
+    ASSERT_EQ(TableDef::Chain(pager(), def.page), def.pages);
+    const PageRef last = pager().Read(def.pages.back());
     ASSERT_EQ(GetU16(last.bytes(), 2), 8 + 4088 * def.pages.size() - bytes) << "free bytes";
   }
   ASSERT_EQ(def.pages.size(), 4u);
   def.columns.resize(1);
   EXPECT_EQ(StoredAndLoaded(def).pages, std::vector{def.page});
-  const std::uint32_t pages = database_->pager().page_count();
+  const std::uint32_t pages = database_->page_count();
   database_->CreateTable({.name = "u", .columns = {{.name = "m", .type = kMemo}}});
-  EXPECT_EQ(database_->pager().page_count(), pages) << "the pages are free again";
+  EXPECT_EQ(database_->page_count(), pages) << "the pages are free again";
 }
 
 TEST_F(TableDefTest, FindsColumnsByExactNameFirst) {
@@ -134,13 +134,14 @@ TEST(TableDefs, OfRealFilesComeBackByteForByte) {
   SKIP_WITHOUT_SAMPLES();
   std::size_t definitions = 0, chains = 0;
   ForEachSample([&](const std::string&, Database& database) {
+    Pager& pager = Internals(database).pager();
     for (const ObjectInfo& object : database.Objects()) {
       if (object.type != 1 || object.kind == ObjectKind::kOther) continue;
       const PageNumber page{static_cast<std::uint32_t>(object.id)};
-      const TableDef def = TableDef::Load(database.pager(), page);
+      const TableDef def = TableDef::Load(pager, page);
       Bytes stored;
       for (const PageNumber part : def.pages) {
-        const PageRef ref = database.pager().Read(part);
+        const PageRef ref = pager.Read(part);
         AddBytes(stored, part == page ? ByteView(ref.bytes()) : ref.bytes().subspan(8));
       }
       const Bytes ours = def.Serialize();

@@ -166,7 +166,7 @@ class TableModel : public EngineTest {
     for (std::size_t real = 0; real < 4; ++real) {
       std::size_t count = 0;
       Bytes last;
-      const Index index = table_->OpenIndex(real);
+      const Index index = Internals(*database_).OpenIndex(*table_, real);
       for (Index::Cursor at = index.First(); at.valid(); at.Next(), ++count) {
         const Bytes key(at.key().begin(), at.key().end());
         ASSERT_LE(last, key);
@@ -177,7 +177,7 @@ class TableModel : public EngineTest {
     }
     for (int n = 0; n < 50 && !rows_.empty(); ++n) {
       const RowId id = AnyRow();
-      ASSERT_EQ(table_->Lookup(0, std::vector<Value>{rows_.at(id)[kId]}), id);
+      ASSERT_EQ(FindBy(*table_, kId, rows_.at(id)[kId]), id);
     }
   }
 

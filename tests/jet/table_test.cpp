@@ -83,13 +83,13 @@ TEST_F(TableTest, AMovedRowKeepsItsPlaceAndLeavesNothingBehind) {
   for (std::size_t i = 3; i < 10; ++i) set(i, 500);  // seven bodies fill a page
   set(3, 100);                                       // in place
   set(10, 500);
-  const PageNumber next{database_->pager().page_count()};
+  const PageNumber next{database_->page_count()};
   set(3, 500);  // moves again
   EXPECT_EQ(Numbers(*table), numbers);
   EXPECT_EQ(table->Next(ids[2]), ids[3]);
-  EXPECT_FALSE(database_->allocator().IsFree(next));
+  EXPECT_FALSE(allocator().IsFree(next));
   table->Delete(ids[3]);
-  EXPECT_TRUE(database_->allocator().IsFree(next)) << "with its body";
+  EXPECT_TRUE(allocator().IsFree(next)) << "with its body";
   EXPECT_EQ(table->Next(ids[2]), ids[4]);
 }
 
@@ -106,8 +106,8 @@ TEST_F(TableTest, AnUpdateToTheSameKeyIsNoNewKey) {
   EXPECT_EQ(update(1), 3u);
   EXPECT_EQ(CodeOf([&] { update(2); }), ErrorCode::kDuplicateKey);
   EXPECT_EQ(update(7), 4u);
-  EXPECT_EQ(table->Lookup(0, Row{7}), ids[1]);
-  EXPECT_EQ(table->Lookup(0, Row{1}), std::nullopt);
+  EXPECT_EQ(FindBy(*table, 0, 7), ids[1]);
+  EXPECT_EQ(FindBy(*table, 0, 1), std::nullopt);
 }
 
 }  // namespace

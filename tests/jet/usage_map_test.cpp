@@ -36,8 +36,8 @@ class MapTest : public ::testing::Test {
     allocator().TakeCensus();
     scope_.emplace(pager());
   }
-  Pager& pager() { return database_->pager(); }
-  PageAllocator& allocator() { return database_->allocator(); }
+  Pager& pager() { return Internals(*database_).pager(); }
+  PageAllocator& allocator() { return Internals(*database_).allocator(); }
   UsageMap NewMap() { return {pager(), allocator().NewMap(maps_)}; }
   // "start+bytes", or "list".
   std::string FormOf(const UsageMap& map) {
@@ -295,7 +295,7 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListWherePageOneIsFull) {
 class UsageMapTest : public EngineTest {
  protected:
   std::size_t BitmapPages(const Table& table) {
-    return UsageMap(database_->pager(), table.def().owned_map).BitmapPages().size();
+    return UsageMap(pager(), table.def().owned_map).BitmapPages().size();
   }
 };
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "jet/check.h"
+#include "jet/internals.h"
 #include "tests/support/content.h"
 #include "tests/support/temp_db.h"
 
@@ -28,10 +29,10 @@ std::unique_ptr<jet::Database> Open(jet::FileSystem& files, const std::string& p
 
 // Of all pages in use.
 std::uint64_t PagesHash(jet::Database& database) {
-  const std::uint32_t end = database.allocator().HighestTaken().value + 1;
+  const std::uint32_t end = jet::Internals(database).allocator().HighestTaken().value + 1;
   std::uint64_t hash = end;
   for (std::uint32_t i = 0; i < end; ++i) {
-    const jet::PageRef page = database.pager().Read({i});
+    const jet::PageRef page = jet::Internals(database).pager().Read({i});
     const std::string_view bytes(reinterpret_cast<const char*>(page.bytes().data()),
                                  jet::kPageSize);
     hash = hash * 0x9E3779B97F4A7C15u + std::hash<std::string_view>()(bytes);

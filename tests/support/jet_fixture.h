@@ -5,11 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/internals.h"
+#include "jet/slotted_page.h"
+#include "jet/usage_map.h"
 #include "tests/support/temp_db.h"
 
 namespace test_support {
@@ -37,6 +40,8 @@ class EngineTest : public ::testing::Test {
     WriteFileBytes(folder_.File("copy.mdb"), ReadFileBytes(path_));
     return folder_.File("copy.mdb");
   }
+  jet::Pager& pager() { return jet::Internals(*database_).pager(); }
+  jet::PageAllocator& allocator() { return jet::Internals(*database_).allocator(); }
   void ExpectSoundAfterCommit() {
     database_->Commit();
     ExpectSound(path_, true);
@@ -105,6 +110,14 @@ inline jet::Value Get(const jet::Table& table, jet::RowId id, std::size_t ordina
 inline void Set(jet::Table& table, jet::RowId id, std::size_t ordinal, jet::Value value) {
   const jet::FieldChange change{ordinal, std::move(value)};
   table.Update(id, {&change, 1});
+}
+
+// The first row that an index finds by the value of a column.
+inline std::optional<jet::RowId> FindBy(const jet::Table& table, std::size_t ordinal,
+                                        const jet::Value& value) {
+  auto seek = table.SeekBy({ordinal});
+  seek.value().Begin({&value, 1});
+  return seek->Next();
 }
 
 // The bytes of a row on its page.

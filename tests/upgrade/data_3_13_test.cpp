@@ -1,4 +1,5 @@
 // Data steps 3 to 13: process flags, joint methods, shapes.
+#include "jet/internals.h"
 #include "tests/upgrade/step_bench.h"
 
 namespace upgrade_test {
@@ -116,12 +117,12 @@ TEST(DataStep13, CountsTheRowsItself) {
   for (const std::size_t rows : {std::size_t{144}, std::size_t{143}}) {
     StepBench bench(Kind::kData, 12, ResizeRows(kShapes, rows - 26));
     bench.Edit([&](db::DbHandle&) {
-      jet::Table& table = *bench.database().OpenTable(kShapes);
-      jet::TableDef def = table.def();
+      jet::Pager& pager = jet::Internals(bench.database()).pager();
+      jet::TableDef def = bench.database().OpenTable(kShapes)->def();
       EXPECT_EQ(def.row_count, rows);
       def.row_count = rows == 144 ? 143 : 144;
-      jet::Scope scope(table.allocator().pager());
-      def.StoreCounters(table.allocator().pager());
+      jet::Scope scope(pager);
+      def.StoreCounters(pager);
       scope.Commit();
     });
     EXPECT_NE(bench.database().OpenTable(kShapes)->row_count(), rows);

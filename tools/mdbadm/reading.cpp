@@ -90,7 +90,7 @@ ExitCode Info(Program& program, const ReadOptions& options) {
   info["password"] = header.has_password();
   info["encoded"] = header.page_key() != 0;
   info["created"] = jet::FormatDateTime(header.created());
-  info["pages"] = database->pager().page_count();
+  info["pages"] = database->page_count();
   info["tables"] = tables;
   info["queries"] = queries;
   if (const std::optional<double> version = db::FindVersion(*database)) {
