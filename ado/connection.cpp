@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "ado/recordset.h"
 #include "jet/ascii.h"
 
 namespace ado {
@@ -103,7 +102,7 @@ void Connection::Close() {
 }
 
 void Connection::LetGo() {
-  for (Recordset* recordset : std::exchange(recordsets_, {})) recordset->Forget();
+  for (ConnectionUser* user : std::exchange(users_, {})) user->Forget();
   database_.reset();
   environment_->Release();
 }

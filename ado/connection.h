@@ -26,7 +26,15 @@ struct ConnectionString {
   static ConnectionString Parse(std::string_view text);  // kErrFail
 };
 
-class Recordset;
+// What works over an open connection and ends with it.
+class ConnectionUser {
+ public:
+  // The connection is closed: lets go of it, and drops what is pending.
+  virtual void Forget() = 0;
+
+ protected:
+  ~ConnectionUser() = default;
+};
 
 class Connection {
  public:
@@ -46,12 +54,15 @@ class Connection {
   // kErrClosed.
   const std::shared_ptr<jet::Database>& database() const;
 
+  // `user` must leave before it ends.
+  void Enter(ConnectionUser& user) { users_.push_back(&user); }
+  void Leave(ConnectionUser& user) { std::erase(users_, &user); }
+
  private:
-  friend class Recordset;  // enters and leaves recordsets_
   void LetGo();
   Environment* environment_;
   std::shared_ptr<jet::Database> database_;
-  std::vector<Recordset*> recordsets_;  // the open ones
+  std::vector<ConnectionUser*> users_;  // the open recordsets
 };
 
 }  // namespace ado

@@ -42,7 +42,7 @@ auto WithDefaults(const jet::Table& table, Body&& body) -> decltype(body()) {
 Recordset::Recordset() = default;
 
 Recordset::~Recordset() {
-  if (is_open()) std::erase(connection_->recordsets_, this);
+  if (is_open()) connection_->Leave(*this);
 }
 
 void Recordset::Open(std::string_view source, Connection& connection, int cursor_type,
@@ -76,14 +76,14 @@ void Recordset::Open(std::string_view source, Connection& connection, int cursor
     return rows;
   };
   rows_ = Translated(open, is_query ? std::string_view(object->name) : std::string_view());
-  connection.recordsets_.push_back(this);
+  connection.Enter(*this);
   connection_ = &connection;
 }
 
 void Recordset::Close() {
   RequireOpen();
   if (adding_ || !changes_.empty()) throw Error::Standard(kErrPendingEdit);
-  std::erase(connection_->recordsets_, this);
+  connection_->Leave(*this);
   Forget();
 }
 

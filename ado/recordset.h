@@ -30,7 +30,7 @@ inline constexpr int adCmdTable = 2;
 
 class RowSource;
 
-class Recordset {
+class Recordset final : private ConnectionUser {
  public:
   Recordset();
   ~Recordset();
@@ -64,8 +64,7 @@ class Recordset {
   void Update();
 
  private:
-  friend class Connection;  // calls Forget()
-  void Forget();
+  void Forget() override;
   void RequireOpen() const;
   void RequireRow() const;
   void SavePending();

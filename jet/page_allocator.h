@@ -10,7 +10,7 @@ namespace jet {
 
 // Pages taken from and given back to the file: the global map, row 0 of page 1,
 // where a set bit means free.
-class PageAllocator {
+class PageAllocator final : public PageSource {
  public:
   explicit PageAllocator(Pager& pager) : pager_(&pager) {}
 
@@ -24,7 +24,7 @@ class PageAllocator {
   // The lowest free page, zeroed, open for editing in the caller's Scope. The
   // file and the map grow as needed, the file by no more than that page; kFileTooLarge at 2 GB.
   // kDamaged for a page that is in use.
-  PageNumber Allocate();
+  PageNumber Allocate() override;
   // The lowest free page above `floor`.
   PageNumber AllocateAbove(PageNumber floor);
   // Gives a page back, out of its part's map if it is in one; its content stays. A

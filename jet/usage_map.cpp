@@ -4,7 +4,6 @@
 
 #include "jet/error.h"
 #include "jet/map_row.h"
-#include "jet/page_allocator.h"
 
 namespace jet {
 
@@ -82,10 +81,10 @@ void UsageMap::AddTo(PageUse& use) const {
 
 // As the engine of the format does it, whichever way the page lies: what else its maps
 // would look like, no other program has met.
-void UsageMap::Add(PageNumber page, PageAllocator& allocator) {
+void UsageMap::Add(PageNumber page, PageSource& pages) {
   MapRow map(*pager_, at_);
   if (!map.is_inline()) {
-    AddToList(page, allocator);
+    AddToList(page, pages);
     return;
   }
   if (!map.Covers(page) && !FirstFrom({})) PutU32(map.Edit(), 1, page.value - page.value % 8);
@@ -94,17 +93,17 @@ void UsageMap::Add(PageNumber page, PageAllocator& allocator) {
     return;
   }
   const bool behind = page.value >= map.start();
-  if (!behind || !map.Stretch(map.start(), page.value)) TurnIntoList(allocator);
-  Add(page, allocator);
+  if (!behind || !map.Stretch(map.start(), page.value)) TurnIntoList(pages);
+  Add(page, pages);
 }
 
-void UsageMap::AddToList(PageNumber page, PageAllocator& allocator) {
+void UsageMap::AddToList(PageNumber page, PageSource& pages) {
   MapRow map(*pager_, at_);
   const std::size_t k = map.EntryOf(page);
   if (k >= map.entries()) map.Bad("a usage map is too short for the file");
   PageNumber bitmap = map.entry(k);
   if (!bitmap) {
-    bitmap = allocator.Allocate();
+    bitmap = pages.Allocate();
     InitBitmap(pager_->Edit(bitmap));
     PutU32(MapRow(*pager_, at_).Edit(), 1 + 4 * k, bitmap.value);
   } else {
@@ -113,7 +112,7 @@ void UsageMap::AddToList(PageNumber page, PageAllocator& allocator) {
   PutBit(pager_->Edit(bitmap).subspan(kBitmapBits), page.value - map.base(k), true);
 }
 
-void UsageMap::TurnIntoList(PageAllocator& allocator) {
+void UsageMap::TurnIntoList(PageSource& pages) {
   std::vector<PageNumber> marked;
   for (auto page = FirstFrom({}); page; page = FirstFrom({page->value + 1})) {
     marked.push_back(*page);
@@ -122,7 +121,7 @@ void UsageMap::TurnIntoList(PageAllocator& allocator) {
   row[0] = kReferenceMap;
   MapRow map(*pager_, at_);
   if (!map.Replace(row)) map.Bad("no room for a usage map");
-  for (const PageNumber page : marked) AddToList(page, allocator);
+  for (const PageNumber page : marked) AddToList(page, pages);
 }
 
 void UsageMap::Remove(PageNumber page) {
@@ -138,14 +137,14 @@ void UsageMap::Remove(PageNumber page) {
 }
 
 // Cleared first: a map of one page moves with it, and never grows.
-void UsageMap::MarkOnly(PageNumber page, PageAllocator& allocator) {
+void UsageMap::MarkOnly(PageNumber page, PageSource& pages) {
   MapRow map(*pager_, at_);
   if (map.is_inline()) {
     std::ranges::fill(map.Edit().subspan(kInlineBits), std::uint8_t{0});
   } else {
     for (auto old = FirstFrom({}); old; old = FirstFrom({old->value + 1})) Remove(*old);
   }
-  Add(page, allocator);
+  Add(page, pages);
 }
 
 }  // namespace jet

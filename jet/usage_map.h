@@ -15,12 +15,20 @@
 
 namespace jet {
 
-class PageAllocator;
-
 inline constexpr std::size_t kNewMapBytes = 69;       // 512 pages
 inline constexpr RowId kGlobalMap{PageNumber{1}, 0};  // of free pages
 // Beside it. Nothing in it counts; other programs keep notes there while they work.
 inline constexpr RowId kSecondMap{PageNumber{1}, 1};
+
+// Where a map that becomes a list takes the pages of its bits from.
+class PageSource {
+ public:
+  // A zeroed page, open for editing in the caller's Scope.
+  virtual PageNumber Allocate() = 0;
+
+ protected:
+  ~PageSource() = default;
+};
 
 // What the parts of a file have in their maps.
 struct PageUse {
@@ -51,14 +59,14 @@ class UsageMap {
   // nothing moves to it, others grow behind their end and become lists for a page below
   // their start, or where the page of maps is full. The map of free pages never moves:
   // Add REQUIRES that it covers the page.
-  void Add(PageNumber page, PageAllocator& allocator);
+  void Add(PageNumber page, PageSource& pages);
   void Remove(PageNumber page);
   // Leaves exactly `page` marked.
-  void MarkOnly(PageNumber page, PageAllocator& allocator);
+  void MarkOnly(PageNumber page, PageSource& pages);
 
  private:
-  void AddToList(PageNumber page, PageAllocator& allocator);
-  void TurnIntoList(PageAllocator& allocator);
+  void AddToList(PageNumber page, PageSource& pages);
+  void TurnIntoList(PageSource& pages);
   Pager* pager_;
   RowId at_;
 };
