@@ -7,7 +7,7 @@
 
 #include "tests/support/ado_fixture.h"
 #include "tests/support/fault_file.h"
-#include "tests/support/process.h"
+#include "tests/support/own_file.h"
 
 namespace test_support {
 namespace {

@@ -19,7 +19,7 @@ using Row = std::vector<Value>;
 class DatabaseTest : public EngineTest {
  protected:
   void OpenCopyOf(std::string_view sample) {
-    path_ = folder_.CopySample(sample);
+    path_ = CopySample(folder_, sample);
     Open(OpenMode::kExclusive, "ucanaccess");
   }
   void Close() {

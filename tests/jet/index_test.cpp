@@ -314,7 +314,7 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
   };
   for (const std::string& name : SampleNames()) {
     SCOPED_TRACE(name);
-    path_ = folder_.CopySample(name);
+    path_ = CopySample(folder_, name);
     ForEachTable(Open(OpenMode::kExclusive, "ucanaccess"), [&](const Table& table) {
       for (std::size_t i = 0; i < table.def().real_indexes.size(); ++i) rewrite(table, i);
     });

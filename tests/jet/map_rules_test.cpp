@@ -75,7 +75,7 @@ TEST_F(MapRules, HoldInRealFiles) {
   std::vector<std::string> paths;
   for (const char* name : {"Reels.mdb", "testV2000.mdb", "longform.mdb"}) {
     SCOPED_TRACE(name);
-    path_ = folder_.CopySample(name);
+    path_ = CopySample(folder_, name);
     paths.push_back(path_);
     const std::string before = ReadFileBytes(path_);
     const std::set<std::uint32_t> others = PagesOfTables(Open(), ReadMaps(before));

@@ -21,9 +21,4 @@ Ending RunProcess(const std::string& program, const std::vector<std::string>& ar
 // installed everywhere. None does on Windows.
 bool HasProgram(const std::string& name);
 
-// What `path` holds that this process itself has open, with a share mode that
-// keeps even itself out; nothing where it is not open, or where locks do not work
-// that way.
-std::optional<std::string> ReadOwnFile(const std::string& path);
-
 }  // namespace test_support

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "tests/support/files.h"
 #include "tests/support/process.h"
-#include "tests/support/temp_db.h"
 
 namespace test_support {
 namespace {
@@ -58,7 +58,5 @@ Ending RunProcess(const std::string& program, const std::vector<std::string>& ar
 bool HasProgram(const std::string& name) {
   return std::system(("command -v " + name + " >/dev/null").c_str()) == 0;
 }
-
-std::optional<std::string> ReadOwnFile(const std::string&) { return std::nullopt; }
 
 }  // namespace test_support

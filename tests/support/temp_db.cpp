@@ -5,9 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <stdexcept>
 
 #include "jet/check.h"
@@ -29,26 +26,8 @@ std::string ShellQuoted(const std::string& text) { return "'" + Replace(text, "'
 
 }  // namespace
 
-TempFolder::TempFolder() {
-  std::random_device random;
-  fs::path folder;
-  do {
-    folder = fs::temp_directory_path() / ("dbu-test-" + std::to_string(random()));
-  } while (!fs::create_directory(folder));  // the name was taken
-  path_ = folder.string();
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
-
-std::string TempFolder::File(std::string_view name) const {
-  return path_ + static_cast<char>(fs::path::preferred_separator) + std::string(name);
-}
-
-std::string TempFolder::CopySample(std::string_view name) const {
-  std::string copy = File(std::string(name.substr(name.find_last_of('/') + 1)));
+std::string CopySample(const TempFolder& folder, std::string_view name) {
+  std::string copy = folder.File(std::string(name.substr(name.find_last_of('/') + 1)));
   WriteFileBytes(copy, ReadFileBytes(SamplePath(name)));
   return copy;
 }
@@ -80,23 +59,6 @@ std::string Replace(std::string text, std::string_view from, std::string_view to
     text.replace(at, from.size(), to);
   }
   return text;
-}
-
-std::string ReadFileBytes(const std::string& path) {
-  std::ifstream in(PathOf(path), std::ios::binary);
-  if (!in) {
-    if (auto own = ReadOwnFile(path)) return *std::move(own);
-    throw std::runtime_error("cannot read " + path);
-  }
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
-void WriteFileBytes(const std::string& path, std::string_view bytes) {
-  std::ofstream out(PathOf(path), std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!out) throw std::runtime_error("cannot write " + path);
 }
 
 namespace {

@@ -1,54 +1,29 @@
-// Files for tests: a folder that goes away again, copies of real databases,
-// and the verdict of everybody who can judge a file.
+// Files for tests: copies of real databases, and the verdict of everybody who can
+// judge a file.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "jet/error.h"
+#include "tests/support/files.h"
 
 namespace test_support {
-
-// A UTF-8 path for the standard library, which on Windows takes a plain string to
-// be in another code page.
-inline std::filesystem::path PathOf(std::string_view path) {
-  return {std::u8string(path.begin(), path.end())};
-}
-
-// An empty folder, removed with everything in it at the end.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-  // The path of a file in the folder; makes none.
-  std::string File(std::string_view name) const;
-  // A writable copy of a real file ("ja/schedule.mdb"); its path.
-  std::string CopySample(std::string_view name) const;
-
- private:
-  std::string path_;
-};
 
 // The folder of real files, from the environment or the build; empty: none.
 std::string SamplesFolder();
 std::string SamplePath(std::string_view name);
 // Names relative to the folder, sorted; the file of the older format left out.
 std::vector<std::string> SampleNames();
+// A writable copy of a real file ("ja/schedule.mdb") in `folder`; its path.
+std::string CopySample(const TempFolder& folder, std::string_view name);
 
 // Every `from` in `text` becomes `to`.
 std::string Replace(std::string text, std::string_view from, std::string_view to);
-
-std::string ReadFileBytes(const std::string& path);
-void WriteFileBytes(const std::string& path, std::string_view bytes);
 
 // What the independent verifier says about each file: empty if it is content;
 // nothing at all if there is no verifier. `strict`: what is untidy counts, too.

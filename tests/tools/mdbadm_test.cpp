@@ -269,7 +269,7 @@ TEST_F(MdbAdmTest, SavedQueriesReadBackAndRun) {
 
 TEST_F(MdbAdmTest, RefusesAFileOfAnotherFormat) {
   SKIP_WITHOUT_SAMPLES();
-  const std::string old = folder_.CopySample("jet3.mdb");
+  const std::string old = CopySample(folder_, "jet3.mdb");
   const std::string before = ReadFileBytes(old);
   for (const char* verb : {"info", "check", "upgrade"}) {
     std::vector<std::string> arguments{verb, old};
@@ -314,7 +314,7 @@ TEST_P(RealFileTest, KeepsItsOwnContentThroughALadder) {
   for (const auto& [kind, latest] :
        {std::pair("data", upgrade::kDataLatest), std::pair("tenkai", upgrade::kTenkaiLatest)}) {
     SCOPED_TRACE(kind);
-    file_ = folder_.CopySample(GetParam());
+    file_ = CopySample(folder_, GetParam());
     const nlohmann::json tables = Read({"tables", file_}), info = Read({"info", file_});
     const nlohmann::json content = ContentOf(tables), queries = Read({"queries", file_});
     MdbAdmOut({"sample", "--into", file_, "--kind", kind, "--jobs", "2", "--password", password_});

@@ -178,7 +178,7 @@ TEST_F(VerbsTest, QueriesOfRealFilesAllHaveTexts) {
   SKIP_WITHOUT_SAMPLES();
   std::map<std::string, int> kinds;
   for (const std::string& name : SampleNames()) {
-    const std::string path = folder_.CopySample(name);
+    const std::string path = CopySample(folder_, name);
     const std::string password = name == "password.mdb" ? "ucanaccess" : "";
     for (const auto& query : MdbAdmJson({"queries", path, "--password", password})) {
       ++kinds[query["kind"]];
