@@ -5,9 +5,10 @@
 #include "db/kind.h"
 #include "db/version_record.h"
 #include "jet/collation.h"
+#include "jet/database.h"
 #include "jet/internals.h"
+#include "samples/sample.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/sample.h"
 
 namespace {
 

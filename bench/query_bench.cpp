@@ -3,9 +3,9 @@
 
 #include "bench/rows.h"
 #include "db/kind.h"
+#include "samples/sample.h"
 #include "sql/sql.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace {

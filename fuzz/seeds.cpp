@@ -10,8 +10,8 @@
 #include "jet/database.h"
 #include "jet/slotted_page.h"
 #include "jet/text.h"
+#include "samples/sample.h"
 #include "tests/support/fault_file.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace fuzz {

@@ -12,9 +12,9 @@
 #include <set>
 #include <stdexcept>
 
+#include "samples/columns.h"
 #include "tests/app/program.h"
 #include "tests/support/fault_file.h"
-#include "tools/samples/columns.h"
 #include "upgrade/ladders.h"
 
 namespace app_test {

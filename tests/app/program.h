@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "app/assembly.h"
+#include "samples/sample.h"
 #include "tests/support/content.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/sample.h"
 
 namespace app_test {
 

@@ -10,9 +10,9 @@
 
 #include "ado/environment.h"
 #include "jet/check.h"
+#include "samples/sample.h"
 #include "tests/support/fault_rounds.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace {

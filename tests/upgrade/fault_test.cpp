@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "ado/environment.h"
+#include "samples/sample.h"
 #include "tests/support/fault_rounds.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace {

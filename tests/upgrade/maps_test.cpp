@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 
 #include "ado/environment.h"
+#include "samples/sample.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/map_check.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace {

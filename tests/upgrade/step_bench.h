@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "samples/columns.h"
+#include "samples/sample.h"
 #include "tests/support/content.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/temp_db.h"
-#include "tools/samples/columns.h"
-#include "tools/samples/sample.h"
 #include "upgrade/ladders.h"
 
 namespace upgrade_test {

@@ -1,0 +1,219 @@
+#include "mdbadm/help.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "jet/check.h"
+#include "mdbadm/exit_code.h"
+#include "mdbadm/failure.h"
+#include "upgrade/ladders.h"
+
+namespace mdbadm {
+namespace {
+
+constexpr std::size_t kWidth = 79;
+
+constexpr std::string_view kOutput = R"(
+Output is UTF-8, a line of names first, then one line a row, cells separated by tabs. In a cell
+
+\t \n \r \\	stand for tab, line feed, carriage return and backslash
+\N	stands for Null; an empty cell is an empty text
+yes no	stand for Yes/No values
+
+With --json every verb prints one JSON value: an array of objects where there is a list, else an object. Errors go to standard error, one a line, as a sentence or, with --json, as an object with "error" (see "errors"), "file", "step" and "text". On a terminal, upgrade shows there, too, which step runs.
+)";
+
+constexpr std::string_view kErrorsBegin = R"(
+With --json a failure carries one of these words as "error". They do not change; new ones may come.
+)";
+
+constexpr std::string_view kErrorsEnd = R"(
+The text begins with the provider's number where the provider has one, as the window shows it.
+)";
+
+constexpr std::string_view kExitCodesEnd = R"(
+These numbers do not change; new ones may come. For several files the code is 0 if all were done, 3 if some were, else that of the failures where they agree and 1 where they do not.
+)";
+
+constexpr std::string_view kFindings = R"(
+`check` prints a line a finding: a word, a code, then place and text. The word is
+
+problem	damage; the exit code is 1
+warning	untidy but harmless
+unusual	sound, but not as the original engine writes it; tell the developers
+not checked	what could not be looked into, because of damage or as a text has no proven sort key
+
+Codes do not change; new ones may come. Texts may change. The codes are
+
+)";
+
+constexpr std::string_view kPasswords = R"(
+Both databases carry the product's password, which is what every verb tries unless --password says another. A database without a password accepts any. `password FILE --new PW` changes it and masks the stored rights anew; an empty PW takes it off.
+
+The password of this format does not protect the data: anyone who has the file can read them. It is not a secret.
+)";
+
+constexpr std::string_view kLocks = R"(
+A verb that reads shares the file with others that read. It is refused while another program writes. A verb that changes opens the file alone: on Linux with flock and a lock over its whole range, on Windows without sharing. Where the file is taken, nothing is done and the exit code is 4.
+
+Programs that lock through a file beside the database, with the ending .ldb, are seen: while one holds it, the database is in use, and the message names that file. A .ldb that no program is seen to hold was left behind by a crash, or belongs to a program on a machine whose locks do not show here: a warning names it, and the verb goes on.
+
+Not seen are programs that take no locks, and locks that a network share does not pass on. End such programs first.
+
+Locks end with their process. A killed mdbadm blocks no other program.
+)";
+
+constexpr std::string_view kRecovery = R"(
+A verb that changes a file changes it whole or not at all: after an error, a full disk, a kill or a power cut the file holds the state before the command or the state after it. The next opening by mdbadm or db-update finishes a save that was complete and drops one that was not; the version that `info` shows says which it was. Opening to read writes nothing.
+
+An upgrade that fails leaves the file as it was and can be tried again. With --keep-partial, what completed operations wrote stays, as it does after a failure in the window; most steps cannot run again then.
+
+in_use	end the program that is named, then run the command again
+needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works
+damaged	`check` lists what is wrong; restore a copy, or repair the file with the program it belongs to
+unfinished	check the disk; the next opening by a verb that changes the file, or by db-update, finishes the save
+uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version shows which
+disk_full	make room, as much as the changes again, a few MB for a ladder
+
+Keep copies: `upgrade --backup FOLDER` writes one before it begins, with the time in its name. To go back, put the copy in the place of the file while no program uses it.
+)";
+
+constexpr std::string_view kScripts = R"(
+One command for all sites, with copies first and a line a file:
+
+  mdbadm upgrade --summary --backup /var/backups/mdb \
+      /srv/*/Data.mdb /srv/*/展開Data.mdb
+  case $? in
+    0) ;;
+    4) echo "in use: try again tonight" ;;
+    *) echo "look at the summary" ;;
+  esac
+
+A file that fails does not keep the others from their turn, unless --stop-on-error says so; --dry-run shows beforehand which would. The name of a file says of which kind it is; for other names say --kind.
+
+A check of all files, with the findings as JSON:
+
+  for file in /srv/*/Data.mdb; do mdbadm check --json "$file"; done
+)";
+
+std::string ExitCodes() {
+  std::string text;
+  for (const ExitCodeMeaning& row : kExitCodeMeanings) {
+    text += fmt::format("{}\t{}\n", static_cast<int>(row.code), row.meaning);
+  }
+  return text.append(kExitCodesEnd);
+}
+
+std::string Errors() {
+  std::string text(kErrorsBegin);
+  text += '\n';
+  for (const Reason& reason : Reasons()) {
+    text += fmt::format("{}\t{}\n", reason.word, reason.meaning);
+  }
+  return text.append(kErrorsEnd);
+}
+
+std::string Findings() {
+  std::string text(kFindings);
+  std::string_view between;
+  for (const jet::Finding::Code code : jet::FindingCodes()) {
+    text.append(between).append(jet::NameOf(code));
+    between = " ";
+  }
+  return text += '\n';
+}
+
+std::string Kinds() {
+  std::string text = "\n";
+  for (const db::Kind kind : db::kKinds) {
+    text += fmt::format("{}\t--kind {}, latest version {}\n", db::FileNameOf(kind),
+                        db::NameOf(kind), upgrade::LatestVersion(kind));
+  }
+  return text + R"(
+The exact name of a file says of which kind it is. For a file of another name say --kind, or the exit code is 2 and nothing is done.
+
+A ladder begins at the stored version, rounded half to even, and stores the version it reached at its very end. `info` shows the stored version, `plan` the steps ahead and what stands in their way. `set-version` stores a number and runs nothing; a wrong one makes steps run twice or not at all.
+)";
+}
+
+// Appends `words` to `page`, each line after the first indented.
+void Fill(std::string& page, std::string_view words, std::size_t column, std::size_t indent) {
+  bool first = true;
+  std::size_t at = 0;
+  while (at < words.size()) {
+    const std::size_t end = std::min(words.find(' ', at), words.size());
+    const std::size_t width = end - at;
+    if (!first && column + 1 + width > kWidth) {
+      page += '\n' + std::string(indent, ' ');
+      column = indent;
+    } else if (!first) {
+      page += ' ';
+      ++column;
+    }
+    page += words.substr(at, width);
+    column += width;
+    first = false;
+    at = end + 1;
+  }
+  page += '\n';
+}
+
+}  // namespace
+
+std::vector<Topic> Topics() {
+  return {
+      {"output", "Output", std::string(kOutput)},
+      {"exit-codes", "Exit codes", ExitCodes()},
+      {"errors", "Errors", Errors()},
+      {"findings", "Findings", Findings()},
+      {"kinds", "Kinds and versions", Kinds()},
+      {"passwords", "Passwords", std::string(kPasswords)},
+      {"locks", "Locks", std::string(kLocks)},
+      {"recovery", "Recovery", std::string(kRecovery)},
+      {"scripts", "Scripts", std::string(kScripts)},
+  };
+}
+
+std::vector<std::vector<std::string>> Blocks(std::string_view text) {
+  std::vector<std::vector<std::string>> blocks(1);
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    if (!line.empty()) {
+      blocks.back().emplace_back(line);
+    } else if (!blocks.back().empty()) {
+      blocks.emplace_back();
+    }
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  }
+  if (blocks.back().empty()) blocks.pop_back();
+  return blocks;
+}
+
+std::string Laid(std::string_view text) {
+  std::string page;
+  for (const std::vector<std::string>& block : Blocks(text)) {
+    if (!page.empty()) page += '\n';
+    std::size_t widest = 0;
+    for (const std::string& line : block) {
+      const std::size_t tab = line.find('\t');
+      if (tab != std::string::npos) widest = std::max(widest, tab);
+    }
+    const std::size_t indent = widest + 4;
+    for (const std::string& line : block) {
+      const std::size_t tab = line.find('\t');
+      if (tab != std::string::npos) {
+        page += "  " + line.substr(0, tab) + std::string(widest - tab + 2, ' ');
+        Fill(page, std::string_view(line).substr(tab + 1), indent, indent);
+      } else if (line.starts_with("  ")) {
+        page += line + '\n';
+      } else {
+        Fill(page, line, 0, 0);
+      }
+    }
+  }
+  return page;
+}
+
+}  // namespace mdbadm

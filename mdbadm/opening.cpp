@@ -1,0 +1,25 @@
+#include "mdbadm/failure.h"
+#include "mdbadm/verbs.h"
+
+namespace mdbadm {
+
+std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
+                                          const std::string& password) {
+  jet::OpenOptions options;
+  options.password = password;
+  auto database = jet::Database::Open(program.files, path, options);
+  WarnOfLockFile(program, path);
+  return database;
+}
+
+std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string& path,
+                                            const std::string& password) {
+  jet::OpenOptions options;
+  options.mode = jet::OpenMode::kExclusive;
+  options.password = password;
+  auto database = jet::Database::Open(program.files, path, options);
+  WarnOfLockFile(program, path);
+  return database;
+}
+
+}  // namespace mdbadm

@@ -1,0 +1,138 @@
+// Verbs that print rows and saved queries: rows, sql.
+#include "ado/catalog.h"
+#include "ado/value.h"
+#include "jet/collation.h"
+#include "mdbadm/output.h"
+#include "mdbadm/verbs.h"
+#include "sql/sql.h"
+
+namespace mdbadm {
+namespace {
+
+// Prints rows one by one; the buffers are reused, so a long table costs no more
+// memory than a short one.
+class RowPrinter {
+ public:
+  RowPrinter(bool json, std::vector<std::string> names) : names_(std::move(names)) {
+    if (json) {
+      array_.emplace();
+      return;
+    }
+    for (const std::string& name : names_) out_ += Escaped(name) + '\t';
+    if (out_.empty()) out_ = '\t';
+    out_.back() = '\n';
+    whole_ = out_.size();
+  }
+  // A row that an error cut short is not printed.
+  ~RowPrinter() { Print(std::string_view(out_).substr(0, whole_)); }
+  RowPrinter(const RowPrinter&) = delete;
+  RowPrinter& operator=(const RowPrinter&) = delete;
+
+  void Begin() {
+    if (array_) object_ = Json::object();
+    at_ = 0;
+  }
+  void Add(const jet::Value& value, int scale) {
+    const auto* date = std::get_if<jet::DateTime>(&value);
+    if (array_) {
+      object_[names_[at_]] = ToJson(value, scale);
+    } else if (date != nullptr) {
+      Separate();
+      out_ += DateText(*date);
+    } else {
+      Separate();
+      AppendCell(out_, value, scale);
+    }
+    ++at_;
+  }
+  // Writes a field straight from the row where building a Value costs more.
+  void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnDef& column) {
+    if (array_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
+    if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);
+    Separate();
+    AppendEscaped(out_, text_);
+    ++at_;
+  }
+  void End() {
+    if (array_) return array_->Add(object_);
+    out_ += '\n';
+    whole_ = out_.size();
+    if (whole_ < kBufferBytes) return;
+    Print(out_);
+    out_.clear();
+    whole_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kBufferBytes = 1 << 16;
+
+  void Separate() {
+    if (at_ != 0) out_ += '\t';
+  }
+  // Rows that stand together often have the same date.
+  const std::string& DateText(jet::DateTime date) {
+    if (date_text_.empty() || date_.days != date.days) {
+      date_ = date;
+      date_text_ = ado::ToText(date);
+    }
+    return date_text_;
+  }
+
+  std::optional<JsonArray> array_;  // with JSON
+  std::vector<std::string> names_;
+  std::string out_, text_;
+  std::size_t whole_ = 0;  // bytes of out_ up to the end of the last row
+  Json object_;
+  std::size_t at_ = 0;
+  jet::DateTime date_;
+  std::string date_text_;
+};
+
+// The saved query of that name, or the text.
+std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const std::string& source) {
+  const std::optional<jet::ObjectInfo> saved = database.Find(source);
+  if (!saved || saved->kind != jet::ObjectKind::kQuery) {
+    return sql::Run(database, sql::Parse(source));
+  }
+  try {
+    return sql::Run(database, database.LoadQuery(*saved));
+  } catch (const sql::Error& error) {
+    throw sql::Error(error.code(), fmt::format("{}: {}", saved->name, error.what()));
+  }
+}
+
+}  // namespace
+
+ExitCode Rows(Program& program, const RowOptions& options) {
+  const auto database = OpenToRead(program, options.file, options.password);
+  const std::shared_ptr<jet::Table> table = database->OpenTable(options.source);
+  const std::vector<jet::ColumnDef>& columns = table->def().columns;
+  std::vector<std::string> names;
+  for (const jet::ColumnDef& column : columns) names.push_back(column.name);
+  RowPrinter printer(options.json, names);
+  jet::TableScan scan(*table);
+  for (std::uint64_t n = 0; n < options.limit && scan.Next(); ++n) {
+    printer.Begin();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      printer.AddField(scan.row(), i, columns[i]);
+    }
+    printer.End();
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Sql(Program& program, const RowOptions& options) {
+  const auto database = OpenToRead(program, options.file, options.password);
+  const std::unique_ptr<sql::RowSet> rows = RunSource(*database, options.source);
+  std::vector<std::string> names;
+  for (const sql::OutputColumn& column : rows->columns()) names.push_back(column.name);
+  RowPrinter printer(options.json, names);
+  for (std::uint64_t n = 0; n < options.limit && rows->Next(); ++n) {
+    printer.Begin();
+    for (std::size_t i = 0; i < names.size(); ++i) printer.Add(rows->value(i), 0);
+    printer.End();
+  }
+  return ExitCode::kDone;
+}
+
+}  // namespace mdbadm

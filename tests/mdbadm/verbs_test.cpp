@@ -1,0 +1,358 @@
+// What the verbs print and refuse, on files made or damaged for it.
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+
+#include "db/version_record.h"
+#include "jet/database.h"
+#include "mdbadm/arguments.h"
+#include "mdbadm/backup.h"
+#include "samples/columns.h"
+#include "samples/sample.h"
+#include "sql/sql.h"
+#include "tests/mdbadm/program.h"
+#include "upgrade/ladders.h"
+
+namespace {
+
+using namespace test_support;
+using jet::ColumnType;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+class VerbsTest : public MadeFilesTest {
+ protected:
+  std::string MakeSample(const samples::SampleOptions& options) {
+    std::string path = folder_.File("Data.mdb");
+    samples::MakeSample(*files_, path, samples::Kind::kData, options);
+    return path;
+  }
+};
+
+// ---- what was asked for
+
+TEST_F(VerbsTest, WhatIsUnknownIsNamedWithTheNearestThatThereIs) {
+  struct Case {
+    std::vector<std::string> arguments;
+    const char* told;
+  };
+  const Case cases[] = {
+      {{}, "a verb is missing; see `mdbadm help verbs`"},
+      {{"frobnicate"}, "unknown verb \"frobnicate\"; see `mdbadm help verbs`"},
+      {{"upgarde", "x"}, "unknown verb \"upgarde\"; nearest: upgrade; see `mdbadm help verbs`"},
+      {{"nifo", "x"}, "unknown verb \"nifo\"; nearest: info; see"},
+      {{"rops", "x"}, "unknown verb \"rops\"; nearest: props; see"},  // the first of two
+      {{"quer", "x"}, "unknown verb \"quer\"; nearest: queries; see"},
+      {{"referenc"}, "unknown verb \"referenc\"; see"},  // in no list
+      {{"--jsn", "info", "x"}, "unknown option \"--jsn\"; see `mdbadm --help`"},
+      {{"upgrade", "--dryrun=1"},
+       "upgrade: unknown option \"--dryrun\"; nearest: --dry-run; see `mdbadm upgrade --help`"},
+      {{"sql", "--limt", "5", "x", "y"}, "sql: unknown option \"--limt\"; nearest: --limit; see"},
+      {{"info", "x", "--zzz"}, "info: unknown option \"--zzz\"; see"},
+      {{"info", "x", "y"}, "info: \"y\" is one argument too many; see `mdbadm info --help`"},
+      {{"info"}, "info: file is required; see `mdbadm info --help`"},
+  };
+  for (const Case& each : cases) {
+    const Outcome outcome = MdbAdm(each.arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, StartsWith(std::string("mdbadm: ") + each.told));
+    EXPECT_EQ(outcome.out, "");
+  }
+  const Outcome json = MdbAdm({"inf", "x", "--json"});
+  EXPECT_EQ(nlohmann::json::parse(json.err)["text"],
+            "unknown verb \"inf\"; nearest: info; see `mdbadm help verbs`");
+}
+
+// ---- damage
+
+// Whatever page is spoilt: what was printed until then is JSON, and so is the error.
+TEST_F(VerbsTest, AnErrorInTheMiddleLeavesJsonThatCloses) {
+  samples::SampleOptions options;
+  options.version = 26;
+  options.jobs = 3;
+  const std::string path = MakeSample(options), good = ReadFileBytes(path);
+  const std::vector<std::vector<std::string>> verbs = {{"rows", path, "Spec_形状名（角）"},
+                                                       {"tables", path, "--system"},
+                                                       {"sql", path, "SELECT * FROM Data_角_ｻｲｽﾞ"},
+                                                       {"queries", path},
+                                                       {"columns", path},
+                                                       {"props", path},
+                                                       {"indexes", path},
+                                                       {"plan", path},
+                                                       {"upgrade", path, "--dry-run"},
+                                                       {"diff", path, folder_.File("good.mdb")}};
+  WriteFileBytes(folder_.File("good.mdb"), good);
+  int failed = 0;
+  for (std::size_t page = 2; page < good.size() / jet::kPageSize; page += 3) {
+    std::string bytes = good;
+    bytes.replace(page * jet::kPageSize, 64, 64, '\x07');
+    WriteFileBytes(path, bytes);
+    std::vector<std::string> arguments = verbs[page / 3 % verbs.size()];
+    arguments.emplace_back("--json");
+    const Outcome outcome = MdbAdm(arguments);
+    SCOPED_TRACE(fmt::format("page {}, {}: {}", page, arguments[0], outcome.out));
+    if (outcome.status != 0) ++failed;
+    if (!outcome.err.empty()) {
+      EXPECT_TRUE(nlohmann::json::accept(outcome.err.substr(0, outcome.err.find('\n'))));
+    }
+    if (!outcome.out.empty() || outcome.status == 0) {
+      EXPECT_TRUE(nlohmann::json::accept(outcome.out));
+    }
+  }
+  EXPECT_GT(failed, 10);
+}
+
+TEST_F(VerbsTest, RowsBeforeTheDamageArePrintedWhole) {
+  const std::string path = Make("x.mdb", [](jet::Database& database) {
+    const auto table = database.CreateTable(
+        {.name = "t",
+         .columns = {{.name = "ID"}, {.name = "m", .type = ColumnType::kMemo}, {.name = "z"}},
+         .indexes = {}});
+    for (int i = 1; i <= 5; ++i) {
+      table->Insert(std::vector<jet::Value>{i, std::string(40'000, static_cast<char>('a' + i)), i});
+    }
+  });
+  std::string bytes = ReadFileBytes(path);
+  const std::size_t page = bytes.find(std::string("d\0d\0d\0d\0", 8)) / jet::kPageSize;  // of row 3
+  bytes[page * jet::kPageSize] = '\x07';
+  WriteFileBytes(path, bytes);
+  for (const auto& [verb, source] : {std::pair("rows", "t"), std::pair("sql", "SELECT * FROM t")}) {
+    const Outcome text = MdbAdm({verb, path, source}),
+                  json = MdbAdm({verb, path, source, "--json"});
+    EXPECT_EQ(text.status, 1);
+    EXPECT_EQ(text.out, fmt::format("ID\tm\tz\n1\t{}\t1\n2\t{}\t2\n", std::string(40'000, 'b'),
+                                    std::string(40'000, 'c')));
+    EXPECT_THAT(text.err, HasSubstr(fmt::format("page {}", page)));
+    EXPECT_EQ(json.status, 1);
+    const auto rows = nlohmann::json::parse(json.out);
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[1]["z"], 2);
+    EXPECT_EQ(nlohmann::json::parse(json.err)["error"], "damaged");
+  }
+}
+
+// ---- saved queries
+
+TEST_F(VerbsTest, QueriesTellKindAndText) {
+  using R = jet::QueryRow;
+  const std::string path = Make("q.mdb", [](jet::Database& database) {
+    const auto add = [&](std::string_view name, std::vector<R> rows) {
+      database.CreateQuery(name, {std::move(rows)}, "");
+    };
+    add("one", {{.attribute = R::kParameter, .flag = 8, .name1 = "[Beginning Date]"},
+                {.attribute = R::kSource, .name1 = "t"},
+                {.attribute = R::kOutput, .flag = 0, .expression = "t.a"}});
+    add("two", {{.attribute = R::kKind, .flag = 7, .expression = "DROP TABLE t"}});
+    add("broken", {{.attribute = R::kKind, .flag = 6}});
+    add("unheard of", {{.attribute = R::kKind, .flag = 33}});
+  });
+  const Outcome outcome = MdbAdm({"queries", path, "--json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("broken: a crosstab"), HasSubstr("unknown kind 33")));
+  std::vector<std::string> told;
+  for (const auto& query : nlohmann::json::parse(outcome.out)) {
+    told.push_back(query["query"].dump() + query["kind"].dump() + query["text"].dump());
+  }
+  EXPECT_THAT(told, ElementsAre(R"("one""select""PARAMETERS [Beginning Date] DateTime;\r\n)"
+                                R"(SELECT t.a\r\nFROM t;")",
+                                R"("two""data definition""DROP TABLE t")",
+                                R"("broken""crosstab"null)", R"("unheard of"nullnull)"));
+  EXPECT_EQ(MdbAdmJson({"queries", path, "ＯＮＥ"}).size(), 1U);
+  // What is broken in the same way is the same; in another way, not.
+  const std::string other = Make("r.mdb", [](jet::Database& database) {
+    database.CreateQuery("broken", {{{.attribute = R::kKind, .flag = 33}}}, "");
+  });
+  EXPECT_EQ(MdbAdm({"diff", path, path}).status, 0);
+  EXPECT_THAT(MdbAdm({"diff", path, other}).out, HasSubstr("broken\ttext\t(a crosstab has"));
+}
+
+// Every kind that there is, from the rows that its own program wrote.
+TEST_F(VerbsTest, QueriesOfRealFilesAllHaveTexts) {
+  SKIP_WITHOUT_SAMPLES();
+  std::map<std::string, int> kinds;
+  for (const std::string& name : SampleNames()) {
+    const std::string path = CopySample(folder_, name);
+    const std::string password = name == "password.mdb" ? "ucanaccess" : "";
+    for (const auto& query : MdbAdmJson({"queries", path, "--password", password})) {
+      ++kinds[query["kind"]];
+      EXPECT_THAT(query["text"], Not(AnyOf(::testing::IsEmpty(), HasSubstr("[["))));
+    }
+    EXPECT_THAT(MdbAdmOut({"props", path, "--password", password}), Not(HasSubstr("\nMSys")));
+    std::filesystem::remove(path);
+  }
+  EXPECT_EQ(kinds["crosstab"], 3);
+  EXPECT_EQ(kinds.size(), 9U);
+}
+
+// ---- comparing
+
+TEST_F(VerbsTest, DiffSeesDirectionAndUniquenessOfAnIndexAndCountsRows) {
+  const auto make = [&](const char* name, bool unique, bool descending, int from) {
+    return Make(name, [=](jet::Database& database) {
+      const auto table = database.CreateTable(
+          {.name = "t",
+           .columns = {{.name = "ID"}},
+           .indexes = {
+               {.name = "i", .columns = {"ID"}, .descending = {descending}, .unique = unique}}});
+      for (int i = from; i < from + 3; ++i) table->Insert(std::vector<jet::Value>{i});
+    });
+  };
+  const std::string plain = make("a.mdb", false, false, 0);
+  struct Case {
+    bool unique, descending;
+    const char* told;
+  };
+  for (const Case& each : {Case{false, true, "t\tindex i\tflags 80: ID\tflags 80: ID desc\n"},
+                           Case{true, false, "t\tindex i\tflags 80: ID\tflags 81: ID\n"}}) {
+    const Outcome diff = MdbAdm({"diff", plain, make("b.mdb", each.unique, each.descending, 0)});
+    EXPECT_EQ(diff.status, 1);
+    EXPECT_EQ(diff.out, std::string("object\twhat\ta\tb\n") + each.told);
+  }
+  const std::string shifted = make("c.mdb", false, false, 1);
+  EXPECT_THAT(MdbAdm({"diff", plain, shifted, "--rows", "3"}).out, EndsWith("row 3 ID\t2\t3\n"));
+  EXPECT_THAT(
+      MdbAdm({"diff", plain, shifted, "--rows", "2"}).out,
+      AllOf(Not(HasSubstr("row 3")), EndsWith("row 2 ID\t1\t2\nt\tmore rows that differ\t1\t1\n")));
+}
+
+// ---- upgrading
+
+TEST_F(VerbsTest, UpgradeToTheVersionThatTheFileHasIsDone) {
+  samples::SampleOptions options;
+  options.version = 8;
+  options.jobs = 0;
+  const std::string path = MakeSample(options);
+  EXPECT_THAT(MdbAdmOut({"upgrade", path, "--to", "8"}),
+              AllOf(HasSubstr("\tdone\t8\t"), Not(HasSubstr("outcome"))));
+  const Outcome below = MdbAdm({"upgrade", path, "--to", "7"});
+  EXPECT_EQ(below.status, 1);
+  EXPECT_THAT(below.err, HasSubstr("version 8 is above 7"));
+}
+
+// Only one digit fits: the steps go well, their version cannot be stored.
+TEST_F(VerbsTest, AFailureBehindTheLastStepNamesNone) {
+  samples::SampleOptions options;
+  options.jobs = 0;
+  options.change = [](std::vector<samples::BaseTable>& tables) {
+    samples::BaseTable& version = samples::TableNamed(tables, std::string(db::kVersionTable));
+    version.columns[0].spec.type = ColumnType::kText;
+    version.columns[0].spec.max_size = 1;
+    version.rows[0][0] = "2";
+  };
+  const std::string path = MakeSample(options), before = ReadFileBytes(path);
+  const Outcome outcome = MdbAdm({"upgrade", path, "--to", "10"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("\tData_Up_10\t10\t"), HasSubstr("\tfailed\t2\t")));
+  EXPECT_THAT(outcome.err, StartsWith("mdbadm: " + path + ": -2147"));
+  EXPECT_EQ(ReadFileBytes(path), before);
+}
+
+// The files of this machine, told of: what is done to them, in order.
+class WatchedFiles : public jet::FileSystem {
+ public:
+  explicit WatchedFiles(jet::FileSystem& files) : files_(files) {}
+  std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
+    return files_.Open(path, mode);
+  }
+  std::unique_ptr<jet::File> Create(const std::string& path) override {
+    return std::make_unique<WatchedFile>(*this, files_.Create(path));
+  }
+  void Rename(const std::string& from, const std::string& to) override {
+    files_.Rename(from, to);
+    Done("rename");
+  }
+  void Remove(const std::string& path) override { files_.Remove(path); }
+  bool Exists(const std::string& path) override { return files_.Exists(path); }
+  std::optional<jet::FileId> Identify(const std::string& path) override {
+    return files_.Identify(path);
+  }
+
+  std::vector<std::string> done;
+  std::function<void(const std::string&)> then;
+
+ private:
+  void Done(const std::string& what) {
+    if (done.empty() || done.back() != what) done.push_back(what);
+    if (then) then(what);
+  }
+
+  class WatchedFile : public jet::File {
+   public:
+    WatchedFile(WatchedFiles& owner, std::unique_ptr<jet::File> file)
+        : owner_(owner), file_(std::move(file)) {}
+    std::uint64_t Size() override { return file_->Size(); }
+    void Read(std::uint64_t at, std::span<std::uint8_t> into) override { file_->Read(at, into); }
+    void Write(std::uint64_t at, jet::ByteView bytes) override {
+      file_->Write(at, bytes);
+      owner_.Done("write");
+    }
+    void Reserve(std::uint64_t size) override { file_->Reserve(size); }
+    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
+    void Sync() override {
+      file_->Sync();
+      owner_.Done("sync");
+    }
+    const std::string& path() const override { return file_->path(); }
+    std::optional<jet::FileId> Id() override { return file_->Id(); }
+
+   private:
+    WatchedFiles& owner_;
+    std::unique_ptr<jet::File> file_;
+  };
+
+  jet::FileSystem& files_;
+};
+
+TEST_F(VerbsTest, ABackupIsOnTheDiskBeforeItHasItsName) {
+  const std::string path = folder_.File("Data.mdb");
+  WriteFileBytes(path, std::string((1 << 20) + 5, 'x'));
+  WatchedFiles files(*files_);
+  const jet::DateTime now = jet::ToDateTime({2024, 1, 31, 23, 59, 58});
+  const std::string copy = mdbadm::BackUp(files, path, folder_.File("b"), now);
+  EXPECT_THAT(files.done, ElementsAre("write", "sync", "rename"));
+  EXPECT_THAT(copy, EndsWith("Data-20240131-235958.mdb"));
+  EXPECT_EQ(ReadFileBytes(copy), ReadFileBytes(path));
+  EXPECT_THAT(mdbadm::BackUp(files, path, folder_.File("b"), now), EndsWith("-235958-2.mdb"));
+}
+
+// Another program that writes as soon as the backup has let go of the file.
+TEST_F(VerbsTest, AFileThatChangedAfterItsBackupIsNotUpgraded) {
+  samples::SampleOptions options;
+  options.jobs = 0;
+  const std::string path = MakeSample(options);
+  for (const bool longer : {false, true}) {
+    WatchedFiles files(*files_);
+    std::string written;
+    files.then = [&](const std::string& what) {
+      if (what != "rename") return;
+      const auto time = std::filesystem::last_write_time(PathOf(path));
+      written = ReadFileBytes(path) + std::string(longer ? jet::kPageSize : 0, '\0');
+      WriteFileBytes(path, written);
+      std::filesystem::last_write_time(PathOf(path),
+                                       longer ? time : time + std::chrono::seconds(5));
+    };
+    mdbadm::Program program{files};
+    std::vector<std::string> words{"mdbadm", "upgrade", path, "--backup", folder_.File("b")};
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const auto code =
+        mdbadm::RunVerb(program, static_cast<int>(arguments.size()), arguments.data());
+    std::fflush(stdout);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("another program wrote to the file since its backup began"));
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("\tfailed\t"));
+    EXPECT_EQ(code, mdbadm::ExitCode::kFailed);
+    EXPECT_EQ(ReadFileBytes(path), written);
+  }
+}
+
+}  // namespace
