@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "jet/name.h"
+#include "jet/sort/name.h"
 #include "sql/sql.h"
 
 namespace ado {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "jet/ascii.h"
+#include "jet/base/ascii.h"
 
 namespace ado {
 namespace {

@@ -7,9 +7,9 @@
 
 #include "ado/error.h"
 #include "ado/value.h"
-#include "jet/ascii.h"
-#include "jet/number.h"
-#include "jet/row.h"
+#include "jet/base/ascii.h"
+#include "jet/base/number.h"
+#include "jet/row/row.h"
 
 namespace ado {
 namespace {

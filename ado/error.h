@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "jet/error.h"
+#include "jet/base/error.h"
 #include "sql/error.h"
 
 namespace ado {

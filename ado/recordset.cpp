@@ -8,7 +8,7 @@
 
 #include "ado/error.h"
 #include "ado/row_source.h"
-#include "jet/name.h"
+#include "jet/sort/name.h"
 
 namespace ado {
 namespace {

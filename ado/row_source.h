@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "jet/table.h"
+#include "jet/table/table.h"
 #include "sql/sql.h"
 
 namespace ado {

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include "ado/error.h"
-#include "jet/ascii.h"
-#include "jet/number.h"
-#include "jet/text.h"
+#include "jet/base/ascii.h"
+#include "jet/base/number.h"
+#include "jet/base/text.h"
 
 namespace ado {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "jet/row.h"
-#include "jet/value.h"
+#include "jet/base/value.h"
+#include "jet/row/row.h"
 
 namespace ado {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "jet/error.h"
+#include "jet/base/error.h"
 
 namespace app {
 

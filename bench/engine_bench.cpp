@@ -4,9 +4,9 @@
 #include "bench/rows.h"
 #include "db/kind.h"
 #include "db/version_record.h"
-#include "jet/collation.h"
-#include "jet/database.h"
-#include "jet/internals.h"
+#include "jet/database/database.h"
+#include "jet/database/internals.h"
+#include "jet/sort/collation.h"
 #include "samples/sample.h"
 #include "tests/support/temp_db.h"
 

@@ -12,7 +12,7 @@
 
 #include "bench/rows.h"
 #include "db/kind.h"
-#include "jet/error.h"
+#include "jet/base/error.h"
 
 namespace {
 

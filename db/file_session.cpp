@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "db/version_record.h"
-#include "jet/file.h"
+#include "jet/storage/file.h"
 
 namespace db {
 namespace {

@@ -1,6 +1,6 @@
 #include "db/kind.h"
 
-#include "jet/file.h"
+#include "jet/storage/file.h"
 
 namespace db {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "db/version_record.h"
-#include "jet/text.h"
+#include "jet/base/text.h"
 
 namespace db {
 namespace {

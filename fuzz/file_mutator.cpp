@@ -8,7 +8,7 @@
 
 #include "fuzz/mutator.h"
 #include "fuzz/page_fields.h"
-#include "jet/bytes.h"
+#include "jet/base/bytes.h"
 
 namespace fuzz {
 namespace {

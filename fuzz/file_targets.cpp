@@ -9,8 +9,8 @@
 #include "fuzz/seeds.h"
 #include "fuzz/snapshot.h"
 #include "fuzz/targets.h"
-#include "jet/error.h"
-#include "jet/table.h"
+#include "jet/base/error.h"
+#include "jet/table/table.h"
 #include "tests/support/fault_file.h"
 #include "upgrade/ladders.h"
 

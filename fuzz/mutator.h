@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fuzz/random.h"
-#include "jet/types.h"
+#include "jet/base/types.h"
 
 namespace fuzz {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "jet/bytes.h"
-#include "jet/slotted_page.h"
+#include "jet/base/bytes.h"
+#include "jet/pages/slotted_page.h"
 
 namespace fuzz {
 namespace {

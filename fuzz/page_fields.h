@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "jet/types.h"
+#include "jet/base/types.h"
 
 namespace fuzz {
 

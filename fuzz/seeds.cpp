@@ -6,10 +6,10 @@
 #include <span>
 #include <string_view>
 
-#include "jet/bytes.h"
-#include "jet/database.h"
-#include "jet/slotted_page.h"
-#include "jet/text.h"
+#include "jet/base/bytes.h"
+#include "jet/base/text.h"
+#include "jet/database/database.h"
+#include "jet/pages/slotted_page.h"
 #include "samples/sample.h"
 #include "tests/support/fault_file.h"
 #include "upgrade/ladders.h"

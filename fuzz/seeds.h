@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "db/kind.h"
-#include "jet/types.h"
+#include "jet/base/types.h"
 
 namespace fuzz {
 

@@ -14,8 +14,8 @@
 #include "fuzz/random.h"
 #include "fuzz/snapshot.h"
 #include "fuzz/targets.h"
-#include "jet/database.h"
-#include "jet/error.h"
+#include "jet/base/error.h"
+#include "jet/database/database.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 

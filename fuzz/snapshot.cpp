@@ -6,9 +6,9 @@
 #include <optional>
 #include <string_view>
 
-#include "jet/error.h"
-#include "jet/internals.h"
-#include "jet/name.h"
+#include "jet/base/error.h"
+#include "jet/database/internals.h"
+#include "jet/sort/name.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "jet/check.h"
+#include "jet/check/check.h"
 
 namespace fuzz {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "fuzz/random.h"
-#include "jet/types.h"
+#include "jet/base/types.h"
 
 namespace fuzz {
 

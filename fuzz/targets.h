@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "jet/types.h"
+#include "jet/base/types.h"
 
 namespace fuzz {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "jet/file.h"
-#include "jet/value.h"
+#include "jet/base/value.h"
+#include "jet/storage/file.h"
 
 namespace mdbadm {
 

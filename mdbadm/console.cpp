@@ -7,7 +7,7 @@
 #include <io.h>
 #include <windows.h>
 
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 #else
 #include <unistd.h>
 #endif

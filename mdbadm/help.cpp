@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "jet/check.h"
+#include "jet/check/check.h"
 #include "mdbadm/exit_code.h"
 #include "mdbadm/failure.h"
 #include "upgrade/ladders.h"

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/property.h"
-#include "jet/value.h"
+#include "jet/base/value.h"
+#include "jet/database/property.h"
 
 namespace mdbadm {
 

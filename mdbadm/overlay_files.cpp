@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "jet/error.h"
+#include "jet/base/error.h"
 
 namespace mdbadm {
 namespace {

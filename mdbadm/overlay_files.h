@@ -2,7 +2,7 @@
 // memory and goes away with the file.
 #pragma once
 
-#include "jet/file.h"
+#include "jet/storage/file.h"
 
 namespace mdbadm {
 

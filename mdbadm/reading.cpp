@@ -2,8 +2,8 @@
 // indexes, props, queries, check.
 #include "ado/catalog.h"
 #include "db/version_record.h"
-#include "jet/check.h"
-#include "jet/name.h"
+#include "jet/check/check.h"
+#include "jet/sort/name.h"
 #include "mdbadm/failure.h"
 #include "mdbadm/output.h"
 #include "mdbadm/verbs.h"

@@ -1,7 +1,7 @@
 // Verbs that print rows and saved queries: rows, sql.
 #include "ado/catalog.h"
 #include "ado/value.h"
-#include "jet/collation.h"
+#include "jet/sort/collation.h"
 #include "mdbadm/output.h"
 #include "mdbadm/verbs.h"
 #include "sql/sql.h"

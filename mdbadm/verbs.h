@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "db/kind.h"
-#include "jet/database.h"
+#include "jet/database/database.h"
 #include "mdbadm/exit_code.h"
 
 namespace mdbadm {

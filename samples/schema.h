@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/database/database.h"
 
 namespace samples {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/database.h"
-#include "jet/stored_query.h"
+#include "jet/database/database.h"
+#include "jet/database/stored_query.h"
 #include "sql/error.h"
 
 namespace sql {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "app/win32/error_box.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 
 namespace app {
 namespace {

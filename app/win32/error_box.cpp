@@ -6,7 +6,7 @@
 
 #include "app/form1_texts.h"
 #include "app/win32/fonts.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 
 namespace app {
 namespace {

@@ -4,7 +4,7 @@
 #include <cwchar>
 
 #include "app/form1_texts.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 
 namespace app {
 namespace {

@@ -10,7 +10,7 @@
 #include "app/win32/accessible_name.h"
 #include "app/win32/controls.h"
 #include "app/win32/dialogs.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 
 namespace app {
 namespace {

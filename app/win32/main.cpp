@@ -6,7 +6,7 @@
 #include "app/form1.h"
 #include "app/win32/dialogs.h"
 #include "app/win32/form1_window.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 
 namespace {
 

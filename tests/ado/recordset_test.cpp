@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "jet/internals.h"
+#include "jet/database/internals.h"
 #include "tests/support/ado_fixture.h"
 
 namespace test_support {

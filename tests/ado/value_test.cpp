@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "ado/error.h"
-#include "jet/number.h"
+#include "jet/base/number.h"
 #include "tests/support/ado_fixture.h"
 
 namespace {

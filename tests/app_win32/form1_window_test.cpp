@@ -7,7 +7,7 @@
 #include "app/win32/controls.h"
 #include "app/win32/dialogs.h"
 #include "app/win32/error_box.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
 #include "tests/app/program.h"
 
 namespace app_test {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <regex>
 
-#include "jet/file.h"
+#include "jet/storage/file.h"
 #include "tests/mdbadm/program.h"
 #include "upgrade/ladders.h"
 

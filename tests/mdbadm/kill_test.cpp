@@ -8,7 +8,7 @@
 #include <set>
 
 #include "db/kind.h"
-#include "jet/check.h"
+#include "jet/check/check.h"
 #include "tests/support/content.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_db.h"

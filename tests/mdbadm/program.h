@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/database/database.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 

@@ -4,9 +4,9 @@
 
 #include "ado/recordset.h"
 #include "db/version_record.h"
-#include "jet/check.h"
-#include "jet/name.h"
-#include "jet/text.h"
+#include "jet/base/text.h"
+#include "jet/check/check.h"
+#include "jet/sort/name.h"
 #include "samples/jobs.h"
 #include "tests/support/temp_db.h"
 

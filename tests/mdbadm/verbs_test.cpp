@@ -7,7 +7,7 @@
 #include <map>
 
 #include "db/version_record.h"
-#include "jet/database.h"
+#include "jet/database/database.h"
 #include "mdbadm/arguments.h"
 #include "mdbadm/backup.h"
 #include "samples/columns.h"

@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/stored_query.h"
+#include "jet/database/stored_query.h"
 #include "tests/support/temp_db.h"
 
 namespace sql_tests {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <random>
 
-#include "jet/database.h"
+#include "jet/database/database.h"
 #include "sql/sql.h"
 #include "tests/sql/cases.h"
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/database/database.h"
 #include "sql/sql.h"
 #include "tests/sql/cases.h"
 #include "tests/support/temp_db.h"

@@ -4,7 +4,7 @@
 #include <map>
 #include <set>
 
-#include "sql/parser.h"
+#include "sql/text/parser.h"
 #include "tests/sql/query_fixture.h"
 
 namespace sql_tests {

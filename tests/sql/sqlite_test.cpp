@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "jet/name.h"
+#include "jet/sort/name.h"
 #include "tests/sql/query_fixture.h"
 
 namespace sql_tests {

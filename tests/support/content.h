@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "jet/database.h"
+#include "jet/database/database.h"
 
 namespace test_support {
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "jet/error.h"
+#include "jet/base/error.h"
 
 namespace test_support {
 namespace {

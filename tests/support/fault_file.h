@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "jet/file.h"
+#include "jet/storage/file.h"
 
 namespace test_support {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "jet/check.h"
-#include "jet/internals.h"
+#include "jet/check/check.h"
+#include "jet/database/internals.h"
 #include "tests/support/content.h"
 #include "tests/support/temp_db.h"
 

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "jet/internals.h"
-#include "jet/slotted_page.h"
-#include "jet/usage_map.h"
+#include "jet/database/internals.h"
+#include "jet/pages/slotted_page.h"
+#include "jet/pages/usage_map.h"
 #include "tests/support/temp_db.h"
 
 namespace test_support {

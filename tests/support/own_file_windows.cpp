@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "jet/file.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
+#include "jet/storage/file.h"
 #include "tests/support/own_file.h"
 
 namespace test_support {

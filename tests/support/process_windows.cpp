@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-#include "jet/file.h"
-#include "jet/wide_text.h"
+#include "jet/base/wide_text.h"
+#include "jet/storage/file.h"
 #include "tests/support/files.h"
 #include "tests/support/process.h"
 

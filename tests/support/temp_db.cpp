@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "jet/check.h"
-#include "jet/error.h"
+#include "jet/base/error.h"
+#include "jet/check/check.h"
 #include "tests/support/process.h"
 
 namespace test_support {

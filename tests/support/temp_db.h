@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/error.h"
+#include "jet/base/error.h"
 #include "tests/support/files.h"
 
 namespace test_support {

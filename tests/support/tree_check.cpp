@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "jet/bytes.h"
+#include "jet/base/bytes.h"
 
 namespace test_support {
 namespace {

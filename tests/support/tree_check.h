@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "jet/page_allocator.h"
-#include "jet/table_def.h"
+#include "jet/pages/page_allocator.h"
+#include "jet/row/table_def.h"
 
 namespace test_support {
 

@@ -9,7 +9,7 @@
 #include <new>
 
 #include "ado/environment.h"
-#include "jet/check.h"
+#include "jet/check/check.h"
 #include "samples/sample.h"
 #include "tests/support/fault_rounds.h"
 #include "tests/support/temp_db.h"

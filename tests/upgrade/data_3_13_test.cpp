@@ -1,5 +1,5 @@
 // Data steps 3 to 13: process flags, joint methods, shapes.
-#include "jet/internals.h"
+#include "jet/database/internals.h"
 #include "tests/upgrade/step_bench.h"
 
 namespace upgrade_test {

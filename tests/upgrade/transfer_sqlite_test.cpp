@@ -4,7 +4,7 @@
 #include <random>
 #include <set>
 
-#include "jet/name.h"
+#include "jet/sort/name.h"
 #include "sql/sql.h"
 #include "tests/support/sqlite.h"
 #include "tests/upgrade/step_bench.h"

@@ -3,7 +3,7 @@
 With --check the output is not written: it must be there, and the same.
 
 The tables tell their own form. How the output is packed is told in its head;
-jet/collation_table.cpp unpacks it at compile time.
+jet/sort/collation_table.cpp unpacks it at compile time.
 """
 import io
 import sys

@@ -1,0 +1,78 @@
+// What a caller gives to a database and gets from it: how to open and create one, the
+// objects it has, what a new table, column or index shall be.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "jet/base/column_type.h"
+#include "jet/base/types.h"
+#include "jet/base/value.h"
+#include "jet/storage/file.h"
+#include "jet/storage/pager_limits.h"
+
+namespace jet {
+
+// Local time without a zone.
+using Clock = std::function<DateTime()>;
+Clock SystemClock();
+
+struct OpenOptions {
+  OpenMode mode = OpenMode::kRead;
+  std::string password{};
+  PagerLimits limits{};
+  Clock clock{};  // empty: SystemClock()
+};
+
+struct CreateOptions {
+  SortOrder order = kJapanese;
+  std::uint16_t code_page = 932;
+  std::string password{};
+  std::uint32_t engine_build = 0;  // 0: the usual one
+  PagerLimits limits{};
+  Clock clock{};
+};
+
+enum class ObjectKind { kTable, kSystemTable, kLinkedTable, kQuery, kOther };
+
+struct ObjectInfo {
+  std::int32_t id = 0;  // of a table: its definition page
+  std::string name;
+  ObjectKind kind = ObjectKind::kOther;
+  std::uint32_t flags = 0;
+  std::int16_t type = 0;
+  DateTime created, updated;
+};
+
+struct ColumnSpec {
+  std::string name{};
+  ColumnType type = ColumnType::kLong;
+  std::size_t max_size = 0;                // Text: characters; Binary: bytes
+  bool compressed = false;                 // Text and Memo
+  bool auto_number = false;                // Long
+  std::uint8_t precision = 18, scale = 0;  // Numeric
+  bool required = false;                   // recorded as a property; ignored for Boolean
+  std::optional<bool> allow_zero_length{};
+  std::string default_expression{};
+};
+
+struct IndexSpec {
+  std::string name{};
+  std::vector<std::string> columns{};
+  std::vector<bool> descending{};  // empty: all ascending
+  bool primary = false;
+  bool unique = false;
+  bool required = false;
+  bool ignore_nulls = false;
+};
+
+struct TableSpec {
+  std::string name{};
+  std::vector<ColumnSpec> columns{};  // may be empty
+  std::vector<IndexSpec> indexes{};
+};
+
+}  // namespace jet

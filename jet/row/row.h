@@ -1,0 +1,99 @@
+// A row's bytes and its values.
+//
+//   u16 n  highest column id + 1 when the row was written
+//   fixed region, variable values
+//   u16 x (k + 1) offsets backwards: end of data first, variable 0 last; u16 k
+//   null mask of ceil(n / 8) bytes: bit = column id, 1 = has a value;
+//   of a Boolean the bit is the value
+// Without variable columns in the table the part from the offsets to k is absent.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "jet/base/value.h"
+#include "jet/row/row_texts.h"
+#include "jet/row/table_def.h"
+
+namespace jet {
+
+inline constexpr std::size_t kMaxRowBytes = 4060;
+// The bytes of a row without any text. Other programs refuse a file that has a table
+// over kMaxRowBytes.
+std::size_t DeclaredWidth(const TableDef& def);
+
+// A new value for one field of a row.
+struct FieldChange {
+  std::size_t ordinal = 0;
+  Value value;
+};
+
+// Looks into the bytes of a row, without copying. Throws kDamaged where they
+// contradict themselves. Columns younger than the row answer Null (Boolean
+// columns False).
+class RowView {
+ public:
+  RowView() = default;
+  RowView(const TableDef& def, ByteView bytes);
+
+  // The stored bytes of a column; nothing for Null and for Booleans.
+  std::optional<ByteView> Raw(const ColumnDef& column) const;
+  bool Boolean(const ColumnDef& column) const;
+  ByteView bytes() const { return bytes_; }
+
+ private:
+  bool HasBit(ColumnId id) const;
+  std::size_t VariableOffset(std::size_t j) const;
+  ByteView bytes_;
+  std::size_t columns_ = 0;    // n
+  std::size_t variables_ = 0;  // k
+  std::size_t mask_at_ = 0;
+  std::size_t fixed_end_ = 0;
+};
+
+// Whether the column is wide enough for a text or bytes; other values always fit.
+// kTextTooLong, kBadText.
+void RequireFits(const ColumnDef& column, const Value& value);
+
+// Stored bytes -> value, for every type but long values.
+Value DecodeField(const ColumnDef& column, ByteView stored);
+
+// Puts the bytes of a row together; keeps its buffers from row to row.
+class RowEncoder {
+ public:
+  // A row in which every field is Null. REQUIRES: `def` outlives Finish().
+  void Begin(const TableDef& def);
+  // A field as it is stored: of Booleans one byte, 0 or 1; of long values the
+  // descriptor and what follows it.
+  void SetStored(std::size_t ordinal, ByteView stored);
+  // A value of any other type, which must be of the column's own alternative (Null
+  // and Boolean excepted). kWrongType, kTextTooLong, kBadText.
+  void Set(std::size_t ordinal, const Value& value);
+  // Of the row's texts, for its keys and long values.
+  RowTexts& texts() { return texts_; }
+  // All that a row holds, as SetStored takes it.
+  void SetFrom(const RowView& row);
+  // Makes a field Null; what it was, empty for Null.
+  Bytes Take(std::size_t ordinal);
+  // The row, until the next Begin(). kRowTooLong over kMaxRowBytes.
+  ByteView Finish();
+
+ private:
+  struct Field {
+    std::size_t start = 0, end = 0;  // in stored_
+    bool set = false;
+  };
+  ByteView Stored(const Field& field) const {
+    return ByteView(stored_).subspan(field.start, field.end - field.start);
+  }
+  void AddVariables();
+  void AddMask();
+  const TableDef* def_ = nullptr;
+  std::vector<Field> fields_;  // by ordinal
+  Bytes stored_;
+  RowTexts texts_;
+  std::vector<Field> variables_;  // by variable slot
+  Bytes row_;
+};
+
+}  // namespace jet

@@ -1,0 +1,56 @@
+// The rows of a query that was planned, and such rows as a source of another query.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "sql/run/compiler.h"
+#include "sql/run/source.h"
+#include "sql/run/step.h"
+#include "sql/sql.h"
+
+namespace sql {
+
+struct Output {
+  NodePtr node;                  // none for a plain column
+  std::optional<ColumnRef> ref;  // of a plain column
+};
+
+// What a planned query is made of; the steps point into the context.
+struct Plan {
+  Context context;
+  std::vector<OutputColumn> columns;
+  std::vector<Output> outputs;
+  std::vector<NodePtr> distinct;
+  StepPtr step;
+  TableSource* base = nullptr;
+};
+
+std::unique_ptr<RowSet> MakePlannedRows(std::unique_ptr<Plan> plan);
+
+// A saved query or one in parentheses, before its rows are loaded into memory.
+class QuerySource : public Source {
+ public:
+  explicit QuerySource(std::unique_ptr<RowSet> rows) : rows_(std::move(rows)) {
+    for (const OutputColumn& each : rows_->columns()) {
+      columns_.push_back({.name = each.name, .type = each.type, .max_chars = each.max_chars});
+    }
+  }
+  double row_count() const override { return 1000; }  // a guess, for the order of joins
+  bool Advance(Handle& handle) override {
+    handle = 1;
+    return rows_->Next();
+  }
+  void Read(Handle, std::size_t column, Datum& out) override {
+    FromValue(rows_->value(column), 0, out);
+  }
+  const jet::Value& ReadValue(Handle, std::size_t column, jet::Value&) override {
+    return rows_->value(column);
+  }
+
+ private:
+  std::unique_ptr<RowSet> rows_;
+};
+
+}  // namespace sql

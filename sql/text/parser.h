@@ -1,0 +1,32 @@
+// Text -> tree. Every fault is a kSyntax error with its place.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sql/text/select_ast.h"
+
+namespace sql {
+
+// The height of an expression's tree is bounded, too: a chain of ORs is one level a
+// term.
+inline constexpr std::size_t kMaxTreeDepth = 1000;
+
+// One SELECT, or several joined by UNION.
+struct SelectText {
+  Select select;  // of a text without UNION
+  struct Part {
+    std::string text;
+    bool all = false;   // joined to the part before by UNION ALL
+    std::string joint;  // what stands between them, as written
+  };
+  std::vector<Part> parts;  // one for each SELECT
+};
+
+SelectText ParseSelect(std::string_view text);
+ExprPtr ParseExpression(std::string_view text);
+// `*`, `T.*` or an expression, without an alias.
+OutputItem ParseOutput(std::string_view text);
+
+}  // namespace sql

@@ -1,0 +1,15 @@
+// The two halves of the parser, which call each other: expressions may hold a SELECT,
+// a SELECT holds expressions. Only they include this.
+#pragma once
+
+#include "sql/text/parser.h"
+#include "sql/text/token_reader.h"
+
+namespace sql {
+
+// From the current word on, as far as it goes.
+ExprPtr ReadExpression(TokenReader& in);
+// From SELECT to before UNION, a semicolon or a closing parenthesis.
+Select ReadSelect(TokenReader& in);
+
+}  // namespace sql
