@@ -110,8 +110,12 @@ void Form1::Form_Load() {
 
 void Form1::CB_DataDB_Click() { Choose(db::Kind::kData); }
 void Form1::CB_TenkaiDB_Click() { Choose(db::Kind::kTenkai); }
-void Form1::CB_DB_Up_Click() { Upgrade(db::Kind::kData); }
-void Form1::CB_TenkaiDB_Up_Click() { Upgrade(db::Kind::kTenkai); }
+void Form1::CB_DB_Up_Click() {
+  Enter([this] { Upgrade(db::Kind::kData); });
+}
+void Form1::CB_TenkaiDB_Up_Click() {
+  Enter([this] { Upgrade(db::Kind::kTenkai); });
+}
 void Form1::Command1_Click() { Repair(repairs_.reinforcements); }
 void Form1::Command4_Click() { Repair(repairs_.flex_names); }
 void Form1::Command5_Click() { Repair(repairs_.english_names); }
@@ -172,17 +176,15 @@ void Form1::OpenChosen(db::Kind kind, const std::string& path) {
 }
 
 void Form1::Upgrade(db::Kind kind) {
-  Enter([&] {
-    const Procedures& of = ProceduresOf(kind);
-    double& version = module_.session(kind).version;
-    RunEvent(
-        Event::kUpgrade, [&] { (module_.*of.upgrade)(ado::ToInt16(version)); },
-        [&] {
-          version = (module_.*of.latest)();
-          SetVersionCaption(db::VersionElementOf(kind), db::VersionCaption(version));
-          view_.SetVisible(of.upgrade_button, false);
-        });
-  });
+  const Procedures& of = ProceduresOf(kind);
+  double& version = module_.session(kind).version;
+  RunEvent(
+      Event::kUpgrade, [&] { (module_.*of.upgrade)(ado::ToInt16(version)); },
+      [&] {
+        version = (module_.*of.latest)();
+        SetVersionCaption(db::VersionElementOf(kind), db::VersionCaption(version));
+        view_.SetVisible(of.upgrade_button, false);
+      });
 }
 
 void Form1::RunEvent(Event event, const std::function<void()>& body,
