@@ -17,4 +17,4 @@ if ((badly_laid)); then
   echo "./dev format puts that right" >&2
   exit 1
 fi
-scripts/check_layers.sh
+scripts/check_layers.py

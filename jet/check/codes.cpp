@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "jet/check/check.h"
+#include "jet/check/finding.h"
 
 namespace jet {
 

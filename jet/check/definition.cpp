@@ -8,6 +8,8 @@
 #include "jet/base/bytes.h"
 #include "jet/base/text.h"
 #include "jet/check/definition_rules.h"
+#include "jet/check/definition_seen.h"
+#include "jet/row/table_def_chain.h"
 #include "jet/sort/name.h"
 
 namespace jet::check {
@@ -42,6 +44,7 @@ class DefinitionReader {
     }
     if (refused_) return std::nullopt;
     CheckDefinition(*context_, table_, def_, mapped_);
+    SeeDefinition(*context_, table_, def_);
     return std::move(def_);
   }
 
@@ -342,7 +345,7 @@ std::optional<TableDef> ReadDefinition(const Context& context, PageNumber page,
   if (!def || context.report.problems() != before) return def;
   // What the engine refuses is damage even where the rules above are silent.
   try {
-    TableDef::Load(context.pager, page);
+    LoadTableDef(context.pager, page);
   } catch (const Error& error) {
     if (error.code() == ErrorCode::kIo) throw;
     context.report.Problem(At(table, page), Code::kUnreadable, error.detail());

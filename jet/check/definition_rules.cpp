@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "jet/check/definition_seen.h"
 #include "jet/row/row.h"
 #include "jet/sort/name.h"
 
@@ -186,18 +185,12 @@ void DefinitionRules::CheckWidth() {
 
 }  // namespace
 
-std::optional<std::size_t> ExactSize(const ColumnDef& column) {
-  if (InfoOf(column.type).size != ValueSize::kExact && !column.fixed()) return std::nullopt;
-  return column.fixed_bytes();
-}
-
 void CheckDefinition(const Context& context, std::string_view table, const TableDef& def,
                      const std::set<std::uint16_t>& mapped) {
   DefinitionRules rules(context, table, def, mapped);
   rules.CheckColumns();
   rules.CheckIndexes();
   rules.CheckWidth();
-  SeeDefinition(context, table, def);
 }
 
 }  // namespace jet::check

@@ -6,7 +6,7 @@
 #include <set>
 #include <string_view>
 
-#include "jet/check/definition.h"
+#include "jet/check/context.h"
 
 namespace jet::check {
 

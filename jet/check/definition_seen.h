@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "jet/check/definition.h"
+#include "jet/check/context.h"
 
 namespace jet::check {
 

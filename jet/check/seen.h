@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-#include "jet/check/check.h"
+#include "jet/check/finding.h"
 
 namespace jet::check {
 

@@ -5,6 +5,7 @@
 #include "jet/base/error.h"
 #include "jet/database/access_rights.h"
 #include "jet/database/catalog_queries.h"
+#include "jet/row/table_def_chain.h"
 #include "jet/sort/name.h"
 #include "jet/storage/pager.h"
 
@@ -62,7 +63,7 @@ Catalog::Catalog(PageAllocator& allocator, const Header& header, Clock clock)
 
 TableDef Catalog::LoadDef(std::int32_t id) {
   const PageNumber page{static_cast<std::uint32_t>(id)};
-  TableDef def = TableDef::Load(pager(), page);
+  TableDef def = LoadTableDef(pager(), page);
   if (const SystemTableSpec* spec = FindSystemTable(page)) {
     if (auto fault = SystemTableFault(*spec, def)) throw Error::Damaged(page, std::move(*fault));
   }

@@ -10,6 +10,7 @@
 #include "jet/database/system_tables.h"
 #include "jet/index/index.h"
 #include "jet/pages/slotted_page.h"
+#include "jet/row/table_def_chain.h"
 #include "jet/storage/pager.h"
 #include "jet/table/table.h"
 
@@ -197,12 +198,12 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
       Index::InitTree(allocator, def.page, index);
     }
     def.pages = {def.page};
-    def.Store(pager, allocator);
+    StoreTableDef(def, pager, allocator);
   }
   const auto now = [&] { return rows_created; };
   const auto open = [&](std::size_t i) {
     const PageNumber page = defs[i].page;
-    const auto load = [&pager, page] { return TableState{TableDef::Load(pager, page), {}}; };
+    const auto load = [&pager, page] { return TableState{LoadTableDef(pager, page), {}}; };
     return Table(allocator, SystemTables()[i].name, load, now);
   };
   Table objects = open(0), rights = open(1);

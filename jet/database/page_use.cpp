@@ -7,7 +7,7 @@
 
 #include "jet/base/error.h"
 #include "jet/index/index_page.h"
-#include "jet/row/table_def.h"
+#include "jet/row/table_def_chain.h"
 
 namespace jet {
 namespace {
@@ -25,13 +25,13 @@ class Census {
   }
 
   void AddTable(PageNumber page) {
-    for (const PageNumber part : TableDef::Chain(pager_, page)) {
+    for (const PageNumber part : PagesOfTableDef(pager_, page)) {
       if (definitions_.Contains(part)) throw Error::Damaged(part, "a part of two definitions");
       definitions_.Add(part);
       use_.taken.Add(part);
     }
     std::optional<TableDef> def;
-    if (!Try([&] { def = TableDef::Load(pager_, page); })) return;
+    if (!Try([&] { def = LoadTableDef(pager_, page); })) return;
     AddMap(def->owned_map, Bits::kOwn);
     AddMap(def->free_map, Bits::kOthers);
     // Whatever the columns look like now.

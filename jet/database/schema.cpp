@@ -5,6 +5,7 @@
 #include "jet/base/error.h"
 #include "jet/index/index.h"
 #include "jet/index/index_key.h"
+#include "jet/row/table_def_chain.h"
 #include "jet/sort/collation.h"
 #include "jet/sort/name.h"
 #include "jet/storage/pager.h"
@@ -190,7 +191,7 @@ TableDef BuildTable(PageAllocator& allocator, SortOrder order, const TableSpec& 
   for (const IndexSpec& index : spec.indexes) {
     Named({.column = index.name}, [&] { AddIndexDef(allocator, order, def, index, page_of_maps); });
   }
-  def.Store(allocator.pager(), allocator);
+  StoreTableDef(def, allocator.pager(), allocator);
   return def;
 }
 
@@ -199,7 +200,7 @@ void AppendColumnTo(PageAllocator& allocator, SortOrder order, TableDef& def,
   RequireProvenOrder(order);
   PageNumber page_of_maps = def.owned_map.page;
   Named({.column = spec.name}, [&] { AddColumn(allocator, order, def, spec, page_of_maps); });
-  def.Store(allocator.pager(), allocator);
+  StoreTableDef(def, allocator.pager(), allocator);
 }
 
 void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, TableDef& def,
@@ -211,7 +212,7 @@ void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, T
     const std::vector<IndexEntry> entries = SortedEntries(table, def, def.real_indexes[ordinal]);
     def.real_indexes[ordinal].distinct_keys =
         Index(allocator.pager(), def, ordinal).Build(allocator, entries);
-    def.Store(allocator.pager(), allocator);
+    StoreTableDef(def, allocator.pager(), allocator);
   });
 }
 

@@ -15,6 +15,8 @@
 
 namespace jet {
 
+class PageAllocator;
+
 struct IndexEntry {
   Bytes key;
   RowId row;

@@ -1,5 +1,5 @@
-// A table's definition: columns, indexes, counters. Stored on one page or a
-// chain of pages; the number of the first is the table's identity.
+// A table's definition: columns, indexes, counters. The number of its first page
+// is the table's identity.
 #pragma once
 
 #include <array>
@@ -12,9 +12,6 @@
 #include "jet/base/types.h"
 
 namespace jet {
-
-class PageAllocator;
-class Pager;
 
 inline constexpr std::size_t kMaxColumns = 255;  // in a table's lifetime
 inline constexpr std::size_t kMaxIndexes = 32;   // trees; of a new table, names of indexes, too
@@ -115,20 +112,6 @@ struct TableDef {
   std::vector<PageNumber> pages;  // the chain, `page` first
 
   static constexpr std::uint8_t kUser = 0x4E, kSystem = 0x53;
-
-  // Throws kDamaged. Every count and length is checked against the bytes there.
-  static TableDef Load(Pager& pager, PageNumber page);
-  // The pages of a definition, as far as it can be followed; the last one may lie
-  // outside the file or be something else.
-  static std::vector<PageNumber> Chain(Pager& pager, PageNumber first);
-  // Rewrites the chain, growing or shrinking it. REQUIRES: a Scope; `page` is allocated.
-  void Store(Pager& pager, PageAllocator& allocator);
-  // The content of the chain, from the first page's start to behind the closing
-  // mark; the first eight bytes belong to the page.
-  Bytes Serialize() const;
-  // Rewrites the counters only: rows, autonumber, distinct keys. REQUIRES: a Scope;
-  // columns and indexes are as loaded or stored last.
-  void StoreCounters(Pager& pager) const;
 
   // The width of the fixed region of a row written now.
   std::size_t fixed_width() const;

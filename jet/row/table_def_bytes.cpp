@@ -5,7 +5,6 @@
 
 #include "jet/base/bytes.h"
 #include "jet/base/text.h"
-#include "jet/row/row.h"
 
 namespace jet {
 namespace {

@@ -1,5 +1,4 @@
-// A table's definition as bytes: what its chain of pages holds, in one piece. Only
-// TableDef uses this.
+// A table's definition as bytes: what its chain of pages holds, in one piece.
 //
 //   0x00     of the first page, not of the content
 //   0x08 u32 length                      0x2B u16 next variable slot
@@ -24,9 +23,10 @@ namespace jet {
 // Fills `def`, of which `page` is set. Every count and length is checked against the
 // bytes there. kDamaged, not always with a page.
 void ReadDefinition(ByteView content, TableDef& def);
-// The first eight bytes, which belong to the page, are zero.
+// From the start of the first page to behind the closing mark. The first eight bytes,
+// which belong to the page, are zero.
 Bytes WriteDefinition(const TableDef& def);
-// What TableDef::StoreCounters writes.
+// What StoreCounters writes.
 void PutCounters(const TableDef& def, PageSpan first_page);
 
 }  // namespace jet

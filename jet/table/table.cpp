@@ -7,6 +7,7 @@
 #include "jet/base/text.h"
 #include "jet/row/default_value.h"
 #include "jet/row/long_value.h"
+#include "jet/row/table_def_chain.h"
 #include "jet/table/row_store.h"
 #include "jet/table/table_indexes.h"
 
@@ -324,7 +325,7 @@ RowId Table::Insert(std::span<const Value> values) {
     const RowId id = rows_->Append(encoder_.Finish());
     indexes_->Apply(id, keys);
     ++def.row_count;
-    def.StoreCounters(allocator_->pager());
+    StoreCounters(def, allocator_->pager());
     scope.Commit();
     return id;
   });
@@ -356,7 +357,7 @@ void Table::Update(RowId id, std::span<const FieldChange> changes) {
     }
     rows_->Rewrite(id, encoder_.Finish());
     indexes_->Apply(id, keys);
-    if (counters) def.StoreCounters(allocator_->pager());
+    if (counters) StoreCounters(def, allocator_->pager());
     scope.Commit();
   });
 }
@@ -372,7 +373,7 @@ void Table::Delete(RowId id) {
     FreeLongValues(*allocator_, def, row.view());
     rows_->Remove(id);
     if (def.row_count > 0) --def.row_count;
-    def.StoreCounters(allocator_->pager());
+    StoreCounters(def, allocator_->pager());
     scope.Commit();
   });
 }

@@ -12,6 +12,9 @@
 namespace sql {
 namespace {
 
+// The height of an expression's tree is bounded: a chain of ORs is one level a term.
+constexpr std::size_t kMaxTreeDepth = 1000;
+
 struct Level {
   std::array<std::string_view, 2> words;
   std::array<Operator, 2> operators;

@@ -9,10 +9,6 @@
 
 namespace sql {
 
-// The height of an expression's tree is bounded, too: a chain of ORs is one level a
-// term.
-inline constexpr std::size_t kMaxTreeDepth = 1000;
-
 // One SELECT, or several joined by UNION.
 struct SelectText {
   Select select;  // of a text without UNION

@@ -2,7 +2,7 @@
 // a SELECT holds expressions. Only they include this.
 #pragma once
 
-#include "sql/text/parser.h"
+#include "sql/text/select_ast.h"
 #include "sql/text/token_reader.h"
 
 namespace sql {

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "jet/database/internals.h"
+#include "jet/row/table_def_chain.h"
 #include "tests/support/ado_fixture.h"
 
 namespace test_support {
@@ -112,17 +113,17 @@ TEST_F(RecordsetTest, FailedSaveDropsTheRowAndRaisesFromItsCause) {
       {"MoveFirst", &ado::Recordset::MoveFirst}, {"MoveLast", &ado::Recordset::MoveLast},
       {"Update", &ado::Recordset::Update},
   };
-  for (const auto& [name, call] : causes) {
-    SCOPED_TRACE(name);
+  for (const auto& cause : causes) {
+    SCOPED_TRACE(cause.first);
     ado::Recordset rows;
     OpenTable(rows);
     rows.MoveNext();
     rows.AddNew();
     rows.Set("番号", Long{3});  // there already
-    EXPECT_RAISES(ado::kErrIntegrity, (rows.*call)());
+    EXPECT_RAISES(ado::kErrIntegrity, (rows.*cause.second)());
     EXPECT_EQ(rows.Get("番号"), Value(Long{1}));
     rows.Set("番号", Long{3});
-    EXPECT_RAISES(ado::kErrIntegrity, (rows.*call)());
+    EXPECT_RAISES(ado::kErrIntegrity, (rows.*cause.second)());
     rows.Close();
     EXPECT_EQ(Content(), kInitial);
   }
@@ -208,7 +209,7 @@ TEST_F(RecordsetTest, RecordCountCountsTheRows) {
   jet::TableDef def = connection_.database()->OpenTable("形状")->def();
   def.row_count = 9;
   jet::Scope scope(pager);
-  def.StoreCounters(pager);
+  jet::StoreCounters(def, pager);
   scope.Commit();
   connection_.database()->Commit();
   connection_.Close();

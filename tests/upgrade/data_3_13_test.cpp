@@ -1,5 +1,6 @@
 // Data steps 3 to 13: process flags, joint methods, shapes.
 #include "jet/database/internals.h"
+#include "jet/row/table_def_chain.h"
 #include "tests/upgrade/step_bench.h"
 
 namespace upgrade_test {
@@ -122,7 +123,7 @@ TEST(DataStep13, CountsTheRowsItself) {
       EXPECT_EQ(def.row_count, rows);
       def.row_count = rows == 144 ? 143 : 144;
       jet::Scope scope(pager);
-      def.StoreCounters(pager);
+      jet::StoreCounters(def, pager);
       scope.Commit();
     });
     EXPECT_NE(bench.database().OpenTable(kShapes)->row_count(), rows);

@@ -6,6 +6,7 @@
 
 #include "jet/base/bytes.h"
 #include "jet/database/catalog.h"
+#include "jet/row/table_def_chain.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/jet_fixture.h"
 
@@ -26,7 +27,7 @@ TableDef DefOf(Database& database, std::string_view table) {
   return database.OpenTable(table)->def();
 }
 void Store(Database& database, TableDef def) {
-  def.Store(PagerOf(database), Internals(database).allocator());
+  StoreTableDef(def, PagerOf(database), Internals(database).allocator());
 }
 PageNumber MarkFree(Database& database, PageNumber page) {
   UsageMap(PagerOf(database), kGlobalMap).Add(page, Internals(database).allocator());

@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "jet/row/table_def_chain.h"
 #include "tests/support/jet_fixture.h"
 #include "tests/support/map_check.h"
 
@@ -54,7 +55,7 @@ std::set<std::uint32_t> PagesOfTables(Database& database, const MapFile& file) {
   for (const ObjectInfo& object : database.Objects()) {
     if (object.kind != ObjectKind::kTable) continue;
     const TableDef& def = database.OpenTable(object)->def();
-    for (const PageNumber page : TableDef::Chain(Internals(database).pager(), def.page)) {
+    for (const PageNumber page : PagesOfTableDef(Internals(database).pager(), def.page)) {
       pages.insert(page.value);
     }
     add_map(def.owned_map);

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "jet/base/bytes.h"
+#include "jet/row/table_def_bytes.h"
+#include "jet/row/table_def_chain.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -17,9 +19,9 @@ class TableDefTest : public EngineTest {
   // Stored, and what the page then says.
   TableDef StoredAndLoaded(TableDef& def) {
     Scope scope(pager());
-    def.Store(pager(), allocator());
+    StoreTableDef(def, pager(), allocator());
     scope.Commit();
-    return TableDef::Load(pager(), def.page);
+    return LoadTableDef(pager(), def.page);
   }
 };
 
@@ -64,9 +66,9 @@ TEST_F(TableDefTest, KeepsEveryField) {
     index.cascade_delete = 6;
     index.unknown24 = next();
   }
-  const Bytes written = def.Serialize();
+  const Bytes written = WriteDefinition(def);
   const TableDef read = StoredAndLoaded(def);
-  EXPECT_EQ(read.Serialize(), written);
+  EXPECT_EQ(WriteDefinition(read), written);
   // What could stand in the wrong fields and be written from there again.
   const auto some_of = [](const TableDef& d) {
     const ColumnDef &numeric = d.columns[0], &memo = d.columns[1], &text = d.columns[2];
@@ -85,8 +87,8 @@ TEST_F(TableDefTest, KeepsEveryField) {
   def.last_autonumber = 2;
   def.real_indexes[1].distinct_keys = 3;
   Scope scope(pager());
-  def.StoreCounters(pager());
-  EXPECT_EQ(TableDef::Load(pager(), def.page).Serialize(), def.Serialize());
+  StoreCounters(def, pager());
+  EXPECT_EQ(WriteDefinition(LoadTableDef(pager(), def.page)), WriteDefinition(def));
 }
 
 TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
@@ -100,11 +102,11 @@ TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
     column.flags = ColumnDef::kFixed;
     def.columns.push_back(column);
     const TableDef read = StoredAndLoaded(def);
-    bytes = def.Serialize().size() + 8;
-    ASSERT_EQ(read.Serialize(), def.Serialize()) << i;
+    bytes = WriteDefinition(def).size() + 8;
+    ASSERT_EQ(WriteDefinition(read), WriteDefinition(def)) << i;
     ASSERT_EQ(read.pages, def.pages);
     ASSERT_EQ(read.pages.size(), bytes <= 4096 ? 1 : 1 + (bytes - 4096 + 4087) / 4088) << bytes;
-    ASSERT_EQ(TableDef::Chain(pager(), def.page), def.pages);
+    ASSERT_EQ(PagesOfTableDef(pager(), def.page), def.pages);
     const PageRef last = pager().Read(def.pages.back());
     ASSERT_EQ(GetU16(last.bytes(), 2), 8 + 4088 * def.pages.size() - bytes) << "free bytes";
   }
@@ -138,13 +140,13 @@ TEST(TableDefs, OfRealFilesComeBackByteForByte) {
     for (const ObjectInfo& object : database.Objects()) {
       if (object.type != 1 || object.kind == ObjectKind::kOther) continue;
       const PageNumber page{static_cast<std::uint32_t>(object.id)};
-      const TableDef def = TableDef::Load(pager, page);
+      const TableDef def = LoadTableDef(pager, page);
       Bytes stored;
       for (const PageNumber part : def.pages) {
         const PageRef ref = pager.Read(part);
         AddBytes(stored, part == page ? ByteView(ref.bytes()) : ref.bytes().subspan(8));
       }
-      const Bytes ours = def.Serialize();
+      const Bytes ours = WriteDefinition(def);
       ASSERT_EQ(GetU32(ours, 8), GetU32(stored, 8)) << object.name;
       // Behind the content stands what the writer's memory held.
       EXPECT_TRUE(std::equal(ours.begin() + 8, ours.end(), stored.begin() + 8)) << object.name;
