@@ -82,7 +82,7 @@ bool Environment::Drop(jet::Database& database) noexcept {
     return true;
   } catch (...) {
     // The file cannot be read back. What is in memory must never be flushed, so
-    // the caller forgets the database; who still holds it gets errors.
+    // the caller forgets the database; connections that still hold it get errors.
     return false;
   }
 }

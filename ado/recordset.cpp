@@ -15,7 +15,7 @@ namespace {
 
 constexpr int adLockPessimistic = 2;
 
-// What no object's name is: a text of one word is a name, any other is SQL.
+// A text of one word is the name of a table or query, any other is SQL.
 bool LooksLikeSql(std::string_view text) {
   return text.find_first_of(" \t\r\n;") != std::string_view::npos;
 }

@@ -21,7 +21,7 @@ std::vector<std::string> NamesOf(const sql::RowSet& rows) {
 
 // Nothing if the row, or the column, is not there any more.
 std::optional<jet::Value> ReadField(const jet::Table& table, jet::RowId id, std::size_t ordinal) {
-  // A row in hand pins its page and is good until the next change, which may
+  // A row that was read pins its page and is valid until the next change, which may
   // come from anywhere; so it is not kept.
   jet::Table::Row row;
   if (ordinal >= table.def().columns.size() || !table.Read(id, row)) return std::nullopt;

@@ -437,7 +437,7 @@ def compare_sets(ours, theirs):
     return found[0]
 
 
-# ---- names for sqlite3, which tells widths apart
+# ---- names for sqlite3, to which letters of another width are other letters
 
 def folded_name(name):
     wide = {ord("("): "（", ord(")"): "）"}

@@ -1,5 +1,5 @@
 // Runs mutated inputs through the targets without a fuzzing engine. Workers are
-// processes of their own: one that crashes or hangs is told of with its input,
+// processes of their own: one that crashes or hangs is reported with its input,
 // and the run goes on behind it.
 #include <fmt/format.h>
 #include <sys/mman.h>

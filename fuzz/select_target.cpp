@@ -110,7 +110,7 @@ class Selects {
       return std::ranges::count(query.rows, attribute, &jet::QueryRow::attribute);
     };
     const auto sources = count(jet::QueryRow::kSource);
-    // A product of many tables is no hang, only long.
+    // A product of many tables does not hang, it is only long.
     if (sources > 2 && count(jet::QueryRow::kJoin) < sources - 1) return;
     const auto rows = sql::Run(database_, query);
     ++counts_.ran;

@@ -211,7 +211,7 @@ void RequireSameContent(const Snapshot& before, const Snapshot& after, const All
 // The rights of new objects are copies of what the table of objects holds.
 std::string Part(const std::string& table) { return table == "MSysACEs" ? "MSysObjects" : table; }
 
-// A page that two parts claim is told of the second one, beside the first.
+// A page that two parts claim is reported for the second one, beside the first.
 bool Speaks(const jet::Finding& finding, const std::set<std::string>& tables) {
   return !finding.other_table.empty() && tables.contains(finding.other_table);
 }
@@ -228,7 +228,7 @@ bool HasTable(const Snapshot& file, const std::string& name) {
                              [&](const auto& entry) { return entry.second.name == name; });
 }
 
-// Findings about what nobody complained of before. Where the table of objects is
+// Findings about parts that had none before. Where the table of objects is
 // damaged, the checker may not have seen all tables. What a damaged part names
 // behind the end goes to new tables, and the checker believes the damaged part.
 void RequireNoNewDamage(const Snapshot& before, const Snapshot& after) {

@@ -13,7 +13,7 @@
 
 namespace fuzz {
 
-// A promise that was not kept. Whoever runs a target tells of it and goes on.
+// A promise that was not kept. What runs a target reports it and goes on.
 class Broken : public std::exception {
  public:
   explicit Broken(std::string text) : text_(std::move(text)) {}
@@ -52,8 +52,8 @@ struct Allowed {
 };
 
 // Throws Broken: a sound file must stay sound; of a damaged one everything that
-// could be read must still read the same, and parts that nothing was said about
-// must have nothing said about them.
+// could be read must still read the same, and parts without findings
+// must stay without.
 void RequireUnharmed(const Snapshot& before, const Snapshot& after, const Allowed& allowed);
 
 }  // namespace fuzz

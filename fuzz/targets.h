@@ -20,7 +20,7 @@ void SelectFile(jet::ByteView file);
 struct SelectCounts {
   std::uint64_t ran = 0, refused = 0, rows = 0;
 };
-// The same, telling what became of them.
+// The same, counting what became of them.
 SelectCounts RunSelects(jet::ByteView file);
 // A text: what can be parsed can be formatted and is the same when parsed again;
 // what runs ends.

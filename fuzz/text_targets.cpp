@@ -74,7 +74,7 @@ void RunQuery(const jet::QueryDefinition& query) {
   static Tables tables;
   const auto sources = std::ranges::count(query.rows, jet::QueryRow::kSource,
                                           [](const jet::QueryRow& row) { return row.attribute; });
-  if (sources > 4) return;  // a product of all is no hang, only long
+  if (sources > 4) return;  // a product of all does not hang, it is only long
   try {
     const auto rows = sql::Run(tables.database(), query);
     for (int i = 0; i < 300 && rows->Next(); ++i) {

@@ -220,7 +220,7 @@ void AddHelpVerb(Declaration& declaration) {
   for (const CLI::App* verb : declaration.app.get_subcommands(nullptr)) {
     names.push_back(verb->get_name());
   }
-  CLI::App* verb = declaration.app.add_subcommand("help", "Tell about a topic or a verb");
+  CLI::App* verb = declaration.app.add_subcommand("help", "Explain a topic or a verb");
   auto name = std::make_shared<std::string>();
   verb->add_option("topic", *name, "the topics if left out")
       ->type_name("TOPIC")

@@ -1,4 +1,4 @@
-// What a screen reader says of a control, where its text alone does not tell.
+// The name that a screen reader speaks where the text of a control is not enough.
 #pragma once
 
 #include <windows.h>

@@ -39,7 +39,7 @@ std::optional<double> ReadNumber(std::string_view text) {
   double number = 0;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (failure == std::errc()) return number;
-  // Out of range is too large, or too close to zero to be told from it.
+  // Out of range: too large, or too close to zero to differ from it.
   const std::size_t exponent = text.find_first_of("eE");
   const bool tiny =
       exponent != std::string_view::npos

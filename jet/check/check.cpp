@@ -63,7 +63,7 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
     try {
       Walk(pager, header, result);
     } catch (const Error& error) {
-      // Nobody foresaw it, but what was found so far is true.
+      // A fault of a kind that was not foreseen; what was found so far is true.
       if (!IsDamage(error)) throw;
       check::Report report(result);
       report.Problem({{}, error.page()}, Code::kUnreadable, error.detail());
@@ -72,10 +72,11 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
   }
   if (result.sound()) TryToOpen(files, path, options, result);
   if (size % kPageSize != 0) {
-    check::Report(result).Problem({}, Code::kFileSize,
-                                  fmt::format("the file's size of {} bytes is no whole number of "
-                                              "pages",
-                                              size));
+    check::Report(result).Problem(
+        {}, Code::kFileSize,
+        fmt::format("the file's size of {} bytes is not a whole number of "
+                    "pages",
+                    size));
   }
   return result;
 }

@@ -11,7 +11,7 @@
 namespace jet::check {
 
 // Reads the definition of `table`, claims its pages and reports what is wrong.
-// Nothing if its parts cannot be told apart; a definition that comes back may
+// Nothing if its parts cannot be separated; a definition that comes back may
 // still contradict itself, which has then been reported.
 std::optional<TableDef> ReadDefinition(const Context& context, PageNumber page,
                                        std::string_view table);

@@ -237,8 +237,9 @@ void IndexCheck::ComparePart(std::uint32_t first, std::uint32_t last, std::vecto
 void IndexCheck::ReportStray(const Entry& entry, RowSource& rows) {
   const bool exists = rows.Fetch(RowId::FromPacked(entry.row), row_);
   Problem(At(table_, entry.leaf), Code::kEntryStray,
-          exists ? fmt::format("{} is Null and should have no entry", RowText(entry.row))
-                 : fmt::format("an entry points to {}, which is no live row", RowText(entry.row)));
+          exists
+              ? fmt::format("{} is Null and should have no entry", RowText(entry.row))
+              : fmt::format("an entry points to {}, which is not a live row", RowText(entry.row)));
 }
 
 void IndexCheck::ReportWrongKey(const Entry& entry, RowSource& rows) {

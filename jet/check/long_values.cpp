@@ -130,7 +130,7 @@ Fault LongValues::Take(Column& column, RowId at, PageRef& page, ByteView& bytes)
   Page& state = found->second;
   if (is_new) state = CheckPage(column, at.page, page.bytes());
   if (!state.usable) {
-    return Malformed("points to page {}, which is no page of its column", at.page.value);
+    return Malformed("points to page {}, which is not a page of its column", at.page.value);
   }
   const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
   if ((state.present[at.row / 64] & bit) == 0) {

@@ -32,7 +32,7 @@ constexpr std::size_t kBitmapHead = 4;  // of a bitmap page
 std::string Slots::Parse(PageView page) {
   count_ = 0;
   if (page[0] != 1 || (page[1] != 1 && page[1] != kReleased)) {
-    return fmt::format("is no page of rows: it starts {:02X} {:02X}", page[0], page[1]);
+    return fmt::format("is not a page of rows: it starts {:02X} {:02X}", page[0], page[1]);
   }
   const std::size_t rows = GetU16(page, kRowCount);
   if (rows > kMaxRowsOnPage) return fmt::format("claims {} rows", rows);

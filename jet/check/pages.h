@@ -22,7 +22,7 @@ struct MapPages {
   PageSet pages;
   std::uint64_t outside = 0;
   std::uint32_t first_outside = 0;
-  // Of a map that is no list: its first page and its width.
+  // Of an inline map: its first page and its width.
   std::uint32_t first = 0;
   std::size_t bytes = 0;
 };
@@ -30,7 +30,7 @@ struct MapPages {
 // Where the rows of a page lie.
 class Slots {
  public:
-  // Why the page is no page of rows, in words; empty if it is one.
+  // Why the page is not a page of rows, in words; empty if it is one.
   std::string Parse(PageView page);
 
   std::size_t size() const { return count_; }
@@ -65,8 +65,8 @@ class Ledger {
   // Notes whose page this is. A page beyond the file or of another owner is
   // reported for `place`.
   Claimed Claim(PageNumber page, OwnerId owner, const Place& place);
-  // For a page that only a map names: nothing if it is somebody's already,
-  // which may still become so later without being two owners.
+  // Claims a page that only a map names. No effect if it has an owner; that another
+  // part claims it later is not a conflict.
   bool ClaimSpare(PageNumber page, OwnerId owner);
   std::string_view TextOf(OwnerId owner) const { return names_[owner].text; }
   // The same of a page's owner; empty for none.
@@ -74,10 +74,10 @@ class Ledger {
   // The table of its owner; empty for none.
   std::string_view TableOf(PageNumber page) const;
 
-  // The map in row `at`, which nobody else may use; `what` names it in findings
+  // The map in row `at`, which has no other user; `what` names it in findings
   // ("owned map"). Nothing if it cannot be read.
   std::optional<MapPages> ReadMap(RowId at, const Place& place, const std::string& what);
-  // Of the maps that tell of rows and of indexes: how far a long one begins before
+  // For the maps of rows and of indexes: how far a long one begins before
   // its pages.
   void SeeFirstMark(const MapPages& map, RowId at, const Place& place, const std::string& what);
   // Page 1: row 0 says which pages are free.
@@ -87,7 +87,7 @@ class Ledger {
   bool ReadSlots(PageNumber page, PageView bytes, const Place& place, Slots& slots);
 
   // After everything has claimed its pages: free pages must have no owner, and
-  // all others one. `complete` false: somebody could not be asked, leftovers
+  // all others one. `complete` false: some parts could not be read, leftovers
   // mean nothing.
   void CompareWithFreeMap(bool complete);
 

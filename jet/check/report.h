@@ -35,7 +35,7 @@ class Report {
 
   void Problem(const Place& place, Code code, std::string text);
   void Warning(const Place& place, Code code, std::string text);
-  // Tells of a value that files of the original engine do not hold. `of`: what
+  // Reports a value that files of the original engine do not hold. `of`: what
   // has the field, where the place does not say it.
   void See(const Place& place, Field field, std::int64_t value, std::string_view of = {});
   // What is left out.

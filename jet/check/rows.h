@@ -29,7 +29,7 @@ class TextScan {
 // one byte, 0 or 1.
 using Fields = std::vector<std::optional<ByteView>>;
 
-// Takes the rows of one table apart. A fault is told in words, empty if there
+// Takes the rows of one table apart. A fault is described in words, empty if there
 // is none.
 class RowSplitter {
  public:

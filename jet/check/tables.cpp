@@ -168,7 +168,7 @@ Fault TableCheck::FollowMoved(ByteView pointer, PageRef& body, ByteView& bytes) 
   if (!owned_->pages.Contains(at.page)) return fault("is not a page of the table");
   body = context_->pager.Read(at.page);
   Slots slots;
-  if (!slots.Parse(body.bytes()).empty()) return fault("is no page of rows");
+  if (!slots.Parse(body.bytes()).empty()) return fault("is not a page of rows");
   if (GetU32(body.bytes(), kOwner) != def_.page.value) return fault("is not a page of the table");
   if (at.row >= slots.size()) return fault("does not exist");
   if (slots.kind(at.row) != SlotKind::kBody) return fault("is not the body of a moved row");
@@ -250,7 +250,7 @@ void TableCheck::CompareCounters() {
   }
 }
 
-// Copied tables are like this; whoever goes on counting meets what is there.
+// Copied tables are like this: a program that goes on counting repeats a number.
 std::string TableCheck::AutonumberText() const {
   std::string text = fmt::format(
       "the last number given is {}, but {} is in use: counted on, the "

@@ -16,7 +16,7 @@ namespace jet::check {
 // The entries of an index page one after the other, shared beginnings restored.
 class EntryReader {
  public:
-  // What keeps the entries from being told apart, in words; else empty.
+  // Why the entries cannot be separated, in words; empty if they can.
   std::string Open(PageView page);
   bool Next();
   ByteView entry() const { return {entry_.data(), entry_size_}; }

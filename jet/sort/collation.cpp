@@ -212,8 +212,8 @@ const char* KeyParts::Finish(std::size_t& at) {
     at = *bare_prolonged_at_;
     return "at the start it has no proven key before a mark, a kana or a word-sort character";
   }
-  // Some count such a character as one place, others as several. Whatever comes
-  // behind it and speaks of places decides between them.
+  // The sources disagree whether such a character takes one place or several: a key
+  // that stores the place of anything behind it depends on that.
   bool record_behind =
       word_sort_count_ > 0 && word_sort_[word_sort_count_ - 1].after >= letters_extra_;
   if (letters_at_ && (secondaries > letters_extra_ || record_behind)) {

@@ -170,7 +170,7 @@ class WindowsFile : public File {
   std::optional<FileId> Id() override { return IdOf(handle_.get()); }
 
  private:
-  // Of an open file, nothing but room and size is told apart.
+  // For an open file only "disk full" and "too large" keep their codes; all else is kIo.
   [[noreturn]] void ThrowUnlessIo(DWORD number, const char* what) const {
     const ErrorCode code = CodeOf(number);
     if (code == ErrorCode::kDiskFull || code == ErrorCode::kFileTooLarge) {
@@ -212,7 +212,7 @@ std::string LockFileOf(const std::string& path) {
 enum class LockFile { kNone, kIdle, kHeld };
 
 // What cannot be opened for another reason than that it is not there counts as
-// held: nobody can tell. Readers do not take each other's look for a lock.
+// held, to be safe. Two readers that probe do not mistake each other for a holder.
 LockFile StateOf(const std::string& lock_file, OpenMode mode) {
   const DWORD share = mode == OpenMode::kRead ? FILE_SHARE_READ : 0;
   if (OpenHandle(lock_file, GENERIC_READ, share, OPEN_EXISTING).valid()) return LockFile::kIdle;
@@ -222,8 +222,8 @@ LockFile StateOf(const std::string& lock_file, OpenMode mode) {
 
 class WindowsFileSystem : public FileSystem {
  public:
-  // The share mode is the lock: exclusively, nobody else gets in; to read,
-  // nobody who writes.
+  // The share mode is the lock: exclusively, no other program gets in; to read,
+  // none that writes.
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
     const std::string real = NormalisePath(path);
     const DWORD attributes = AttributesOf(real);

@@ -135,7 +135,7 @@ Value Table::DefaultOf(std::size_t ordinal) const {
   });
 }
 
-// A default that we cannot evaluate is no matter where its column has a value.
+// A default that we cannot evaluate does not matter where its column has a value.
 std::vector<Value> Table::NewRow(std::span<const FieldChange> given) const {
   std::vector<Value> row(def().columns.size());
   for (std::size_t i = 0; i < row.size(); ++i) {

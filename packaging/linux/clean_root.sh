@@ -27,7 +27,7 @@ inside bash -euc '
 echo "== db-update with a Japanese font"
 inside sh -c 'apt-get install -y -qq --no-install-recommends fonts-ipafont /packages/db-update_*.deb' \
   >/dev/null
-# It stays up, as a window does, until it is told to end.
+# It stays up, as a window does, until a signal ends it.
 status=0
 inside timeout 5 env QT_QPA_PLATFORM=offscreen db-update || status=$?
 if ((status != 124)); then

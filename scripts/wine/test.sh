@@ -1,6 +1,6 @@
 #!/bin/bash
 # The programs for Windows under wine, on a screen of their own: an upgrade of both
-# databases through the real window by keyboard, the result held against that of
+# databases through the real window by keyboard, the result compared with that of
 # the programs built here, the error box, and the installer.
 #   test.sh MDBADM PICTURES [INSTALLER]
 # The cross build must be there; pictures of the screen go to PICTURES.

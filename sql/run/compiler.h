@@ -62,7 +62,7 @@ struct Aggregate {
   TypeInfo type;
 };
 
-// What is said of a parameter: nobody here gives it one.
+// The message for a parameter, which never has a value here.
 std::string NoValue(std::string_view parameter);
 
 class Compiler {

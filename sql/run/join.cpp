@@ -213,7 +213,7 @@ bool JoinStep::NextOfStream() {
   return left_.Next(context_);
 }
 
-// Sets the held side to the next entry that fits the row in hand.
+// Sets the held side to the next entry that fits the current row.
 bool JoinStep::Lookup() {
   while (entry_ != HashIndex::kNone) {
     held_.Restore(entry_, context_);
@@ -237,7 +237,7 @@ bool JoinStep::Next() {
       return true;
     }
     if (!NextOfStream()) return false;
-    // The row in hand is of the side that is not held.
+    // The current row is of the side that is not held.
     entry_ = MakeKey(!left_held_, key_) ? index_.First(key_) : HashIndex::kNone;
     matched_ = !outer_;
   }

@@ -94,7 +94,7 @@ class JoinStep : public Step {
   bool NextProbed();
   bool NextOfStream();
   bool Lookup();
-  // The key of the row in hand. False: it joins nothing.
+  // The key of the current row. False: it joins nothing.
   bool MakeKey(bool left, HashKey& key) const;
 
   Context& context_;

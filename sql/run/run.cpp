@@ -245,7 +245,7 @@ class Planner {
     return keys;
   }
 
-  // A number is the position of an output, a name that is no column its alias.
+  // A number is the position of an output, a name that is not a column its alias.
   const Expr& SortExpression(const OrderItem& item) const {
     const Expr& expr = Bare(*item.expression.tree);
     if (const auto* position = std::get_if<std::int32_t>(&expr.value);
@@ -301,7 +301,7 @@ class Planner {
     if (!select_.top.empty()) {
       top = ReadNumber(select_.top);
       if (!top || *top < 0) {
-        throw Error(ErrorCode::kBadQuery, fmt::format("{} is no count of rows", select_.top));
+        throw Error(ErrorCode::kBadQuery, fmt::format("{} is not a count of rows", select_.top));
       }
     }
     return std::make_unique<SortStep>(plan_->context, std::move(step), std::move(keys),

@@ -111,7 +111,7 @@ class RowWriter {
     CollectSources(*node.left, left);
     CollectSources(*node.right, right);
     // A term that speaks of one side only is filed under a pair of this join
-    // all the same, else it could not be told where it belongs.
+    // all the same; else nothing would show where it belongs.
     std::optional<std::size_t> last_left, last_right;
     for (const SqlText& term : node.on) {
       const auto pick = [&](const std::vector<std::size_t>& side,

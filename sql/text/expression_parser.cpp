@@ -282,7 +282,7 @@ ExprPtr ExpressionParser::NameOrCall() {
   } else if (in_.TakeIf(".") || in_.TakeIf("!")) {
     expr.qualifier = std::move(expr.name);
     expr.name = in_.ExpectName("a column name");
-    // Three names and more are no column of a table: a field of a form, which has no
+    // Three names and more do not name a column but a field of a form, which has no
     // value here.
     if (in_.NameGoesOn(0)) {
       expr = {.kind = Expr::Kind::kParameter,

@@ -221,7 +221,7 @@ std::unique_ptr<FromNode> SelectParser::JoinOperand(Select& select) {
   return AddSource(select, std::move(source), begin);
 }
 
-// Rows of joins name their sources, so two of one name could not be told apart.
+// Rows of joins name their sources, so two of one name could not be distinguished.
 std::unique_ptr<FromNode> SelectParser::AddSource(Select& select, SourceItem source,
                                                   std::size_t begin) const {
   for (const SourceItem& each : select.sources) {

@@ -170,7 +170,7 @@ TEST_F(CatalogTest, ViewKeepsItsTextAndRuns) {
   EXPECT_EQ(RowsOf(connection_, "集計"), "1,1|2,2");
   EXPECT_EQ(RowsOf(connection_, "集計", ado::adCmdUnspecified), "1,1|2,2");
 
-  // Rows that another program changed are told as they are.
+  // Rows that another program changed are shown as they are.
   jet::Database& database = *connection_.database();
   const auto query = database.Find("集計");
   ASSERT_TRUE(query);
@@ -182,7 +182,7 @@ TEST_F(CatalogTest, ViewKeepsItsTextAndRuns) {
 }
 
 // Another program writes the same query in other rows; one that means something
-// else is told by its rows.
+// else is shown by its rows.
 TEST_F(CatalogTest, VerbatimTextStaysWithAQueryThatMeansTheSame) {
   jet::Database& database = *connection_.database();
   const std::string text = "SELECT 設定.幅 FROM 設定\rWHERE 設定.幅 > 1";

@@ -205,7 +205,7 @@ TEST_F(EnvironmentTest, ChangesThatCannotBeDroppedAreNeverFlushed) {
   EXPECT_EQ(RowsOf(again, "番号"), "1|3");
 }
 
-// Its own backslash always parts names; another only where the system has it so.
+// Its own backslash always parts names; another only where the system takes it for one.
 TEST(ConnectionStrings, SourceIsSpeltAsTheSystemDoes) {
   const auto path = [](const std::string& source) {
     return ado::ConnectionString::Parse("Data Source=" + source + ";").Path();

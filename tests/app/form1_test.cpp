@@ -673,7 +673,7 @@ TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
   };
   const Case cases[] = {
       {26, 26, &app::Form1::CB_DB_Up_Click, "-2147467259 (80004005)'", "空き領域"},
-      // A step that fails before the disk is full: both are told, the first gives the
+      // A step that fails before the disk is full: both are shown, the first gives the
       // number, the last the advice.
       {13, 13, &app::Form1::Command5_Click, "3021'",
        "現在のレコードが必要です。\n\nファイル '/disk/Data.mdb' を書き込むディスク"},
@@ -734,7 +734,7 @@ TEST_F(Form1Test, InterruptedSaveSaysWhatTheNextOpeningDoes) {
       pending += completes ? 1 : 0;
       uncertain += unknown ? 1 : 0;
     }
-    EXPECT_GT(uncertain, 0) << "the tail is whole, and nobody can take it back";
+    EXPECT_GT(uncertain, 0) << "the tail is whole, and nothing can take it back";
   }
 }
 

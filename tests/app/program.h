@@ -43,7 +43,7 @@ inline std::string Sample(
   return path;
 }
 
-// Everything in a file nobody has open.
+// Everything in a file that is not open.
 inline std::string Content(const std::string& path) {
   const auto files = jet::MakeSystemFiles();
   return test_support::ContentOf(*jet::Database::Open(
@@ -51,7 +51,7 @@ inline std::string Content(const std::string& path) {
       {.mode = jet::OpenMode::kRead, .password = std::string(db::kDatabasePassword)}));
 }
 
-// Walks a table of a file nobody has open; `visit` may change its rows.
+// Walks a table of a file that is not open; `visit` may change its rows.
 inline void Edit(const std::string& path, std::string_view table,
                  const std::function<void(ado::Recordset&)>& visit) {
   const auto files = jet::MakeSystemFiles();

@@ -89,7 +89,7 @@ TEST_F(DbHandleTest, StepChangesSchemaReopensAndWritesRows) {
   ExpectSound(path_);
 }
 
-// A zero of a number's type is no null pointer, and so no text.
+// A zero of a number's type is not a null pointer, and so not a text.
 TEST_F(DbHandleTest, TypedZeroIsANumber) {
   db_.OpenTable("名称");
   db_.SetField("番号", std::int16_t{0});
@@ -125,7 +125,7 @@ TEST_F(DbHandleTest, CloseThatFailsLetsGoOfTheTableWhereTolerated) {
     EXPECT_EQ(db_.error()->number(), ado::kErrPendingEdit);
     db_.ClearError();
     EXPECT_EQ(db_.GetField("番号"), Value());
-    ASSERT_TRUE(db_.error()) << "the table is still in hand";
+    ASSERT_TRUE(db_.error()) << "the table is still held";
     EXPECT_EQ(db_.error()->number(), ado::kErrClosed);
   }
   EXPECT_EQ(Content(), "1,Null|2,Null|3,Null") << "and what was pending is dropped";

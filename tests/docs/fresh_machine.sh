@@ -13,7 +13,7 @@ git -c safe.directory="$tree" clone -q "$tree" "$root/tree"
 mkdir "$root/packages"
 cp "$packages"/*.deb "$root/packages/"
 
-# What somebody has who stands before the README: a clone, a way to be root, and
+# What a reader of the README has: a clone, a way to be root, and
 # the answer yes. Python is for the script that reads the pages.
 echo 'APT::Get::Assume-Yes "true";' >"$root/etc/apt/apt.conf.d/90yes"
 inside apt-get update -qq

@@ -1,4 +1,4 @@
-// Many files at once, what scripts rely on, and what the program tells of itself.
+// Many files at once, what scripts rely on, and what the program says about itself.
 #include <gmock/gmock.h>
 
 #include <filesystem>

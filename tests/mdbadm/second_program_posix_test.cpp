@@ -1,4 +1,4 @@
-// Two programs and one file: who comes second is told so at once.
+// Two programs and one file: the second is refused at once.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>

@@ -75,7 +75,7 @@ TEST_F(SmallTest, CellsAndLimits) {
   const auto info = MdbAdmJson({"info", path});
   EXPECT_EQ(info["tables"], 1);
   EXPECT_EQ(info["queries"], 2);
-  // A name that is no UTF-8 is told of all the same.
+  // A name that is not UTF-8 is reported all the same.
   const Outcome bad = MdbAdm({"info", "/none/\xFF.mdb", "--json"});
   EXPECT_EQ(bad.status, 1);
   EXPECT_EQ(nlohmann::json::parse(bad.err)["error"], "file_not_found");

@@ -173,7 +173,7 @@ TEST_F(VerbsTest, QueriesTellKindAndText) {
   EXPECT_THAT(MdbAdm({"diff", path, other}).out, HasSubstr("broken\ttext\t(a crosstab has"));
 }
 
-// Every kind that there is, from the rows that its own program wrote.
+// Every kind of query, from the rows that its own program wrote.
 TEST_F(VerbsTest, QueriesOfRealFilesAllHaveTexts) {
   SKIP_WITHOUT_SAMPLES();
   std::map<std::string, int> kinds;
@@ -254,7 +254,7 @@ TEST_F(VerbsTest, AFailureBehindTheLastStepNamesNone) {
   EXPECT_EQ(ReadFileBytes(path), before);
 }
 
-// The files of this machine, told of: what is done to them, in order.
+// The files of this machine, and what is done to them, in order.
 class WatchedFiles : public jet::FileSystem {
  public:
   explicit WatchedFiles(jet::FileSystem& files) : files_(files) {}

@@ -55,7 +55,7 @@ class SavedQueryRunTest : public QueryTest {
   }
 
   // Every key of row i is i, Long in one table and Double in the next; every
-  // other field tells its column and row.
+  // other field names its column and row.
   void MakeTables(int rows) {
     bool whole = false;
     for (const auto& [name, columns] : tables_) {

@@ -86,7 +86,7 @@ struct FaultFiles::State {
     std::string bytes;
     int readers = 0;
     bool exclusive = false;
-    std::uint64_t number = 0;  // given when somebody asks
+    std::uint64_t number = 0;  // given when first asked for
   };
   std::map<std::string, Stored> files;
   std::uint64_t last_number = 0;

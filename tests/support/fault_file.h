@@ -24,7 +24,7 @@ struct Fault {
     kFail,         // operation `at` is refused, and the next ones up to `times`
     kFailForEver,  // and so is everything after it, reads too
     kFull,         // operation `at` and all that need room find the disk full
-    kStop,         // like kFailForEver, by an exception that nobody handles
+    kStop,         // like kFailForEver, by an exception that nothing handles
   };
   Kind kind = Kind::kNone;
   std::uint64_t at = 0;
@@ -53,7 +53,7 @@ std::string AfterKill(std::string before, const OperationLog& log, std::size_t d
 std::string AfterTear(std::string before, const OperationLog& log, std::size_t done,
                       std::size_t first, std::size_t count);
 // The same for the power of the machine: of what was not synced, each sector and
-// each change of size may have arrived or not, as `seed` has it.
+// each change of size may have arrived or not, as `seed` decides.
 std::string AfterPowerCut(std::string before, const OperationLog& log, std::size_t done,
                           std::uint64_t seed);
 
@@ -68,7 +68,7 @@ class FaultFiles : public jet::FileSystem {
   bool Exists(const std::string& path) override;
   std::optional<jet::FileId> Identify(const std::string& path) override;
 
-  // The bytes of a file; may be set while nobody has it open.
+  // The bytes of a file; may be set while it is not open.
   std::string& bytes(const std::string& path);
 
   // Counts from 0 again and forgets the log.

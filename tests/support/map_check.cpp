@@ -69,7 +69,7 @@ class Reader {
   void ClaimBitmap(std::uint32_t page, std::uint32_t row, std::uint32_t bitmap) {
     if (free_.contains(bitmap)) Fault(page, row, fmt::format("bitmap page {} is free", bitmap));
     if (!bitmaps_.insert(bitmap).second) Fault(page, row, fmt::format("{} used twice", bitmap));
-    if (U32(Page(bitmap), 0) != 0x0105) Fault(page, row, fmt::format("{} is no bitmap", bitmap));
+    if (U32(Page(bitmap), 0) != 0x0105) Fault(page, row, fmt::format("{} is not a bitmap", bitmap));
   }
 
   MapState Decode(std::uint32_t page, std::uint32_t row) {

@@ -1,4 +1,4 @@
-// The same questions to sqlite3, over tables told to it as a script.
+// The same questions to sqlite3, over tables given to it as a script.
 #pragma once
 
 #include <string>

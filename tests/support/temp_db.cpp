@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The environment wins over what the build was told.
+// The environment wins over the settings of the build.
 std::string Setting(const char* variable, const char* built_in) {
   const char* value = std::getenv(variable);
   return value != nullptr ? value : built_in;

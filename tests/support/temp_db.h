@@ -1,4 +1,4 @@
-// Files for tests: copies of real databases, and the verdict of everybody who can
+// Files for tests: copies of real databases, and the verdicts of all that can
 // judge a file.
 #pragma once
 

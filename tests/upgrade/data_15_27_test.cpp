@@ -145,7 +145,7 @@ void WithoutReinforcementKey(Tables& tables) {
   TableNamed(tables, kReinforcements).columns[0].key = false;
 }
 
-// Step 21 changes the first match, step 23 every one; none is no error.
+// Step 21 changes the first match, step 23 every one; without a match nothing fails.
 TEST(DataSteps21And23, ChangeTheFirstOrEveryMatch) {
   for (int matches : {0, 1, 2}) {
     StepBench bench(Kind::kData, 20, [&](Tables& tables) {

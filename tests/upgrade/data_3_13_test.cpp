@@ -76,7 +76,7 @@ void WithBlankShape(Tables& tables) {
   rows.insert(rows.begin() + 45, {45, "空欄", 0, 0, 1});
 }
 
-// A default that we cannot evaluate is no matter to a step that sets the field.
+// A default that we cannot evaluate does not matter to a step that sets the field.
 TEST(DataStep5, LeavesDefaultsOfTheFieldsItSets) {
   const auto with_default = [](const char* column) {
     return [=](Tables& tables) {

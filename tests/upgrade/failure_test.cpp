@@ -109,7 +109,7 @@ struct Failure {
   Obstacle obstacle;
   const char* step;
   ado::ErrorNumber error;
-  // What the table tells, columns and rows, by what was done before; nullptr:
+  // What the table holds, columns and rows, by what was done before; nullptr:
   // nothing was. "" for the table: the names of the queries.
   const char* table;
   const char* kept;

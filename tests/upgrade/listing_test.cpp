@@ -140,7 +140,7 @@ Listing ReadByMdbtools(const std::string& path) {
   return listing;
 }
 
-// What mdbtools tell of it: no queries, no indexes, an empty text as Null, and a row that was
+// What mdbtools print of it: no queries, no indexes, an empty text as Null, and a row that was
 // moved to another page where it lies now.
 Listing ForMdbtools(Listing listing) {
   listing.queries.clear();

@@ -11,7 +11,7 @@ constexpr const char* kCuts = "丸ダクトカット設定";
 constexpr const char* kEndPlate = "ﾂﾏ板設定";
 constexpr const char* kCodes = "設定_材質板厚ｺｰﾄﾞ";
 
-// Columns are found by their names, however they read: "05" is no number.
+// Columns are found by their names, however they read: "05" is not a number.
 TEST(TenkaiSteps, FindFieldsByNameInAnyOrder) {
   StepBench bench(Kind::kTenkai, 2, [](Tables& tables) {
     for (const char* name : {"ｼﾛ_ｱﾝｸﾞﾙ別設定_SUS", kCodes}) {

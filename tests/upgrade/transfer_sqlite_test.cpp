@@ -44,7 +44,7 @@ std::string Names(std::string_view text) {
 }
 
 // The same question where a text compares by a column that holds its key, and a
-// group tells what its first row says.
+// group takes what its first row says.
 std::string ForSqlite(std::string_view query) {
   std::string text = Replace(Names(query), "\r", " ");
   text =

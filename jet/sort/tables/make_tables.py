@@ -2,7 +2,7 @@
 """make_tables.py GENERAL.tsv JAPANESE.tsv OUTPUT.inc: the weights of the sort orders as C++ constants.
 With --check the output is not written: it must be there, and the same.
 
-The tables tell their own form. How the output is packed is told in its head;
+Each table begins with a description of its form, and so does the output of how it is packed;
 jet/sort/collation_table.cpp unpacks it at compile time.
 """
 import io

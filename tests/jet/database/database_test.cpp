@@ -360,7 +360,7 @@ TEST_F(DatabaseTest, ForgetsEverythingThatWasNotCommitted) {
   ExpectSoundAfterCommit();
 }
 
-// A table in hand follows its properties into a change and back out of it,
+// A table that is open follows its properties into a change and back out of it,
 // whether or not anybody opens it anew.
 TEST_F(DatabaseTest, ATableInHandHasTheRulesOfTheFile) {
   const auto table = Create().CreateTable({"t", {{"a", kText, 9}}, {}});
@@ -530,7 +530,7 @@ TEST_F(DatabaseTest, DoesNotTrustTheObjectList) {
                                                  {objects->OrdinalOf("Type"), c.type},
                                                  {objects->OrdinalOf("Flags"), 0}}));
   }
-  // Whatever its flags say, the list of rights is no table of the user's.
+  // Whatever its flags say, the list of rights is not a table of the user's.
   for (const RowId id : RowIds(*objects)) {
     if (Get(*objects, id, objects->OrdinalOf("Name")) != Value("MSysACEs")) continue;
     Set(*objects, id, objects->OrdinalOf("Flags"), Null{});

@@ -104,7 +104,7 @@ class PageUseTest : public ::testing::Test {
 };
 
 TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
-  // Some writers give their indexes no maps: the tree alone tells its pages.
+  // Some writers give their indexes no maps: the tree alone shows its pages.
   TableDef def = DefOf(Edit(), "乙");
   def.real_indexes[1].page_map = {};
   Store(*database_, def);
@@ -280,7 +280,7 @@ TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
   EXPECT_EQ(DefOf(*database_, "乙").stray_maps.at(0).owned_map, maps);
 }
 
-// Nobody knows which pages are its own.
+// Nothing shows which pages are its own.
 TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
   const TableDef def = DefOf(Edit(), "乙");
   const PageNumber page = MarkFree(*database_, FirstOf(*database_, def.owned_map));

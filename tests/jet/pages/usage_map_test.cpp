@@ -259,7 +259,7 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListAndEndsWithTheFile) {
   EXPECT_EQ(FormOf(global), "list");
   EXPECT_EQ(global.BitmapPages().size(), 17u);
   for (const PageNumber page : global.BitmapPages()) EXPECT_FALSE(taken.contains(page.value));
-  EXPECT_EQ(used + taken.size() + 17, kTinyFile) << "every page is somebody's";
+  EXPECT_EQ(used + taken.size() + 17, kTinyFile) << "every page has an owner";
   for (const std::uint32_t page : {777u, 200u, 900u}) allocator().Free({page});
   for (const std::uint32_t page : {777u, 0u, kGlobalMap.page.value, kTinyFile}) {
     EXPECT_EQ(CodeOf([&] { allocator().Free({page}); }), ErrorCode::kDamaged) << page;

@@ -76,7 +76,7 @@ TEST_F(RowTest, HasItsFieldsWhereTheFormatWantsThem) {
   EXPECT_EQ(Decode(Encode(none)), none);
 }
 
-// A row knows the columns that there were when it was written.
+// A row knows the columns of the time when it was written.
 TEST_F(RowTest, IsReadByYoungerDefinitions) {
   Add(kLong);
   const Bytes fixed_only = Encode({1});

@@ -1,4 +1,4 @@
-// Random operations on a table with several indexes, held against a plain map.
+// Random operations on a table with several indexes, compared with a plain map.
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -18,7 +18,7 @@ enum Column : std::size_t { kId, kName, kCode, kAmount, kNote, kFlag, kWhen, kCo
 constexpr Column kUnique[] = {kId, kCode};
 
 // The length of the run: enough for every kind of page to split, merge and be
-// given back. A sanitizer build is asked for less.
+// given back. A sanitizer build does fewer.
 std::size_t Operations() {
   const char* wanted = std::getenv("MODEL_OPERATIONS");
   if (wanted != nullptr) return static_cast<std::size_t>(std::atoll(wanted));
