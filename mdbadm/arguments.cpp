@@ -171,13 +171,20 @@ void AddUpgradeVerbs(Declaration& declaration) {
         verb.add_option("--backup", options.backup, "first copy each file into this folder")
             ->type_name("FOLDER")
             ->excludes(dry);
+        verb.add_flag("--check", options.check,
+                      "refuse a file that is not sound, before its first step");
         verb.add_flag("--summary", options.summary, "a line a file instead of one a step");
         verb.add_flag("--stop-on-error", options.stop_on_error,
                       "leave the files behind one that fails alone");
       });
   AddVerb<UpgradeOptions>(declaration, "plan",
-                          "The steps that an upgrade would run, and what stands in their way", Plan,
-                          DeclareLadder);
+                          "Whether a file is sound, the steps that an upgrade would run, and what "
+                          "stands in their way",
+                          Plan, [](CLI::App& verb, UpgradeOptions& options) {
+                            DeclareLadder(verb, options);
+                            verb.add_flag("--no-check", options.no_check,
+                                          "do not look whether the file is sound");
+                          });
   AddVerb<RepairOptions>(declaration, "repair-reinforcements",
                          "Set the transfer names of reinforcements, as the step to version 15 does",
                          RepairReinforcements, DeclareFile<RepairOptions>);

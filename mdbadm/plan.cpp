@@ -131,6 +131,12 @@ ExitCode PlanFile(Program& program, const UpgradeOptions& options, const std::st
                   Listing& list) {
   const Kind kind = KindOf(options, file);
   const std::int16_t to = options.to.value_or(upgrade::LatestVersion(kind));
+  ExitCode code = ExitCode::kDone;
+  if (!options.no_check) {
+    const auto why = WhyNotSound(program, file, options.password);
+    list.Add({file, "check", nullptr, why.value_or("sound")});
+    if (why) code = ExitCode::kFailed;
+  }
   OverlayFiles files(program.files);
   ado::Environment environment(files);
   ado::Environment::Action action(environment);
@@ -153,7 +159,7 @@ ExitCode PlanFile(Program& program, const UpgradeOptions& options, const std::st
     }
     return ExitCode::kFailed;
   }
-  return ExitCode::kDone;
+  return code;
 }
 
 }  // namespace

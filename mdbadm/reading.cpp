@@ -1,5 +1,7 @@
 // Verbs that look at a database and change nothing: info, tables, columns,
 // indexes, props, queries, check.
+#include <algorithm>
+
 #include "ado/catalog.h"
 #include "db/version_record.h"
 #include "jet/check/check.h"
@@ -208,6 +210,18 @@ ExitCode Queries(Program& program, const ReadOptions& options) {
     list.Add({object.name, kind, jet::FormatDateTime(object.created), text});
   }
   return code;
+}
+
+std::optional<std::string> WhyNotSound(Program& program, const std::string& path,
+                                       const std::string& password) {
+  const jet::CheckResult result = jet::CheckFile(program.files, path, {.password = password});
+  if (result.sound()) return std::nullopt;
+  const auto first =
+      std::find_if(result.findings.begin(), result.findings.end(), [](const jet::Finding& finding) {
+        return finding.severity == jet::Finding::Severity::kProblem;
+      });
+  return fmt::format("the file is not sound: {} problem{}, first: {}", result.problems,
+                     result.problems == 1 ? "" : "s", jet::FormatFinding(*first));
 }
 
 ExitCode Check(Program& program, const ReadOptions& options) {

@@ -124,9 +124,14 @@ struct Stamp {
 void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
                StepReport& report) {
   const std::string& file = result.file;
-  std::optional<Stamp> backed_up;
+  std::optional<Stamp> before;
+  if (options.check || !options.backup.empty()) before.emplace(file);
+  if (options.check) {
+    if (const auto why = WhyNotSound(program, file, options.password)) {
+      throw jet::Error(jet::ErrorCode::kDamaged, *why + "; nothing was done");
+    }
+  }
   if (!options.backup.empty()) {
-    backed_up.emplace(file);
     result.backup = BackUp(program.files, file, options.backup, jet::SystemClock()());
   }
   ado::Environment environment(program.files);
@@ -134,8 +139,9 @@ void RunLadder(Program& program, const UpgradeOptions& options, Result& result,
   db::FileSession session(environment, result.kind, file, options.password);
   session.Open();
   WarnOfLockFile(program, file);
-  if (backed_up && *backed_up != Stamp(file)) {
-    throw std::runtime_error("another program wrote to the file since its backup began");
+  if (before && *before != Stamp(file)) {
+    throw std::runtime_error(fmt::format("another program wrote to the file since its {} began",
+                                         options.check ? "check" : "backup"));
   }
   session.ReadVersion();
   result.from = session.version;

@@ -85,7 +85,9 @@ struct UpgradeOptions : CommonOptions {
   std::optional<Kind> kind;
   bool dry_run = false;
   bool keep_partial = false;
-  std::string backup;  // a folder; empty: none
+  std::string backup;     // a folder; empty: none
+  bool check = false;     // whether the file is sound, before its first step
+  bool no_check = false;  // plan does otherwise
   bool summary = false;
   bool stop_on_error = false;
 };
@@ -109,6 +111,11 @@ struct DiffOptions : CommonOptions {
 };
 // ExitCode::kFailed if they differ.
 ExitCode Diff(Program& program, const DiffOptions& options);
+
+// Why a file is not sound: how many problems there are, and the first. Nothing of a
+// sound one.
+std::optional<std::string> WhyNotSound(Program& program, const std::string& path,
+                                       const std::string& password);
 
 // Opens to read: with other readers, without writing anything.
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,

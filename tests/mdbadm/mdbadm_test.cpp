@@ -181,8 +181,10 @@ TEST_F(MdbAdmTest, DryRunAndPlanKeepNothing) {
   const std::string data = ReadFileBytes(data_), tenkai = ReadFileBytes(tenkai_);
   EXPECT_THAT(MdbAdmOut({"upgrade", data_, "--dry-run"}), HasSubstr("\tData_Up_27\t27\t"));
   const nlohmann::json plan = MdbAdmJson({"plan", tenkai_});
-  ASSERT_EQ(plan.size(), upgrade::kTenkaiLatest - 4U);  // from 4 on, without 7
-  for (const nlohmann::json& step : plan) EXPECT_EQ(step["outcome"], "ok") << step;
+  // The check, and the steps from 4 on, without 7.
+  ASSERT_EQ(plan.size(), 1 + upgrade::kTenkaiLatest - 4U);
+  EXPECT_EQ(plan[0]["outcome"], "sound");
+  for (std::size_t i = 1; i < plan.size(); ++i) EXPECT_EQ(plan[i]["outcome"], "ok") << plan[i];
   EXPECT_EQ(ReadFileBytes(data_), data);
   EXPECT_EQ(ReadFileBytes(tenkai_), tenkai);
 }
@@ -203,13 +205,33 @@ TEST_F(MdbAdmTest, PlanNamesWhatStandsInTheWay) {
 
 TEST_F(MdbAdmTest, PlanWarnsOfNothingAtTheVersionsThatBringIt) {
   MakePair(14, 22);
-  EXPECT_THAT(MdbAdmOut({"plan", tenkai_}), EndsWith("\toutcome\n"));
+  EXPECT_THAT(MdbAdmOut({"plan", tenkai_, "--no-check"}), EndsWith("\toutcome\n"));
   for (const char* version : {"14", "19", "23"}) {
     MdbAdmOut({"upgrade", data_, "--to", version});
     EXPECT_THAT(MdbAdmOut({"plan", data_}), Not(HasSubstr("warning"))) << version;
   }
   MdbAdmOut({"repair-reinforcements", data_});
   EXPECT_THAT(MdbAdmOut({"plan", data_}), HasSubstr("reinforcement 4 transfers as FG"));
+}
+
+// A page of memos that no step looks at: a ladder runs past its damage.
+TEST_F(MdbAdmTest, AFileThatIsNotSoundIsRefusedWhereThatIsAsked) {
+  MakePair(26, 22, 50);
+  std::string bytes = ReadFileBytes(data_);
+  const std::size_t owner = bytes.rfind("LVAL");
+  ASSERT_EQ(owner % jet::kPageSize, 4U);
+  bytes.replace(owner - 4, jet::kPageSize, jet::kPageSize, '\0');
+  WriteFileBytes(data_, bytes);
+  const Outcome plan = MdbAdm({"plan", data_});
+  EXPECT_EQ(plan.status, 1);
+  EXPECT_THAT(plan.out, AllOf(HasSubstr("\tcheck\t\\N\tthe file is not sound: "),
+                              EndsWith("\tData_Up_27\t27\tok\n")));
+  EXPECT_EQ(MdbAdm({"plan", data_, "--no-check"}).status, 0);
+  const Outcome refused = MdbAdm({"upgrade", data_, "--check", "--json"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(nlohmann::json::parse(refused.err)["error"], "damaged");
+  EXPECT_TRUE(ReadFileBytes(data_) == bytes);
+  EXPECT_EQ(MdbAdm({"upgrade", data_}).status, 0);
 }
 
 // Step 14 gets no further than its tables.
