@@ -178,17 +178,6 @@ jet::Database& Catalog::Bound() {
   return *connection_->database();
 }
 
-std::vector<std::string> Catalog::TableNames() {
-  jet::Database& database = Bound();
-  return Translated([&] {
-    std::vector<std::string> names;
-    for (const jet::ObjectInfo& object : database.Objects()) {
-      if (object.kind == jet::ObjectKind::kTable) names.push_back(object.name);
-    }
-    return names;
-  });
-}
-
 Table Catalog::GetTable(std::string_view name) {
   jet::Database& database = Bound();
   const auto object = Translated([&] { return database.Find(name); });
@@ -247,30 +236,6 @@ std::string QueryText(jet::Database& database, const jet::ObjectInfo& query) {
   const jet::QueryDefinition stored = database.LoadQuery(query);
   const auto verbatim = VerbatimText(database, query, stored);
   return verbatim ? *verbatim : sql::Format(stored);
-}
-
-std::string CommandText(jet::Database& database, const jet::ObjectInfo& query) {
-  try {
-    return QueryText(database, query);
-  } catch (const sql::Error&) {
-    // Rows that make no sense: an error when the query is run.
-  } catch (const jet::Error& error) {
-    if (error.code() != jet::ErrorCode::kDamaged) throw;
-  }
-  return {};
-}
-
-std::vector<View> Catalog::Views() {
-  jet::Database& database = Bound();
-  return Translated([&] {
-    std::vector<View> views;
-    for (const jet::ObjectInfo& object : database.Objects()) {
-      if (object.kind == jet::ObjectKind::kQuery) {
-        views.push_back({object.name, CommandText(database, object)});
-      }
-    }
-    return views;
-  });
 }
 
 }  // namespace ado

@@ -33,11 +33,6 @@ struct Command {
   std::string command_text;
 };
 
-struct View {
-  std::string name;
-  std::string command_text;
-};
-
 // A table of a catalog, or a new one that no database holds yet. Appending to
 // a table of a catalog changes the stored table at once. A new one becomes such
 // a table by Catalog::AppendTable; all copies are the same table, and keep the
@@ -62,9 +57,6 @@ class Table {
 // The text of a saved query: as it was given, as long as it still says what the
 // query's rows say, else made from the rows. sql::Error for rows that make no sense.
 std::string QueryText(jet::Database& database, const jet::ObjectInfo& query);
-// The same as the provider tells it: broken rows have an empty text; such a query
-// fails when it is run.
-std::string CommandText(jet::Database& database, const jet::ObjectInfo& query);
 
 class Catalog {
  public:
@@ -73,17 +65,12 @@ class Catalog {
   // kErrNoConnection for an empty text, as everything else before it.
   void SetActiveConnection(std::string_view connection_string);
 
-  // User tables in the order of the catalog.
-  std::vector<std::string> TableNames();
   Table GetTable(std::string_view name);  // kErrItemNotFound
   // Whole or not at all; kErrObjectExists.
   void AppendTable(const Table& table);
   // Stores the text verbatim and as the rows that the provider runs. kErrSql,
   // kErrObjectExists.
   void AppendView(std::string_view name, const Command& command);
-  // The verbatim text where it still says what is stored, else the stored rows
-  // told as SQL; empty for rows that are no SELECT.
-  std::vector<View> Views();
 
  private:
   jet::Database& Bound();

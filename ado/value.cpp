@@ -32,13 +32,6 @@ std::string CurrencyText(Currency amount) {
   return text;
 }
 
-template <class Integer>
-Integer RoundTo(double number) {
-  const auto rounded = jet::RoundHalfEven<Integer>(number);
-  if (!rounded) throw Error::Standard(kErrOverflow);
-  return *rounded;
-}
-
 struct TextOf {
   std::string operator()(Null) const { throw Error::Standard(kErrInvalidNull); }
   std::string operator()(bool value) const { return value ? "True" : "False"; }
@@ -94,8 +87,11 @@ double LeadingNumber(std::string_view text) {
   return *number;
 }
 
-std::int16_t ToInt16(double number) { return RoundTo<std::int16_t>(number); }
-std::int32_t ToInt32(double number) { return RoundTo<std::int32_t>(number); }
+std::int16_t ToInt16(double number) {
+  const auto rounded = jet::RoundHalfEven<std::int16_t>(number);
+  if (!rounded) throw Error::Standard(kErrOverflow);
+  return *rounded;
+}
 
 std::string WithoutLast(std::string_view text, std::size_t units) {
   std::u16string cut = jet::ToUtf16(text);

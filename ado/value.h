@@ -44,7 +44,6 @@ double LeadingNumber(std::string_view text);
 
 // Half to even; error 6 outside the range.
 std::int16_t ToInt16(double number);
-std::int32_t ToInt32(double number);
 // A number from any value; error 94 for Null, kErrIntegrity for text that is not one.
 double ToDouble(const Value& value);
 

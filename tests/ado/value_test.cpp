@@ -105,8 +105,6 @@ TEST_P(Values, RoundToIntegersHalfToEven) {
   for (double number : {40000.0, 32767.5, -32768.6, 1e300, std::nan("")}) {
     EXPECT_RAISES(ado::kErrOverflow, ado::ToInt16(number));
   }
-  EXPECT_EQ(ado::ToInt32(40000.5), 40000);
-  EXPECT_RAISES(ado::kErrOverflow, ado::ToInt32(2147483648.0));
 }
 
 jet::ColumnDef ColumnOf(ColumnType type, std::uint16_t length = 0) {

@@ -229,7 +229,7 @@ const Failure kFailures[] = {
 std::string Told(StepBench& bench, std::string_view table) {
   Texts lines;
   if (table.empty()) {
-    lines = bench.QueryNames();
+    lines = bench.Queries();
   } else if (bench.HasTable(table)) {
     lines = bench.Fields(table) + bench.Rows(table);
   }

@@ -107,8 +107,8 @@ Listing ReadByUs(StepBench& bench) {
   for (const std::string& name : bench.Tables()) {
     listing.tables[name] = {Head(*bench.database().OpenTable(name)), bench.Rows(name)};
   }
-  for (const ado::View& query : bench.Queries()) {
-    listing.queries.insert(listing.queries.end(), {query.name, query.command_text});
+  for (const std::string& query : bench.Queries()) {
+    listing.queries.insert(listing.queries.end(), {query, bench.QueryText(query)});
   }
   return listing;
 }

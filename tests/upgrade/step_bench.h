@@ -153,12 +153,10 @@ class StepBench {
     return columns;
   }
   bool HasTable(std::string_view table) { return Columns(table) != Texts{"!3265"}; }
-  Texts Tables() { return db().BindCatalog()->TableNames(); }
-  std::vector<ado::View> Queries() { return db().BindCatalog()->Views(); }
-  Texts QueryNames() {
-    Texts names;
-    for (const ado::View& view : Queries()) names.push_back(view.name);
-    return names;
+  Texts Tables() { return Names(jet::ObjectKind::kTable); }
+  Texts Queries() { return Names(jet::ObjectKind::kQuery); }
+  std::string QueryText(std::string_view query) {
+    return ado::QueryText(database(), *database().Find(query));
   }
   // Everything that the database holds.
   std::string Content() { return test_support::ContentOf(database()); }
@@ -192,6 +190,13 @@ class StepBench {
 
  private:
   std::string Path() const { return "/bench/" + std::string(db::FileNameOf(kind_)); }
+  Texts Names(jet::ObjectKind kind) {
+    Texts names;
+    for (const jet::ObjectInfo& object : database().Objects()) {
+      if (object.kind == kind) names.push_back(object.name);
+    }
+    return names;
+  }
   static std::string Text(const ado::Value& value) {
     return jet::IsNull(value) ? kNull : ado::ToText(value);
   }

@@ -197,15 +197,15 @@ TEST_F(TransferSqlite, SavedQueriesAnswerTheSame) {
   });
   Sqlite sqlite;
   Export(sqlite);
-  const std::vector<ado::View> views = bench_.Queries();
+  const Texts names = bench_.Queries();
   Texts queries;
-  for (const ado::View& view : views) queries.push_back(ForSqlite(view.command_text));
+  for (const std::string& name : names) queries.push_back(ForSqlite(bench_.QueryText(name)));
   const std::vector<Texts> answers = sqlite.Ask(queries, kNull);
   const std::size_t least[] = {400, 150, 100, 40, 120};
-  ASSERT_EQ(views.size(), std::size(least));
-  for (std::size_t i = 0; i < views.size(); ++i) {
+  ASSERT_EQ(names.size(), std::size(least));
+  for (std::size_t i = 0; i < names.size(); ++i) {
     const bool groups = queries[i].find("GROUP BY") != std::string::npos;
-    Texts expected, found = bench_.Rows(views[i].name);
+    Texts expected, found = bench_.Rows(names[i]);
     for (const std::string& line : answers[i]) {
       // Without the number of a group's first row; a real number that is whole
       // has no point with us.
@@ -214,8 +214,8 @@ TEST_F(TransferSqlite, SavedQueriesAnswerTheSame) {
     }
     std::ranges::sort(expected);
     std::ranges::sort(found);
-    EXPECT_EQ(found, expected) << views[i].name;
-    EXPECT_GT(found.size(), least[i]) << views[i].name;
+    EXPECT_EQ(found, expected) << names[i];
+    EXPECT_GT(found.size(), least[i]) << names[i];
   }
 }
 
@@ -223,12 +223,12 @@ TEST_F(TransferSqlite, SavedQueriesAnswerTheSame) {
 TEST(TransferQueries, StoredRowsSayWhatTheirTextsSay) {
   StepBench bench(Kind::kData, 27);
   jet::Database& database = bench.database();
-  for (const ado::View& view : bench.Queries()) {
-    const jet::QueryDefinition stored = database.LoadQuery(*database.Find(view.name));
-    EXPECT_EQ(sql::Parse(view.command_text), stored) << view.name;
+  for (const std::string& name : bench.Queries()) {
+    const jet::QueryDefinition stored = database.LoadQuery(*database.Find(name));
+    EXPECT_EQ(sql::Parse(bench.QueryText(name)), stored) << name;
     const std::string rebuilt = sql::Format(stored);
-    EXPECT_NE(rebuilt, view.command_text);
-    EXPECT_EQ(sql::Parse(rebuilt), stored) << view.name;
+    EXPECT_NE(rebuilt, bench.QueryText(name));
+    EXPECT_EQ(sql::Parse(rebuilt), stored) << name;
   }
 }
 

@@ -45,7 +45,7 @@ TEST(DataStep14, EndsAtATableThatIsThere) {
   for (const auto& test : cases) {
     StepBench bench(Kind::kData, 13);
     ASSERT_EQ(bench.Edit([&](db::DbHandle& db) { test.make(db, test.there); }), 0);
-    const Texts before = bench.Tables(), queries = bench.QueryNames();
+    const Texts before = bench.Tables(), queries = bench.Queries();
     EXPECT_EQ(bench.Run("Data_Up_14"), 0) << test.there;
     Texts created;
     for (const auto& [name, columns] : std::span(kTables).first(test.created)) {
@@ -54,7 +54,7 @@ TEST(DataStep14, EndsAtATableThatIsThere) {
       EXPECT_EQ(bench.Count(name), 0U) << name;
     }
     EXPECT_EQ(bench.Tables(), before + created) << test.there;
-    EXPECT_EQ(bench.QueryNames(), queries);
+    EXPECT_EQ(bench.Queries(), queries);
     // Nothing gave the reinforcements their column, which the ladder misses next.
     EXPECT_EQ(bench.Upgrade(27), ado::kErrItemNotFound) << test.there;
     EXPECT_EQ(bench.Values(kVersions, "Ver_No"), Texts{"13"});
@@ -75,7 +75,7 @@ TEST(DataStep14, IsNotMadeUpForAfterAFailure) {
   EXPECT_EQ(bench.Values(kVersions, "Ver_No"), Texts{"27"});
   EXPECT_EQ(bench.Values(kShapeConversion, "形状名ＩＤ"), Numbers(147, 160));
   EXPECT_EQ(bench.Count(kAccessoryConversion), 0U);
-  EXPECT_THAT(bench.QueryNames(), ElementsAre("拾い転送_データ転記Add"));
+  EXPECT_THAT(bench.Queries(), ElementsAre("拾い転送_データ転記Add"));
 }
 
 // The error of the early end is gone when step 16 has created its table.
@@ -110,7 +110,7 @@ TEST(DataSteps14To16, OverflowBehindTheLastCounter) {
   EXPECT_EQ(bench.Run("Data_Up_14"), ado::kErrOverflow);
   EXPECT_EQ(bench.Value(kReinforcements, "転送名称", 32766), "補強");
   EXPECT_EQ(bench.Value(kReinforcements, "転送名称", 32767), kNull);
-  EXPECT_THAT(bench.QueryNames(), ElementsAre());
+  EXPECT_THAT(bench.Queries(), ElementsAre());
   EXPECT_EQ(bench.Run("Data_Up_15"), ado::kErrOverflow);
   EXPECT_EQ(bench.Value(kReinforcements, "転送名称", 32767), "補強");
   EXPECT_EQ(bench.Run("Data_Up_16b"), ado::kErrOverflow);
