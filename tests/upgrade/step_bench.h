@@ -11,6 +11,7 @@
 #include "samples/columns.h"
 #include "samples/sample.h"
 #include "tests/support/content.h"
+#include "tests/support/definition_check.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/temp_db.h"
 #include "upgrade/ladders.h"
@@ -167,6 +168,7 @@ class StepBench {
   }
   // Nothing is wrong with the file itself.
   void ExpectSound() {
+    EXPECT_THAT(test_support::RewriteDefinitions(database()).changed, testing::IsEmpty());
     const test_support::TempFolder folder;
     const std::string path = folder.File("x.mdb");
     WriteTo(path);

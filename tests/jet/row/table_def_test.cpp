@@ -5,6 +5,7 @@
 #include "jet/base/bytes.h"
 #include "jet/row/table_def_bytes.h"
 #include "jet/row/table_def_chain.h"
+#include "tests/support/definition_check.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -136,23 +137,10 @@ TEST(TableDefs, OfRealFilesComeBackByteForByte) {
   SKIP_WITHOUT_SAMPLES();
   std::size_t definitions = 0, chains = 0;
   ForEachSample([&](const std::string&, Database& database) {
-    Pager& pager = Internals(database).pager();
-    for (const ObjectInfo& object : database.Objects()) {
-      if (object.type != 1 || object.kind == ObjectKind::kOther) continue;
-      const PageNumber page{static_cast<std::uint32_t>(object.id)};
-      const TableDef def = LoadTableDef(pager, page);
-      Bytes stored;
-      for (const PageNumber part : def.pages) {
-        const PageRef ref = pager.Read(part);
-        AddBytes(stored, part == page ? ByteView(ref.bytes()) : ref.bytes().subspan(8));
-      }
-      const Bytes ours = WriteDefinition(def);
-      ASSERT_EQ(GetU32(ours, 8), GetU32(stored, 8)) << object.name;
-      // Behind the content stands what the writer's memory held.
-      EXPECT_TRUE(std::equal(ours.begin() + 8, ours.end(), stored.begin() + 8)) << object.name;
-      ++definitions;
-      chains += def.pages.size() > 1 ? 1 : 0;
-    }
+    const DefinitionCheck check = RewriteDefinitions(database);
+    EXPECT_THAT(check.changed, testing::IsEmpty());
+    definitions += check.definitions;
+    chains += check.chains;
   });
   EXPECT_GT(definitions, 200u);
   EXPECT_GT(chains, 0u);
