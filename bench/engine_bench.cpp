@@ -1,6 +1,7 @@
 // Single operations of the engine.
 #include <benchmark/benchmark.h>
 
+#include "bench/folder.h"
 #include "bench/rows.h"
 #include "db/kind.h"
 #include "db/version_record.h"
@@ -8,7 +9,6 @@
 #include "jet/database/internals.h"
 #include "jet/sort/collation.h"
 #include "samples/sample.h"
-#include "tests/support/temp_db.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ class Files {
   }
 
  private:
-  test_support::TempFolder folder_;
+  bench::Folder folder_;
   std::unique_ptr<jet::FileSystem> system_ = jet::MakeSystemFiles();
   std::string sample_, rows_;
 };

@@ -1,11 +1,11 @@
 // The saved queries: parsing their texts, and running them over a small site.
 #include <benchmark/benchmark.h>
 
+#include "bench/folder.h"
 #include "bench/rows.h"
 #include "db/kind.h"
 #include "samples/sample.h"
 #include "sql/sql.h"
-#include "tests/support/temp_db.h"
 #include "upgrade/ladders.h"
 
 namespace {
@@ -35,7 +35,7 @@ struct Site {
     static Site site;
     return site;
   }
-  test_support::TempFolder folder;
+  bench::Folder folder;
   std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
   std::unique_ptr<jet::Database> database;
   std::vector<jet::QueryDefinition> definitions;

@@ -44,7 +44,7 @@ MAY_INCLUDE = {
     "tests/support": BELOW_DB,
     "tests": ALL + ["tests/support", "fuzz"],
     "fuzz": BELOW_PROGRAMS + ["tests/support"],
-    "bench": BELOW_PROGRAMS + ["tests/support"],
+    "bench": BELOW_PROGRAMS,
 }
 
 INCLUDE = re.compile(r'^ *# *include *"([^"]+)"', re.M)
