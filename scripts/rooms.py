@@ -1,6 +1,7 @@
 """The rooms of the tree, what each may include, and what the sources really include."""
 
 import pathlib
+import posixpath
 import re
 import subprocess
 
@@ -47,7 +48,7 @@ MAY_INCLUDE = {
     "bench": BELOW_PROGRAMS,
 }
 
-INCLUDE = re.compile(r'^ *# *include *"([^"]+)"', re.M)
+INCLUDE = re.compile(r'^ *# *include *["<]([^">]+)[">]', re.M)
 
 
 def sources():
@@ -80,8 +81,9 @@ def includes():
     known = set(ours)
     for path in ours:
         for included in INCLUDE.findall((ROOT / path).read_text(encoding="utf-8")):
-            if included in known:
-                yield path, included
+            beside = posixpath.normpath(posixpath.join(posixpath.dirname(path), included))
+            for found in {included, beside} & known:
+                yield path, found
 
 
 def circles(arrows):
