@@ -781,59 +781,6 @@ TEST_F(Form1Test, EventsDuringAnEventDoNothing) {
   EXPECT_EQ(view.captions[0], Caption(kDataLatest));
 }
 
-TEST(AdviceTest, GoesByTheCauseAndTheStateOfTheFile) {
-  using app::Event;
-  using app::Saved;
-  using jet::ErrorCode;
-  struct Case {
-    Event event;
-    std::int32_t number;
-    std::optional<ErrorCode> cause;
-    Saved saved;
-    const char *state, *to_do;
-  };
-  const Case cases[] = {
-      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDiskFull, Saved::kFailed, "変更されていません",
-       "原因を取り除いて"},
-      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDamaged, Saved::kNothing, "変更されていません",
-       "コピーしておいたファイルに戻し"},
-      {Event::kUpgrade, ado::kErrFail, ErrorCode::kDamaged, Saved::kYes, "元のままです",
-       "更新の前にとったコピー"},
-      {Event::kUpgrade,
-       ado::kErrMissingStep,
-       {},
-       Saved::kNothing,
-       "変更されていません。このメッセージを",
-       "管理者に"},
-      {Event::kUpgrade, ado::kErrFail, ErrorCode::kUnfinished, Saved::kPending,
-       "終わった変更は記録されていて", "更新の前にとったコピー"},
-      {Event::kRepair, 3021, {}, Saved::kYes, "残っています", "続ける前に"},
-      {Event::kRepair, 3265, {}, Saved::kNothing, "変更されていません", "管理者に"},
-      {Event::kRepair, 7, {}, Saved::kUnknown, "分かりません", "バージョンを確かめて"},
-      {Event::kUpgrade, ado::kErrFail, ErrorCode::kIo, Saved::kFailed, "変更されていません",
-       "原因を取り除いて"},
-      {Event::kChoose,
-       ado::kErrOverflow,
-       {},
-       Saved::kNothing,
-       "変更していません。ファイルを選び",
-       ""},
-      {Event::kChoose, ado::kErrFail, {}, Saved::kNothing, "変更していません", "原因を取り除いて"},
-      {Event::kChoose, ado::kErrFail, ErrorCode::kInUse, Saved::kNothing, "変更していません",
-       "原因を取り除いて"},
-      {Event::kChoose, ado::kErrFail, ErrorCode::kNotJet4, Saved::kNothing, "変更していません",
-       "選び間違えて"},
-      {Event::kChoose, ado::kErrFail, ErrorCode::kDamaged, Saved::kNothing, "変更していません",
-       "コピーしておいたファイルに戻し"},
-  };
-  for (const Case& each : cases) {
-    const std::string advice =
-        app::Advice(each.event, {.number = each.number, .cause = each.cause}, each.saved);
-    EXPECT_THAT(advice, HasSubstr(each.state));
-    EXPECT_THAT(advice, HasSubstr(each.to_do)) << each.state;
-  }
-}
-
 // Words of another language than the operator's, but for names and what the
 // provider's own texts say so.
 std::vector<std::string> ForeignWords(const std::string& box) {

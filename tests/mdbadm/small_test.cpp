@@ -7,7 +7,6 @@
 #include "ado/error.h"
 #include "mdbadm/backup.h"
 #include "mdbadm/failure.h"
-#include "mdbadm/overlay_files.h"
 #include "samples/sample.h"
 #include "sql/sql.h"
 #include "tests/mdbadm/program.h"
@@ -151,34 +150,6 @@ TEST_F(SmallTest, FailuresCarryTheProvidersNumberAndLeaveNothingBehind) {
   EXPECT_EQ(CodeOf([&] { mdbadm::BackUp(files, "/d/Data.mdb", folder, now); }),
             jet::ErrorCode::kDiskFull);
   EXPECT_FALSE(files.Exists(folder + "/Data-20240131-235958.mdb.new"));
-}
-
-TEST_F(SmallTest, FilesToTryOnKeepWhatIsWrittenApart) {
-  const std::string path = folder_.File("f");
-  const std::string before(10'000, 'x');
-  WriteFileBytes(path, before);
-  mdbadm::OverlayFiles overlay(*files_);
-  const auto file = overlay.Open(path, jet::OpenMode::kExclusive);
-  const auto read = [&](std::uint64_t at, std::size_t count) {
-    jet::Bytes bytes(count);
-    file->Read(at, bytes);
-    return std::string(bytes.begin(), bytes.end());
-  };
-  file->Write(4090, jet::Bytes(10, 'y'));
-  EXPECT_EQ(read(4089, 12), "xyyyyyyyyyyx");
-  // What was cut off reads as zero when the file grows again: within a block, at
-  // the start of one, and what lies unchanged below.
-  file->Truncate(4092);
-  file->Reserve(12'000);
-  EXPECT_EQ(read(4090, 8), std::string("yy") + std::string(6, '\0'));
-  EXPECT_EQ(read(9000, 4), std::string(4, '\0'));
-  file->Write(8192, jet::Bytes(4, 'z'));
-  file->Truncate(8192);
-  EXPECT_EQ(CodeOf([&] { read(8190, 4); }), jet::ErrorCode::kIo);
-  file->Reserve(9000);
-  EXPECT_EQ(read(8190, 4), std::string(4, '\0'));
-  EXPECT_EQ(ReadFileBytes(path), before);
-  EXPECT_EQ(CodeOf([&] { overlay.Remove(path); }), jet::ErrorCode::kReadOnly);
 }
 
 TEST_F(SmallTest, TheKindOfAFileIsItsExactName) {

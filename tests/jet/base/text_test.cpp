@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "jet/base/error.h"
 #include "tests/support/temp_db.h"
 
@@ -14,36 +16,54 @@ bool Compressed(const Bytes& stored) {
   return stored.size() >= 2 && stored[0] == 0xFF && stored[1] == 0xFE;
 }
 
+struct Compression {
+  const char* name;
+  std::u16string text;
+  bool in_column, in_memo;
+};
+
+class CompressionTest : public testing::TestWithParam<Compression> {};
+
 // Of three units and more, where it saves bytes; a text column also where it
 // takes as many.
-TEST(EncodeText, CompressesWhereItPays) {
-  const struct {
-    std::u16string text;
-    bool in_column, in_memo;
-  } cases[] = {
-      {u"", false, false},
-      {u"AB", false, false},  // as long
-      {u"ABC", true, true},
-      {u"\u0001\u00FF\u00E4", true, true},
-      {u"ABC\u3042", true, false},  // as long
-      {u"ABCD\u3042", true, true},
-      {u"AB\u3042", false, false},
-      {u"\u3042\u3044\u3046", false, false},
-      {u"ABCDEFGH\u3000", false, false},  // a low byte of zero would end the run
-      {u"ABCDEFGH\u4E00", false, false},
-      {std::u16string(u"ABCDEFGH\0", 9), false, false},
-      {u"ABCDEFGH\u0100", false, false},
-      {u"ABCDEFGH\u0101", true, true},
-  };
-  for (const auto& c : cases) {
-    const std::string text = ToUtf8(c.text);
-    EXPECT_EQ(Compressed(EncodeText(c.text, TextForm::kText)), c.in_column) << text;
-    EXPECT_EQ(Compressed(EncodeText(c.text, TextForm::kInlineMemo)), c.in_memo) << text;
+TEST_P(CompressionTest, HappensWhereItPays) {
+  const auto& [name, text, in_column, in_memo] = GetParam();
+  EXPECT_EQ(Compressed(EncodeText(text, TextForm::kText)), in_column);
+  EXPECT_EQ(Compressed(EncodeText(text, TextForm::kInlineMemo)), in_memo);
+  EXPECT_EQ(EncodeText(text, TextForm::kPlain), EncodePlain(text));
+}
+
+const Compression kCompressions[] = {
+    {"Nothing", u"", false, false},
+    {"TwoLetters", u"AB", false, false},  // as long
+    {"ThreeLetters", u"ABC", true, true},
+    {"EndsOfOneByte", u"\u0001\u00FF\u00E4", true, true},
+    {"OneKanaAsLong", u"ABC\u3042", true, false},
+    {"OneKanaShorter", u"ABCD\u3042", true, true},
+    {"OneKanaLonger", u"AB\u3042", false, false},
+    {"KanaAlone", u"\u3042\u3044\u3046", false, false},
+    {"LowByteOfZero", u"ABCDEFGH\u3000", false, false},  // would end the run
+    {"KanjiOfZero", u"ABCDEFGH\u4E00", false, false},
+    {"UnitZero", std::u16string(u"ABCDEFGH\0", 9), false, false},
+    {"FirstOfTwoBytes", u"ABCDEFGH\u0100", false, false},
+    {"SecondOfTwoBytes", u"ABCDEFGH\u0101", true, true},
+};
+INSTANTIATE_TEST_SUITE_P(Of, CompressionTest, testing::ValuesIn(kCompressions),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(EncodeText, AnyUnitsComeBack) {
+  constexpr char16_t kUnits[] = {0,      1,      'A',    0xFF,   0x100, 0x101,
+                                 0x3042, 0x4E00, 0xD800, 0xDC00, 0xFFFF};
+  std::mt19937 random(11);
+  for (int i = 0; i < 20'000; ++i) {
+    std::u16string text(random() % 9, u' ');
+    for (char16_t& unit : text) unit = kUnits[random() % std::size(kUnits)];
     for (const TextForm form : {TextForm::kPlain, TextForm::kText, TextForm::kInlineMemo}) {
-      EXPECT_EQ(DecodeText(EncodeText(c.text, form)), text);
+      const Bytes stored = EncodeText(text, form);
+      ASSERT_LE(stored.size(), 2 * text.size());
+      ASSERT_EQ(ToUtf16(DecodeText(stored)), text);
     }
-    EXPECT_EQ(EncodeText(c.text, TextForm::kPlain), EncodePlain(c.text));
-    EXPECT_EQ(DecodePlain(EncodePlain(c.text)), text);
+    ASSERT_EQ(ToUtf16(DecodePlain(EncodePlain(text))), text);
   }
 }
 

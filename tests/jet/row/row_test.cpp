@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <random>
+
 #include "jet/base/bytes.h"
 #include "jet/check/rows.h"
 #include "tests/support/temp_db.h"
@@ -140,6 +143,62 @@ TEST_F(RowTest, SlotsOfDroppedColumnsMayGoDown) {
   }
   row[12] = 4;  // of the second live column, into the first
   EXPECT_EQ(splitter.Split(row, fields, nullptr), "has column c3 out of order");
+}
+
+// Rows of every age, while columns come and go.
+TEST_F(RowTest, AnyRowIsReadByAnyLaterDefinition) {
+  const std::pair<ColumnType, std::uint16_t> types[] = {{kBoolean, 0}, {kByte, 0},  {kLong, 0},
+                                                        {kDouble, 0},  {kText, 40}, {kBinary, 20}};
+  std::mt19937 random(3);
+  const auto below = [&](std::size_t n) { return random() % n; };
+  const auto value_for = [&](ColumnType type) -> Value {
+    if (type == kBoolean) return below(2) == 0;
+    if (below(3) == 0) return Null{};
+    if (type == kByte) return static_cast<std::uint8_t>(below(256));
+    if (type == kLong) return static_cast<std::int32_t>(random());
+    if (type == kDouble) return static_cast<double>(below(1000)) / 8;
+    if (type == kText) return std::string(below(20), 'x');
+    return Bytes(below(20), 7);
+  };
+  for (int round = 0; round < 100; ++round) {
+    SCOPED_TRACE(round);
+    def_ = {};
+    // A row without offsets shows only by the first variable column that it is one.
+    const bool offsets = round % 2 == 0;
+    if (offsets) Add(kText, 40);
+    std::vector<std::pair<Bytes, std::map<std::uint16_t, Value>>> rows;  // values by column id
+    for (int step = 0; step < 30; ++step) {
+      if (below(2) == 0) {
+        const auto& [type, length] = types[below(std::size(types))];
+        Add(type, length);
+      } else if (below(3) == 0 && !def_.columns.empty()) {
+        const std::size_t at = below(def_.columns.size());
+        if (offsets || def_.columns[at].fixed()) Drop(at);
+      } else {
+        Row values;
+        rows.emplace_back();
+        for (const ColumnDef& column : def_.columns) {
+          values.push_back(rows.back().second[column.id.value] = value_for(column.type));
+        }
+        rows.back().first = Encode(values);
+      }
+      for (auto& [bytes, values] : rows) {
+        Row expected;
+        for (const ColumnDef& column : def_.columns) {
+          const auto found = values.find(column.id.value);
+          const Value none = column.type == kBoolean ? Value(false) : Value(Null{});
+          expected.push_back(found != values.end() ? found->second : none);
+        }
+        ASSERT_EQ(Decode(bytes), expected) << step;
+        if (below(8) != 0) continue;
+        RowEncoder encoder;
+        encoder.Begin(def_);
+        encoder.SetFrom(RowView(def_, bytes));
+        bytes = Copy(encoder.Finish());
+        ASSERT_EQ(Decode(bytes), expected) << step << ", written again";
+      }
+    }
+  }
 }
 
 TEST_F(RowTest, NamesDamage) {
