@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "jet/base/number.h"
 #include "sql/error.h"
 #include "sql/run/expression.h"
 
@@ -77,7 +78,7 @@ class Arithmetic : public Node {
       case Operator::kPower:
         return std::pow(a, b);
       default: {
-        const double x = Checked(std::nearbyint(a)), y = Checked(std::nearbyint(b));
+        const double x = Whole(a), y = Whole(b);
         RequireDivisor(y);
         return op_ == Operator::kModulo ? std::fmod(x, y) : std::trunc(x / y);
       }
@@ -86,6 +87,12 @@ class Arithmetic : public Node {
 
   static void RequireDivisor(double number) {
     if (number == 0) throw Error(ErrorCode::kBadValue, "division by zero");
+  }
+
+  static std::int32_t Whole(double number) {
+    const auto whole = jet::RoundHalfEven<std::int32_t>(number);
+    if (!whole) throw Error(ErrorCode::kBadValue, "a computed number is out of range");
+    return *whole;
   }
 
   double Checked(double number) const {
