@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+#include <vector>
+
 namespace {
 
 using ado::Error;
@@ -13,7 +16,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 constexpr char kFile[] = "/業務/見積.mdb";
-constexpr int kCodes = static_cast<int>(ErrorCode::kNotSupported) + 1;
+constexpr std::size_t kCodes = static_cast<std::size_t>(ErrorCode::kNotSupported) + 1;
 
 jet::Error Named(ErrorCode code) {
   jet::Error error = code == ErrorCode::kDamaged
@@ -23,67 +26,55 @@ jet::Error Named(ErrorCode code) {
   return error;
 }
 
-TEST(ProviderErrors, EveryErrorOfTheEngineHasItsNumberAndText) {
-  constexpr ado::ErrorNumber kFail = -2147467259, kRefused = -2147217887, kTaken = -2147217857;
-  struct Case {
-    ErrorCode code;
-    ado::ErrorNumber number;
-    const char *named, *told;  // F: file, T: table, C: column
+// A number, the places that the text names, and the errors that become it.
+struct Translation {
+  ado::ErrorNumber number;
+  std::string_view named;  // F: file, T: table, C: column
+  std::vector<ErrorCode> codes;
+};
+
+TEST(ProviderErrors, EveryErrorOfTheEngineHasItsNumberAndNamesItsPlace) {
+  using enum ErrorCode;
+  const Translation translations[] = {
+      {ado::kErrFail,
+       "F",
+       {kFileNotFound, kNoPermission, kInUse, kNotJet4, kNeedsRepair, kIo, kUnfinished, kUncertain,
+        kDiskFull, kFileTooLarge}},
+      {ado::kErrWrongPassword, "F", {kWrongPassword}},
+      {ado::kErrReadOnly, "F", {kReadOnly}},
+      {ado::kErrFail, "FT", {kDamaged}},
+      {ado::kErrNoTable, "T", {kTableMissing}},
+      {ado::kErrObjectExists, "T", {kNameTaken}},
+      {ado::kErrItemNotFound, "C", {kColumnMissing}},
+      {ado::kErrColumnExists, "TC", {kColumnExists}},
+      {ado::kErrObjectExists, "TC", {kIndexExists}},
+      {ado::kErrFail, "C", {kBadName}},
+      {ado::kErrFail, "T", {kTooManyColumns, kTooManyIndexes, kNotSupported}},
+      {ado::kErrIntegrity, "T", {kRowTooLong}},
+      {ado::kErrIntegrity,
+       "C",
+       {kTextTooLong, kOutOfRange, kWrongType, kBadText, kRequired, kZeroLength}},
+      {ado::kErrIntegrity, "TC", {kDuplicateKey, kNullKey, kKeyTooLong, kUnsortable}},
   };
-  constexpr Case kCases[] = {
-      {ErrorCode::kFileNotFound, kFail, "F", "が見つかりません。ファイルの場所と名前を確認"},
-      {ErrorCode::kNoPermission, kFail, "F", "を開く権限がありません。読み取り専用の属性と"},
-      {ErrorCode::kInUse, kFail, "F", "はほかのプログラムが使用中です。"},
-      {ErrorCode::kNotJet4, kFail, "F", " は Jet 4.0 形式のデータベースではありません。"},
-      {ErrorCode::kWrongPassword, -2147217843, "F", " のデータベース パスワードが正しくありません"},
-      {ErrorCode::kNeedsRepair, kFail, "F", " は書き込みの途中で中断されています。"},
-      {ErrorCode::kIo, kFail, "F", " の読み書きに失敗しました。ディスクの状態を確認"},
-      {ErrorCode::kUnfinished, kFail, "F", " への保存が途中で止まりました。"},
-      {ErrorCode::kUncertain, kFail, "F", "書きかけの内容を取り消せませんでした。"},
-      {ErrorCode::kDiskFull, kFail, "F", " を書き込むディスクの空き領域が足りません。"},
-      {ErrorCode::kFileTooLarge, kFail, "F", "データベースは 2 GB まで、1 回の変更は 1 GB まで"},
-      {ErrorCode::kReadOnly, 3251, "F", " は読み取り専用で開かれています。更新はできません。"},
-      {ErrorCode::kDamaged, kFail, "FT", " のページ 12 が壊れています。バックアップから戻すか"},
-      {ErrorCode::kTableMissing, -2147217865, "T",
-       "テーブルまたはクエリ '工法表' が見つかりません"},
-      {ErrorCode::kNameTaken, kTaken, "T", "テーブルまたはクエリ '工法表' は既に存在します。"},
-      {ErrorCode::kColumnMissing, 3265, "C", "コレクションで見つかりません。（'工法'）"},
-      {ErrorCode::kColumnExists, -2147217858, "TC", "フィールド '工法' はテーブル"},
-      {ErrorCode::kIndexExists, kTaken, "TC", "インデックス '工法' はテーブル"},
-      {ErrorCode::kBadName, kFail, "C", " は使用できません。"},
-      {ErrorCode::kTooManyColumns, kFail, "T", " のフィールドが多すぎます。"},
-      {ErrorCode::kTooManyIndexes, kFail, "T", " のインデックスが多すぎます。"},
-      {ErrorCode::kRowTooLong, kRefused, "T", " のレコードが長すぎます。"},
-      {ErrorCode::kTextTooLong, kRefused, "C", " の値が長すぎます。"},
-      {ErrorCode::kOutOfRange, kRefused, "C", " の値が範囲を超えています。"},
-      {ErrorCode::kWrongType, kRefused, "C", " の型に値を変換できません。"},
-      {ErrorCode::kBadText, kRefused, "C", " の文字列が正しい Unicode ではありません。"},
-      {ErrorCode::kRequired, kRefused, "C", " には値が必要です。Null は保存できません。"},
-      {ErrorCode::kZeroLength, kRefused, "C", " に長さ 0 の文字列は保存できません。"},
-      {ErrorCode::kDuplicateKey, kRefused, "TC", "のインデックス '工法' の値が重複するため"},
-      {ErrorCode::kNullKey, kRefused, "TC", "の主キー '工法' に Null は保存できません。"},
-      {ErrorCode::kKeyTooLong, kRefused, "TC", "のインデックス '工法' の値が長すぎます。"},
-      {ErrorCode::kUnsortable, kRefused, "TC", "の '工法' の値は並べ替え順序が定まらない"},
-      {ErrorCode::kNotSupported, kFail, "T", " に対するこの操作はできません。"},
-  };
-  ASSERT_EQ(std::size(kCases), std::size_t{kCodes});
-  for (int code = 0; code < kCodes; ++code) {
-    const Case& each = kCases[code];
-    SCOPED_TRACE(each.told);
-    EXPECT_EQ(static_cast<int>(each.code), code);
-    const Error error = Error::From(Named(each.code));
-    EXPECT_EQ(error.number(), each.number);
-    EXPECT_THAT(error.text(), HasSubstr(each.told));
-    for (const auto& [letter, name] : {std::pair{'F', kFile}, {'T', "工法表"}, {'C', "工法"}}) {
-      const bool named = std::string_view(each.named).find(letter) != std::string_view::npos;
-      EXPECT_EQ(error.text().find(fmt::format("'{}'", name)) != std::string::npos, named) << letter;
+  std::set<ErrorCode> seen;
+  for (const auto& [number, named, codes] : translations) {
+    for (const ErrorCode code : codes) {
+      SCOPED_TRACE(jet::ErrorText(code));
+      seen.insert(code);
+      const Error error = Error::From(Named(code));
+      EXPECT_EQ(error.number(), number);
+      for (const auto& [letter, name] : {std::pair{'F', kFile}, {'T', "工法表"}, {'C', "工法"}}) {
+        const bool in_text = error.text().find(fmt::format("'{}'", name)) != std::string::npos;
+        EXPECT_EQ(in_text, named.find(letter) != std::string_view::npos) << letter;
+      }
+      EXPECT_EQ(error.cause(), code);
+      EXPECT_EQ(error.what(), error.text() + "（the detail）") << "for maintainers";
+      // Without a place no quotes, brackets or blanks stay behind.
+      EXPECT_THAT(Error::From(jet::Error(code)).text(),
+                  Not(AnyOf(HasSubstr("{"), HasSubstr("''"), HasSubstr("（）"), HasSubstr("  "))));
     }
-    EXPECT_EQ(error.cause(), each.code);
-    EXPECT_EQ(error.what(), error.text() + "（the detail）") << "for whoever looks into it";
-    // Without a place no quotes, brackets or blanks stay behind.
-    EXPECT_THAT(Error::From(jet::Error(each.code)).text(),
-                Not(AnyOf(HasSubstr("{"), HasSubstr("''"), HasSubstr("（）"), HasSubstr("  "))));
   }
+  EXPECT_EQ(seen.size(), kCodes);
 }
 
 TEST(ProviderErrors, ErrorsOfASelectSayWhereAndOfWhat) {
