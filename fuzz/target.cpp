@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "fuzz/mutator.h"
+#include "fuzz/recover_target.h"
 #include "fuzz/seeds.h"
 #include "fuzz/targets.h"
 
@@ -19,6 +20,8 @@ constexpr std::array kTargets = {
     Target{"upgrade_data", UpgradeData, DataSeeds, MutateFile, true, 2'000},
     Target{"upgrade_tenkai", UpgradeTenkai, TenkaiSeeds, MutateFile, true, 2'000},
     Target{"select", SelectFile, SelectSeeds, MutateFile, true, 20'000},
+    Target{"recover", RecoverFile, FileSeeds, MutateFile, true, 10'000},
+    Target{"recover_damage", RecoverDamage, DamageSeeds, MutateDamage, true, 10'000},
     Target{"sql", SqlText, SqlSeeds, MutateSql, false, 300'000},
     Target{"query_rows", QueryRows, SqlSeeds, MutateSql, false, 150'000},
     Target{"property", PropertyBlob, PropertySeeds, MutateBytes, false, 250'000},

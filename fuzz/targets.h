@@ -22,6 +22,11 @@ struct SelectCounts {
 };
 // The same, counting what became of them.
 SelectCounts RunSelects(jet::ByteView file);
+// A file: what is saved of it is a sound file; it is not written to itself.
+void RecoverFile(jet::ByteView file);
+// A damaged file of which the sound state is known (recover_target.h): no row whose
+// bytes are all there is lost, none comes in that was not there.
+void RecoverDamage(jet::ByteView input);
 // A text: what can be parsed can be formatted and is the same when parsed again;
 // what runs ends.
 void SqlText(jet::ByteView text);

@@ -207,6 +207,23 @@ void AddDiffVerb(Declaration& declaration) {
       });
 }
 
+void AddRecoverVerb(Declaration& declaration) {
+  AddVerb<RecoverVerbOptions>(
+      declaration, "recover", "Save what a damaged database holds into a new one", Recover,
+      [](CLI::App& verb, RecoverVerbOptions& options) {
+        verb.add_option("file", options.file, "the damaged database")
+            ->type_name("FILE")
+            ->required();
+        verb.add_option("new", options.new_file, "the new one, which must not be there yet")
+            ->type_name("NEW")
+            ->required();
+        DeclareKind(verb, options, "what it was; else found out from what is left");
+        verb.add_flag("--dry-run", options.dry_run, "report, and keep nothing");
+        verb.add_option("--report", options.report, "write the report into this file, too")
+            ->type_name("REPORT");
+      });
+}
+
 // The verbs below describe the command line itself, and are declared last.
 
 std::string HelpOn(const CLI::App& app, const std::vector<Topic>& topics, const std::string& name) {
@@ -273,6 +290,7 @@ ExitCode RunVerb(Program& program, int argc, char** argv) {
   AddRowVerbs(declaration);
   AddUpgradeVerbs(declaration);
   AddDiffVerb(declaration);
+  AddRecoverVerb(declaration);
   AddHelpVerb(declaration);
   AddReferenceVerb(declaration);
   try {

@@ -10,6 +10,7 @@ enum class ExitCode {
   kUsage = 2,
   kSomeFailed = 3,
   kInUse = 4,
+  kSavedWithLosses = 5,
 };
 
 struct ExitCodeMeaning {
@@ -23,6 +24,7 @@ inline constexpr ExitCodeMeaning kExitCodeMeanings[] = {
     {ExitCode::kUsage, "wrong usage; nothing was done"},
     {ExitCode::kSomeFailed, "of several files some were done and some were not"},
     {ExitCode::kInUse, "the file is in use by another program; try again later"},
+    {ExitCode::kSavedWithLosses, "recover saved what there was, but not everything"},
 };
 
 // The code for work on several files, from that of each.

@@ -70,13 +70,35 @@ A verb that changes a file changes it whole or not at all: after an error, a ful
 An upgrade that fails leaves the file as it was and can be tried again. With --keep-partial, what completed operations wrote stays, as it does after a failure in the window; most steps cannot run again then.
 
 in_use	end the program that is named, then run the command again
-needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works
-damaged	`check` lists what is wrong; restore a copy, or repair the file with the program it belongs to
+needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works, and so does `recover`
+damaged	`check` lists what is wrong; restore a copy, or save what is left with `recover` (see "damaged")
 unfinished	check the disk; the next opening by a verb that changes the file, or by db-update, finishes the save
 uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version shows which
 disk_full	make room, as much as the changes again, a few MB for a ladder
 
 Keep copies: `upgrade --backup FOLDER` writes one before it begins, with the time in its name. To go back, put the copy in the place of the file while no program uses it.
+)";
+
+constexpr std::string_view kDamaged = R"(
+`recover FILE NEW` reads a file that `check` finds damaged, or that nothing opens any more, and saves what it still holds into NEW. FILE is never written to. NEW is made under a temporary name beside it, checked, and renamed.
+
+Every page is read for what it is, whether or not the catalog or a map leads to it. Rows that are whole are saved, in the order they stand in; of a row whose memo or picture is lost, the other fields. No value is made up. Indexes are built anew.
+
+The report has a line a table:
+
+rows	rows with all their values
+partly	rows without a memo or a picture that is lost, or of which only the bytes are left
+lost	rows that were there and could not be read
+doubtful	of those saved, rows from pages that show damage, or that nothing but the page itself gives to the table; look at them
+beside	of those saved, rows that break a rule of the table; they are in a table beside it, with _重複 (a key that stands twice), _不足 (Null where a value is needed) or _孤児 (no row to refer to) behind its name
+definition	where the columns are from: file, columns (only they could be read, the indexes are lost), known (the same table of a version that we know), none
+named	where the name is from: file, other (another table of the file told it), known, none: then it is 復旧 and the number of a page
+
+Where the definition of a table is lost and the kind of the file is known, or can be told from what is left, the definitions of its version stand in, if all rows fit exactly one. Say --kind where the report shows tables of the kind as unnamed. Rows that fit none keep their bytes, and the texts in them, in a table 復旧_PAGE.
+
+The format has no checksums: bytes that were changed to others that make sense are not found out. Compare with a copy: `diff COPY NEW`.
+
+The exit code is 0 if everything is there, 5 if NEW was made and something is lost or doubtful, 1 if nothing could be saved; then there is no NEW. If page 0 is lost, so are the password and, of an encoded file, the key to all other pages; NEW gets the password of --password.
 )";
 
 constexpr std::string_view kScripts = R"(
@@ -171,6 +193,7 @@ std::vector<Topic> Topics() {
       {"passwords", "Passwords", std::string(kPasswords)},
       {"locks", "Locks", std::string(kLocks)},
       {"recovery", "Recovery", std::string(kRecovery)},
+      {"damaged", "Damaged files", std::string(kDamaged)},
       {"scripts", "Scripts", std::string(kScripts)},
   };
 }

@@ -117,6 +117,15 @@ ExitCode Diff(Program& program, const DiffOptions& options);
 std::optional<std::string> WhyNotSound(Program& program, const std::string& path,
                                        const std::string& password);
 
+struct RecoverVerbOptions : CommonOptions {
+  std::string file, new_file;
+  std::optional<Kind> kind;
+  bool dry_run = false;
+  std::string report;  // a file; empty: none
+};
+// ExitCode::kSavedWithLosses if something is missing or doubtful.
+ExitCode Recover(Program& program, const RecoverVerbOptions& options);
+
 // Opens to read: with other readers, without writing anything.
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
                                           const std::string& password);

@@ -1,0 +1,307 @@
+#include "fuzz/recover_target.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+
+#include "fuzz/damage.h"
+#include "fuzz/seeds.h"
+#include "fuzz/snapshot.h"
+#include "fuzz/targets.h"
+#include "jet/base/bytes.h"
+#include "jet/base/error.h"
+#include "jet/base/text.h"
+#include "jet/database/internals.h"
+#include "jet/pages/slotted_page.h"
+#include "jet/recover/recover.h"
+#include "jet/row/long_value.h"
+#include "samples/known.h"
+#include "tests/support/fault_file.h"
+
+namespace fuzz {
+namespace {
+
+using test_support::FaultFiles;
+
+constexpr char kOld[] = "/fuzz/old.mdb", kNew[] = "/fuzz/new.mdb";
+
+struct Extent {
+  std::size_t begin = 0, end = 0;  // in the file
+};
+
+// A row of a sound file, and the bytes that it depends on.
+struct KnownRow {
+  std::string text;   // its values
+  std::string bytes;  // as stored
+  std::vector<Extent> extents;
+};
+
+std::string ToImage(jet::ByteView file) { return {file.begin(), file.end()}; }
+
+struct TextOfValue {
+  std::string operator()(jet::Null) const { return "-"; }
+  std::string operator()(bool value) const { return value ? "yes" : "no"; }
+  std::string operator()(std::uint8_t value) const { return std::to_string(value); }
+  std::string operator()(std::int16_t value) const { return std::to_string(value); }
+  std::string operator()(std::int32_t value) const { return std::to_string(value); }
+  std::string operator()(jet::Currency value) const {
+    return std::to_string(value.ten_thousandths);
+  }
+  std::string operator()(float value) const { return fmt::format("{}", value); }
+  std::string operator()(double value) const { return fmt::format("{}", value); }
+  std::string operator()(jet::DateTime value) const { return fmt::format("{}", value.days); }
+  std::string operator()(const std::string& value) const { return value; }
+  std::string operator()(const jet::Bytes& value) const { return ToImage(value); }
+  std::string operator()(const jet::Guid& value) const { return jet::FormatGuid(value); }
+  std::string operator()(const jet::Numeric& value) const { return jet::FormatNumeric(value, 0); }
+};
+
+std::string TextOf(const jet::Table::Row& row, std::size_t columns) {
+  std::string text;
+  for (std::size_t i = 0; i < columns; ++i) text += std::visit(TextOfValue(), row.Get(i)) + '\x1F';
+  return text;
+}
+
+// What the rows of one table depend on.
+class Dependences {
+ public:
+  Dependences(jet::Pager& pager, const jet::Table& table) : pager_(pager), table_(table) {
+    // Without counters, statistics and maps.
+    const jet::TableDef& def = table.def();
+    const std::size_t columns_at = 0x3F + 12 * def.real_indexes.size();
+    std::size_t end = columns_at + 25 * def.columns.size();
+    for (const jet::ColumnDef& column : def.columns) end += 2 + 2 * jet::Utf16Length(column.name);
+    AddContent(0, 0x10);
+    AddContent(0x28, 0x37);
+    AddContent(columns_at, end);
+    definition_ = std::move(extents_);
+  }
+
+  std::vector<Extent> Of(jet::RowId id, const jet::RowView& row) {
+    extents_ = definition_;
+    const jet::PageRef home = pager_.Read(id.page);
+    const auto found = jet::FindRow(id.page, home.bytes(), id.row);
+    AddRow(id);
+    if (found->kind == jet::SlotKind::kMoved) {
+      AddRow(jet::RowId::FromPacked(jet::GetU32(found->bytes, 0)));
+    }
+    for (const jet::ColumnDef& column : table_.def().columns) {
+      if (!jet::IsLongValue(column.type)) continue;
+      if (const auto stored = row.Raw(column)) AddLongValue(*stored);
+    }
+    return std::move(extents_);
+  }
+
+ private:
+  // A part of the definition, counted from the start of its first page.
+  void AddContent(std::size_t begin, std::size_t end) {
+    const auto& pages = table_.def().pages;
+    for (std::size_t i = 0; i < pages.size() && begin < end; ++i) {
+      const std::size_t first = i == 0 ? 0 : jet::kPageSize + (i - 1) * (jet::kPageSize - 8);
+      const std::size_t last = jet::kPageSize + i * (jet::kPageSize - 8);
+      const std::size_t from = std::max(begin, first), to = std::min(end, last);
+      if (from >= to) continue;
+      const std::size_t head = i == 0 ? 0 : 8, at = pages[i].value * jet::kPageSize + head;
+      extents_.push_back({at + from - first, at + to - first});
+      if (i != 0) extents_.push_back({at - head, at});
+    }
+  }
+  void AddRow(jet::RowId id) {
+    const jet::PageRef ref = pager_.Read(id.page);
+    const jet::RowPage page(id.page, ref.bytes());
+    const std::size_t at = std::size_t{id.page.value} * jet::kPageSize;
+    extents_.push_back({at, at + 14 + 2 * page.row_count()});
+    const jet::ByteView row = page.row(id.row);
+    const std::size_t start = at + static_cast<std::size_t>(row.data() - ref.bytes().data());
+    extents_.push_back({start, start + row.size()});
+  }
+  void AddLongValue(jet::ByteView stored) {
+    const jet::LongValueDescriptor value = jet::ParseLongValue(stored);
+    if (value.kind == jet::LongValueKind::kInline) return;
+    for (jet::RowId at = value.at; at;) {
+      AddRow(at);
+      const jet::PageRef ref = pager_.Read(at.page);
+      const jet::ByteView row = jet::FindRow(at.page, ref.bytes(), at.row)->bytes;
+      const bool goes_on = value.kind == jet::LongValueKind::kChain;
+      at = goes_on ? jet::RowId::FromPacked(jet::GetU32(row, 0)) : jet::RowId();
+    }
+  }
+
+  jet::Pager& pager_;
+  const jet::Table& table_;
+  std::vector<Extent> definition_, extents_;
+};
+
+// `visit` gets every row of every table but those of the system.
+void ForEachRow(jet::Database& database,
+                const std::function<void(const jet::Table&, const jet::Table::Row&)>& visit) {
+  for (const jet::ObjectInfo& object : database.Objects()) {
+    if (object.kind != jet::ObjectKind::kTable) continue;
+    const auto table = database.OpenTable(object);
+    for (jet::TableScan scan(*table); scan.Next();) visit(*table, scan.row());
+  }
+}
+
+std::vector<KnownRow> RowsOfSoundFile(const std::string& image, const std::string& password) {
+  FaultFiles files;
+  files.bytes(kOld) = image;
+  const auto database = jet::Database::Open(files, kOld, {.password = password});
+  std::vector<KnownRow> rows;
+  std::map<const jet::Table*, Dependences> dependences;
+  ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
+    Dependences& on =
+        dependences.try_emplace(&table, jet::Internals(*database).pager(), table).first->second;
+    rows.push_back({TextOf(row, table.def().columns.size()), ToImage(row.view().bytes()),
+                    on.Of(row.id(), row.view())});
+  });
+  return rows;
+}
+
+// What the new file holds: values of rows, and bytes of those that no table is known of.
+struct Saved {
+  std::multiset<std::string> rows, raw;
+};
+
+Saved Read(FaultFiles& files, const std::string& password) {
+  Saved saved;
+  const auto database = jet::Database::Open(files, kNew, {.password = password});
+  ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
+    if (table.def().columns.size() == 4 && table.def().columns[2].name == "バイト") {
+      saved.raw.insert(ToImage(std::get<jet::Bytes>(row.Get(2))));
+    } else {
+      saved.rows.insert(TextOf(row, table.def().columns.size()));
+    }
+  });
+  return saved;
+}
+
+// Nothing if the file could not be saved at all.
+std::optional<jet::RecoverReport> TryRecover(FaultFiles& files, const std::string& password,
+                                             std::vector<jet::KnownDatabase> known = {}) {
+  try {
+    jet::RecoverOptions options;
+    options.password = password;
+    options.known = [&known] { return known; };
+    return jet::RecoverFile(files, kOld, kNew, options);
+  } catch (const jet::Error& error) {
+    if (error.detail().starts_with("the new file")) throw Broken(error.what());
+    if (files.Exists(kNew) || files.Exists(std::string(kNew) + ".new")) {
+      throw Broken("refused, but a file was left behind");
+    }
+    return std::nullopt;
+  }
+}
+
+// Rows that pages which are not as they were may bring in: of another table, or twice.
+std::size_t RowsOnChangedPages(const std::string& sound, const std::string& damaged) {
+  std::size_t rows = 0;
+  for (std::size_t at = 0; at + jet::kPageSize <= damaged.size(); at += jet::kPageSize) {
+    const std::string_view page = std::string_view(damaged).substr(at, jet::kPageSize);
+    if (at + jet::kPageSize <= sound.size() && page == sound.substr(at, jet::kPageSize)) continue;
+    const jet::Bytes bytes(page.begin(), page.end());
+    const std::size_t count = jet::GetU16(bytes, 12);
+    if (count <= jet::kMaxRowsOnPage) rows += count;
+  }
+  return rows;
+}
+
+void Judge(const std::vector<KnownRow>& known, const std::string& sound, const std::string& damaged,
+           const std::optional<jet::RecoverReport>& report, Saved saved) {
+  const auto is_whole = [&](const Extent& extent) {
+    return extent.end <= damaged.size() / jet::kPageSize * jet::kPageSize &&
+           std::equal(sound.begin() + static_cast<std::ptrdiff_t>(extent.begin),
+                      sound.begin() + static_cast<std::ptrdiff_t>(extent.end),
+                      damaged.begin() + static_cast<std::ptrdiff_t>(extent.begin));
+  };
+  const std::size_t count = saved.rows.size() + saved.raw.size();
+  std::vector<const KnownRow*> touched;
+  const auto take = [&saved](const KnownRow& row) {
+    if (const auto found = saved.rows.find(row.text); found != saved.rows.end()) {
+      saved.rows.erase(found);
+      return true;
+    }
+    const auto found = saved.raw.find(row.bytes);
+    if (found != saved.raw.end()) saved.raw.erase(found);
+    return found != saved.raw.end();
+  };
+  for (const KnownRow& row : known) {
+    if (!std::ranges::all_of(row.extents, is_whole)) {
+      touched.push_back(&row);
+    } else if (!take(row)) {
+      throw Broken("a whole row is lost: " + row.text);
+    }
+  }
+  for (const KnownRow* row : touched) take(*row);
+  const std::size_t allowed = touched.size() + RowsOnChangedPages(sound, damaged);
+  if (saved.rows.size() > allowed) {
+    throw Broken(fmt::format("{} rows were never there, {} may be; one: {}", saved.rows.size(),
+                             allowed, *saved.rows.begin()));
+  }
+  if (count < known.size() && report && report->complete()) {
+    throw Broken("rows are missing, and the report says nothing");
+  }
+}
+
+}  // namespace
+
+void RecoverFile(jet::ByteView file) {
+  FaultFiles files;
+  files.bytes(kOld) = ToImage(file);
+  const std::string before = files.bytes(kOld);
+  if (TryRecover(files, {})) Read(files, {});
+  if (files.bytes(kOld) != before) throw Broken("the damaged file was written to");
+}
+
+std::vector<jet::Bytes> DamageSeeds() {
+  std::vector<jet::Bytes> seeds = FileSeeds();
+  for (const db::Kind kind : db::kKinds) {
+    for (jet::Bytes& file : UpgradeSeeds(kind)) seeds.push_back(std::move(file));
+  }
+  for (std::size_t i = 0; i < seeds.size(); ++i) {
+    seeds[i].insert(seeds[i].begin(), static_cast<std::uint8_t>(i));
+  }
+  return seeds;
+}
+
+std::string MutateDamage(jet::Bytes& input, Random& random) {
+  jet::Bytes file(input.begin() + 1, input.end());
+  std::string said = DamageFile(file, random);
+  input.resize(1);
+  input.insert(input.end(), file.begin(), file.end());
+  return said;
+}
+
+void RecoverDamage(jet::ByteView input) {
+  struct Sound {
+    std::string image, password;
+    std::vector<KnownRow> rows;
+  };
+  static const std::vector<jet::KnownDatabase> kKnown = samples::KnownDatabases(std::nullopt);
+  static const std::vector<Sound> kSound = [] {
+    std::vector<Sound> sound;
+    const std::size_t own = FileSeeds().size();
+    for (const jet::Bytes& seed : DamageSeeds()) {
+      std::string password(sound.size() < own ? "" : db::kDatabasePassword);
+      std::string image = ToImage(jet::ByteView(seed).subspan(1));
+      std::vector<KnownRow> rows = RowsOfSoundFile(image, password);
+      sound.push_back({std::move(image), std::move(password), std::move(rows)});
+    }
+    return sound;
+  }();
+  if (input.empty()) return;
+  const Sound& sound = kSound[input[0] % kSound.size()];
+  const std::string damaged = ToImage(input.subspan(1));
+  FaultFiles files;
+  files.bytes(kOld) = damaged;
+  const auto report = TryRecover(
+      files, sound.password, sound.password.empty() ? std::vector<jet::KnownDatabase>() : kKnown);
+  Judge(sound.rows, sound.image, damaged, report, report ? Read(files, sound.password) : Saved());
+  if (damaged == sound.image && !(report && report->complete())) {
+    throw Broken("a sound file is not saved whole");
+  }
+}
+
+}  // namespace fuzz

@@ -1,0 +1,15 @@
+// Damaged files whose sound state is known: the number of a seed, then the file.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "fuzz/random.h"
+#include "jet/base/types.h"
+
+namespace fuzz {
+
+std::vector<jet::Bytes> DamageSeeds();
+std::string MutateDamage(jet::Bytes& input, Random& random);
+
+}  // namespace fuzz

@@ -1,0 +1,312 @@
+#include "jet/recover/old_relations.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "jet/base/error.h"
+#include "jet/database/schema.h"
+#include "jet/row/table_def_chain.h"
+#include "jet/sort/name.h"
+
+namespace jet::recover {
+namespace {
+
+constexpr char kOrphanEnding[] = "_孤児";
+
+// Bits of MSysRelationships.grbit.
+constexpr std::int32_t kNotEnforced = 0x2, kCascadeUpdate = 0x100, kCascadeDelete = 0x1000;
+
+struct Relation {
+  std::string name;
+  std::vector<std::vector<Value>> rows;  // by ordinal of the new table
+  std::int32_t flags = 0;
+  std::int32_t columns = 0;  // as the rows say
+  std::string child, parent;
+  std::map<std::int32_t, std::string> child_columns, parent_columns;  // by place
+
+  bool enforced() const { return (flags & kNotEnforced) == 0; }
+  bool IsWhole() const {
+    const auto count = static_cast<std::size_t>(columns);
+    return columns > 0 && rows.size() == count && child_columns.size() == count &&
+           child_columns.begin()->first == 0 && child_columns.rbegin()->first == columns - 1;
+  }
+};
+
+std::vector<std::string> Names(const std::map<std::int32_t, std::string>& columns) {
+  std::vector<std::string> names;
+  for (const auto& [place, name] : columns) names.push_back(name);
+  return names;
+}
+
+std::vector<std::size_t> Ordinals(const Table& table,
+                                  const std::map<std::int32_t, std::string>& columns) {
+  std::vector<std::size_t> ordinals;
+  for (const auto& [place, name] : columns) ordinals.push_back(table.OrdinalOf(name));
+  return ordinals;
+}
+
+// The tree over exactly these columns, ascending.
+std::optional<std::uint32_t> TreeOver(const TableDef& def, const std::vector<std::size_t>& ordinals,
+                                      bool unique) {
+  for (std::size_t real = 0; real < def.real_indexes.size(); ++real) {
+    const RealIndex& index = def.real_indexes[real];
+    const bool same = std::ranges::equal(
+        index.columns, ordinals, [&def](const IndexColumn& part, std::size_t ordinal) {
+          return part.ascending && part.column == def.columns[ordinal].id;
+        });
+    if (same && (index.unique() || !unique)) return static_cast<std::uint32_t>(real);
+  }
+  return std::nullopt;
+}
+
+std::uint32_t NextNumber(const TableDef& def) {
+  std::uint32_t next = 0;
+  for (const LogicalIndex& index : def.logical_indexes) next = std::max(next, index.number + 1);
+  return next;
+}
+
+class RelationCopy {
+ public:
+  RelationCopy(OldFile& old, NewFile& file, const std::map<std::string, ObjectInfo>& tables,
+               RecoverReport& report)
+      : old_(&old),
+        file_(&file),
+        tables_(&tables),
+        report_(&report),
+        rows_(file.SystemTable(kRelationshipsPage)) {}
+
+  void Run() {
+    Read();
+    DropBroken();
+    // Rows that go may leave others without theirs.
+    for (std::size_t i = 0; i < relations_.size(); ++i) {
+      bool moved = false;
+      for (const auto& [name, relation] : relations_) moved = MoveOrphans(relation) || moved;
+      if (!moved) break;
+    }
+    for (const auto& [name, relation] : relations_) Write(relation);
+  }
+
+ private:
+  void Read();
+  void AddRow(const OldRow& row, const RowJudge& judge);
+  void DropBroken();
+  bool MoveOrphans(const Relation& relation);
+  std::vector<RowId> OrphansOf(const Relation& relation) const;
+  void MoveBeside(const std::string& table, const std::vector<RowId>& rows);
+  void Write(const Relation& relation);
+  void LinkTables(const Relation& relation);
+  void AddSide(const ObjectInfo& table, const LogicalIndex& side);
+  std::shared_ptr<Table> Open(const std::string& table) const {
+    return file_->OpenTable(tables_->at(table));
+  }
+  void Lost(const Relation& relation, const std::string& why) {
+    report_->losses.push_back(fmt::format("the relationship {}: {}", relation.name, why));
+  }
+
+  OldFile* old_;
+  NewFile* file_;
+  const std::map<std::string, ObjectInfo>* tables_;
+  RecoverReport* report_;
+  std::shared_ptr<Table> rows_;
+  std::map<std::string, Relation> relations_;
+};
+
+void RelationCopy::Read() {
+  const RowJudge judge(old_->definitions().at(kRelationshipsPage).def);
+  OldRows rows = old_->RowsOf(kRelationshipsPage, judge);
+  rows.Visit([&](const OldRow& row) { AddRow(row, judge); });
+  if (rows.broken() != 0 || !rows.lost_pages().empty()) {
+    report_->losses.emplace_back("some of the relationships");
+  }
+}
+
+void RelationCopy::AddRow(const OldRow& row, const RowJudge& judge) {
+  std::vector<Value> values(rows_->def().columns.size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const auto from = judge.def().FindColumn(rows_->def().columns[i].name, kGeneral);
+    if (from) values[i] = judge.ValueOf(row, *from);
+  }
+  const auto text = [&](const char* column) {
+    return ValueOr<std::string>(values[rows_->OrdinalOf(column)], {});
+  };
+  const auto number = [&](const char* column) {
+    return ValueOr<std::int32_t>(values[rows_->OrdinalOf(column)], -1);
+  };
+  Relation& relation = relations_[text("szRelationship")];
+  relation.name = text("szRelationship");
+  relation.flags = number("grbit");
+  relation.columns = number("ccolumn");
+  relation.child = text("szObject");
+  relation.parent = text("szReferencedObject");
+  relation.child_columns[number("icolumn")] = text("szColumn");
+  relation.parent_columns[number("icolumn")] = text("szReferencedColumn");
+  relation.rows.push_back(std::move(values));
+}
+
+void RelationCopy::DropBroken() {
+  std::erase_if(relations_, [this](const auto& entry) {
+    const Relation& relation = entry.second;
+    if (!relation.IsWhole()) {
+      Lost(relation, "rows of it");
+      return true;
+    }
+    try {
+      Ordinals(*Open(relation.child), relation.child_columns);
+      Ordinals(*Open(relation.parent), relation.parent_columns);
+      return false;
+    } catch (const std::out_of_range&) {
+      Lost(relation, "one of its tables");
+    } catch (const Error& error) {
+      if (error.code() == ErrorCode::kIo) throw;
+      Lost(relation, error.what());
+    }
+    return true;
+  });
+}
+
+std::vector<RowId> RelationCopy::OrphansOf(const Relation& relation) const {
+  const std::shared_ptr<Table> child = Open(relation.child), parent = Open(relation.parent);
+  const std::vector<std::size_t> ordinals = Ordinals(*child, relation.child_columns);
+  auto seek = parent->SeekBy(Ordinals(*parent, relation.parent_columns));
+  std::vector<RowId> orphans;
+  if (!seek) return orphans;
+  for (TableScan scan(*child); scan.Next();) {
+    std::vector<Value> key;
+    for (const std::size_t ordinal : ordinals) key.push_back(scan.row().Get(ordinal));
+    if (std::ranges::any_of(key, IsNull)) continue;
+    seek->Begin(key);
+    if (!seek->Next()) orphans.push_back(scan.row().id());
+  }
+  return orphans;
+}
+
+void RelationCopy::MoveBeside(const std::string& table, const std::vector<RowId>& rows) {
+  const std::shared_ptr<Table> from = Open(table);
+  NewTable beside(*file_, from->def());
+  std::vector<Value> values;
+  Table::Row row;
+  for (const RowId id : rows) {
+    from->Read(id, row);
+    values.clear();
+    for (std::size_t i = 0; i < from->def().columns.size(); ++i) values.push_back(row.Get(i));
+    beside.Append(values);
+  }
+  row = {};
+  Scope scope(file_->pager());
+  for (const RowId id : rows) from->Delete(id);
+  scope.Commit();
+  NewObject object;
+  object.name = file_->FreeName(tables_->at(table).name + kOrphanEnding);
+  object.created = object.updated = tables_->at(table).created;
+  beside.Finish(object);
+  for (RecoverReport::Table& told : report_->tables) {
+    if (told.name != tables_->at(table).name) continue;
+    told.beside += rows.size();
+    told.losses.push_back(fmt::format("{} rows are in the table {}", rows.size(), object.name));
+  }
+}
+
+bool RelationCopy::MoveOrphans(const Relation& relation) {
+  if (!relation.enforced()) return false;
+  try {
+    const std::vector<RowId> orphans = OrphansOf(relation);
+    if (orphans.empty()) return false;
+    MoveBeside(relation.child, orphans);
+    return true;
+  } catch (const Error& error) {
+    // Keys that cannot be compared; the relationship will be told as lost.
+    if (error.code() != ErrorCode::kUnsortable && error.code() != ErrorCode::kWrongType) throw;
+    return false;
+  }
+}
+
+// Puts a name of a tree, or of the same name before, among the others.
+void RelationCopy::AddSide(const ObjectInfo& table, const LogicalIndex& side) {
+  TableDef def = file_->OpenTable(table)->def();
+  std::erase_if(def.logical_indexes,
+                [&side](const LogicalIndex& other) { return other.name == side.name; });
+  const std::string key = NameKey(file_->order(), side.name);
+  const auto place = std::ranges::find_if(def.logical_indexes, [&](const LogicalIndex& other) {
+    return NameKey(file_->order(), other.name) > key;
+  });
+  def.logical_indexes.insert(place, side);
+  StoreTableDef(def, file_->pager(), file_->allocator());
+  file_->ReloadTable(table);
+}
+
+void RelationCopy::LinkTables(const Relation& relation) {
+  const ObjectInfo &child = tables_->at(relation.child), &parent = tables_->at(relation.parent);
+  const std::shared_ptr<Table> child_table = file_->OpenTable(child),
+                               parent_table = file_->OpenTable(parent);
+  const auto parent_tree =
+      TreeOver(parent_table->def(), Ordinals(*parent_table, relation.parent_columns), true);
+  if (!parent_tree) throw Error(ErrorCode::kNotSupported, "its key in " + relation.parent);
+  TableDef def = child_table->def();
+  IndexSpec spec;
+  spec.name = relation.name;
+  spec.columns = Names(relation.child_columns);
+  AddIndexTo(file_->allocator(), file_->order(), *child_table, def, spec);
+  file_->ReloadTable(child);
+
+  LogicalIndex from, to;
+  from.kind = to.kind = LogicalIndex::kRelation;
+  from.cascade_update = to.cascade_update = (relation.flags & kCascadeUpdate) != 0 ? 1 : 0;
+  from.cascade_delete = to.cascade_delete = (relation.flags & kCascadeDelete) != 0 ? 1 : 0;
+  from.name = relation.name;
+  from.number = NextNumber(child_table->def()) - 1;
+  from.real = static_cast<std::uint32_t>(def.real_indexes.size() - 1);
+  from.relation_side = 2;
+  to.number = NextNumber(parent_table->def());
+  to.name = std::string(".r") + static_cast<char>('A' + to.number);
+  to.real = *parent_tree;
+  to.relation_side = 1;
+  from.related_index = to.number;
+  from.related_table = parent_table->def().page.value;
+  to.related_index = from.number;
+  to.related_table = child_table->def().page.value;
+  AddSide(child, from);
+  AddSide(parent, to);
+}
+
+void RelationCopy::Write(const Relation& relation) {
+  try {
+    Scope scope(file_->pager());
+    NewObject object;
+    object.name = relation.name;
+    object.type = kRelationObject;
+    object.parent = kRelationshipsContainer;
+    object.created = object.updated = tables_->at(relation.child).created;
+    for (const OldObject& entry : old_->catalog().objects) {
+      if (entry.type != kRelationObject || entry.name != relation.name) continue;
+      object.flags = entry.flags;
+      object.created = entry.created;
+      object.updated = entry.updated;
+    }
+    file_->AddObject(std::nullopt, object);
+    for (std::vector<Value> values : relation.rows) {
+      for (const auto& [column, table] : {std::pair("szObject", relation.child),
+                                          std::pair("szReferencedObject", relation.parent)}) {
+        values[rows_->OrdinalOf(column)] = tables_->at(table).name;
+      }
+      rows_->Insert(values);
+    }
+    if (relation.enforced()) LinkTables(relation);
+    scope.Commit();
+  } catch (const Error& error) {
+    if (error.code() == ErrorCode::kIo || error.code() == ErrorCode::kDiskFull) throw;
+    Lost(relation, error.what());
+  }
+}
+
+}  // namespace
+
+void CopyRelations(OldFile& old, NewFile& file, const std::map<std::string, ObjectInfo>& tables,
+                   RecoverReport& report) {
+  RelationCopy(old, file, tables, report).Run();
+}
+
+}  // namespace jet::recover

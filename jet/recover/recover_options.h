@@ -1,0 +1,42 @@
+// How a damaged file is to be saved, and what is known of such files beforehand.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "jet/base/value.h"
+#include "jet/database/property.h"
+#include "jet/database/spec.h"
+#include "jet/row/table_def.h"
+
+namespace jet {
+
+// A table that databases of some version have.
+struct KnownTable {
+  std::string name;
+  TableDef def;
+  Properties properties;
+  // Rows that such a table usually has, values by ordinal: to tell tables of the same
+  // columns apart.
+  std::vector<std::vector<Value>> rows{};
+};
+struct KnownDatabase {
+  std::string version;  // for reports
+  std::vector<KnownTable> tables;
+};
+
+struct RecoverOptions {
+  std::string password{};
+  PagerLimits limits{};
+  Clock clock{};  // empty: SystemClock()
+  // What such databases look like, by version. Asked for where definitions or names
+  // are lost; empty: nothing is known.
+  std::function<std::vector<KnownDatabase>()> known{};
+  // All is done, but the new file is not kept.
+  bool dry_run = false;
+  // Told now and then what is being done.
+  std::function<void(const std::string& what)> progress{};
+};
+
+}  // namespace jet
