@@ -40,7 +40,7 @@ class Values : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Locale, Values, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "Comma" : "Point"; });
 
-TEST_P(Values, TellEveryTypeAsText) {
+TEST_P(Values, WriteEveryTypeAsText) {
   const std::pair<ado::Value, const char*> cases[] = {
       {true, "True"},
       {false, "False"},

@@ -834,7 +834,7 @@ TEST(ErrorBoxTextTest, IsJapaneseForEveryErrorAndEveryEnd) {
   }
 }
 
-TEST(ErrorBoxTextTest, TellsNegativeNumbersInHexadecimalToo) {
+TEST(ErrorBoxTextTest, ShowsNegativeNumbersInHexadecimalToo) {
   EXPECT_EQ(app::ErrorBoxText(3265, "A", "B"), "実行時エラー '3265':\n\nA\n\nB");
   EXPECT_EQ(app::ErrorBoxText(-2147467259, "A\nB", "C"),
             "実行時エラー '-2147467259 (80004005)':\n\nA\nB\n\nC");

@@ -195,7 +195,7 @@ TEST_F(DbHandleTest, ToleratedLoopsEnd) {
   }
 }
 
-TEST_F(DbHandleTest, ErrorsThatAreNoDatabaseErrorsAreNotTolerated) {
+TEST_F(DbHandleTest, OnlyErrorsOfTheDatabaseAreTolerated) {
   Tolerant tolerant(db_);
   db::Table table = db_.GetTable(db_.BindCatalog(), "名称");
   EXPECT_THROW(db_.EachColumn(table, [](const ado::Column&) -> bool { throw std::bad_alloc(); }),

@@ -57,7 +57,7 @@ class Module1Test : public AdoTest {
   db::Module1 module_{environment_};
 };
 
-TEST_F(Module1Test, ConnectionStringsJoinFolderAndFileAsTold) {
+TEST_F(Module1Test, ConnectionStringsJoinFolderAndFile) {
   MakeVersionFile("Data.mdb", ColumnType::kDouble, {13.0});
   MakeVersionFile("展開Data.mdb", ColumnType::kDouble, {5.0});
   module_.DataDB_Access("Open");
@@ -91,7 +91,7 @@ TEST_F(Module1Test, ModesAreExactAndASessionIsClosedOnce) {
   EXPECT_RAISES(ado::kErrClosed, module_.DataDB_Access("Close"));
 }
 
-TEST_F(Module1Test, FolderWithASemicolonIsToldOf) {
+TEST_F(Module1Test, FolderWithASemicolonIsNamedInTheError) {
   for (const char* name : {"a;b", "a;Data Source=x", "a;Mode=1"}) {
     module_.DataDB_Path = module_.TenkaiDB_Path = folder_.File(name);
     for (const auto access : {&db::Module1::DataDB_Access, &db::Module1::TenkaiDB_Access}) {

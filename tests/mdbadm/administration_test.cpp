@@ -67,7 +67,7 @@ TEST_F(ManyFilesTest, OneThatFailsDoesNotStopTheOthersAndTheSummarySaysSo) {
   EXPECT_EQ(ReadFileBytes(files_[1]), bad_);
 }
 
-TEST_F(ManyFilesTest, StopsWhereItIsTold) {
+TEST_F(ManyFilesTest, StopsWhereItIsAskedTo) {
   const Outcome run =
       MdbAdm(Upgrade({"--stop-on-error", "--summary", "--json", "--backup", folder_.File("bak")}));
   EXPECT_EQ(run.status, 3);
@@ -93,7 +93,7 @@ TEST_F(ManyFilesTest, StopsWhereItIsTold) {
           {{{"file", files_[2]}, {"step", "Data_Up_27"}, {"version", 27}, {"outcome", "ok"}}}));
 }
 
-TEST_F(ManyFilesTest, CodesTellAFileInUseFromAFailure) {
+TEST_F(ManyFilesTest, CodesDistinguishAFileInUseFromAFailure) {
   const auto system = jet::MakeSystemFiles();
   std::unique_ptr<jet::File> held = system->Open(files_[0], jet::OpenMode::kExclusive);
   const Outcome busy = MdbAdm({"upgrade", files_[0], "--json"});

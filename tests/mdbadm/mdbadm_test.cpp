@@ -31,7 +31,7 @@ class MdbAdmTest : public ::testing::Test {
   const std::string tenkai_ = folder_.File("展開Data.mdb");
 };
 
-TEST_F(MdbAdmTest, TellsUsageFromFailure) {
+TEST_F(MdbAdmTest, DistinguishesUsageFromFailure) {
   MakePair(2, 2);
   const std::string none = folder_.File("none.mdb");
   const std::string other = folder_.File("other.mdb");
@@ -132,7 +132,7 @@ TEST_F(MdbAdmTest, CheckJudgesWhatIsNotReadByOthers) {
   check(bytes.substr(0, 9000), "beyond-end");
 }
 
-TEST_F(MdbAdmTest, RowsTellNullFromEmptyAndKeepLinesWhole) {
+TEST_F(MdbAdmTest, RowsDistinguishNullFromEmptyAndKeepLinesWhole) {
   MakePair(27, 4);
   EXPECT_EQ(Rows(data_, "Spec_形状名（角）")[0]["形状名_英語"], "");
   EXPECT_THAT(MdbAdmOut({"rows", data_, "Spec_形状名（角）"}), HasSubstr("\n0\tなし\t0\t0\t0\t\n"));

@@ -97,7 +97,7 @@ TEST_F(SmallTest, WhatIsNotThereIsLeftOut) {
   EXPECT_THAT(MdbAdmOut({"tables", path}), HasSubstr("別表\tlinked table\t\\N\t\\N\t"));
 }
 
-TEST_F(SmallTest, DiffTellsWhatEitherHasAlone) {
+TEST_F(SmallTest, DiffShowsWhatEitherHasAlone) {
   const auto make = [&](const char* name, bool more) {
     return Make(name, [=](jet::Database& database) {
       jet::TableSpec spec{.name = "t", .columns = {{.name = "ID"}}, .indexes = {}};

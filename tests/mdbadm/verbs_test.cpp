@@ -140,7 +140,7 @@ TEST_F(VerbsTest, RowsBeforeTheDamageArePrintedWhole) {
 
 // ---- saved queries
 
-TEST_F(VerbsTest, QueriesTellKindAndText) {
+TEST_F(VerbsTest, QueriesShowKindAndText) {
   using R = jet::QueryRow;
   const std::string path = Make("q.mdb", [](jet::Database& database) {
     const auto add = [&](std::string_view name, std::vector<R> rows) {

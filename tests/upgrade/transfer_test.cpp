@@ -122,7 +122,7 @@ TEST(DataSteps14To16, OverflowBehindTheLastCounter) {
 }
 
 // One table four times over, and all fields that a table has when it is asked.
-TEST(TransferQueries, TellEveryFieldUnderANameOfItsOwn) {
+TEST(TransferQueries, GiveEveryFieldANameOfItsOwn) {
   StepBench bench(Kind::kData, 27);
   const Texts fields = bench.Fields("拾い転送_クエリー");
   EXPECT_EQ(std::ranges::count_if(

@@ -702,7 +702,7 @@ TEST_F(DamageTest, CounterBehindANumberInUse) {
 }
 
 // One damaged table hides nothing in the others.
-TEST_F(DamageTest, EachIsToldOnce) {
+TEST_F(DamageTest, EachIsReportedOnce) {
   const CheckResult result = Check([](Image& f) {
     f.Put8(f.At(f.def, 0x0C), 0);
     f.Put32(f.At(f.rooms->def().page, 0x10), 4);
@@ -781,7 +781,7 @@ TEST_F(CheckTest, MapsBehindPage512AreUsual) {
 }
 
 // Keys with a Null part do not collide.
-TEST_F(CheckTest, EqualKeysWithNullAreNoDamage) {
+TEST_F(CheckTest, EqualKeysWithNullAreSound) {
   Create();
   const auto codes = [&](const char* name, const std::vector<Value>& row) {
     const auto table = database_->CreateTable(

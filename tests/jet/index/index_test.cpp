@@ -344,7 +344,7 @@ TEST_F(TreesOfTables, AreSoundAfterManyChanges) {
 }
 
 // A key may begin another: only a whole key is found.
-TEST(IndexTest, TellsAKeyFromOneThatBeginsWithIt) {
+TEST(IndexTest, DistinguishesAKeyFromOneThatBeginsWithIt) {
   TreeFile tree;
   const Bytes shorter{0x7F, 1};
   EXPECT_TRUE(tree.Insert({{0x7F, 1, 0, 0}}, Row(1)));

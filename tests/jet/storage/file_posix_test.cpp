@@ -76,7 +76,7 @@ TEST_F(PosixFileTest, AWriteThatIsCutShortGoesOnWhereItEnded) {
   EXPECT_EQ(file->Size(), 6000U);
 }
 
-TEST_F(PosixFileTest, AHeldLockFileIsNamedAndOneThatNobodyHoldsIsNot) {
+TEST_F(PosixFileTest, AHeldLockFileIsNamedAndAnIdleOneIsNot) {
   for (const char* name : {"展開Data.ldb", "展開Data.LDB", "展開DATA.Ldb"}) {
     SCOPED_TRACE(name);
     const std::string lock_file = folder_.File(name);
@@ -122,7 +122,7 @@ TEST_F(PosixFileTest, AProgramThatHoldsTheFileKeepsUsOutAndOneThatDiedDoesNot) {
   ::close(ready[1]);
 }
 
-TEST_F(PosixFileTest, ReadersShareAFileThatNobodyMayWrite) {
+TEST_F(PosixFileTest, ReadersShareAFileThatIsReadOnly) {
   fs::permissions(path_, fs::perms::owner_read);
   fs::permissions(folder_.path(), fs::perms::owner_read | fs::perms::owner_exec);
   const auto one = files_->Open(path_, OpenMode::kRead);

@@ -26,7 +26,7 @@ class FileTest : public testing::Test {
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
 
-TEST_F(FileTest, WhatIsNoFileIsToldApart) {
+TEST_F(FileTest, WhatIsNotAFileHasItsOwnError) {
   EXPECT_EQ(Opening(folder_.File("none.mdb"), OpenMode::kRead), ErrorCode::kFileNotFound);
   EXPECT_EQ(Opening(folder_.File("none/none.mdb"), OpenMode::kRead), ErrorCode::kFileNotFound);
   EXPECT_EQ(Opening(path_ + "/Data.mdb", OpenMode::kRead), ErrorCode::kFileNotFound);

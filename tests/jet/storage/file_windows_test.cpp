@@ -47,7 +47,7 @@ class WindowsFileTest : public testing::Test {
   std::unique_ptr<FileSystem> files_ = MakeSystemFiles();
 };
 
-TEST_F(WindowsFileTest, AHeldLockFileIsNamedAndOneThatNobodyHoldsIsNot) {
+TEST_F(WindowsFileTest, AHeldLockFileIsNamedAndAnIdleOneIsNot) {
   constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const std::string lock_file = folder_.File("展開data.LDB");
   for (const OpenMode mode : {OpenMode::kExclusive, OpenMode::kRead}) {

@@ -93,7 +93,7 @@ TEST_F(TableTest, AMovedRowKeepsItsPlaceAndLeavesNothingBehind) {
   EXPECT_EQ(table->Next(ids[2]), ids[4]);
 }
 
-TEST_F(TableTest, AnUpdateToTheSameKeyIsNoNewKey) {
+TEST_F(TableTest, AnUpdateToTheSameKeyIsNotANewKey) {
   const auto table = Make("t");
   const std::vector<RowId> ids = Fill(*table, 0, 3);
   database_->AddIndex("t", {.name = "i", .columns = {"n"}, .unique = true});
