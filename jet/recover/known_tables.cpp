@@ -50,13 +50,14 @@ KnownTables::KnownTables(std::vector<KnownDatabase> databases, const OldFile& ol
 
 std::size_t KnownTables::LikenessOf(const KnownDatabase& database, const OldFile& old) const {
   std::size_t alike = 0;
-  for (const auto& [page, definition] : old.definitions()) {
-    const OldObject* object = old.catalog().Find(page);
+  for (const auto& entry : old.definitions()) {
+    const TableDef& def = entry.second.def;
+    const OldObject* object = old.catalog().Find(entry.first);
     if (object != nullptr) {
       const KnownTable* known = Find(database, object->name);
-      if (known != nullptr && HaveSameColumns(known->def, definition.def)) ++alike;
-    } else if (std::ranges::any_of(database.tables, [&](const KnownTable& table) {
-                 return HaveSameColumns(table.def, definition.def);
+      if (known != nullptr && HaveSameColumns(known->def, def)) ++alike;
+    } else if (std::ranges::any_of(database.tables, [&def](const KnownTable& table) {
+                 return HaveSameColumns(table.def, def);
                })) {
       ++alike;
     }
@@ -126,19 +127,21 @@ const KnownTable* KnownTables::ByColumns(OldFile& old, const TableDef& def) {
   return Choose(old, &def, def.page, found);
 }
 
-bool KnownTables::AllRowsFit(OldFile& old, PageNumber owner, const KnownTable& table) const {
+bool KnownTables::RowsFit(OldFile& old, PageNumber owner, const KnownTable& table,
+                          bool is_named) const {
   const RowJudge judge(table.def);
   const std::set<std::size_t>& widths = widths_.find(table.name)->second;
   const OldRows rows = old.RowsOf(owner, judge);
-  bool fit = true;
-  std::size_t count = 0;
+  std::size_t count = 0, fit = 0;
   check::Fields fields;
   rows.VisitBytes([&](RowId id, ByteView bytes) {
-    if (!fit || old.scan()[id.page].flawed) return;
+    if (old.scan()[id.page].flawed) return;
     ++count;
-    fit = judge.Split(bytes, fields) && widths.contains(GetU16(bytes, 0));
+    if (judge.Split(bytes, fields) && widths.contains(GetU16(bytes, 0))) ++fit;
   });
-  return fit && count != 0;
+  if (count == 0) return false;
+  // Where the name is known, some rows may be damaged.
+  return is_named ? 10 * fit >= 9 * count : fit == count;
 }
 
 const KnownTable* KnownTables::ByRows(OldFile& old, PageNumber owner, std::string_view name) {
@@ -151,7 +154,7 @@ const KnownTable* KnownTables::ByRows(OldFile& old, PageNumber owner, std::strin
       };
       if (std::ranges::any_of(tried, same)) continue;
       tried.push_back(&table);
-      if (AllRowsFit(old, owner, table)) found.push_back(&table);
+      if (RowsFit(old, owner, table, !name.empty())) found.push_back(&table);
     }
   }
   return Choose(old, nullptr, owner, found);

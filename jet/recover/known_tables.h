@@ -22,7 +22,8 @@ class KnownTables {
   // The one table with these columns, of several the one that most of its usual rows are
   // in; null if there is none. Names given out before, or in use, are not considered.
   const KnownTable* ByColumns(OldFile& old, const TableDef& def);
-  // The one table, of this name if one is given, that all rows of `owner` fit.
+  // The one table that all rows of `owner` fit; of this name, if one is given, the one that
+  // nearly all fit.
   const KnownTable* ByRows(OldFile& old, PageNumber owner, std::string_view name);
   // As it was in the version that fits best.
   const KnownTable* ByName(std::string_view name) const;
@@ -37,7 +38,7 @@ class KnownTables {
   // not lost.
   const KnownTable* Choose(OldFile& old, const TableDef* def, PageNumber owner,
                            const std::vector<const KnownTable*>& found);
-  bool AllRowsFit(OldFile& old, PageNumber owner, const KnownTable& table) const;
+  bool RowsFit(OldFile& old, PageNumber owner, const KnownTable& table, bool is_named) const;
 
   std::vector<KnownDatabase> databases_;                              // that fit best
   std::map<std::string, std::set<std::size_t>, std::less<>> widths_;  // of rows, by table

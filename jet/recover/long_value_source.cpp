@@ -6,20 +6,26 @@
 #include "jet/row/long_value.h"
 
 namespace jet::recover {
+namespace {
+
+// Of one piece: its own row may come behind one that is damaged. The bound also ends
+// chains that go in a circle.
+constexpr std::uint8_t kMostUses = 2;
+
+}  // namespace
 
 bool LongValueSource::Take(RowId at, PageRef& page, ByteView& row, std::vector<std::uint32_t>& used,
                            bool& flawed) {
   const PageFacts& facts = (*scan_)[at.page];
   if (facts.kind != PageKind::kLongValues || owners_->IsFree(at.page)) return false;
-  if (used_.contains(at.packed())) return false;
   page = pager_->Read(at.page);
   const RowsOfPage rows(page.bytes());
   if (at.row >= rows.size() || rows.kind(at.row) != SlotKind::kLive) return false;
   row = rows.bytes(at.row);
-  used_.insert(at.packed());
   used.push_back(at.packed());
-  flawed = flawed || facts.flawed;
-  return true;
+  const std::uint8_t uses = ++uses_[at.packed()];
+  flawed = flawed || facts.flawed || uses > 1;
+  return uses <= kMostUses;
 }
 
 bool LongValueSource::Follow(ByteView stored, Bytes& content, std::vector<std::uint32_t>& used,
@@ -63,7 +69,7 @@ bool LongValueSource::Fetch(ByteView stored, bool is_memo, Bytes& content, bool&
     whole = scan.Fault().empty();
   }
   if (!whole) {
-    for (const std::uint32_t at : used) used_.erase(at);
+    for (const std::uint32_t at : used) --uses_[at];
   }
   return whole;
 }

@@ -68,7 +68,7 @@ ObjectInfo NewFile::AddObject(std::optional<PageNumber> id, const NewObject& obj
   const std::int32_t number = id ? static_cast<std::int32_t>(id->value) : catalog_.NextFreeId();
   // An object elsewhere may have the name of a table.
   const bool is_elsewhere = object.parent != kTablesContainer;
-  const ObjectInfo info =
+  ObjectInfo info =
       catalog_.AddObject(number, object.type, object.flags,
                          is_elsewhere ? std::string(kPassingName) : object.name, object.properties);
   const std::shared_ptr<Table> objects = SystemTable(kObjectsPage);

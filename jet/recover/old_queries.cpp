@@ -73,7 +73,7 @@ void QueryCopy::Read() {
     ++found;
   });
   if (rows.broken() != 0 || !rows.lost_pages().empty() || found < judge.def().row_count) {
-    report_->losses.push_back("rows of queries: those that are saved may lack conditions");
+    report_->losses.emplace_back("rows of queries: those that are saved may lack conditions");
   }
 }
 

@@ -34,7 +34,7 @@ NewFileSettings SettingsFor(const OldFile& old, const RecoverOptions& options,
   file.created = (options.clock ? options.clock : SystemClock())();
   file.password = options.password;
   if (!old.header()) {
-    report.losses.push_back("page 0: the new file has the password that was given");
+    report.losses.emplace_back("page 0: the new file has the password that was given");
     return settings;
   }
   const Header& header = *old.header();

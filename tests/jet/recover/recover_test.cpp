@@ -213,10 +213,9 @@ TEST_F(RecoverTest, AKeyThatStandsTwiceGoesBeside) {
   const RecoverReport report = Recover();
   const RecoverReport::Table& table = TableIn(report, kJobs);
   EXPECT_FALSE(table.complete());
-  // Memos belong to one row each: the second time they are lost.
-  EXPECT_EQ(table.beside, RowsIn("物件_重複") + RowsIn("物件_不足"));
+  EXPECT_EQ(table.beside, RowsIn("物件_重複"));
   EXPECT_EQ(table.whole + table.partly, RowsIn(kJobs) + table.beside);
-  EXPECT_GT(RowsIn("物件_重複"), 0u);
+  EXPECT_GT(table.beside, 0u);
 }
 
 TEST_F(RecoverTest, RowsWithoutADefinitionKeepTheirBytesAndTexts) {
