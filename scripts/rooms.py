@@ -11,7 +11,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 # that fits a file counts. Each may include itself and what its row says. A floor's own
 # row is what lies directly in its folder.
 JET = ["jet/base", "jet/storage", "jet/sort", "jet/pages", "jet/row", "jet/index", "jet/table",
-       "jet/database", "jet/check", "jet/recover"]
+       "jet/database", "jet/check", "jet/recover", "jet/compact"]
 SQL = ["sql", "sql/text", "sql/stored", "sql/run"]
 BELOW_ADO = JET + SQL
 BELOW_DB = BELOW_ADO + ["ado"]
@@ -30,6 +30,7 @@ MAY_INCLUDE = {
     "jet/database": JET[:7],
     "jet/check": JET[:8],
     "jet/recover": JET[:9],
+    "jet/compact": JET[:9],
     "sql": JET,
     "sql/text": JET + SQL[:1],
     "sql/stored": JET + SQL[:2],

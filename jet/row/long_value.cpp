@@ -14,7 +14,6 @@ constexpr std::uint32_t kInlineBits = 0x8000'0000;
 constexpr std::uint32_t kSingleBits = 0x4000'0000;
 constexpr std::uint32_t kLengthBits = 0x3FFF'FFFF;
 
-constexpr std::size_t kChunkBytes = 4072;        // of a chain's row, behind the next address
 constexpr std::size_t kWorthMarkingBytes = 257;  // pages with more room are in the free map
 constexpr std::size_t kPagesTried = 16;          // of the free map, before a new page is taken
 
@@ -38,8 +37,10 @@ void WalkChain(Pager& pager, const LongValueDescriptor& descriptor, Visit&& visi
     if (links == pager.page_count()) throw Error::Damaged(at.page, "a chain runs in a circle");
     const PageRef page = pager.Read(at.page);
     const ByteView row = LongValueRow(at, page.bytes());
-    if (row.size() <= 4) throw Error::Damaged(at.page, "empty link in a chain of long values");
-    const ByteView chunk = row.subspan(4, std::min(left, row.size() - 4));
+    if (row.size() <= kChainLinkBytes)
+      throw Error::Damaged(at.page, "empty link in a chain of long values");
+    const ByteView chunk =
+        row.subspan(kChainLinkBytes, std::min(left, row.size() - kChainLinkBytes));
     const RowId next = RowId::FromPacked(GetU32(row, 0));
     left -= chunk.size();
     visit(at, chunk);
@@ -83,7 +84,7 @@ PageNumber PageWithRoom(PageAllocator& allocator, const ColumnDef& column, std::
 
 void UpdateFreeMap(PageAllocator& allocator, const ColumnDef& column, PageNumber page) {
   Pager& pager = allocator.pager();
-  const bool worth = RowPage(page, pager.Read(page).bytes()).free_bytes() > kWorthMarkingBytes;
+  const bool worth = HasRoomForLongValues(page, pager.Read(page).bytes());
   UsageMap free_map(pager, column.free_map);
   if (worth == free_map.Contains(page)) return;
   if (worth) {
@@ -190,21 +191,30 @@ Bytes ReadLongValue(Pager& pager, ByteView stored) {
     const ByteView value = Slice(stored, kLongValueDescriptorBytes, descriptor.length);
     return Bytes(value.begin(), value.end());
   }
-  if (descriptor.kind == LongValueKind::kSingle) {
-    const PageRef page = pager.Read(descriptor.at.page);
-    const ByteView row = LongValueRow(descriptor.at, page.bytes());
-    if (row.size() < descriptor.length) {
-      throw Error::Damaged(descriptor.at.page, "a long value is shorter than its length");
-    }
-    return Bytes(row.begin(), row.begin() + descriptor.length);
-  }
   Bytes value;
   // A length that the file cannot hold asks for no memory.
   value.reserve(
       std::min<std::uint64_t>(descriptor.length, std::uint64_t{pager.page_count()} * kChunkBytes));
-  WalkChain(pager, descriptor,
-            [&](RowId, ByteView chunk) { value.insert(value.end(), chunk.begin(), chunk.end()); });
+  ReadPieces(pager, descriptor, [&](ByteView piece) { AddBytes(value, piece); });
   return value;
+}
+
+void ReadPieces(Pager& pager, const LongValueDescriptor& value,
+                const std::function<void(ByteView)>& piece) {
+  if (value.kind == LongValueKind::kChain) {
+    WalkChain(pager, value, [&](RowId, ByteView chunk) { piece(chunk); });
+    return;
+  }
+  const PageRef page = pager.Read(value.at.page);
+  const ByteView row = LongValueRow(value.at, page.bytes());
+  if (row.size() < value.length) {
+    throw Error::Damaged(value.at.page, "a long value is shorter than its length");
+  }
+  piece(row.first(value.length));
+}
+
+bool HasRoomForLongValues(PageNumber number, PageView page) {
+  return RowPage(number, page).free_bytes() > kWorthMarkingBytes;
 }
 
 Bytes WriteLongValue(PageAllocator& allocator, const ColumnDef& column, ByteView value) {

@@ -7,6 +7,8 @@
 //   the value, if inline
 #pragma once
 
+#include <functional>
+
 #include "jet/pages/page_allocator.h"
 #include "jet/row/table_def.h"
 
@@ -16,6 +18,8 @@ inline constexpr std::size_t kLongValueDescriptorBytes = 12;
 inline constexpr std::size_t kMaxInlineBytes = 64;
 inline constexpr std::size_t kMaxSingleBytes = 3816;
 inline constexpr std::size_t kMaxLongValueBytes = 0x3FFF'FFFF;
+inline constexpr std::size_t kChainLinkBytes = 4;  // the address of a chain's next row
+inline constexpr std::size_t kChunkBytes = 4072;   // of a chain's row, behind it
 
 enum class LongValueKind { kInline, kSingle, kChain };
 
@@ -30,6 +34,13 @@ LongValueDescriptor ParseLongValue(ByteView stored);
 // The value behind the stored descriptor. Chains are followed no further than
 // their length says; kDamaged.
 Bytes ReadLongValue(Pager& pager, ByteView stored);
+
+// Hands on a value that is not inline, piece by piece as its rows hold it.
+void ReadPieces(Pager& pager, const LongValueDescriptor& value,
+                const std::function<void(ByteView)>& piece);
+
+// Whether a page of long values, in no chain, belongs into its column's map of free pages.
+bool HasRoomForLongValues(PageNumber number, PageView page);
 
 // Stores a value for `column` (its maps take the pages) and returns the
 // descriptor to be put into the row. REQUIRES: a Scope.

@@ -15,6 +15,7 @@ constexpr std::size_t kPageFree = 0x02;
 constexpr std::size_t kNextPage = 0x04;
 constexpr std::size_t kPageHeader = 8;
 constexpr std::size_t kTail = 8;  // reserved behind the content
+constexpr std::size_t kPerPage = kPageSize - kPageHeader;
 constexpr std::size_t kMaxChain = 64;
 
 // The content of the chain in one piece, and the pages it lies on.
@@ -64,13 +65,30 @@ std::vector<PageNumber> PagesOfTableDef(Pager& pager, PageNumber first) {
   return pages;
 }
 
+std::size_t DefinitionPages(std::size_t content_bytes) {
+  const std::size_t bytes = content_bytes + kTail;
+  return 1 + (bytes > kPageSize ? (bytes - kPageSize + kPerPage - 1) / kPerPage : 0);
+}
+
+void PutDefinitionPage(ByteView content, const std::vector<PageNumber>& chain, std::size_t i,
+                       PageSpan page) {
+  // Where it begins on the first page, every page has its own header.
+  const std::size_t at = kPageHeader + i * kPerPage, end = content.size() + kTail;
+  const std::size_t length = std::min(kPerPage, end - at);
+  const bool last = i + 1 == chain.size();
+  PutU16(page, 0, kPageType);
+  PutU16(page, kPageFree, last ? kPerPage - length : 0);
+  PutU32(page, kNextPage, last ? 0 : chain[i + 1].value);
+  std::fill_n(page.begin() + kPageHeader, length, std::uint8_t{0});
+  if (at < content.size()) {
+    PutBytes(page, kPageHeader, content.subspan(at, std::min(length, content.size() - at)));
+  }
+}
+
 void StoreTableDef(TableDef& def, Pager& pager, PageAllocator& allocator) {
-  Bytes content = WriteDefinition(def);
+  const Bytes content = WriteDefinition(def);
   std::vector<PageNumber>& pages = def.pages;
-  content.resize(content.size() + kTail);
-  constexpr std::size_t kPerPage = kPageSize - kPageHeader;
-  const std::size_t beyond_first = content.size() > kPageSize ? content.size() - kPageSize : 0;
-  const std::size_t count = 1 + (beyond_first + kPerPage - 1) / kPerPage;
+  const std::size_t count = DefinitionPages(content.size());
   if (pages.empty()) pages.push_back(def.page);
   allocator.TakeCensus();
   while (pages.size() < count) pages.push_back(allocator.Allocate());
@@ -78,14 +96,8 @@ void StoreTableDef(TableDef& def, Pager& pager, PageAllocator& allocator) {
     allocator.Free(pages.back());
     pages.pop_back();
   }
-  for (std::size_t i = 0, at = kPageHeader; i < count; ++i) {
-    const PageSpan bytes = pager.Edit(pages[i]);
-    const std::size_t length = std::min(kPerPage, content.size() - at);
-    PutU16(bytes, 0, kPageType);
-    PutU16(bytes, kPageFree, i + 1 < count ? 0 : kPerPage - length);
-    PutU32(bytes, kNextPage, i + 1 < count ? pages[i + 1].value : 0);
-    PutBytes(bytes, kPageHeader, ByteView(content).subspan(at, length));
-    at += length;
+  for (std::size_t i = 0; i < count; ++i) {
+    PutDefinitionPage(content, pages, i, pager.Edit(pages[i]));
   }
 }
 

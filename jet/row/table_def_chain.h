@@ -17,6 +17,11 @@ TableDef LoadTableDef(Pager& pager, PageNumber page);
 std::vector<PageNumber> PagesOfTableDef(Pager& pager, PageNumber first);
 // Rewrites the chain, growing or shrinking it. REQUIRES: a Scope; `def.page` is allocated.
 void StoreTableDef(TableDef& def, Pager& pager, PageAllocator& allocator);
+// The pages that a definition of so many bytes takes.
+std::size_t DefinitionPages(std::size_t content_bytes);
+// Puts what page `i` of the chain holds of a definition; bytes behind it stay.
+void PutDefinitionPage(ByteView content, const std::vector<PageNumber>& chain, std::size_t i,
+                       PageSpan page);
 // Rewrites the counters only: rows, autonumber, distinct keys. REQUIRES: a Scope;
 // columns and indexes are as loaded or stored last.
 void StoreCounters(const TableDef& def, Pager& pager);

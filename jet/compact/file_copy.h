@@ -1,0 +1,28 @@
+// A whole database written anew without holes: each table's pages together, full and in
+// order. Nothing but page numbers changes, and what follows from them.
+//
+//   0 header · 1 map of free pages · 2 to 5 definitions of the system tables · their maps,
+//   roots of their indexes, rows of the object list · the other tables in the order of
+//   their names · what else the system tables hold · bitmaps of the free pages
+//
+// A table: definition · maps · rows, long values before the page of their row · indexes,
+// each its root first. Engines of build 11A6 give each system table a page of maps.
+#pragma once
+
+#include <cstdint>
+
+#include "jet/storage/file.h"
+#include "jet/storage/header.h"
+#include "jet/storage/pager.h"
+
+namespace jet::compact {
+
+struct CopyCounts {
+  std::uint64_t pages = 0, tables = 0, rows = 0, index_entries = 0;
+};
+
+// REQUIRES: the database in `from` is sound, `to` is empty. kNotSupported for an object
+// of which it is not known what belongs to it; kDamaged, kIo, kDiskFull.
+CopyCounts CopyDatabase(Pager& from, const Header& header, File& to);
+
+}  // namespace jet::compact
