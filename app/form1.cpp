@@ -177,11 +177,14 @@ void Form1::OpenChosen(db::Kind kind, const std::string& path) {
 
 void Form1::Upgrade(db::Kind kind) {
   const Procedures& of = ProceduresOf(kind);
-  double& version = module_.session(kind).version;
+  // g++ 12 with the sanitizer for undefined behaviour takes a closure for the form where
+  // a pointer to a member is called on a member of the form.
+  db::Module1& module = module_;
+  double& version = module.session(kind).version;
   RunEvent(
-      Event::kUpgrade, [&] { (module_.*of.upgrade)(ado::ToInt16(version)); },
+      Event::kUpgrade, [&] { (module.*of.upgrade)(ado::ToInt16(version)); },
       [&] {
-        version = (module_.*of.latest)();
+        version = (module.*of.latest)();
         SetVersionCaption(db::VersionElementOf(kind), db::VersionCaption(version));
         view_.SetVisible(of.upgrade_button, false);
       });
