@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "jet/base/bytes.h"
 #include "jet/base/error.h"
 #include "jet/base/system_ids.h"
 
@@ -12,6 +13,15 @@ namespace {
 // Of a table of its own they are Null.
 constexpr const char* kOtherFields[] = {"Connect", "Database", "ForeignName", "Lv",
                                         "LvExtra", "LvModule", "RmtInfoLong", "RmtInfoShort"};
+
+// Parsing keeps what it does not know; here that is damage.
+void RequireKnownChunks(ByteView blob) {
+  for (std::size_t at = 4; at < blob.size();) {
+    const std::uint16_t kind = GetU16(blob, at + 4);
+    if (kind > 1 && kind != 0x80) throw Error(ErrorCode::kDamaged, "an unknown kind of chunk");
+    at += std::max<std::size_t>(4, GetU32(blob, at));
+  }
+}
 
 class ObjectReader {
  public:
@@ -53,6 +63,7 @@ class ObjectReader {
     const auto* bytes = std::get_if<Bytes>(&blob);
     if (bytes == nullptr || bytes->empty()) return;
     try {
+      RequireKnownChunks(*bytes);
       object.properties = Properties::Parse(*bytes);
     } catch (const Error&) {
       object.lost_properties = true;
@@ -66,6 +77,16 @@ class ObjectReader {
 
 bool OldObject::is_table() const {
   return (type == kTableObject || type == kOdbcLink) && id > 0 && id < kRootContainer;
+}
+
+void OldCatalog::KeepNames() {
+  std::erase_if(objects, [](const OldObject& object) { return object.type != kTableObject; });
+  for (OldObject& object : objects) {
+    object.flags = 0;
+    object.properties = {};
+    object.lost_properties = true;
+    object.other_fields.clear();
+  }
 }
 
 const OldObject* OldCatalog::Find(PageNumber definition) const {

@@ -34,6 +34,8 @@ struct OldCatalog {
   std::vector<PageNumber> lost_pages;
 
   const OldObject* Find(PageNumber definition) const;
+  // Forgets all but which tables there are.
+  void KeepNames();
 };
 
 // `def`: of MSysObjects.

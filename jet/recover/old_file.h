@@ -30,6 +30,7 @@ class OldFile {
   const OldDefinitions& definitions() const { return definitions_; }
   const PageOwners& owners() const { return *owners_; }
   const OldCatalog& catalog() const { return catalog_; }
+  OldCatalog& catalog() { return catalog_; }
   // REQUIRES: the judge outlives the rows.
   OldRows RowsOf(PageNumber table, const RowJudge& judge);
 

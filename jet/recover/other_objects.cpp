@@ -9,6 +9,11 @@
 namespace jet::recover {
 namespace {
 
+bool IsFixed(std::int32_t container) {
+  return container == kRootContainer || container == kTablesContainer ||
+         container == kDatabasesContainer || container == kRelationshipsContainer;
+}
+
 bool IsOther(const OldObject& object) {
   return object.id < 0 && object.type != kQueryObject && object.type != kRelationObject;
 }
@@ -29,7 +34,7 @@ void CopyOtherObjects(const OldCatalog& old, NewFile& file, RecoverReport& repor
     entry.parent = parent == ids.end() ? object.parent : parent->second;
     entry.other_fields = object.other_fields;
     try {
-      if (entry.parent < 0 && parent == ids.end()) {
+      if (parent == ids.end() && !IsFixed(entry.parent)) {
         throw Error(ErrorCode::kDamaged, "what it belongs to is lost");
       }
       ids[object.id] = file.AddObject(std::nullopt, entry).id;

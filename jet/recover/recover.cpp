@@ -61,7 +61,8 @@ class Recovery {
     file_.emplace(files, temporary, settings_);
   }
 
-  RecoverReport Run();
+  // `plain`: tables with their rows and indexes, and nothing else of the catalog.
+  RecoverReport Run(bool plain);
 
  private:
   void TellOfCatalog();
@@ -97,16 +98,21 @@ void Recovery::TellOfPages() {
   std::ranges::sort(report_.pages, {}, &RecoverReport::Page::page);
 }
 
-RecoverReport Recovery::Run() {
+RecoverReport Recovery::Run(bool plain) {
   std::vector<TableDef> system_tables;
   for (const SystemTableSpec& spec : SystemTables()) {
     system_tables.push_back(LoadTableDef(file_->pager(), spec.page));
   }
   old_.Complete(system_tables);
+  if (plain) old_.catalog().KeepNames();
   const CopiedTables tables = CopyTables(old_, *file_, options_, settings_.header.created, report_);
-  CopyQueries(old_, *file_, report_);
-  CopyRelations(old_, *file_, tables, report_);
-  CopyOtherObjects(old_.catalog(), *file_, report_);
+  if (plain) {
+    report_.losses.emplace_back("queries, relationships and all other objects");
+  } else {
+    CopyQueries(old_, *file_, report_);
+    CopyRelations(old_, *file_, tables, report_);
+    CopyOtherObjects(old_.catalog(), *file_, report_);
+  }
   TellOfCatalog();
   TellOfPages();
   file_->Flush();
@@ -115,12 +121,24 @@ RecoverReport Recovery::Run() {
   return std::move(report_);
 }
 
-void RequireSound(FileSystem& files, const std::string& path, const std::string& password) {
+// Why the file is not sound; empty if it is.
+std::string FaultOf(FileSystem& files, const std::string& path, const std::string& password) {
   const CheckResult result = CheckFile(files, path, {.password = password});
-  if (result.sound()) return;
-  const auto problem =
-      std::ranges::find(result.findings, Finding::Severity::kProblem, &Finding::severity);
-  throw Error(ErrorCode::kDamaged, "the new file is not sound: " + FormatFinding(*problem));
+  if (result.sound()) return {};
+  return FormatFinding(
+      *std::ranges::find(result.findings, Finding::Severity::kProblem, &Finding::severity));
+}
+
+// What looks whole may still not fit together: then the tables come without the rest.
+RecoverReport RecoverSound(FileSystem& files, const std::string& path, const std::string& temporary,
+                           const RecoverOptions& options) {
+  std::string fault;
+  for (const bool plain : {false, true}) {
+    RecoverReport report = Recovery(files, path, temporary, options).Run(plain);
+    fault = FaultOf(files, temporary, options.password);
+    if (fault.empty()) return report;
+  }
+  throw Error(ErrorCode::kDamaged, "the new file is not sound: " + fault);
 }
 
 }  // namespace
@@ -132,8 +150,7 @@ RecoverReport RecoverFile(FileSystem& files, const std::string& path, const std:
   const bool is_there = files.Exists(temporary);  // somebody's, as long as it is not written to
   return Named({.file = path}, [&] {
     try {
-      RecoverReport report = recover::Recovery(files, path, temporary, options).Run();
-      recover::RequireSound(files, temporary, options.password);
+      RecoverReport report = recover::RecoverSound(files, path, temporary, options);
       if (options.dry_run) {
         files.Remove(temporary);
       } else {
