@@ -62,7 +62,7 @@ Json Size(const jet::ColumnDef& column) {
   return column.length;
 }
 
-Json ToJson(const jet::Finding& finding) {
+Json FindingJson(const jet::Finding& finding) {
   Json object;
   object["severity"] = jet::NameOf(finding.severity);
   object["code"] = jet::NameOf(finding.code);
@@ -242,7 +242,7 @@ ExitCode Check(Program& program, const ReadOptions& options) {
     report["not_checked"] = result.not_checked;
     report["findings"] = Json::array();
     for (const jet::Finding& finding : result.findings) {
-      report["findings"].push_back(ToJson(finding));
+      report["findings"].push_back(FindingJson(finding));
     }
     Print(Dump(report) + "\n");
   } else {

@@ -41,7 +41,7 @@ Json PageArray(const std::vector<jet::PageNumber>& pages) {
   return array;
 }
 
-Json ToJson(const Table& table) {
+Json TableJson(const Table& table) {
   Json object;
   object["table"] = table.name;
   object["page"] = table.page.value;
@@ -65,7 +65,7 @@ std::string AsJson(const RecoverVerbOptions& options, const jet::RecoverReport& 
   object["complete"] = report.complete();
   object["losses"] = report.losses;
   object["tables"] = Json::array();
-  for (const Table& table : report.tables) object["tables"].push_back(ToJson(table));
+  for (const Table& table : report.tables) object["tables"].push_back(TableJson(table));
   object["pages"] = Json::array();
   for (const jet::RecoverReport::Page& page : report.pages) {
     object["pages"].push_back({{"page", page.page.value}, {"text", page.text}});

@@ -9,7 +9,7 @@ namespace jet::check {
 
 namespace {
 
-constexpr std::size_t kOwner = 4, kStamp = 8;
+constexpr std::size_t kStamp = 8;
 constexpr std::uint32_t kLengthBits = 0x3FFF'FFFF, kKindBits = 0xC000'0000;
 constexpr std::uint32_t kInlineBits = 0x8000'0000, kSingleBits = 0x4000'0000;
 

@@ -15,8 +15,6 @@ namespace {
 constexpr Ledger::OwnerId kNobody = 0;
 
 constexpr std::size_t kFreeBytes = 2;
-constexpr std::size_t kOwner = 4;
-constexpr std::size_t kWord8 = 8;
 constexpr std::size_t kRowCount = 12;
 constexpr std::size_t kSlots = 14;
 

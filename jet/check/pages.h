@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@
 #include "jet/storage/pager.h"
 
 namespace jet::check {
+
+// Words of pages of several kinds.
+inline constexpr std::size_t kOwner = 4, kWord8 = 8;
 
 // What a usage map says. Bits beyond the end of the file are only counted.
 struct MapPages {

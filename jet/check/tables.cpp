@@ -9,7 +9,6 @@
 namespace jet::check {
 
 namespace {
-constexpr std::size_t kOwner = 4, kWord8 = 8;
 constexpr std::size_t kPointerBytes = 4;
 
 std::int32_t NextAutonumber(const TableDef& def) {

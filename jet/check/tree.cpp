@@ -12,8 +12,8 @@ namespace jet::check {
 
 namespace {
 
-constexpr std::size_t kFree = 0x02, kOwner = 0x04, kWord8 = 0x08, kPrevious = 0x0C, kNext = 0x10,
-                      kTail = 0x14, kPrefix = 0x18, kLevel = 0x1A, kMask = 0x1B, kEntries = 0x1E0;
+constexpr std::size_t kFree = 0x02, kPrevious = 0x0C, kNext = 0x10, kTail = 0x14, kPrefix = 0x18,
+                      kLevel = 0x1A, kMask = 0x1B, kEntries = 0x1E0;
 constexpr std::uint8_t kNodeType = 3, kLeafType = 4;
 constexpr std::size_t kRefBytes = 4, kChildBytes = 4;
 // A full node has at least six children, so no tree in 2 GB is this high.

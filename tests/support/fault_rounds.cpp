@@ -17,7 +17,7 @@
 namespace test_support {
 namespace {
 
-constexpr std::size_t kSector = 512;
+constexpr std::size_t kSectorBytes = 512;
 
 std::unique_ptr<jet::Database> Open(jet::FileSystem& files, const std::string& password,
                                     jet::OpenMode mode) {
@@ -89,7 +89,7 @@ void FaultRounds::Kills() {
     ++counts_["kills"];
     if (n == log_.size() || log_[n].kind != FileOperation::Kind::kWrite) continue;
     // The sectors before the tear arrive, or those behind it.
-    const std::size_t sectors = (log_[n].bytes.size() + kSector - 1) / kSector;
+    const std::size_t sectors = (log_[n].bytes.size() + kSectorBytes - 1) / kSectorBytes;
     for (std::size_t k = 1; k < sectors; ++k) {
       Judge(AfterTear(plan_.before, log_, n, 0, k), fmt::format("torn after {} + {}", n, k));
       Judge(AfterTear(plan_.before, log_, n, k, sectors - k),

@@ -40,7 +40,7 @@ class Reader {
     const std::size_t words = (std::max(out_.page_count, 512U) + 31) / 32;
     if (!out_.free_pages.list &&
         (out_.free_pages.start != 0 || out_.free_pages.length != 5 + 4 * words)) {
-      Fault(1, 0, fmt::format("{} bytes for {} pages", out_.free_pages.length, out_.page_count));
+      Add(1, 0, fmt::format("{} bytes for {} pages", out_.free_pages.length, out_.page_count));
     }
     free_.insert(out_.free_pages.pages.begin(), out_.free_pages.pages.end());
     for (const std::uint32_t page : out_.free_pages.bitmaps) ClaimBitmap(1, 0, page);
@@ -63,13 +63,13 @@ class Reader {
     const std::size_t start = offset(row), end = row == 0 ? kPage : offset(row - 1);
     return b.substr(start, end - start);
   }
-  void Fault(std::uint32_t page, std::uint32_t row, const std::string& what) {
+  void Add(std::uint32_t page, std::uint32_t row, const std::string& what) {
     out_.faults.push_back(fmt::format("map {}:{}: {}", page, row, what));
   }
   void ClaimBitmap(std::uint32_t page, std::uint32_t row, std::uint32_t bitmap) {
-    if (free_.contains(bitmap)) Fault(page, row, fmt::format("bitmap page {} is free", bitmap));
-    if (!bitmaps_.insert(bitmap).second) Fault(page, row, fmt::format("{} used twice", bitmap));
-    if (U32(Page(bitmap), 0) != 0x0105) Fault(page, row, fmt::format("{} is not a bitmap", bitmap));
+    if (free_.contains(bitmap)) Add(page, row, fmt::format("bitmap page {} is free", bitmap));
+    if (!bitmaps_.insert(bitmap).second) Add(page, row, fmt::format("{} used twice", bitmap));
+    if (U32(Page(bitmap), 0) != 0x0105) Add(page, row, fmt::format("{} is not a bitmap", bitmap));
   }
 
   MapState Decode(std::uint32_t page, std::uint32_t row) {
@@ -96,9 +96,9 @@ class Reader {
     const MapState map = Decode(page, row);
     for (const std::uint32_t bitmap : map.bitmaps) ClaimBitmap(page, row, bitmap);
     if (map.list && map.length != kNewRow)
-      Fault(page, row, fmt::format("a list of {} bytes", map.length));
+      Add(page, row, fmt::format("a list of {} bytes", map.length));
     if (!map.list && (map.start % 8 != 0 || map.length < kNewRow || map.length % 4 != 1)) {
-      Fault(page, row, fmt::format("start {}, {} bytes", map.start, map.length));
+      Add(page, row, fmt::format("start {}, {} bytes", map.start, map.length));
     }
     out_.maps.emplace(page << 8 | row, map);
   }
@@ -113,7 +113,7 @@ bool Share(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>
 }
 
 // Why a map cannot have come to what it is; empty if it can.
-std::string Fault(const MapState& was, const MapState& is, std::uint32_t last_page) {
+std::string WhyNot(const MapState& was, const MapState& is, std::uint32_t last_page) {
   if (was.list) return is.list ? "" : "a list no more";
   const bool never_empty = Share(was.pages, is.pages);
   const auto covered = [&](std::uint32_t start) { return start + 8 * (was.length - 5); };
@@ -155,7 +155,7 @@ std::vector<std::string> MapFaults(std::string_view before, std::string_view aft
     MapState fresh;
     fresh.length = kNewRow;
     const std::string fault =
-        Fault(old == was.maps.end() ? fresh : old->second, map, is.page_count - 1);
+        WhyNot(old == was.maps.end() ? fresh : old->second, map, is.page_count - 1);
     if (fault.empty()) continue;
     faults.push_back(fmt::format("map {}:{}: {}; start {}, {} bytes, {} pages from {}", at >> 8,
                                  at & 255, fault, map.start, map.length, map.pages.size(),

@@ -9,23 +9,16 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr const char* kBase = "拾い転送_Base";
+constexpr const char* kTransferBase = "拾い転送_Base";
 constexpr const char* kShapeConversion = "拾い転送_形状名称変換";
 constexpr const char* kAccessoryConversion = "拾い転送_形状名称変換_副資材";
 
 // The eleven tables in the order in which they come, with the number of their columns.
 const std::pair<const char*, std::size_t> kTables[] = {
-    {kBase, 66},
-    {"拾い転送_キャンバス変換", 3},
-    {"拾い転送_フレキ変換", 3},
-    {kShapeConversion, 6},
-    {kAccessoryConversion, 8},
-    {"拾い転送_系統変換", 4},
-    {"拾い転送_工法変換", 3},
-    {"拾い転送_材質変換", 3},
-    {"拾い転送_選択形状", 1},
-    {"拾い転送_選択物件", 2},
-    {"Data_拾いＩＤ", 1},
+    {kTransferBase, 66},      {"拾い転送_キャンバス変換", 3}, {"拾い転送_フレキ変換", 3},
+    {kShapeConversion, 6},    {kAccessoryConversion, 8},      {"拾い転送_系統変換", 4},
+    {"拾い転送_工法変換", 3}, {"拾い転送_材質変換", 3},       {"拾い転送_選択形状", 1},
+    {"拾い転送_選択物件", 2}, {"Data_拾いＩＤ", 1},
 };
 
 // Any of the tables in the way ends the step, quietly.
@@ -35,12 +28,9 @@ TEST(DataStep14, EndsAtATableThatIsThere) {
     void (*make)(db::DbHandle&, std::string_view);
     std::size_t created;
   } cases[] = {
-      {kBase, MakeTable, 0},
-      {"拾い転送_BASE", MakeTable, 0},
-      {"拾い転送_ﾌﾚｷ変換", MakeTable, 2},
-      {"拾い転送_系統変換", MakeTable, 5},
-      {"拾い転送_系統変換", MakeQuery, 5},
-      {"Data_拾いID", MakeTable, 10},
+      {kTransferBase, MakeTable, 0},       {"拾い転送_BASE", MakeTable, 0},
+      {"拾い転送_ﾌﾚｷ変換", MakeTable, 2},  {"拾い転送_系統変換", MakeTable, 5},
+      {"拾い転送_系統変換", MakeQuery, 5}, {"Data_拾いID", MakeTable, 10},
   };
   for (const auto& test : cases) {
     StepBench bench(Kind::kData, 13);
@@ -81,7 +71,7 @@ TEST(DataStep14, IsNotMadeUpForAfterAFailure) {
 // The error of the early end is gone when step 16 has created its table.
 TEST(DataStep14, LeavesNoErrorToTheNextStep) {
   StepBench bench(Kind::kData, 13, WithTransferName);
-  bench.Edit([](db::DbHandle& db) { MakeTable(db, kBase); });
+  bench.Edit([](db::DbHandle& db) { MakeTable(db, kTransferBase); });
   EXPECT_EQ(bench.Upgrade(27), ado::kErrNoTable);  // no conversion table for 16b
   EXPECT_EQ(bench.Columns("拾い転送_共板FG").size(), 7U);
   EXPECT_EQ(bench.Count("拾い転送_設定"), 1U);

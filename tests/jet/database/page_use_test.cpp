@@ -19,7 +19,7 @@ using namespace test_support;
 constexpr char kPath[] = "/page_use.mdb";
 constexpr int kRows = 200;
 
-std::vector<Value> Row(int i, const std::string& name = "") {
+std::vector<Value> NewRow(int i, const std::string& name = "") {
   return {Null{}, i, std::string(i % 40 == 0 ? 9000 : 90, 'm'), name};
 }
 Pager& PagerOf(Database& database) { return Internals(database).pager(); }
@@ -37,7 +37,7 @@ PageNumber FirstOf(Database& database, RowId map) {
   return {PagesOf(UsageMap(PagerOf(database), map)).at(0)};
 }
 
-void NewTable(Database& database) { database.CreateTable({"新", {{"番号"}}, {}}); }
+void TakePages(Database& database) { database.CreateTable({"新", {{"番号"}}, {}}); }
 void NewColumn(Database& database) { database.AppendColumn("乙", {"新"}); }
 
 // Two tables; the second has a tree of two levels.
@@ -53,7 +53,7 @@ class PageUseTest : public ::testing::Test {
             {.name = "名", .columns = {"名"}}}});
       for (int i = 0; i < kRows; ++i) {
         table->Insert(
-            Row(i, table->name() == "乙" ? std::to_string(i) + std::string(150, 'x') : ""));
+            NewRow(i, table->name() == "乙" ? std::to_string(i) + std::string(150, 'x') : ""));
       }
     }
     database->Commit();
@@ -116,7 +116,7 @@ TEST_F(PageUseTest, NoPageInUseIsTakenWhateverTheMapOfFreePagesSays) {
     SCOPED_TRACE(page.value);
     if (Internals(Edit()).allocator().IsFree(page)) continue;
     MarkFree(*database_, page);
-    EXPECT_EQ(PageOfRefusal(NewTable), page);
+    EXPECT_EQ(PageOfRefusal(TakePages), page);
     Close();
     image() = sound;
   }
@@ -127,14 +127,14 @@ TEST_F(PageUseTest, AFileThatWasCutOffDoesNotGrowOverWhatIsMissing) {
   ASSERT_FALSE(Internals(Open()).allocator().IsFree({last - 1}));
   Close();
   image().resize(std::size_t{last - 1} * kPageSize);
-  EXPECT_EQ(PageOfRefusal(NewTable), PageNumber{last - 1});
+  EXPECT_EQ(PageOfRefusal(TakePages), PageNumber{last - 1});
 }
 
 // A file of some pages must not become one of a gigabyte.
 TEST_F(PageUseTest, AMapThatBeginsFarBehindTheEndLeavesNoGap) {
   const std::size_t before = image().size();
   PutU32(EditRow(PagerOf(Edit()), kGlobalMap), 1, 0x40000);  // its first page
-  NewTable(Open());
+  TakePages(Open());
   database_->Commit();
   EXPECT_LE(image().size(), before + 4 * kPageSize);
   EXPECT_EQ(Open().OpenTable("新")->def().columns.size(), 1u);
@@ -169,7 +169,7 @@ const Refusal kRefusals[] = {
        Store(database, def);
        return def.owned_map.page;
      },
-     {NewColumn, NewTable}},
+     {NewColumn, TakePages}},
     {"DefinitionOfTwoTables",
      [](Database& database) {
        const auto objects = database.OpenTable("MSysObjects");
@@ -180,14 +180,14 @@ const Refusal kRefusals[] = {
        }
        return shared;
      },
-     {NewTable, [](Database& database) { database.AppendColumn("甲", {"新"}); }}},
+     {TakePages, [](Database& database) { database.AppendColumn("甲", {"新"}); }}},
     {"DefinitionThatRunsIntoAnother",
      [](Database& database) {
        const PageNumber other = DefOf(database, "甲").page;
        PutU32(PagerOf(database).Edit(DefOf(database, "乙").page), 4, other.value);  // the next page
        return other;
      },
-     {NewTable, NewColumn}},
+     {TakePages, NewColumn}},
     {"ColumnsInOnePlace",
      [](Database& database) {
        TableDef def = DefOf(database, "乙");
@@ -203,7 +203,7 @@ const Refusal kRefusals[] = {
        Store(database, def);
        return def.page;
      },
-     {[](Database& database) { database.OpenTable("乙")->Insert(Row(1)); }}},
+     {[](Database& database) { database.OpenTable("乙")->Insert(NewRow(1)); }}},
     // Flags that cannot be read would show the list of objects as a table of the user's;
     // found by `fuzz_run --target change --seed 5 --percent 10 --only 842`.
     {"SystemTableOfOtherColumns",
@@ -241,14 +241,14 @@ TEST_F(PageUseTest, TheBitmapPagesOfListsAreInUse) {
     map.Remove({600});
     bitmaps.push_back(map.BitmapPages().at(0));
   }
-  Open().OpenTable("甲")->Insert(Row(1));
-  NewTable(*database_);
+  Open().OpenTable("甲")->Insert(NewRow(1));
+  TakePages(*database_);
   MarkFree(Edit(), bitmaps[0]);
-  EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[0]);
+  EXPECT_EQ(PageOfRefusal(TakePages), bitmaps[0]);
 
   UsageMap(PagerOf(Edit()), kGlobalMap).Remove(bitmaps[0]);
   PutU32(EditRow(pager(), DefOf(*database_, "甲").owned_map), 1, bitmaps[1].value);
-  EXPECT_EQ(PageOfRefusal(NewTable), bitmaps[1]) << "it serves two maps";
+  EXPECT_EQ(PageOfRefusal(TakePages), bitmaps[1]) << "it serves two maps";
   EXPECT_EQ(PageOfRefusal(NewColumn), bitmaps[1]);
 }
 
@@ -261,10 +261,10 @@ TEST_F(PageUseTest, ABitmapPageBesideTheMapOfFreePagesIsInUse) {
   PutU32(row, 1, bitmap.value);
   PutU32(row, 5, 0x7FFFFFFF);  // not there
   PutBytes(EditRow(pager(), kSecondMap), 0, row);
-  NewTable(Open());
+  TakePages(Open());
   EXPECT_EQ(RowBytes(pager(), kSecondMap), row);
   MarkFree(Edit(), bitmap);
-  EXPECT_EQ(PageOfRefusal(NewTable), bitmap);
+  EXPECT_EQ(PageOfRefusal(TakePages), bitmap);
 }
 
 // A column of another number has no maps; its pages are in use all the same.
@@ -275,7 +275,7 @@ TEST_F(PageUseTest, PagesOfAColumnThatIsNotThereAreNotTaken) {
   def.columns[2].owned_map = def.columns[2].free_map = {};
   Store(*database_, def);
   const PageNumber page = MarkFree(*database_, FirstOf(*database_, maps));
-  EXPECT_EQ(PageOfRefusal(NewTable), page);
+  EXPECT_EQ(PageOfRefusal(TakePages), page);
   UsageMap(PagerOf(Edit()), kGlobalMap).Remove(page);
   NewColumn(Open());
   EXPECT_EQ(DefOf(*database_, "乙").stray_maps.at(0).owned_map, maps);
@@ -288,7 +288,7 @@ TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
   pager().Edit(def.page)[0x2D] = 0xFF;  // the count of columns
   Open();
   const std::string before = image();
-  NewTable(*database_);
+  TakePages(*database_);
   database_->Commit();
   const std::size_t at = std::size_t{page.value} * kPageSize;
   EXPECT_EQ(image().substr(at, kPageSize), before.substr(at, kPageSize));
@@ -300,7 +300,7 @@ TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
   const std::uint32_t pages = database_->page_count();
   for (int round = 0; round < 3; ++round) {
     for (const RowId id : RowIds(*table)) table->Delete(id);
-    for (int i = 0; i < kRows; ++i) table->Insert(Row(i));
+    for (int i = 0; i < kRows; ++i) table->Insert(NewRow(i));
   }
   EXPECT_LE(database_->page_count(), pages + 2);
 }
@@ -308,7 +308,7 @@ TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
 TEST_F(PageUseTest, ANumberThatAnUpdateGaveIsNotGivenAgain) {
   const auto table = Open().OpenTable("甲");
   Set(*table, *table->First(), 0, kRows + 1);
-  EXPECT_EQ(Get(*table, table->Insert(Row(1)), 0), Value(kRows + 2));
+  EXPECT_EQ(Get(*table, table->Insert(NewRow(1)), 0), Value(kRows + 2));
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 namespace jet {
 namespace {
 
-using enum LongValueKind;
 using namespace test_support;
 
 // A new database with a table of one OLE and one Memo column, a scope open.
@@ -37,9 +36,11 @@ TEST_F(LongValue, ChangesItsKindAtTheBoundariesAndLeavesNothingBehind) {
     LongValueKind kind;
     std::size_t pages;
   } cases[] = {
-      {0, kInline, 0},   {64, kInline, 0},      {65, kSingle, 1},  {3816, kSingle, 1},
-      {3817, kChain, 1}, {4072, kChain, 1},     {4073, kChain, 2}, {8144, kChain, 2},
-      {8145, kChain, 3}, {100'000, kChain, 25},
+      {0, LongValueKind::kInline, 0},   {64, LongValueKind::kInline, 0},
+      {65, LongValueKind::kSingle, 1},  {3816, LongValueKind::kSingle, 1},
+      {3817, LongValueKind::kChain, 1}, {4072, LongValueKind::kChain, 1},
+      {4073, LongValueKind::kChain, 2}, {8144, LongValueKind::kChain, 2},
+      {8145, LongValueKind::kChain, 3}, {100'000, LongValueKind::kChain, 25},
   };
   for (const auto& c : cases) {
     const Bytes value = Pattern(c.size);
@@ -49,7 +50,7 @@ TEST_F(LongValue, ChangesItsKindAtTheBoundariesAndLeavesNothingBehind) {
     EXPECT_EQ(descriptor.length, c.size);
     EXPECT_EQ(OwnedPages(ole()), c.pages) << c.size;
     EXPECT_EQ(ReadLongValue(pager(), stored), value) << c.size;
-    if (c.kind == kChain) {
+    if (c.kind == LongValueKind::kChain) {
       EXPECT_NE(descriptor.stamp, 0u);
       EXPECT_EQ(GetU32(pager().Read(descriptor.at.page).bytes(), 8), descriptor.stamp);
     } else {
@@ -92,15 +93,15 @@ TEST_F(LongValue, StoresMemosInTheFormTheirLengthAsksFor) {
     LongValueKind kind;
     std::size_t length;
   } cases[] = {
-      {memo(), "", kInline, 0},
-      {memo(), "ab", kInline, 4},
-      {memo(), "abc", kInline, 5},  // compressed whatever the column says
-      {memo(), std::string(32, 'a'), kInline, 34},
-      {memo(), std::string(33, 'a'), kSingle, 66},
-      {compressed, std::string(33, 'a'), kSingle, 35},
-      {memo(), wide, kSingle, 66},
-      {compressed, latin, kSingle, 1910},
-      {compressed, latin + "a", kChain, 3818},
+      {memo(), "", LongValueKind::kInline, 0},
+      {memo(), "ab", LongValueKind::kInline, 4},
+      {memo(), "abc", LongValueKind::kInline, 5},  // compressed whatever the column says
+      {memo(), std::string(32, 'a'), LongValueKind::kInline, 34},
+      {memo(), std::string(33, 'a'), LongValueKind::kSingle, 66},
+      {compressed, std::string(33, 'a'), LongValueKind::kSingle, 35},
+      {memo(), wide, LongValueKind::kSingle, 66},
+      {compressed, latin, LongValueKind::kSingle, 1910},
+      {compressed, latin + "a", LongValueKind::kChain, 3818},
   };
   for (const auto& c : cases) {
     const Bytes stored = WriteMemo(allocator(), c.column, ToUtf16(c.text));

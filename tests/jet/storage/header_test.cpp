@@ -12,7 +12,7 @@ namespace jet {
 namespace {
 
 using Page = std::array<std::uint8_t, kPageSize>;
-constexpr std::size_t kSlots = 0xE00;
+constexpr std::size_t kCommitSlots = 0xE00;
 
 Page NewPage(const std::string& password = {}) {
   Page page{};
@@ -71,7 +71,7 @@ TEST(HeaderTest, TheWorstCommitSlotCounts) {
       {kSuspect, kWriting, CommitMark::kWriting}, {kWriting, kSuspect, CommitMark::kWriting}};
   for (const auto& c : cases) {
     Page page = NewPage();
-    PutU16(page, kSlots, c.first);
+    PutU16(page, kCommitSlots, c.first);
     PutU16(page, kPageSize - 2, c.last);
     EXPECT_EQ(Header::Parse(page).mark(), c.mark) << c.first << ' ' << c.last;
   }
