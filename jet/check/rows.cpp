@@ -86,21 +86,14 @@ RowSplitter::RowSplitter(const TableDef& def) : def_(&def) {
     if (!column.fixed && !column.boolean) by_slot_.push_back(i);
   }
   std::ranges::stable_sort(by_slot_, {}, [this](std::size_t i) { return columns_[i].slot; });
-  slots_before_.assign(def.next_column_id + std::size_t{1}, def.next_variable_slot);
-  for (const ColumnDef& column : def.columns) {
-    if (column.id.value < slots_before_.size()) {
-      slots_before_[column.id.value] = column.variable_slot;
-    }
-  }
-  for (std::size_t id = slots_before_.size() - 1; id-- > 0;) {
-    slots_before_[id] = std::min(slots_before_[id], slots_before_[id + 1]);
-  }
+  first_variable_ = def.next_column_id;
+  for (const std::size_t i : by_slot_) first_variable_ = std::min(first_variable_, columns_[i].id);
 }
 
-// Rows written before the table had its first variable column have no offsets.
+// Rows written before the table had its first variable column have no offsets. Where that
+// one was dropped, which rows those are does not show; nothing is read from the offsets then.
 bool RowSplitter::HasVariablePart(std::size_t count) const {
-  return def_->has_variable_columns() &&
-         (count == def_->next_column_id || slots_before_[count] != 0);
+  return def_->has_variable_columns() && (count == def_->next_column_id || count > first_variable_);
 }
 
 std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy) const {

@@ -52,13 +52,14 @@ class RowSplitter {
     std::size_t id = 0, slot = 0, at = 0, size = 0;
     bool known = true, fixed = false, boolean = false, checked = true;
   };
+  // Whether a row of so many ids must have offsets of variable fields.
   bool HasVariablePart(std::size_t count) const;
   const TableDef* def_;
   std::vector<Column> columns_;
   std::vector<std::size_t> by_slot_;  // ordinals of variable columns
   std::size_t live_ids_ = 0;          // highest column id of today, and one
   std::size_t fixed_end_ = 2;
-  std::vector<std::uint16_t> slots_before_;  // by column id: variable slots made before it
+  std::size_t first_variable_;  // the least id of a variable column that is left
 };
 
 }  // namespace jet::check

@@ -11,16 +11,12 @@ namespace {
 
 constexpr std::size_t kFixedAt = 2;
 
-// Variable slots that existed when a row with ids below `columns` was written:
-// every column knows how many there were before it.
-std::size_t SlotsBefore(const TableDef& def, std::size_t columns) {
-  std::size_t slots = def.next_variable_slot;
-  for (const ColumnDef& column : def.columns) {
-    if (column.id.value >= columns) {
-      slots = std::min<std::size_t>(slots, column.variable_slot);
-    }
-  }
-  return slots;
+// Whether a row with ids below `columns` can have a variable field that is still there.
+// If not, it may be from before the first variable column, which was dropped since.
+bool HasVariableBelow(const TableDef& def, std::size_t columns) {
+  return std::ranges::any_of(def.columns, [columns](const ColumnDef& column) {
+    return column.id.value < columns && !column.fixed() && column.type != ColumnType::kBoolean;
+  });
 }
 
 template <class T>
@@ -127,7 +123,7 @@ RowView::RowView(const TableDef& def, ByteView bytes) : bytes_(bytes) {
   mask_at_ = bytes.size() - mask_bytes;
   fixed_end_ = mask_at_;
   if (def.next_variable_slot == 0) return;
-  if (columns_ < def.next_column_id && SlotsBefore(def, columns_) == 0) return;
+  if (columns_ < def.next_column_id && !HasVariableBelow(def, columns_)) return;
   if (mask_at_ < kFixedAt + 4) ThrowOutside(mask_at_);
   variables_ = GetU16(bytes, mask_at_ - 2);
   if (variables_ > def.next_variable_slot || 4 + 2 * variables_ + kFixedAt > mask_at_) {

@@ -5,7 +5,8 @@
 //   u16 x (k + 1) offsets backwards: end of data first, variable 0 last; u16 k
 //   null mask of ceil(n / 8) bytes: bit = column id, 1 = has a value;
 //   of a Boolean the bit is the value
-// Without variable columns in the table the part from the offsets to k is absent.
+// Of a row that is older than the table's first variable column the part from the offsets
+// to k is absent. It need not be known where no variable column of the row is left.
 #pragma once
 
 #include <optional>
