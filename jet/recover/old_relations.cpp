@@ -68,6 +68,23 @@ std::uint32_t NextNumber(const TableDef& def) {
   return next;
 }
 
+// The two sides of a relationship in the old definitions; null where they are lost.
+struct OldSides {
+  const LogicalIndex* from = nullptr;
+  const LogicalIndex* to = nullptr;
+};
+
+bool HasNumber(const TableDef& def, std::uint32_t number) {
+  return std::ranges::find(def.logical_indexes, number, &LogicalIndex::number) !=
+         def.logical_indexes.end();
+}
+
+// The side of the table that is referred to is named after its number.
+constexpr std::uint32_t kMostNumbered = '~' - 'A';
+std::string NameOfSide(std::uint32_t number) {
+  return std::string(".r") + static_cast<char>('A' + number);
+}
+
 class RelationCopy {
  public:
   RelationCopy(OldFile& old, NewFile& file, const std::map<std::string, ObjectInfo>& tables,
@@ -99,6 +116,9 @@ class RelationCopy {
   void MoveBeside(const std::string& table, const std::vector<RowId>& rows);
   void Write(const Relation& relation);
   void LinkTables(const Relation& relation);
+  const TableDef* OldDefinitionOf(const std::string& table) const;
+  OldSides OldSidesOf(const Relation& relation) const;
+  std::string NameFor(const Relation& relation, const TableDef& child, const OldSides& old) const;
   void AddSide(const ObjectInfo& table, const LogicalIndex& side);
   std::shared_ptr<Table> Open(const std::string& table) const {
     return file_->OpenTable(tables_->at(table));
@@ -203,10 +223,10 @@ void RelationCopy::MoveBeside(const std::string& table, const std::vector<RowId>
   object.name = file_->FreeName(tables_->at(table).name + kOrphanEnding);
   object.created = object.updated = tables_->at(table).created;
   beside.Finish(object);
-  for (RecoverReport::Table& told : report_->tables) {
-    if (told.name != tables_->at(table).name) continue;
-    told.beside += rows.size();
-    told.losses.push_back(fmt::format("{} rows are in the table {}", rows.size(), object.name));
+  for (RecoverReport::Table& entry : report_->tables) {
+    if (entry.name != tables_->at(table).name) continue;
+    entry.beside += rows.size();
+    entry.losses.push_back(fmt::format("{} rows are in the table {}", rows.size(), object.name));
   }
 }
 
@@ -218,7 +238,7 @@ bool RelationCopy::MoveOrphans(const Relation& relation) {
     MoveBeside(relation.child, orphans);
     return true;
   } catch (const Error& error) {
-    // Keys that cannot be compared; the relationship will be told as lost.
+    // Keys that cannot be compared; the relationship will be reported as lost.
     if (error.code() != ErrorCode::kUnsortable && error.code() != ErrorCode::kWrongType) throw;
     return false;
   }
@@ -238,6 +258,56 @@ void RelationCopy::AddSide(const ObjectInfo& table, const LogicalIndex& side) {
   file_->ReloadTable(table);
 }
 
+const TableDef* RelationCopy::OldDefinitionOf(const std::string& table) const {
+  for (const OldObject& object : old_->catalog().objects) {
+    if (!object.is_table() || object.name != table) continue;
+    const auto found = old_->definitions().find({static_cast<std::uint32_t>(object.id)});
+    if (found != old_->definitions().end() && found->second.whole) return &found->second.def;
+  }
+  return nullptr;
+}
+
+OldSides RelationCopy::OldSidesOf(const Relation& relation) const {
+  const TableDef *child = OldDefinitionOf(relation.child),
+                 *parent = OldDefinitionOf(relation.parent);
+  if (child == nullptr || parent == nullptr) return {};
+  const auto is_of = [](const LogicalIndex& side, std::uint8_t number, const TableDef& other) {
+    return side.kind == LogicalIndex::kRelation && side.relation_side == number &&
+           side.related_table == other.page.value;
+  };
+  const auto is_over_columns = [&](const LogicalIndex& side) {
+    return side.real < child->real_indexes.size() &&
+           std::ranges::equal(child->real_indexes[side.real].columns, relation.child_columns,
+                              [&](const IndexColumn& part, const auto& column) {
+                                const auto ordinal = child->FindColumn(part.column);
+                                return ordinal && child->columns[*ordinal].name == column.second;
+                              });
+  };
+  for (const LogicalIndex& from : child->logical_indexes) {
+    if (!is_of(from, 2, *parent) || !is_over_columns(from)) continue;
+    for (const LogicalIndex& to : parent->logical_indexes) {
+      if (is_of(to, 1, *child) && to.number == from.related_index) return {&from, &to};
+    }
+  }
+  return {};
+}
+
+// Mostly that of the relationship; other programs also give others.
+std::string RelationCopy::NameFor(const Relation& relation, const TableDef& child,
+                                  const OldSides& old) const {
+  if (old.from == nullptr) return relation.name;
+  const std::string& name = old.from->name;
+  const bool taken = std::ranges::any_of(child.logical_indexes, [&](const LogicalIndex& other) {
+    return SameName(file_->order(), other.name, name);
+  });
+  try {
+    CheckNewName(file_->order(), name);
+    return taken ? relation.name : name;
+  } catch (const Error&) {
+    return relation.name;
+  }
+}
+
 void RelationCopy::LinkTables(const Relation& relation) {
   const ObjectInfo &child = tables_->at(relation.child), &parent = tables_->at(relation.parent);
   const std::shared_ptr<Table> child_table = file_->OpenTable(child),
@@ -246,8 +316,9 @@ void RelationCopy::LinkTables(const Relation& relation) {
       TreeOver(parent_table->def(), Ordinals(*parent_table, relation.parent_columns), true);
   if (!parent_tree) throw Error(ErrorCode::kNotSupported, "its key in " + relation.parent);
   TableDef def = child_table->def();
+  const OldSides old = OldSidesOf(relation);
   IndexSpec spec;
-  spec.name = relation.name;
+  spec.name = NameFor(relation, def, old);
   spec.columns = Names(relation.child_columns);
   AddIndexTo(file_->allocator(), file_->order(), *child_table, def, spec);
   file_->ReloadTable(child);
@@ -256,12 +327,19 @@ void RelationCopy::LinkTables(const Relation& relation) {
   from.kind = to.kind = LogicalIndex::kRelation;
   from.cascade_update = to.cascade_update = (relation.flags & kCascadeUpdate) != 0 ? 1 : 0;
   from.cascade_delete = to.cascade_delete = (relation.flags & kCascadeDelete) != 0 ? 1 : 0;
-  from.name = relation.name;
+  from.name = spec.name;
   from.number = NextNumber(child_table->def()) - 1;
+  if (old.from != nullptr && !HasNumber(child_table->def(), old.from->number)) {
+    from.number = old.from->number;
+  }
   from.real = static_cast<std::uint32_t>(def.real_indexes.size() - 1);
   from.relation_side = 2;
   to.number = NextNumber(parent_table->def());
-  to.name = std::string(".r") + static_cast<char>('A' + to.number);
+  if (old.to != nullptr && old.to->number <= kMostNumbered &&
+      !HasNumber(parent_table->def(), old.to->number)) {
+    to.number = old.to->number;
+  }
+  to.name = NameOfSide(to.number);
   to.real = *parent_tree;
   to.relation_side = 1;
   from.related_index = to.number;

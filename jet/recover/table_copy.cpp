@@ -3,14 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 #include "jet/base/error.h"
 #include "jet/database/schema.h"
 #include "jet/index/index_key.h"
+#include "jet/row/table_def_chain.h"
 
 namespace jet::recover {
 namespace {
 
+constexpr std::uint32_t kMostNumbers = 256;  // more than indexes that a table ever had
 constexpr char kDuplicateEnding[] = "_重複", kMissingEnding[] = "_不足";
 
 bool IsRelation(const TableDef& def, std::size_t real) {
@@ -160,7 +163,29 @@ void TableCopy::BuildIndexes(const ObjectInfo& table) {
       report_->losses.push_back(fmt::format("index {}: {}", index.name, error.what()));
     }
   }
+  KeepNumbers(table);
   file_->FlushSometimes();
+}
+
+// Relationships refer to indexes by their numbers, and are named after them.
+void TableCopy::KeepNumbers(const ObjectInfo& table) {
+  TableDef def = file_->OpenTable(table)->def();
+  std::set<std::uint32_t> numbers;
+  bool changed = false;
+  for (LogicalIndex& index : def.logical_indexes) {
+    for (const LogicalIndex& old : def_->logical_indexes) {
+      if (old.kind != index.kind || old.name != index.name) continue;
+      changed = changed || old.number != index.number;
+      index.number = old.number;
+    }
+    const bool usable = index.number < kMostNumbers && numbers.insert(index.number).second;
+    if (!usable) return;
+  }
+  if (!changed) return;
+  Scope scope(file_->pager());
+  StoreTableDef(def, file_->pager(), file_->allocator());
+  file_->ReloadTable(table);
+  scope.Commit();
 }
 
 ObjectInfo TableCopy::Finish(const NewObject& object, std::uint32_t last_autonumber) {

@@ -43,6 +43,7 @@ class TableCopy {
   NewTable& Beside(std::optional<NewTable>& table);
   void FinishBeside(std::optional<NewTable>& table, const NewObject& object, const char* ending);
   void BuildIndexes(const ObjectInfo& table);
+  void KeepNumbers(const ObjectInfo& table);
 
   NewFile* file_;
   const TableDef* def_;
