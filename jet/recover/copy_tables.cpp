@@ -54,7 +54,7 @@ class TablesCopy {
   DateTime now_;
   RecoverReport& report_;
   KnownTables known_;
-  std::map<PageNumber, std::string> names_;  // that other tables tell
+  std::map<PageNumber, std::string> names_;  // that other tables hold
   CopiedTables tables_;
   std::set<PageNumber> done_;
 };

@@ -178,10 +178,10 @@ std::map<PageNumber, std::string> NamesElsewhere(OldFile& old) {
     OldRows rows = old.RowsOf(page, judge);
     rows.Visit([&](const OldRow& row) {
       const Value number = judge.ValueOf(row, *id), text = judge.ValueOf(row, *name);
-      const auto* told = std::get_if<std::int32_t>(&number);
+      const auto* page = std::get_if<std::int32_t>(&number);
       const auto* called = std::get_if<std::string>(&text);
-      if (told == nullptr || *told <= 0 || called == nullptr || row.doubtful) return;
-      names.insert_or_assign(PageNumber{static_cast<std::uint32_t>(*told)}, *called);
+      if (page == nullptr || *page <= 0 || called == nullptr || row.doubtful) return;
+      names.insert_or_assign(PageNumber{static_cast<std::uint32_t>(*page)}, *called);
     });
   }
   return names;

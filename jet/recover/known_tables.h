@@ -45,7 +45,7 @@ class KnownTables {
   std::set<std::string, std::less<>> taken_;
 };
 
-// Names of tables by their definition page, as other tables of the file tell them.
+// Names of tables by their definition page, as other tables of the file hold them.
 std::map<PageNumber, std::string> NamesElsewhere(OldFile& old);
 
 }  // namespace jet::recover

@@ -1,4 +1,4 @@
-// The definition of a table as far as its pages still tell it.
+// The definition of a table as far as its pages can still be read.
 #pragma once
 
 #include <optional>

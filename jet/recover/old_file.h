@@ -21,7 +21,7 @@ class OldFile {
   const PageScan& scan() const { return *scan_; }
   // Of the header, else of the columns.
   SortOrder order() const;
-  // Whether anything at all could be told of the pages.
+  // Whether any page could be recognised.
   bool has_content() const;
 
   // The definitions of the system tables, for those that cannot be read. After this,

@@ -17,7 +17,7 @@ class OldRows {
 
   // Each row that is whole but for its long values. It is valid during the call.
   void Visit(const std::function<void(const OldRow&)>& visit);
-  // The bytes of all rows, broken ones too, where they are told apart.
+  // The bytes of all rows, broken ones too, where they can be separated.
   void VisitBytes(const std::function<void(RowId, ByteView)>& visit) const;
 
   // Rows that are there but contradict themselves, and the pages they are on.

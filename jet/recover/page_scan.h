@@ -28,12 +28,12 @@ enum class PageKind : std::uint8_t {
 
 struct PageFacts {
   PageKind kind = PageKind::kUnknown;
-  bool flawed = false;      // it can be told what the page is, but it shows damage
+  bool flawed = false;      // its kind is certain, but it shows damage
   std::uint32_t owner = 0;  // the definition page that kRows and kIndex name
   std::uint64_t hash = 0;   // of all bytes of kRows
 };
 
-// The rows of a page, told apart as far as its slots go. The type word is not asked.
+// The rows of a page, as far as its slots separate them. The type word is not asked.
 class RowsOfPage {
  public:
   explicit RowsOfPage(PageView page);
@@ -47,7 +47,7 @@ class RowsOfPage {
  private:
   std::uint16_t Slot(std::size_t row) const;
   PageView page_;
-  std::vector<std::uint16_t> ends_;  // of each row that can be told
+  std::vector<std::uint16_t> ends_;  // of each row that was found
   bool whole_ = false;
 };
 

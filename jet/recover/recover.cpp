@@ -54,8 +54,9 @@ class Recovery {
         old_(files, path, options),
         settings_(SettingsFor(old_, options, report_)) {
     if (!old_.has_content()) {
-      throw Error(ErrorCode::kDamaged,
-                  "no page can be told; if the pages were encoded, their key is lost with page 0")
+      throw Error(
+          ErrorCode::kDamaged,
+          "no page can be recognised; if the pages were encoded, their key is lost with page 0")
           .In(path);
     }
     file_.emplace(files, temporary, settings_);
@@ -65,8 +66,8 @@ class Recovery {
   RecoverReport Run(bool plain);
 
  private:
-  void TellOfCatalog();
-  void TellOfPages();
+  void ReportCatalog();
+  void ReportPages();
 
   const RecoverOptions& options_;
   RecoverReport report_;
@@ -75,7 +76,7 @@ class Recovery {
   std::optional<NewFile> file_;
 };
 
-void Recovery::TellOfCatalog() {
+void Recovery::ReportCatalog() {
   const OldCatalog& catalog = old_.catalog();
   if (catalog.broken != 0 || !catalog.lost_pages.empty() || catalog.objects.empty()) {
     report_.losses.push_back(
@@ -84,11 +85,11 @@ void Recovery::TellOfCatalog() {
   }
 }
 
-void Recovery::TellOfPages() {
+void Recovery::ReportPages() {
   for (std::uint32_t number = 1; number < old_.scan().page_count(); ++number) {
     const PageNumber page{number};
     if (old_.scan()[page].kind != PageKind::kUnknown || old_.owners().IsFree(page)) continue;
-    report_.pages.push_back({page, "holds nothing that can be told"});
+    report_.pages.push_back({page, "holds nothing that can be recognised"});
   }
   for (const PageNumber page : old_.owners().foreign()) {
     report_.pages.push_back(
@@ -113,8 +114,8 @@ RecoverReport Recovery::Run(bool plain) {
     CopyRelations(old_, *file_, tables, report_);
     CopyOtherObjects(old_.catalog(), *file_, report_);
   }
-  TellOfCatalog();
-  TellOfPages();
+  ReportCatalog();
+  ReportPages();
   file_->Flush();
   if (report_.tables.empty() && old_.catalog().objects.empty())
     throw Error(ErrorCode::kDamaged, "no table can be saved");
@@ -147,7 +148,7 @@ RecoverReport RecoverSound(FileSystem& files, const std::string& path, const std
 RecoverReport RecoverFile(FileSystem& files, const std::string& path, const std::string& new_path,
                           const RecoverOptions& options) {
   const std::string temporary = new_path + ".new";
-  const bool is_there = files.Exists(temporary);  // somebody's, as long as it is not written to
+  const bool is_there = files.Exists(temporary);  // not ours until it is written to
   return Named({.file = path}, [&] {
     try {
       RecoverReport report = recover::RecoverSound(files, path, temporary, options);

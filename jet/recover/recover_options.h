@@ -17,8 +17,8 @@ struct KnownTable {
   std::string name;
   TableDef def;
   Properties properties;
-  // Rows that such a table usually has, values by ordinal: to tell tables of the same
-  // columns apart.
+  // Rows that such a table usually has, values by ordinal: to distinguish tables
+  // of the same columns.
   std::vector<std::vector<Value>> rows{};
 };
 struct KnownDatabase {
@@ -35,7 +35,7 @@ struct RecoverOptions {
   std::function<std::vector<KnownDatabase>()> known{};
   // All is done, but the new file is not kept.
   bool dry_run = false;
-  // Told now and then what is being done.
+  // Gets now and then what is being done.
   std::function<void(const std::string& what)> progress{};
 };
 
