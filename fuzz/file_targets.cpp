@@ -6,6 +6,7 @@
 #include "ado/environment.h"
 #include "ado/error.h"
 #include "db/kind.h"
+#include "fuzz/content.h"
 #include "fuzz/seeds.h"
 #include "fuzz/snapshot.h"
 #include "fuzz/targets.h"
@@ -25,8 +26,6 @@ constexpr char kPath[] = "/fuzz/file.mdb";
 jet::Clock FixedClock() {
   return [] { return jet::ToDateTime({2012, 2, 3, 4, 5, 6}); };
 }
-
-std::string ToImage(jet::ByteView file) { return {file.begin(), file.end()}; }
 
 jet::Value AnyValue(const jet::ColumnDef& column) {
   switch (column.type) {

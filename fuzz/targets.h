@@ -27,6 +27,14 @@ void RecoverFile(jet::ByteView file);
 // A damaged file of which the sound state is known (recover_target.h): no row whose
 // bytes are all there is lost, none comes in that was not there.
 void RecoverDamage(jet::ByteView input);
+// A file: refused if it is not sound, else a sound file that holds the same, and that is
+// not changed by doing it again.
+void CompactFile(jet::ByteView file);
+struct CompactCounts {
+  std::uint64_t done = 0, refused = 0, rows = 0;
+};
+// The same, counting what became of it.
+CompactCounts RunCompact(jet::ByteView file);
 // A text: what can be parsed can be formatted and is the same when parsed again;
 // what runs ends.
 void SqlText(jet::ByteView text);

@@ -16,7 +16,7 @@ class ObjectIds {
   void Add(PageNumber from, PageNumber to) { moved_[from.value] = to.value; }
   // Nothing for a page where no table began.
   PageNumber Find(PageNumber from) const;
-  // Of any object. What names a table that is no more gets a number that no page can
+  // Of any object. An id of a table that was dropped gets a number that no page can
   // have, so that it does not come to name another; ids without a page stay.
   std::int32_t Map(std::int32_t id) const;
 

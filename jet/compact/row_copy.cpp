@@ -35,9 +35,6 @@ void CopyLongValues(const RowCopyJob& job, EditedRow& row, LongValueKind kind) {
     if (stored.empty()) continue;
     const LongValueDescriptor value = ParseLongValue(stored);
     if (value.kind != kind) continue;
-    if (job.long_values[i] == nullptr) {
-      throw Error::Damaged(job.def.page, "a long value of a column without a map");
-    }
     job.long_values[i]->Copy(value, stored);
   }
 }

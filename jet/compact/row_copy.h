@@ -43,7 +43,7 @@ struct RowCopyJob {
 };
 
 // Hands every row to `pages`, with ids and addresses in it as they are in the new file,
-// and tells `rows` where it went.
+// and adds to `rows` where it went.
 void CopyRows(const RowCopyJob& job, RowPages& pages, RowIdMap& rows);
 
 // The pages that the rows of a table will take.

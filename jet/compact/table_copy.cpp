@@ -12,6 +12,11 @@
 namespace jet::compact {
 namespace {
 
+// Of other indexes the field means nothing.
+bool NamesTable(const LogicalIndex& index) {
+  return index.kind == LogicalIndex::kRelation && index.related_table != 0;
+}
+
 bool IsBase(PageNumber definition) { return definition <= kRelationshipsPage; }
 
 }  // namespace
@@ -21,7 +26,15 @@ TableCopy::TableCopy(const CopyContext& context, Source source)
       source_(std::move(source)),
       old_(LoadTableDef(context.from, source_.page)),
       def_(old_),
-      id_columns_(IdColumns(old_, source_.name, source_.system)) {}
+      id_columns_(IdColumns(old_, source_.name, source_.system)) {
+  // Where a column has long values and lost its maps, it gets new ones. No definition can
+  // hold the second map alone.
+  constexpr RowId kToBeTaken{PageNumber{1}, 0};
+  for (ColumnDef& column : def_.columns) {
+    if (column.owned_map) continue;
+    column.owned_map = column.free_map = IsLongValue(column.type) ? kToBeTaken : RowId{};
+  }
+}
 
 std::size_t TableCopy::map_count() const {
   std::size_t maps = 2 + def_.real_indexes.size();
@@ -31,10 +44,7 @@ std::size_t TableCopy::map_count() const {
   return maps;
 }
 
-bool TableCopy::is_related() const {
-  return std::ranges::any_of(def_.logical_indexes,
-                             [](const LogicalIndex& index) { return index.related_table != 0; });
-}
+bool TableCopy::is_related() const { return std::ranges::any_of(def_.logical_indexes, NamesTable); }
 
 void TableCopy::TakeDefinition(PageNumber first) {
   def_.page = first;
@@ -106,7 +116,6 @@ void TableCopy::CopyRows() {
     const ColumnDef& column = def_.columns[i];
     if (!IsLongValue(column.type)) continue;
     job.long_values.resize(values.size());
-    if (!column.owned_map) continue;
     PageRuns* free = column.free_map ? &PagesOf(column.free_map) : nullptr;
     job.long_values[i] =
         &values[i].emplace(context_->from, context_->out, PagesOf(column.owned_map), free);
@@ -142,7 +151,7 @@ void TableCopy::FinishMaps() {
 
 void TableCopy::PutDefinition() {
   for (LogicalIndex& index : def_.logical_indexes) {
-    if (index.related_table == 0) continue;
+    if (!NamesTable(index)) continue;
     const PageNumber other = context_->ids.Find({index.related_table});
     if (!other) throw Error::Damaged(old_.page, "a relationship to a table that is not there");
     index.related_table = other.value;

@@ -45,6 +45,21 @@ TEST(SelectTargetTest, QueriesOverSoundFilesRun) {
               static_cast<std::size_t>(all.refused), static_cast<std::size_t>(all.rows));
 }
 
+// Nor by files that all are refused.
+TEST(CompactTargetTest, SoundFilesAreWrittenAnew) {
+  CompactCounts all;
+  for (const jet::Bytes& seed : FileSeeds()) {
+    const CompactCounts counts = RunCompact(seed);
+    all.done += counts.done;
+    all.rows += counts.rows;
+    all.refused += counts.refused;
+  }
+  EXPECT_GT(all.rows, 200u);
+  EXPECT_LT(all.refused, all.done);
+  std::printf("%zu written anew, %zu refused, %zu rows\n", static_cast<std::size_t>(all.done),
+              static_cast<std::size_t>(all.refused), static_cast<std::size_t>(all.rows));
+}
+
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzTest, testing::ValuesIn(Targets()),
                          [](const auto& info) { return std::string(info.param.name); });
 
