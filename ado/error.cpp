@@ -74,8 +74,8 @@ constexpr Translation kTranslations[] = {
     {ErrorCode::kWrongPassword, kErrWrongPassword,
      "ファイル '{file}' のデータベース パスワードが正しくありません。"},
     {ErrorCode::kNeedsRepair, kErrFail,
-     "ファイル '{file}' は書き込みの途中で中断されています。書き込んだプログラムで修復して"
-     "ください。ファイルは変更されていません。"},
+     "ファイル '{file}' はほかのプログラムの書き込みの途中で中断されています。"
+     "ファイルは変更されていません。"},
     {ErrorCode::kIo, kErrFail,
      "ファイル '{file}' の読み書きに失敗しました。ディスクの状態を確認してください。"},
     {ErrorCode::kUnfinished, kErrFail,
@@ -90,9 +90,7 @@ constexpr Translation kTranslations[] = {
      "ファイル '{file}' が大きすぎます。データベースは 2 GB まで、1 回の変更は 1 GB までです。"},
     {ErrorCode::kReadOnly, kErrReadOnly,
      "ファイル '{file}' は読み取り専用で開かれています。更新はできません。"},
-    {ErrorCode::kDamaged, kErrFail,
-     "ファイル '{file}' {page}が壊れています。バックアップから戻すか、ファイルを修復して"
-     "ください。（'{table}'）"},
+    {ErrorCode::kDamaged, kErrFail, "ファイル '{file}' {page}が壊れています。（'{table}'）"},
     {ErrorCode::kTableMissing, kErrNoTable,
      "テーブルまたはクエリ '{table}' が見つかりません。名前が正しいかどうかを確認してください。"},
     {ErrorCode::kNameTaken, kErrObjectExists, "テーブルまたはクエリ '{table}' は既に存在します。"},

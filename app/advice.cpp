@@ -31,8 +31,13 @@ constexpr std::string_view kVersionTooLarge =
     "メッセージを管理者に伝えてください。";
 constexpr std::string_view kRemoveTheCause =
     "上の原因を取り除いてから、プログラムを起動し直してください。";
+// The guide has a chapter for each of these two.
 constexpr std::string_view kRestoreDamaged =
-    "コピーしておいたファイルに戻し、このメッセージを管理者に伝えてください。";
+    "コピーしておいたファイルに戻し、このメッセージを管理者に伝えてください。コピーがないときは、"
+    "管理者が残っている内容を救い出せます（管理者の手引き「壊れたファイル」）。";
+constexpr std::string_view kCompact =
+    "このメッセージを管理者に伝え、ファイルを小さくしてもらってください（管理者の手引き「膨らんだ"
+    "ファイル」）。";
 constexpr std::string_view kRestore =
     "もう一度［DB更新］を押すのではなく、更新の前にとったコピーにファイルを戻し、この"
     "メッセージを管理者に伝えてください。";
@@ -51,10 +56,8 @@ bool LiesOutsideTheFile(ErrorCode cause) {
     case ErrorCode::kFileNotFound:
     case ErrorCode::kNoPermission:
     case ErrorCode::kInUse:
-    case ErrorCode::kNeedsRepair:
     case ErrorCode::kIo:
     case ErrorCode::kDiskFull:
-    case ErrorCode::kFileTooLarge:
     case ErrorCode::kReadOnly:
       return true;
     default:
@@ -83,7 +86,10 @@ std::string_view StateOfFile(Event event, const Failure& failure, Saved saved) {
 // For a file that is as it was.
 std::string_view WhatToDoFirst(Event event, const Failure& failure) {
   if (failure.cause) {
-    if (*failure.cause == ErrorCode::kDamaged) return kRestoreDamaged;
+    const bool damaged =
+        *failure.cause == ErrorCode::kDamaged || *failure.cause == ErrorCode::kNeedsRepair;
+    if (damaged) return kRestoreDamaged;
+    if (*failure.cause == ErrorCode::kFileTooLarge) return kCompact;
     if (LiesOutsideTheFile(*failure.cause)) return kRemoveTheCause;
   }
   if (event == Event::kRepair) {

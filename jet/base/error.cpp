@@ -17,7 +17,7 @@ std::string_view ErrorText(ErrorCode code) {
     case ErrorCode::kWrongPassword:
       return "wrong password";
     case ErrorCode::kNeedsRepair:
-      return "needs repair by the program that wrote it";
+      return "needs repair";
     case ErrorCode::kIo:
       return "the system could not read or write";
     case ErrorCode::kUnfinished:

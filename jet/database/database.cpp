@@ -78,8 +78,8 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
     if (writable && header.mark() != CommitMark::kIdle) {
       throw Error(ErrorCode::kNeedsRepair,
                   header.mark() == CommitMark::kWriting
-                      ? "a write was never finished; repair the file with the program that wrote it"
-                      : "the file is marked as suspect; repair it with the program that wrote it");
+                      ? "a write was never finished; restore a copy, or recover the file"
+                      : "the file is marked as suspect; restore a copy, or recover the file");
     }
     pager->SetPageKey(header.page_key());
     std::unique_ptr<Database> database(

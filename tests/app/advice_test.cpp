@@ -103,6 +103,10 @@ const Case kCases[] = {
      "変更していません", "原因を取り除いて"},
     {"FileOfAnotherFormat", Event::kChoose, ado::kErrFail, ErrorCode::kNotJet4, Saved::kNothing,
      "変更していません", "選び間違えて"},
+    {"WriteOfAnotherProgramInTheMiddle", Event::kChoose, ado::kErrFail, ErrorCode::kNeedsRepair,
+     Saved::kNothing, "変更していません", "管理者の手引き「壊れたファイル」"},
+    {"FileThatIsTooLarge", Event::kUpgrade, ado::kErrFail, ErrorCode::kFileTooLarge, Saved::kFailed,
+     "変更されていません", "管理者の手引き「膨らんだファイル」"},
     {"DamagedFile", Event::kChoose, ado::kErrFail, ErrorCode::kDamaged, Saved::kNothing,
      "変更していません", "コピーしておいたファイルに戻し"},
 };
