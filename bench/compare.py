@@ -296,6 +296,19 @@ class Bench:
                 self.table.add(f"check of it", checked,
                                note=f"{size_mb(file) / checked.wall:.0f} MB/s")
 
+    def compaction(self):
+        for jobs in (self.sizes.scan_jobs, self.sizes.large_jobs):
+            file = data_of(self.sample(jobs))
+            warm(file)
+            copied, compacted = in_turns(
+                self.repeat, lambda: run(["cp", file, self.fresh("copy.mdb")]),
+                lambda: run([self.admin, "compact", file, self.fresh("compact.mdb")]))
+            self.table.add(f"compact a file of {size_mb(file):.0f} MB", compacted, "cp", copied,
+                           f"{size_mb(file) / compacted.wall:.0f} MB/s, synced and checked; "
+                           "cp is neither")
+            self.fresh("copy.mdb")
+            self.fresh("compact.mdb")
+
     # ---- queries
 
     QUERIES = (
@@ -511,7 +524,8 @@ def main():
         bench = Bench(os.path.abspath(options.programs), Sizes(options.quick), options.repeat,
                       folder)
         parts = {"limits": bench.measure_limits, "insert": bench.insert, "scan": bench.scan,
-                 "ladders": bench.ladders, "queries": bench.queries, "large": bench.large}
+                 "ladders": bench.ladders, "queries": bench.queries, "large": bench.large,
+                 "compaction": bench.compaction}
         for name, part in parts.items():
             if options.only in name or name == "limits":  # the plots need them
                 print(f"== {name}", flush=True)
