@@ -224,6 +224,23 @@ void AddRecoverVerb(Declaration& declaration) {
       });
 }
 
+void AddCompactVerb(Declaration& declaration) {
+  AddVerb<CompactVerbOptions>(
+      declaration, "compact", "Write a sound database anew, without the holes in it", Compact,
+      [](CLI::App& verb, CompactVerbOptions& options) {
+        DeclareFile(verb, options);
+        CLI::Option* file =
+            verb.add_option("new", options.new_file, "the new one, which must not be there yet")
+                ->type_name("NEW");
+        CLI::Option* in_place =
+            verb.add_flag("--in-place", options.in_place, "put the new one in the place of FILE")
+                ->excludes(file);
+        verb.add_option("--backup", options.backup, "first copy FILE into this folder")
+            ->type_name("FOLDER")
+            ->needs(in_place);
+      });
+}
+
 // The verbs below describe the command line itself, and are declared last.
 
 std::string HelpOn(const CLI::App& app, const std::vector<Topic>& topics, const std::string& name) {
@@ -291,6 +308,7 @@ ExitCode RunVerb(Program& program, int argc, char** argv) {
   AddUpgradeVerbs(declaration);
   AddDiffVerb(declaration);
   AddRecoverVerb(declaration);
+  AddCompactVerb(declaration);
   AddHelpVerb(declaration);
   AddReferenceVerb(declaration);
   try {

@@ -38,17 +38,21 @@ std::string FreeName(jet::FileSystem& files, const fs::path& file, const fs::pat
 
 std::string BackUp(jet::FileSystem& files, const std::string& path, const std::string& folder,
                    jet::DateTime now) {
-  const std::unique_ptr<jet::File> from = files.Open(path, jet::OpenMode::kRead);
+  return BackUp(files, *files.Open(path, jet::OpenMode::kRead), folder, now);
+}
+
+std::string BackUp(jet::FileSystem& files, jet::File& from, const std::string& folder,
+                   jet::DateTime now) {
   fs::create_directories(FromUtf8(folder));
-  std::string copy = FreeName(files, FromUtf8(path), FromUtf8(folder), now);
+  std::string copy = FreeName(files, FromUtf8(from.path()), FromUtf8(folder), now);
   const std::string unfinished = copy + ".new";
   try {
     const std::unique_ptr<jet::File> to = files.Create(unfinished);
-    const std::uint64_t size = from->Size();
+    const std::uint64_t size = from.Size();
     jet::Bytes block;
     for (std::uint64_t at = 0; at < size; at += block.size()) {
       block.resize(static_cast<std::size_t>(std::min(kBlock, size - at)));
-      from->Read(at, block);
+      from.Read(at, block);
       to->Write(at, block);
     }
     to->Sync();

@@ -13,5 +13,8 @@ namespace mdbadm {
 // program works on the file. The copy is on the disk when this returns.
 std::string BackUp(jet::FileSystem& files, const std::string& path, const std::string& folder,
                    jet::DateTime now);
+// The same of a file that is open.
+std::string BackUp(jet::FileSystem& files, jet::File& from, const std::string& folder,
+                   jet::DateTime now);
 
 }  // namespace mdbadm

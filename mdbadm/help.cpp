@@ -70,11 +70,12 @@ A verb that changes a file changes it whole or not at all: after an error, a ful
 An upgrade that fails leaves the file as it was and can be tried again. With --keep-partial, what completed operations wrote stays, as it does after a failure in the window; most steps cannot run again then.
 
 in_use	end the program that is named, then run the command again
-needs_repair	another program was interrupted while it wrote; repair the file with that program, or restore a copy; reading works, and so does `recover`
+needs_repair	another program was interrupted while it wrote; restore a copy, or save everything into a new file with `recover`; reading works
 damaged	`check` lists what is wrong; restore a copy, or save what is left with `recover` (see "damaged")
 unfinished	check the disk; the next opening by a verb that changes the file, or by db-update, finishes the save
 uncertain	check the disk; the next opening, by the same, finishes or drops the save: the version shows which
-disk_full	make room, as much as the changes again, a few MB for a ladder
+disk_full	make room, as much as the changes again, a few MB for a ladder, the whole file for `compact`
+too_large	`compact` takes the holes out; what is larger without them cannot be kept in this format
 
 Keep copies: `upgrade --backup FOLDER` writes one before it begins, with the time in its name. To go back, put the copy in the place of the file while no program uses it.
 )";
@@ -92,13 +93,25 @@ lost	rows that were there and could not be read
 doubtful	of those saved, rows from pages that show damage, or that nothing but the page itself gives to the table; look at them
 beside	of those saved, rows that break a rule of the table; they are in a table beside it, with _重複 (a key that stands twice), _不足 (Null where a value is needed) or _孤児 (no row to refer to) behind its name
 definition	where the columns are from: file, columns (only they could be read, the indexes are lost), known (the same table of a version that we know), none
-named	where the name is from: file, other (another table of the file told it), known, none: then it is 復旧 and the number of a page
+named	where the name is from: file, other (another table of the file holds it), known, none: then it is 復旧 and the number of a page
 
-Where the definition of a table is lost and the kind of the file is known, or can be told from what is left, the definitions of its version stand in, if all rows fit exactly one. Say --kind where the report shows tables of the kind as unnamed. Rows that fit none keep their bytes, and the texts in them, in a table 復旧_PAGE.
+Where the definition of a table is lost and the kind of the file is known, or shows in what is left, the definitions of its version stand in, if all rows fit exactly one. Say --kind where the report shows tables of the kind as unnamed. Rows that fit none keep their bytes, and the texts in them, in a table 復旧_PAGE.
+
+A file that is sound is only written anew, without the holes in it, by `compact` (see "bloated").
 
 The format has no checksums: bytes that were changed to others that make sense are not found out. Compare with a copy: `diff COPY NEW`.
 
 The exit code is 0 if everything is there, 5 if NEW was made and something is lost or doubtful, 1 if nothing could be saved; then there is no NEW. If page 0 is lost, so are the password and, of an encoded file, the key to all other pages; NEW gets the password of --password.
+)";
+
+constexpr std::string_view kBloated = R"(
+Deleted rows and dropped tables leave holes, of which new rows use some. `compact FILE NEW` writes a sound file anew without them; `compact FILE --in-place` puts the new file in the place of the old one, with --backup after copying that.
+
+All that is stored stays: rows in the order they stand in (steps address rows by position; other programs sort them by key), columns, indexes, properties, relationships, queries, rights, counters, dates, password, encoding, and what other programs have put there, forms and reports byte for byte. Only the pages differ, and with them the ids of tables. Done again, not a byte changes.
+
+A file that `check` finds problems in is refused: `recover` is for those. NEW is written under a temporary name beside it, with .compacting at its end, synced, checked, compared in what it holds, and renamed. Until then nothing is touched: after an error, a full disk, a kill or a power cut FILE is as it was, or the new one. A temporary file that a kill left behind is written over the next time, and can be deleted.
+
+On the disk there must be room for the new file beside the old one, and for the copy.
 )";
 
 constexpr std::string_view kScripts = R"(
@@ -194,6 +207,7 @@ std::vector<Topic> Topics() {
       {"locks", "Locks", std::string(kLocks)},
       {"recovery", "Recovery", std::string(kRecovery)},
       {"damaged", "Damaged files", std::string(kDamaged)},
+      {"bloated", "Bloated files", std::string(kBloated)},
       {"scripts", "Scripts", std::string(kScripts)},
   };
 }

@@ -30,10 +30,6 @@ ExitCode SampleInto(Program& program, const SampleVerbOptions& options) {
   return ExitCode::kDone;
 }
 
-void RefuseExisting(Program& program, const std::string& path) {
-  if (program.files.Exists(path)) throw std::runtime_error(path + ": exists already");
-}
-
 ExitCode SamplePair(Program& program, const SampleVerbOptions& options) {
   // Neither version named: both files.
   const bool both = !options.data && !options.tenkai;

@@ -22,4 +22,8 @@ std::unique_ptr<jet::Database> OpenToChange(Program& program, const std::string&
   return database;
 }
 
+void RefuseExisting(Program& program, const std::string& path) {
+  if (program.files.Exists(path)) throw std::runtime_error(path + ": exists already");
+}
+
 }  // namespace mdbadm

@@ -90,10 +90,6 @@ std::string AsLines(const jet::RecoverReport& report) {
   return text;
 }
 
-void RefuseExisting(Program& program, const std::string& path) {
-  if (program.files.Exists(path)) throw std::runtime_error(path + ": exists already");
-}
-
 void WriteReport(Program& program, const std::string& path, const std::string& text) {
   const auto file = program.files.Create(path);
   file->Write(0, jet::Bytes(text.begin(), text.end()));

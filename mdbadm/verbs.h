@@ -126,6 +126,16 @@ struct RecoverVerbOptions : CommonOptions {
 // ExitCode::kSavedWithLosses if something is missing or doubtful.
 ExitCode Recover(Program& program, const RecoverVerbOptions& options);
 
+struct CompactVerbOptions : CommonOptions {
+  std::string file;
+  std::string new_file;  // empty: in place
+  bool in_place = false;
+  std::string backup;  // a folder; empty: none
+};
+ExitCode Compact(Program& program, const CompactVerbOptions& options);
+
+// For a file that is to be made.
+void RefuseExisting(Program& program, const std::string& path);
 // Opens to read: with other readers, without writing anything.
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
                                           const std::string& password);

@@ -25,6 +25,10 @@ std::string FollowLinks(const std::string& path) {
   return failure ? path : std::string(real.begin(), real.end());
 }
 
+void Report(const CompactOptions& options, const std::string& what) {
+  if (options.progress) options.progress(what);
+}
+
 CheckResult CheckOpen(File& file, const CompactOptions& options) {
   compact::LentFile lent(file);
   return CheckFile(lent, file.path(), {.password = options.password, .limits = options.limits});
@@ -55,14 +59,17 @@ void RequireSame(const CheckResult& before, const CheckResult& after) {
 }
 
 CompactResult WriteAnew(File& from, File& to, const CompactOptions& options) {
+  Report(options, "checking");
   const CheckResult before = CheckOpen(from, options);
   RequireSound(before);
   compact::LentFile lent(from);
   Pager pager(lent.Open(from.path(), OpenMode::kRead), false, options.limits);
   const Header header = Header::Parse(pager.Read(PageNumber{0}).bytes());
   pager.SetPageKey(header.page_key());
-  const compact::CopyCounts counts = compact::CopyDatabase(pager, header, to);
+  const compact::CopyCounts counts = compact::CopyDatabase(
+      pager, header, to, [&](const std::string& table) { Report(options, table); });
   to.Sync();
+  Report(options, "checking the new file");
   RequireSame(before, CheckOpen(to, options));
   return {from.Size(), to.Size(), counts.tables, counts.rows, counts.index_entries};
 }
@@ -120,8 +127,10 @@ CompactResult CompactInPlace(FileSystem& files, const std::string& path,
     const std::string unfinished = real + kUnfinished;
     std::unique_ptr<File> from = files.Open(real, OpenMode::kExclusive);
     File& open = *from;
-    return Compact(files, open, unfinished, options,
-                   [&] { compact::Replace(files, unfinished, real, std::move(from)); });
+    return Compact(files, open, unfinished, options, [&] {
+      if (options.before_replacing) options.before_replacing(open);
+      compact::Replace(files, unfinished, real, std::move(from));
+    });
   });
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -18,6 +19,11 @@ struct CompactOptions {
   std::optional<std::string> password{};  // nothing: none is asked for
   // Of the pages that are kept while both files are walked.
   PagerLimits limits{.clean_bytes = std::size_t{8} << 20};
+  // Gets now and then what is being done.
+  std::function<void(const std::string& what)> progress{};
+  // Gets the old file, still locked, when the new one is whole and before it takes the
+  // old one's place. What it throws leaves the old file there. In place only.
+  std::function<void(File& old)> before_replacing{};
 };
 
 struct CompactResult {
@@ -36,7 +42,7 @@ struct CompactResult {
 // `new_path` as the database `path` written anew. kNoPermission where `new_path` exists.
 CompactResult CompactFile(FileSystem& files, const std::string& path, const std::string& new_path,
                           const CompactOptions& options);
-// In the place of the old file, which nobody else may have open. The new file has its
+// In the place of the old file, which no other program may have open. The new file has its
 // access rights. Where `path` is a link, what it leads to is replaced.
 CompactResult CompactInPlace(FileSystem& files, const std::string& path,
                              const CompactOptions& options);

@@ -23,13 +23,15 @@ using Image = std::array<std::uint8_t, kPageSize>;
 
 class FileCopy {
  public:
-  FileCopy(Pager& from, const Header& header, File& to)
+  using Begins = std::function<void(const std::string& table)>;
+  FileCopy(Pager& from, const Header& header, File& to, const Begins& begins)
       : from_(&from),
         header_(&header),
         allocator_(from),
         out_(to, header.page_key()),
         rows_(from.page_count()),
-        context_{from, allocator_, out_, ids_, rows_} {}
+        context_{from, allocator_, out_, ids_, rows_},
+        begins_(&begins) {}
 
   CopyCounts Run() {
     TakeBasePages();
@@ -61,6 +63,7 @@ class FileCopy {
   ObjectIds ids_;
   RowIdMap rows_;
   CopyContext context_;
+  const Begins* begins_;
   std::vector<std::unique_ptr<TableCopy>> base_;
   std::optional<MapBook> base_maps_;
   std::vector<std::unique_ptr<TableCopy>> waiting_;  // for the ids of all tables
@@ -110,6 +113,7 @@ void FileCopy::TakeOther(const TableCopy::Source& source) {
 
 void FileCopy::CopyOther(std::unique_ptr<TableCopy> table) {
   Named({.table = table->name()}, [&] {
+    (*begins_)(table->name());
     table->CopyRows();
     table->CopyIndexes();
     table->FinishMaps();
@@ -126,6 +130,7 @@ void FileCopy::CopyBaseTables() {
   for (const std::size_t i : {2U, 3U, 1U, 0U}) {
     TableCopy& table = *base_[i];
     Named({.table = table.name()}, [&] {
+      (*begins_)(table.name());
       table.CopyRows();
       table.CopyIndexes();
       Count(table);
@@ -193,8 +198,9 @@ void FileCopy::PutHeader() {
 
 }  // namespace
 
-CopyCounts CopyDatabase(Pager& from, const Header& header, File& to) {
-  return FileCopy(from, header, to).Run();
+CopyCounts CopyDatabase(Pager& from, const Header& header, File& to,
+                        const std::function<void(const std::string& table)>& begins) {
+  return FileCopy(from, header, to, begins).Run();
 }
 
 }  // namespace jet::compact

@@ -10,6 +10,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 #include "jet/storage/file.h"
 #include "jet/storage/header.h"
@@ -22,7 +24,9 @@ struct CopyCounts {
 };
 
 // REQUIRES: the database in `from` is sound, `to` is empty. kNotSupported for an object
-// of which it is not known what belongs to it; kDamaged, kIo, kDiskFull.
-CopyCounts CopyDatabase(Pager& from, const Header& header, File& to);
+// of which it is not known what belongs to it; kDamaged, kIo, kDiskFull. `begins` gets the
+// name of each table.
+CopyCounts CopyDatabase(Pager& from, const Header& header, File& to,
+                        const std::function<void(const std::string& table)>& begins);
 
 }  // namespace jet::compact

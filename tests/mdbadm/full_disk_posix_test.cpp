@@ -83,6 +83,44 @@ TEST(FullDiskTest, AnUpgradeThatFindsNoRoomSaysSoAndLeavesTheFile) {
   EXPECT_EQ(done, 2);
 }
 
+TEST(FullDiskTest, ACompactionThatFindsNoRoomSaysSoAndLeavesTheFile) {
+  const SmallDisk disk(std::uint64_t{16} << 20);
+  if (disk.failure() != 0) {
+    GTEST_SKIP() << "no disk can be mounted here: " << std::strerror(disk.failure());
+  }
+  const test_support::TempFolder folder;
+  MdbAdmOut({"sample", folder.path(), "--data", "2", "--jobs", "20"});
+  test_support::MakeHoles(folder.File("Data.mdb"));
+  const std::string before = test_support::ReadFileBytes(folder.File("Data.mdb"));
+  const std::string path = disk.File("Data.mdb"), backup = disk.File("backup");
+  std::vector<std::string> command{"compact", path, "--in-place"};
+  test_support::WriteFileBytes(path, before);
+  int full = 0;
+  for (const bool copied : {true, false}) {
+    if (copied) command.insert(command.end(), {"--backup", backup});
+    for (std::uint64_t room = 0;; room += before.size() / 3) {
+      SCOPED_TRACE(fmt::format("{} bytes of room, {}", room, copied ? "a copy, too" : "no copy"));
+      disk.LeaveRoom(room);
+      const Outcome outcome = MdbAdm(command);
+      if (outcome.status == 0) break;
+      ++full;
+      EXPECT_EQ(outcome.status, 1);
+      EXPECT_THAT(outcome.err, HasSubstr("disk full"));
+      EXPECT_TRUE(test_support::ReadFileBytes(path) == before);
+      EXPECT_FALSE(fs::exists(path + ".compacting"));
+      EXPECT_TRUE(!fs::exists(backup) || fs::is_empty(backup));
+      ASSERT_LT(room, std::uint64_t{12} << 20) << "there was room enough";
+    }
+    EXPECT_LT(fs::file_size(path), before.size());
+    EXPECT_EQ(MdbAdm({"check", path}).status, 0);
+    fs::remove_all(backup);
+    fs::remove(disk.File("filler"));
+    test_support::WriteFileBytes(path, before);
+    command.resize(3);
+  }
+  EXPECT_GT(full, 4);
+}
+
 TEST(FullOutputTest, IsAFailure) {
   const Outcome outcome = MdbAdm({"help"}, "exec >/dev/full; ");
   EXPECT_EQ(outcome.status, 1);

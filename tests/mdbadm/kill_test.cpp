@@ -1,14 +1,16 @@
-// The real program, killed at random moments of an upgrade.
+// The real program, killed at random moments of an upgrade and of a compaction.
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <set>
 
 #include "db/kind.h"
 #include "jet/check/check.h"
+#include "tests/mdbadm/program.h"
 #include "tests/support/content.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_db.h"
@@ -28,6 +30,13 @@ std::optional<int> RunProgram(const std::vector<std::string>& arguments, Microse
 }
 
 constexpr Microseconds kLong = std::chrono::minutes(10);
+
+// To its end; how long that took.
+Microseconds TimeOf(const std::vector<std::string>& arguments) {
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(RunProgram(arguments, kLong), 0);
+  return std::chrono::duration_cast<Microseconds>(std::chrono::steady_clock::now() - began);
+}
 
 enum class State { kBefore, kAfter, kNeither };
 
@@ -61,6 +70,12 @@ class KillTest : public testing::Test {
     if (content != after_) return State::kNeither;
     if (differences) LearnDates(*differences);
     return State::kAfter;
+  }
+  // Where every byte is known.
+  State ExactState() {
+    if (IsUntouched()) return State::kBefore;
+    const auto differences = Differences(after_bytes_);
+    return differences && differences->empty() ? State::kAfter : State::kNeither;
   }
   bool IsUntouched() {
     const auto differences = Differences(before_bytes_);
@@ -108,6 +123,40 @@ class KillTest : public testing::Test {
     }
   }
 
+  // The command again and again, killed at some moment, and then to its end.
+  // `whole`: how long it takes. `state` looks into what is left of the file.
+  void KillAgainAndAgain(const std::vector<std::string>& command, Microseconds whole,
+                         const std::function<State()>& state) {
+    std::mt19937_64 random(seed_);
+    std::uint64_t rounds = 0, killed = 0, left_before = 0, other_bytes = 0;
+    // Some end before their moment comes.
+    for (; killed < kills_ && rounds < 10 * kills_ && !HasFailure(); ++rounds) {
+      SCOPED_TRACE("seed " + std::to_string(seed_) + ", round " + std::to_string(rounds));
+      PutBack();
+      const Microseconds moment(
+          static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(whole.count() * 5 / 4)));
+      if (!RunProgram(command, moment)) ++killed;
+      other_bytes += IsUntouched() ? 0 : 1;
+      const State left = state();
+      EXPECT_NE(left, State::kNeither);
+      left_before += left == State::kBefore ? 1 : 0;
+      EXPECT_EQ(RunProgram(command, kLong), 0) << "the next one";
+      EXPECT_EQ(state(), State::kAfter);
+    }
+    EXPECT_EQ(killed, kills_);
+    std::printf(
+        "%llu rounds of %s jobs, seed %llu: %llu killed, %llu found as before, %llu with other "
+        "bytes; %llu files looked into\n",
+        static_cast<unsigned long long>(rounds), jobs_.c_str(),
+        static_cast<unsigned long long>(seed_), static_cast<unsigned long long>(killed),
+        static_cast<unsigned long long>(left_before), static_cast<unsigned long long>(other_bytes),
+        static_cast<unsigned long long>(looked_into_));
+  }
+
+  std::uint64_t kills_ = Setting("KILL_ROUNDS", 12);
+  std::string jobs_ = std::to_string(Setting("KILL_JOBS", 100));
+  std::uint64_t seed_ = Setting("KILL_SEED", std::random_device()());
+
   test_support::TempFolder folder_;
   std::string path_ = folder_.File("Data.mdb");
   std::unique_ptr<jet::FileSystem> files_ = jet::MakeSystemFiles();
@@ -117,44 +166,29 @@ class KillTest : public testing::Test {
 };
 
 TEST_F(KillTest, AnUpgradeThatIsKilledHasHappenedOrNotAndTheNextOneFinishes) {
-  const std::uint64_t kills = Setting("KILL_ROUNDS", 12);
-  const std::uint64_t seed = Setting("KILL_SEED", std::random_device()());
-  const std::string jobs = std::to_string(Setting("KILL_JOBS", 100));
-  ASSERT_EQ(RunProgram({"sample", folder_.path(), "--data", "2", "--jobs", jobs}, kLong), 0);
+  ASSERT_EQ(RunProgram({"sample", folder_.path(), "--data", "2", "--jobs", jobs_}, kLong), 0);
   before_bytes_ = test_support::ReadFileBytes(path_);
   before_ = Content();
-  const auto began = std::chrono::steady_clock::now();
-  ASSERT_EQ(RunProgram({"upgrade", path_}, kLong), 0);
-  const auto whole =
-      std::chrono::duration_cast<Microseconds>(std::chrono::steady_clock::now() - began);
+  const Microseconds whole = TimeOf({"upgrade", path_});
   after_bytes_ = test_support::ReadFileBytes(path_);
   after_ = Content();
   ExpectSound();
   ASSERT_NE(before_, after_);
+  KillAgainAndAgain({"upgrade", path_}, whole, [this] { return StateOfFile(); });
+}
 
-  std::mt19937_64 random(seed);
-  std::uint64_t rounds = 0, killed = 0, left_before = 0, other_bytes = 0;
-  // Some end before their moment comes.
-  for (; killed < kills && rounds < 10 * kills && !HasFailure(); ++rounds) {
-    SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(rounds));
-    PutBack();
-    const Microseconds moment(
-        static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(whole.count() * 5 / 4)));
-    if (!RunProgram({"upgrade", path_}, moment)) ++killed;
-    other_bytes += IsUntouched() ? 0 : 1;
-    const State state = StateOfFile();
-    EXPECT_NE(state, State::kNeither);
-    left_before += state == State::kBefore ? 1 : 0;
-    EXPECT_EQ(RunProgram({"upgrade", path_}, kLong), 0) << "the next one";
-    EXPECT_EQ(StateOfFile(), State::kAfter);
-  }
-  EXPECT_EQ(killed, kills);
-  std::printf(
-      "%llu rounds of %s jobs, seed %llu: %llu killed, %llu found as before, %llu with other "
-      "bytes; %llu files looked into\n",
-      static_cast<unsigned long long>(rounds), jobs.c_str(), static_cast<unsigned long long>(seed),
-      static_cast<unsigned long long>(killed), static_cast<unsigned long long>(left_before),
-      static_cast<unsigned long long>(other_bytes), static_cast<unsigned long long>(looked_into_));
+TEST_F(KillTest, ACompactionInPlaceThatIsKilledHasHappenedOrNotAndTheNextOneFinishes) {
+  ASSERT_EQ(RunProgram({"sample", folder_.path(), "--data", "2", "--jobs", jobs_}, kLong), 0);
+  test_support::MakeHoles(path_);
+  before_bytes_ = test_support::ReadFileBytes(path_);
+  before_ = Content();
+  const std::vector<std::string> command{"compact", path_, "--in-place"};
+  const Microseconds whole = TimeOf(command);
+  after_bytes_ = test_support::ReadFileBytes(path_);
+  ExpectSound();
+  ASSERT_LT(after_bytes_.size(), before_bytes_.size());
+  ASSERT_EQ(Content(), before_);
+  KillAgainAndAgain(command, whole, [this] { return ExactState(); });
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "db/kind.h"
 #include "jet/database/database.h"
+#include "tests/support/jet_fixture.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_db.h"
 
@@ -39,6 +41,20 @@ inline std::string MdbAdmOut(const std::vector<std::string>& arguments) {
 inline nlohmann::json MdbAdmJson(std::vector<std::string> arguments) {
   arguments.emplace_back("--json");
   return nlohmann::json::parse(MdbAdmOut(arguments));
+}
+
+// Takes most pieces out of a Data file, so that it has holes.
+inline void MakeHoles(const std::string& path) {
+  const auto files = jet::MakeSystemFiles();
+  const auto database = jet::Database::Open(
+      *files, path,
+      {.mode = jet::OpenMode::kExclusive, .password = std::string(db::kDatabasePassword)});
+  const auto table = database->OpenTable("Data_角_単体設定");
+  std::size_t met = 0;
+  for (const jet::RowId id : RowIds(*table)) {
+    if (++met % 3 != 0) table->Delete(id);
+  }
+  database->Commit();
 }
 
 // With databases made for it, which have no password.

@@ -283,4 +283,50 @@ TEST_F(CompactFaultTest, ACompactionInPlaceHappensWholeOrNotAtAll) {
   std::printf("%llu operations\n", static_cast<unsigned long long>(operations));
 }
 
+TEST_F(CompactFaultTest, WhereTheNameCannotChangeTheOldFileStays) {
+  class NoRename final : public jet::FileSystem {
+   public:
+    explicit NoRename(FaultFiles& files) : files_(files) {}
+    std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
+      return files_.Open(path, mode);
+    }
+    std::unique_ptr<jet::File> Create(const std::string& path) override {
+      return files_.Create(path);
+    }
+    void Rename(const std::string& /*from*/, const std::string& to) override {
+      throw jet::Error(jet::ErrorCode::kNoPermission).In(to);
+    }
+    void Remove(const std::string& path) override { files_.Remove(path); }
+    bool Exists(const std::string& path) override { return files_.Exists(path); }
+    std::optional<jet::FileId> Identify(const std::string& path) override {
+      return files_.Identify(path);
+    }
+
+   private:
+    FaultFiles& files_;
+  };
+  NoRename files(files_);
+  EXPECT_EQ(CodeOf([&] { jet::CompactInPlace(files, kPath, {}); }), jet::ErrorCode::kNoPermission);
+  EXPECT_TRUE(Untouched());
+  EXPECT_FALSE(files_.Exists(std::string(kPath) + ".compacting"));
+}
+
+// What the caller does with the old file before it goes, it does to the file that is
+// locked; where that fails, the file stays.
+TEST_F(CompactFaultTest, TheCallerIsAskedBeforeTheOldFileGoes) {
+  std::string copy;
+  jet::CompactOptions options;
+  options.before_replacing = [&](jet::File& old) {
+    jet::Bytes bytes(static_cast<std::size_t>(old.Size()));
+    old.Read(0, bytes);
+    copy.assign(bytes.begin(), bytes.end());
+    throw jet::Error(jet::ErrorCode::kDiskFull);
+  };
+  EXPECT_EQ(CodeOf([&] { jet::CompactInPlace(files_, kPath, options); }),
+            jet::ErrorCode::kDiskFull);
+  EXPECT_TRUE(copy == before_);
+  EXPECT_TRUE(Untouched());
+  EXPECT_FALSE(files_.Exists(std::string(kPath) + ".compacting"));
+}
+
 }  // namespace
