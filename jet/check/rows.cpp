@@ -97,7 +97,7 @@ bool RowSplitter::HasVariablePart(std::size_t count) const {
 }
 
 std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy) const {
-  fields.assign(columns_.size(), std::nullopt);
+  fields.resize(columns_.size());
   if (row.size() < 2) return fmt::format("has only {} bytes", row.size());
   const std::size_t count = GetU16(row, 0);
   if (count > def_->next_column_id) {
@@ -140,6 +140,7 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
   }
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];
+    fields[i].reset();
     if (!column.known) continue;
     const bool present =
         column.id < count && (row[mask_at + column.id / 8] >> column.id % 8 & 1) != 0;

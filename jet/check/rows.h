@@ -35,7 +35,7 @@ class RowSplitter {
  public:
   explicit RowSplitter(const TableDef& def);
 
-  // `fields` look into `row`. `untidy` receives what is odd but harmless.
+  // `fields` look into `row` (after a fault: anywhere). `untidy` gets what is odd but harmless.
   std::string Split(ByteView row, Fields& fields, std::string* untidy) const;
   // Of a row that was split and has all columns of today: bytes between the fixed
   // and the variable fields.

@@ -1,7 +1,9 @@
 #include "jet/compact/compact.h"
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <future>
 #include <memory>
 
 #include "jet/base/error.h"
@@ -58,19 +60,51 @@ void RequireSame(const CheckResult& before, const CheckResult& after) {
   }
 }
 
-CompactResult WriteAnew(File& from, File& to, const CompactOptions& options) {
-  Report(options, "checking");
-  const CheckResult before = CheckOpen(from, options);
-  RequireSound(before);
+compact::CopyCounts Copy(File& from, File& to, const CompactOptions& options,
+                         const std::atomic<bool>& stop) {
   compact::LentFile lent(from);
   Pager pager(lent.Open(from.path(), OpenMode::kRead), false, options.limits);
   const Header header = Header::Parse(pager.Read(PageNumber{0}).bytes());
   pager.SetPageKey(header.page_key());
-  const compact::CopyCounts counts = compact::CopyDatabase(
-      pager, header, to, [&](const std::string& table) { Report(options, table); });
-  to.Sync();
-  Report(options, "checking the new file");
-  RequireSame(before, CheckOpen(to, options));
+  return compact::CopyDatabase(pager, header, to,
+                               {[&](const std::string& table) { Report(options, table); }, stop});
+}
+
+// On a thread of its own, if there is one to be had.
+template <typename Work>
+auto Start(Work work) {
+  return std::async(std::launch::async | std::launch::deferred, std::move(work));
+}
+
+// The old file is checked while it is copied, the new one while it is synced: each with
+// pages of its own. Only what was found sound is used.
+CompactResult WriteAnew(File& from, File& to, const CompactOptions& options) {
+  std::atomic<bool> stop = false;
+  auto old_check = Start([&] {
+    try {
+      CheckResult result = CheckOpen(from, options);
+      stop = !result.sound();
+      return result;
+    } catch (...) {
+      stop = true;
+      throw;
+    }
+  });
+  compact::CopyCounts counts;
+  CheckResult after;
+  try {
+    counts = Copy(from, to, options, stop);
+    auto sync = Start([&] { to.Sync(); });
+    Report(options, "checking");
+    after = CheckOpen(to, options);
+    sync.get();
+  } catch (...) {
+    RequireSound(old_check.get());  // else that is the reason
+    throw;
+  }
+  const CheckResult before = old_check.get();
+  RequireSound(before);
+  RequireSame(before, after);
   return {from.Size(), to.Size(), counts.tables, counts.rows, counts.index_entries};
 }
 

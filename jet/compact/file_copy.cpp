@@ -23,15 +23,14 @@ using Image = std::array<std::uint8_t, kPageSize>;
 
 class FileCopy {
  public:
-  using Begins = std::function<void(const std::string& table)>;
-  FileCopy(Pager& from, const Header& header, File& to, const Begins& begins)
+  FileCopy(Pager& from, const Header& header, File& to, const CopyWatch& watch)
       : from_(&from),
         header_(&header),
         allocator_(from),
-        out_(to, header.page_key()),
+        out_(to, header.page_key(), watch.stop),
         rows_(from.page_count()),
         context_{from, allocator_, out_, ids_, rows_},
-        begins_(&begins) {}
+        watch_(&watch) {}
 
   CopyCounts Run() {
     TakeBasePages();
@@ -63,7 +62,7 @@ class FileCopy {
   ObjectIds ids_;
   RowIdMap rows_;
   CopyContext context_;
-  const Begins* begins_;
+  const CopyWatch* watch_;
   std::vector<std::unique_ptr<TableCopy>> base_;
   std::optional<MapBook> base_maps_;
   std::vector<std::unique_ptr<TableCopy>> waiting_;  // for the ids of all tables
@@ -113,7 +112,7 @@ void FileCopy::TakeOther(const TableCopy::Source& source) {
 
 void FileCopy::CopyOther(std::unique_ptr<TableCopy> table) {
   Named({.table = table->name()}, [&] {
-    (*begins_)(table->name());
+    watch_->begins(table->name());
     table->CopyRows();
     table->CopyIndexes();
     table->FinishMaps();
@@ -130,7 +129,7 @@ void FileCopy::CopyBaseTables() {
   for (const std::size_t i : {2U, 3U, 1U, 0U}) {
     TableCopy& table = *base_[i];
     Named({.table = table.name()}, [&] {
-      (*begins_)(table.name());
+      watch_->begins(table.name());
       table.CopyRows();
       table.CopyIndexes();
       Count(table);
@@ -198,9 +197,8 @@ void FileCopy::PutHeader() {
 
 }  // namespace
 
-CopyCounts CopyDatabase(Pager& from, const Header& header, File& to,
-                        const std::function<void(const std::string& table)>& begins) {
-  return FileCopy(from, header, to, begins).Run();
+CopyCounts CopyDatabase(Pager& from, const Header& header, File& to, const CopyWatch& watch) {
+  return FileCopy(from, header, to, watch).Run();
 }
 
 }  // namespace jet::compact

@@ -9,6 +9,7 @@
 // each its root first. Engines of build 11A6 give each system table a page of maps.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -23,10 +24,15 @@ struct CopyCounts {
   std::uint64_t pages = 0, tables = 0, rows = 0, index_entries = 0;
 };
 
-// REQUIRES: the database in `from` is sound, `to` is empty. kNotSupported for an object
-// of which it is not known what belongs to it; kDamaged, kIo, kDiskFull. `begins` gets the
-// name of each table.
-CopyCounts CopyDatabase(Pager& from, const Header& header, File& to,
-                        const std::function<void(const std::string& table)>& begins);
+// How others take part.
+struct CopyWatch {
+  std::function<void(const std::string& table)> begins;  // gets the name of each table
+  const std::atomic<bool>& stop;  // once it is set, by any thread, the copy ends with kDamaged
+};
+
+// REQUIRES: `to` is empty. kNotSupported for an object of which it is not known what
+// belongs to it; kIo, kDiskFull. What becomes of a database that is not sound is not
+// defined, but it ends: with an error, or `to` is filled.
+CopyCounts CopyDatabase(Pager& from, const Header& header, File& to, const CopyWatch& watch);
 
 }  // namespace jet::compact

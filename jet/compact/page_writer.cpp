@@ -9,6 +9,9 @@
 namespace jet::compact {
 
 PageNumber PageWriter::Take() {
+  if (stop_->load(std::memory_order_relaxed)) {
+    throw Error(ErrorCode::kDamaged, "stopped").In(file_->path());
+  }
   if (page_count_ >= kMaxPages) {
     throw Error(ErrorCode::kFileTooLarge, "a database holds at most 2 GB").In(file_->path());
   }
@@ -26,7 +29,7 @@ void PageWriter::Put(PageNumber page, PageView bytes) {
   ++pages_put_;
   if (page.value < window_from_) {  // a page that waited until others were known
     std::array<std::uint8_t, kPageSize> late{};
-    std::ranges::copy(bytes, late.begin());
+    PutBytes(late, 0, bytes);
     Encode(page, late);
     file_->Write(std::uint64_t{page.value} * kPageSize, late);
     return;
@@ -34,7 +37,7 @@ void PageWriter::Put(PageNumber page, PageView bytes) {
   if (page.value - window_from_ >= kWindow) MoveWindow(page.value);
   const std::uint32_t slot = page.value - window_from_;
   const PageSpan place = Window(slot).first<kPageSize>();
-  std::ranges::copy(bytes, place.begin());
+  PutBytes(place, 0, bytes);
   Encode(page, place);
   filled_[slot] = true;
 }

@@ -1,6 +1,7 @@
 // The pages of a file that is written anew, mostly one after the other.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -11,11 +12,13 @@ namespace jet::compact {
 
 class PageWriter {
  public:
-  // `key` is the header's: 0 for pages in clear. REQUIRES: the file is empty and
-  // outlives the writer.
-  PageWriter(File& file, std::uint32_t key) : file_(&file), key_(key) {}
+  // `key` is the header's: 0 for pages in clear. REQUIRES: the file is empty; it and
+  // `stop` outlive the writer.
+  PageWriter(File& file, std::uint32_t key, const std::atomic<bool>& stop)
+      : file_(&file), key_(key), stop_(&stop) {}
 
-  // The next page of the file, to be put later. kFileTooLarge at 2 GB.
+  // The next page of the file, to be put later. kFileTooLarge at 2 GB; kDamaged once
+  // `stop` is set.
   PageNumber Take();
   // Pages taken.
   std::uint32_t page_count() const { return page_count_; }
@@ -36,6 +39,7 @@ class PageWriter {
 
   File* file_;
   std::uint32_t key_;
+  const std::atomic<bool>* stop_;
   std::uint32_t page_count_ = 0, pages_put_ = 0;
   // Pages in file order that wait for their neighbours, as they shall stand in the file.
   Bytes window_ = Bytes(kWindow * kPageSize);

@@ -50,12 +50,27 @@ void MapIds(const RowCopyJob& job, EditedRow& row) {
 
 }  // namespace
 
+void RowPages::Begin() {
+  page_ = take_();
+  InitRowPage(image_, owner_.value);
+}
+
+RowPages::Run RowPages::AddRun(const RowPage& rows, std::size_t first) {
+  if (!page_) Begin();
+  for (const bool is_fresh : {false, true}) {
+    const auto slot = static_cast<std::uint8_t>(RowPage(page_, image_).row_count());
+    const std::size_t count = AddRows(page_, image_, rows, first);
+    if (count != 0) return {{page_, slot}, count};
+    if (is_fresh) break;
+    Finish();
+    Begin();
+  }
+  throw Error::Damaged(owner_, "a row that no page has room for");
+}
+
 RowId RowPages::Add(ByteView row) {
   if (page_ && !FitsNewRow(page_, image_, row.size())) Finish();
-  if (!page_) {
-    page_ = take_();
-    InitRowPage(image_, owner_.value);
-  }
+  if (!page_) Begin();
   return {page_, AddRow(page_, image_, row, SlotKind::kLive)};
 }
 
@@ -71,8 +86,14 @@ void CopyRows(const RowCopyJob& job, RowPages& pages, RowIdMap& rows) {
   const bool plain = job.id_columns.empty() && job.long_values.empty();
   Bytes bytes;
   for (RowWalk walk(store); walk.Next();) {
-    if (plain) {
-      rows.Add(walk.id(), pages.Add(walk.bytes()));
+    if (plain && walk.at() == walk.id()) {
+      const RowPages::Run run = pages.AddRun(walk.page(), walk.id().row);
+      for (std::size_t i = 0; i < run.count; ++i) {
+        const auto step = static_cast<std::uint8_t>(i);
+        rows.Add({walk.id().page, static_cast<std::uint8_t>(walk.id().row + step)},
+                 {run.first.page, static_cast<std::uint8_t>(run.first.row + step)});
+      }
+      walk.Skip(run.count - 1);
       continue;
     }
     bytes.assign(walk.bytes().begin(), walk.bytes().end());

@@ -11,6 +11,7 @@
 #include "jet/compact/page_writer.h"
 #include "jet/compact/row_ids.h"
 #include "jet/pages/page_allocator.h"
+#include "jet/pages/slotted_page.h"
 #include "jet/row/table_def.h"
 
 namespace jet::compact {
@@ -22,10 +23,19 @@ class RowPages {
   RowPages(PageWriter& out, PageNumber owner, std::function<PageNumber()> take)
       : out_(&out), owner_(owner), take_(std::move(take)) {}
   RowId Add(ByteView row);
+  // Rows of another page from `first` on, which is live, as many as go onto one page; at
+  // least one.
+  struct Run {
+    RowId first;
+    std::size_t count = 0;
+  };
+  Run AddRun(const RowPage& rows, std::size_t first);
   // Puts the last page; its number, or none where there was no row.
   PageNumber Finish();
 
  private:
+  void Begin();
+
   PageWriter* out_;
   PageNumber owner_;
   std::function<PageNumber()> take_;

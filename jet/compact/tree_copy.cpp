@@ -84,6 +84,9 @@ void CopyTree(const TreeCopyJob& job, std::size_t real, TreeWriter& to) {
     entry.resize(entry.size() + kIndexRowBytes);
     PutBigEndian(std::span(entry).last(kIndexRowBytes), job.rows.Find(at.row()).packed());
     if (key_ids.any()) {
+      if (sorted.size() == job.rows.size()) {
+        throw Error::Damaged(at.page(), "an index has more entries than the table rows");
+      }
       sorted.push_back(entry);
     } else {
       to.Add(entry);

@@ -1,6 +1,7 @@
 #include "jet/compact/tree_writer.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "jet/base/error.h"
 #include "jet/index/index_page.h"
@@ -26,6 +27,15 @@ PageNumber TakeChild(Bytes& entry) {
   return child;
 }
 
+bool IsBefore(ByteView a, ByteView b) {
+  const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
+  return order < 0 || (order == 0 && a.size() < b.size());
+}
+
+bool HaveSameKey(ByteView a, ByteView b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() - kIndexRowBytes) == 0;
+}
+
 [[noreturn]] void ThrowTooLong() {
   throw Error(ErrorCode::kNotSupported, "an index entry that no page has room for");
 }
@@ -45,13 +55,10 @@ PageNumber TreeWriter::TakePage() {
 }
 
 void TreeWriter::Add(ByteView entry) {
-  if (entries_ != 0 && !std::ranges::lexicographical_compare(last_, entry)) {
+  if (entries_ != 0 && !IsBefore(last_, entry)) {
     throw Error(ErrorCode::kNotSupported, "index entries whose order depends on the row");
   }
-  const ByteView key = entry.first(entry.size() - kIndexRowBytes);
-  const ByteView last_key =
-      entries_ == 0 ? ByteView() : ByteView(last_).first(last_.size() - kIndexRowBytes);
-  if (entries_ == 0 || !std::ranges::equal(key, last_key)) ++distinct_keys_;
+  if (entries_ == 0 || !HaveSameKey(last_, entry)) ++distinct_keys_;
   if (!leaf_.Add(entry)) {
     EndLeaf();
     if (!leaf_.Add(entry)) ThrowTooLong();

@@ -154,6 +154,27 @@ std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind k
   return static_cast<std::uint8_t>(rows);
 }
 
+std::size_t AddRows(PageNumber number, PageSpan page, const RowPage& from, std::size_t first) {
+  const PageView source = from.page();
+  const std::size_t rows = GetU16(page, kRowCount), end = End(source, first);
+  const auto bytes_of = [&](std::size_t count) { return end - Offset(source, first + count - 1); };
+  std::size_t count = 0;
+  while (first + count < from.row_count() && from.kind(first + count) == SlotKind::kLive &&
+         rows + count < kMaxRowsOnPage &&
+         FitsNewRow(number, page, bytes_of(count + 1) + kSlotSize * count)) {
+    ++count;
+  }
+  if (count == 0) return 0;
+  const std::size_t lowest = LowestOffset(page, rows);
+  PutBytes(page, lowest - bytes_of(count), source.subspan(end - bytes_of(count), bytes_of(count)));
+  for (std::size_t i = 0; i < count; ++i) {
+    PutU16(page, kSlots + kSlotSize * (rows + i), lowest - bytes_of(i + 1));
+  }
+  PutU16(page, kRowCount, rows + count);
+  PutFree(page, rows + count);
+  return count;
+}
+
 bool ReplaceRow(PageNumber number, PageSpan page, std::size_t row, ByteView bytes, SlotKind kind) {
   const RowPage rows(number, page);
   const std::size_t old_length = rows.row(row).size();

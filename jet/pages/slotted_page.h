@@ -41,6 +41,7 @@ class RowPage {
   std::uint32_t owner() const;
   std::uint16_t free_bytes() const;
   std::size_t row_count() const { return rows_; }
+  PageView page() const { return page_; }
   SlotKind kind(std::size_t row) const;
   ByteView row(std::size_t row) const;  // its bytes, deleted ones included
 
@@ -64,6 +65,9 @@ void InitRowPage(PageSpan page, std::uint32_t owner);
 bool FitsNewRow(PageNumber number, PageView page, std::size_t length);
 // Appends a row and returns its number. REQUIRES: FitsNewRow.
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind);
+// Appends live rows of another page from `first` on, up to the first that is not live or
+// does not fit. How many.
+std::size_t AddRows(PageNumber number, PageSpan page, const RowPage& from, std::size_t first);
 // Gives a row other bytes, sliding the rows below it; false (and nothing
 // changed) if the page has no room for them.
 bool ReplaceRow(PageNumber number, PageSpan page, std::size_t row, ByteView bytes, SlotKind kind);

@@ -31,7 +31,7 @@ class File {
  public:
   virtual ~File() = default;
   virtual std::uint64_t Size() = 0;
-  // Fills `into` whole; reading beyond the end is kIo.
+  // Fills `into` whole; reading beyond the end is kIo. Several threads may read at once.
   virtual void Read(std::uint64_t at, std::span<std::uint8_t> into) = 0;
   virtual void Write(std::uint64_t at, ByteView bytes) = 0;
   // Makes sure that `size` bytes have room on the disk and that the file is at

@@ -59,6 +59,10 @@ class RowWalk {
   RowId id() const { return id_; }
   RowId at() const { return at_; }  // where the bytes stand
   ByteView bytes() const { return bytes_; }
+  // That of id().
+  const RowPage& page() const { return *rows_; }
+  // Passes over so many slots behind that of id().
+  void Skip(std::size_t slots) { slot_ += slots; }
 
  private:
   bool NextPage();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 
@@ -95,6 +96,7 @@ struct FaultFiles::State {
     if (file.number == 0) file.number = ++last_number;
     return {1, file.number};
   }
+  std::mutex mutex;  // of what files that are open do
   Fault fault;
   std::uint64_t operations = 0;
   OperationLog log;
@@ -139,9 +141,13 @@ class FaultFiles::MemoryFile : public jet::File {
       --file.readers;
   }
 
-  std::uint64_t Size() override { return bytes().size(); }
+  std::uint64_t Size() override {
+    const std::lock_guard lock(state_->mutex);
+    return bytes().size();
+  }
 
   void Read(std::uint64_t at, std::span<std::uint8_t> into) override {
+    const std::lock_guard lock(state_->mutex);
     const bool lasting =
         state_->fault.kind == Fault::Kind::kFailForEver || state_->fault.kind == Fault::Kind::kStop;
     if (lasting && state_->operations >= state_->fault.at) state_->Refuse(path_);
@@ -158,7 +164,10 @@ class FaultFiles::MemoryFile : public jet::File {
   void Truncate(std::uint64_t size) override { Do({Kind::kTruncate, size, {}}); }
   void Sync() override { Do({Kind::kSync, 0, {}}); }
   const std::string& path() const override { return path_; }
-  std::optional<jet::FileId> Id() override { return state_->IdOf(state_->files.at(path_)); }
+  std::optional<jet::FileId> Id() override {
+    const std::lock_guard lock(state_->mutex);
+    return state_->IdOf(state_->files.at(path_));
+  }
 
  private:
   std::string& bytes() { return state_->files.at(path_).bytes; }
@@ -172,6 +181,7 @@ class FaultFiles::MemoryFile : public jet::File {
 
   void Do(FileOperation operation) {
     if (!exclusive_) throw std::logic_error("a write to a file that is open to read");
+    const std::lock_guard lock(state_->mutex);
     const std::uint64_t number = ++state_->operations;
     if (state_->Refused(number) &&
         (state_->fault.kind != Fault::Kind::kFull || NeedsRoom(operation))) {

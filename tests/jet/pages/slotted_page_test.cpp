@@ -89,6 +89,35 @@ TEST_F(SlottedPageTest, HoldsAtMost255Rows) {
   EXPECT_EQ(CodeOf([&] { RowPage(kPage, page_); }), ErrorCode::kDamaged);
 }
 
+TEST_F(SlottedPageTest, RowsOfAnotherPageGoOverAsOneByOne) {
+  std::array<std::uint8_t, kPageSize> other{};
+  InitRowPage(other, 78);
+  for (const std::size_t length : {300, 0, 500, 40, 700, 60, 900}) {
+    AddRow(kPage, other, Bytes(length, static_cast<std::uint8_t>(length / 10)), SlotKind::kLive);
+  }
+  DeleteRow(kPage, other, 3);
+  const RowPage rows(kPage, other);
+  for (const std::size_t filled : {0, 10, 2500, 3300, 3800}) {
+    for (std::size_t first = 0; first < rows.row_count(); ++first) {
+      SCOPED_TRACE(std::to_string(filled) + " bytes, from row " + std::to_string(first));
+      InitRowPage(page_, 77);
+      Add(filled, 9);
+      auto one_by_one = page_;
+      std::size_t count = 0;
+      for (std::size_t i = first; i < rows.row_count() && rows.kind(i) == SlotKind::kLive; ++i) {
+        if (!FitsNewRow(kPage, one_by_one, rows.row(i).size())) break;
+        AddRow(kPage, one_by_one, rows.row(i), SlotKind::kLive);
+        ++count;
+      }
+      EXPECT_EQ(AddRows(kPage, page_, rows, first), count);
+      EXPECT_EQ(page_, one_by_one);
+    }
+  }
+  InitRowPage(page_, 77);
+  for (std::size_t i = 0; i < kMaxRowsOnPage - 2; ++i) Add(1, 1);
+  EXPECT_EQ(AddRows(kPage, page_, rows, 0), 2u);
+}
+
 TEST_F(SlottedPageTest, NamesDamage) {
   Add(10, 1);
   Add(20, 2);
