@@ -311,6 +311,38 @@ TEST_F(CompactFaultTest, WhereTheNameCannotChangeTheOldFileStays) {
   EXPECT_FALSE(files_.Exists(std::string(kPath) + ".compacting"));
 }
 
+// Of a save that was interrupted at any moment, all comes along or nothing.
+TEST_F(CompactFaultTest, ASaveThatWasInterruptedIsFinishedOrDropped) {
+  const auto compacted = [&](const std::string& bytes) {
+    files_.ClearFault();
+    files_.bytes(kPath) = bytes;
+    jet::CompactInPlace(files_, kPath, {});
+    return files_.bytes(kPath);
+  };
+  auto database = jet::Database::Open(files_, kPath, {.mode = jet::OpenMode::kExclusive});
+  files_.ClearFault();
+  auto table = database->OpenTable("表");
+  for (const jet::RowId id : RowIds(*table)) {
+    if (std::get<std::int32_t>(Get(*table, id, 0)) % 50 == 0) table->Delete(id);
+  }
+  database->Commit();
+  const OperationLog log = files_.log();
+  table.reset();
+  database.reset();
+  const std::string saved = files_.bytes(kPath);
+  const std::string before = compacted(before_), after = compacted(saved);
+  ASSERT_NE(before, after);
+  std::size_t dropped = 0, finished = 0;
+  for (std::size_t done = 0; done <= log.size(); ++done) {
+    SCOPED_TRACE(done);
+    const std::string result = compacted(AfterKill(before_, log, done));
+    EXPECT_TRUE(result == before || result == after);
+    ++(result == before ? dropped : finished);
+  }
+  EXPECT_GT(dropped, 2u);
+  EXPECT_GT(finished, 2u);
+}
+
 // What the caller does with the old file before it goes, it does to the file that is
 // locked; where that fails, the file stays.
 TEST_F(CompactFaultTest, TheCallerIsAskedBeforeTheOldFileGoes) {
