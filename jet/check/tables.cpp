@@ -31,6 +31,7 @@ TableCheck::TableCheck(const Context& context, std::string name, TableDef def)
   for (std::size_t i = 0; i < def_.columns.size(); ++i) {
     const ColumnDef& column = def_.columns[i];
     if (column.auto_number() && column.type == ColumnType::kLong) autonumber_ = i;
+    if (splitter_.CanBeWrong(i)) can_be_wrong_.push_back(i);
   }
 }
 
@@ -190,9 +191,9 @@ bool TableCheck::CheckRow(RowId id, ByteView bytes, const Visitor& visit) {
   if (!untidy.empty()) context_->report.Warning(here, Code::kRowForm, std::move(untidy));
   bool readable = true;
   row_.contents.resize(def_.columns.size());
-  for (std::size_t i = 0; i < row_.stored.size(); ++i) {
+  for (const std::size_t i : can_be_wrong_) {
     const std::optional<ByteView>& stored = row_.stored[i];
-    if (!stored || !splitter_.CanBeWrong(i)) continue;
+    if (!stored) continue;
     Fault fault{Code::kFieldForm, splitter_.FieldFault(i, *stored)};
     if (!fault && IsLongValue(def_.columns[i].type)) {
       fault = long_values_.Follow(i, *stored, id, wants_content_[i] ? &row_.contents[i] : nullptr);

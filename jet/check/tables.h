@@ -43,6 +43,7 @@ class TableCheck : private RowSource {
   std::string name_;
   TableDef def_;
   RowSplitter splitter_;
+  std::vector<std::size_t> can_be_wrong_;  // ordinals
   LongValues long_values_;
   std::deque<IndexCheck> indexes_;
   Ledger::OwnerId rows_owner_;
