@@ -6,6 +6,7 @@
 #include "jet/base/bytes.h"
 #include "jet/base/error.h"
 #include "jet/base/text.h"
+#include "jet/row/row.h"
 #include "jet/row/table_def_bytes.h"
 #include "jet/row/table_def_chain.h"
 #include "jet/sort/name.h"
@@ -100,7 +101,22 @@ bool IsPlausible(const ColumnDef& column) {
   return true;
 }
 
+// Counts that no table reaches are damage. Those that its columns need stand in for them.
+void BoundCounts(TableDef& def) {
+  if (def.next_column_id <= kMaxColumns && def.next_variable_slot <= def.next_column_id) return;
+  std::size_t ids = 0, slots = 0;
+  for (const ColumnDef& column : def.columns) {
+    ids = std::max(ids, column.id.value + std::size_t{1});
+    if (!column.fixed()) slots = std::max(slots, column.variable_slot + std::size_t{1});
+  }
+  if (def.next_column_id > kMaxColumns) def.next_column_id = static_cast<std::uint16_t>(ids);
+  if (def.next_variable_slot > def.next_column_id) {
+    def.next_variable_slot = static_cast<std::uint16_t>(slots);
+  }
+}
+
 bool ColumnsArePlausible(const TableDef& def) {
+  if (DeclaredWidth(def) > kMaxRowBytes) return false;
   std::set<std::string> names;
   return std::ranges::all_of(def.columns, [&](const ColumnDef& column) {
     return IsPlausible(column) && names.insert(column.name).second;
@@ -156,6 +172,7 @@ std::optional<OldDefinition> ReadOldDefinition(Pager& pager, PageNumber page) {
     if (error.code() == ErrorCode::kIo) throw;
     return std::nullopt;
   }
+  BoundCounts(old.def);
   if (!ColumnsArePlausible(old.def)) return std::nullopt;
   return old;
 }

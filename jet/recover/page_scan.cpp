@@ -35,11 +35,10 @@ bool HasKnownType(std::uint16_t type) {
 bool IsFirstOfDefinition(PageView page) {
   const std::uint32_t length = GetU32(page, 0x08), logical = GetU32(page, 0x2F),
                       real = GetU32(page, 0x33);
-  const std::size_t ids = GetU16(page, 0x29), slots = GetU16(page, 0x2B),
-                    columns = GetU16(page, 0x2D);
+  const std::size_t ids = GetU16(page, 0x29), columns = GetU16(page, 0x2D);
   if (GetU32(page, 0x0C) != 0x659) return false;
   if (page[0x28] != TableDef::kUser && page[0x28] != TableDef::kSystem) return false;
-  if (columns > kMaxColumns || columns > ids || slots > ids) return false;
+  if (columns > kMaxColumns || columns > ids) return false;
   if (real > kMaxIndexes || real > logical || logical > 1000) return false;
   return length >= 65 + 64 * real + 25 * columns + 28 * logical;
 }

@@ -211,6 +211,19 @@ TEST_F(RecoverTest, WhatALostMemoAndABrokenRowTakeAlongIsCounted) {
             (std::vector<std::vector<Value>>{{8, "ダクト7", Null{}}}));
 }
 
+// Fuzzing, target recover: seed 988107758, input 1533.
+TEST_F(RecoverTest, CountsOfColumnsThatNoTableReachesLoseNoRow) {
+  MakeFilled();
+  const std::string sound = ReadFileBytes(path_);
+  for (const std::size_t count : {0x29, 0x2B}) {  // columns ever, variable ones ever
+    WriteFileBytes(path_, sound);
+    Damage(jobs_page_, count, 2, '\xD6');
+    const RecoverReport report = Recover();
+    EXPECT_EQ(TableIn(report, kJobs).whole, 300u) << count;
+    EXPECT_EQ(RowsIn(kJobs), 300u) << count;
+  }
+}
+
 TEST_F(RecoverTest, AKeyThatStandsTwiceGoesBeside) {
   MakeFilled();
   // The first page of rows once more, over the last one.
