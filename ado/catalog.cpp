@@ -38,8 +38,8 @@ ColumnType JetType(const Column& column) {
   return row->jet;
 }
 
-DataType AdoType(const jet::ColumnDef& column) {
-  if (column.type == ColumnType::kText) return column.fixed() ? adWChar : adVarWChar;
+DataType AdoType(const jet::ColumnInfo& column) {
+  if (column.type == ColumnType::kText) return column.fixed ? adWChar : adVarWChar;
   return std::ranges::find(kTypes, column.type, &TypePair::jet)->ado;
 }
 
@@ -103,15 +103,13 @@ std::vector<Column> Table::Columns() const {
   return Translated([&] {
     const auto table = state_->connection->database()->OpenTable(state_->stored_name);
     std::vector<Column> columns;
-    for (const jet::ColumnDef& def : table->def().columns) {
+    for (const jet::ColumnInfo& info : table->columns()) {
       Column& column = columns.emplace_back();
-      column.name = def.name;
-      column.type = AdoType(def);
-      if (def.type == ColumnType::kText) column.defined_size = def.max_chars();
-      if (def.type == ColumnType::kBinary) column.defined_size = def.length;
-      const std::size_t ordinal = columns.size() - 1;
-      const bool required = ordinal < table->rules().size() && table->rules()[ordinal].required;
-      column.attributes = (def.fixed() ? adColFixed : 0) | (required ? 0 : adColNullable);
+      column.name = info.name;
+      column.type = AdoType(info);
+      if (info.type == ColumnType::kText) column.defined_size = info.max_chars();
+      if (info.type == ColumnType::kBinary) column.defined_size = info.size_bytes;
+      column.attributes = (info.fixed ? adColFixed : 0) | (info.required ? 0 : adColNullable);
     }
     return columns;
   });
@@ -142,14 +140,14 @@ void Table::SetColumnAttributes(std::string_view column, int attributes) {
     const auto object = database.Find(state_->stored_name);
     if (!object) throw Error::Standard(kErrNoTable, state_->stored_name);
     const auto table = database.OpenTable(*object);
-    const auto ordinal = table->def().FindColumn(column, database.order());
+    const auto ordinal = table->FindColumn(column);
     if (!ordinal) throw Error::Standard(kErrItemNotFound, column);
-    const jet::ColumnDef& def = table->def().columns[*ordinal];
+    const jet::ColumnInfo& info = table->columns()[*ordinal];
     jet::Properties properties = database.LoadProperties(*object);
-    if ((attributes & adColNullable) == 0 && def.type != ColumnType::kBoolean) {
-      properties.SetBoolean(database.order(), def.name, jet::kRequiredProperty, true);
+    if ((attributes & adColNullable) == 0 && info.type != ColumnType::kBoolean) {
+      properties.SetBoolean(database.order(), info.name, jet::kRequiredProperty, true);
     } else {
-      properties.Remove(database.order(), def.name, jet::kRequiredProperty);
+      properties.Remove(database.order(), info.name, jet::kRequiredProperty);
     }
     database.StoreProperties(*object, properties);
   });

@@ -9,21 +9,21 @@
 #include "ado/value.h"
 #include "jet/base/ascii.h"
 #include "jet/base/number.h"
-#include "jet/row/row.h"
+#include "jet/table/table.h"
 
 namespace ado {
 namespace {
 
-using jet::ColumnDef;
+using jet::ColumnInfo;
 using jet::ColumnType;
 
-[[noreturn]] void Fail(const ColumnDef& column, jet::ErrorCode code) {
+[[noreturn]] void Fail(const ColumnInfo& column, jet::ErrorCode code) {
   throw Error::From(jet::Error(code).OfColumn(column.name));
 }
 
-[[noreturn]] void FailType(const ColumnDef& column) { Fail(column, jet::ErrorCode::kWrongType); }
+[[noreturn]] void FailType(const ColumnInfo& column) { Fail(column, jet::ErrorCode::kWrongType); }
 
-[[noreturn]] void FailRange(const ColumnDef& column) { Fail(column, jet::ErrorCode::kOutOfRange); }
+[[noreturn]] void FailRange(const ColumnInfo& column) { Fail(column, jet::ErrorCode::kOutOfRange); }
 
 // "True" and "False" in any case.
 std::optional<bool> BooleanWord(const Value& value) {
@@ -34,7 +34,7 @@ std::optional<bool> BooleanWord(const Value& value) {
   return std::nullopt;
 }
 
-double NumberFor(const ColumnDef& column, const Value& value) {
+double NumberFor(const ColumnInfo& column, const Value& value) {
   if (const auto word = BooleanWord(value)) return *word ? -1 : 0;
   try {
     return ToDouble(value);
@@ -44,13 +44,13 @@ double NumberFor(const ColumnDef& column, const Value& value) {
 }
 
 template <class Integer>
-Value IntegerFor(const ColumnDef& column, const Value& value) {
+Value IntegerFor(const ColumnInfo& column, const Value& value) {
   const auto rounded = jet::RoundHalfEven<Integer>(NumberFor(column, value));
   if (!rounded) FailRange(column);
   return *rounded;
 }
 
-Value ByteFor(const ColumnDef& column, const Value& value) {
+Value ByteFor(const ColumnInfo& column, const Value& value) {
   // True is all bits set, and a byte has no sign.
   if (const auto* flag = std::get_if<bool>(&value)) {
     return static_cast<std::uint8_t>(*flag ? 255 : 0);
@@ -58,7 +58,7 @@ Value ByteFor(const ColumnDef& column, const Value& value) {
   return IntegerFor<std::uint8_t>(column, value);
 }
 
-Value SingleFor(const ColumnDef& column, const Value& value) {
+Value SingleFor(const ColumnInfo& column, const Value& value) {
   const double number = NumberFor(column, value);
   if (!(std::abs(number) <= static_cast<double>(std::numeric_limits<float>::max()))) {
     FailRange(column);
@@ -66,7 +66,7 @@ Value SingleFor(const ColumnDef& column, const Value& value) {
   return static_cast<float>(number);
 }
 
-Value CurrencyFor(const ColumnDef& column, const Value& value) {
+Value CurrencyFor(const ColumnInfo& column, const Value& value) {
   if (std::holds_alternative<Currency>(value)) return value;
   const auto scaled =
       jet::RoundHalfEven<std::int64_t>(static_cast<long double>(NumberFor(column, value)) * 10000);
@@ -74,7 +74,7 @@ Value CurrencyFor(const ColumnDef& column, const Value& value) {
   return Currency{*scaled};
 }
 
-Value DateFor(const ColumnDef& column, const Value& value) {
+Value DateFor(const ColumnInfo& column, const Value& value) {
   if (std::holds_alternative<DateTime>(value)) return value;
   if (const auto* text = std::get_if<std::string>(&value)) {
     if (const auto date = jet::ReadDateTimeByYear(*text)) return *date;
@@ -84,20 +84,20 @@ Value DateFor(const ColumnDef& column, const Value& value) {
   return date;
 }
 
-Value TextFor(const ColumnDef& column, const Value& value) {
+Value TextFor(const ColumnInfo& column, const Value& value) {
   if (std::holds_alternative<jet::Bytes>(value)) FailType(column);
   Value text = ToText(value);
   Translated([&] { jet::RequireFits(column, text); });
   return text;
 }
 
-Value BinaryFor(const ColumnDef& column, const Value& value) {
+Value BinaryFor(const ColumnInfo& column, const Value& value) {
   if (!std::holds_alternative<jet::Bytes>(value)) FailType(column);
   Translated([&] { jet::RequireFits(column, value); });
   return value;
 }
 
-Value GuidFor(const ColumnDef& column, const Value& value) {
+Value GuidFor(const ColumnInfo& column, const Value& value) {
   if (std::holds_alternative<jet::Guid>(value)) return value;
   const auto* text = std::get_if<std::string>(&value);
   if (text == nullptr) FailType(column);
@@ -106,7 +106,7 @@ Value GuidFor(const ColumnDef& column, const Value& value) {
   return *guid;
 }
 
-Value NumericFor(const ColumnDef& column, const Value& value) {
+Value NumericFor(const ColumnInfo& column, const Value& value) {
   if (std::holds_alternative<jet::Numeric>(value)) return value;
   const double number = NumberFor(column, value);
   // A text keeps its digits; what is in binary is rounded to the column's scale.
@@ -123,7 +123,7 @@ Value NumericFor(const ColumnDef& column, const Value& value) {
 
 }  // namespace
 
-Value ConvertTo(const jet::ColumnDef& column, const Value& value) {
+Value ConvertTo(const jet::ColumnInfo& column, const Value& value) {
   if (jet::IsNull(value)) {
     // A Yes/No column has no Null.
     return column.type == ColumnType::kBoolean ? Value(false) : value;

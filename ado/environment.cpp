@@ -8,8 +8,8 @@
 
 namespace ado {
 
-Environment::Environment(jet::FileSystem& files, jet::Clock clock, jet::PagerLimits limits)
-    : files_(files), clock_(std::move(clock)), limits_(limits) {}
+Environment::Environment(jet::FileSystem& files, jet::Clock clock, std::size_t cache_bytes)
+    : files_(files), clock_(std::move(clock)), cache_bytes_(cache_bytes) {}
 
 Environment::~Environment() = default;
 
@@ -46,7 +46,7 @@ std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
   return Translated([&] {
     const std::string real = jet::NormalisePath(path);
     if (std::shared_ptr<jet::Database> found = FindOpen(real); found != nullptr) {
-      if (!found->header().Accepts(password)) {
+      if (!found->AcceptsPassword(password)) {
         throw jet::Error(jet::ErrorCode::kWrongPassword).In(real);
       }
       return found;
@@ -54,7 +54,7 @@ std::shared_ptr<jet::Database> Environment::Use(const std::string& path,
     jet::OpenOptions options;
     options.mode = jet::OpenMode::kExclusive;
     options.password = password;
-    options.limits = limits_;
+    options.cache_bytes = cache_bytes_;
     options.clock = clock_;
     std::shared_ptr<jet::Database> database = jet::Database::Open(files_, real, options);
     open_.push_back(database);

@@ -18,7 +18,8 @@ namespace ado {
 class Environment {
  public:
   // An empty clock is the system's. REQUIRES: `files` outlives the environment.
-  explicit Environment(jet::FileSystem& files, jet::Clock clock = {}, jet::PagerLimits limits = {});
+  explicit Environment(jet::FileSystem& files, jet::Clock clock = {},
+                       std::size_t cache_bytes = jet::kCacheBytes);
   ~Environment();
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
@@ -57,7 +58,7 @@ class Environment {
   static bool Drop(jet::Database& database) noexcept;
   jet::FileSystem& files_;
   jet::Clock clock_;
-  jet::PagerLimits limits_;
+  std::size_t cache_bytes_;
   std::vector<std::shared_ptr<jet::Database>> open_;
   bool in_action_ = false;
 };

@@ -32,7 +32,7 @@ auto WithDefaults(const jet::Table& table, Body&& body) -> decltype(body()) {
                 fmt::format("テーブル '{}' のフィールド '{}' の既定値の式 {} はまだ計算できません。"
                             "このフィールドに値を設定していないため、レコードを追加できません。",
                             error.table(), error.column(),
-                            table.rules()[table.OrdinalOf(error.column())].default_expression),
+                            table.columns()[table.OrdinalOf(error.column())].default_expression),
                 error.code());
   }
 }
@@ -168,7 +168,7 @@ void Recordset::Set(std::string_view field, const Value& value) {
   RequireRow();
   const std::size_t ordinal = rows_->OrdinalOf(index);
   Value converted = Translated([&] {
-    const auto& columns = rows_->table()->def().columns;
+    const auto& columns = rows_->table()->columns();
     if (ordinal >= columns.size()) throw Error::Standard(kErrItemNotFound, field);
     return ConvertTo(columns[ordinal], value);
   });

@@ -9,7 +9,7 @@ namespace {
 
 std::vector<std::string> NamesOf(const jet::Table& table) {
   std::vector<std::string> names;
-  for (const jet::ColumnDef& column : table.def().columns) names.push_back(column.name);
+  for (const jet::ColumnInfo& column : table.columns()) names.push_back(column.name);
   return names;
 }
 
@@ -24,7 +24,7 @@ std::optional<jet::Value> ReadField(const jet::Table& table, jet::RowId id, std:
   // A row that was read pins its page and is valid until the next change, which may
   // come from anywhere; so it is not kept.
   jet::Table::Row row;
-  if (ordinal >= table.def().columns.size() || !table.Read(id, row)) return std::nullopt;
+  if (ordinal >= table.columns().size() || !table.Read(id, row)) return std::nullopt;
   return HandedOver(table, ordinal, row.Get(ordinal));
 }
 
@@ -121,8 +121,8 @@ class QueryRows : public RowSource {
 
 jet::Value HandedOver(const jet::Table& table, std::size_t ordinal, jet::Value value) {
   const auto* numeric = std::get_if<jet::Numeric>(&value);
-  if (numeric == nullptr || ordinal >= table.def().columns.size()) return value;
-  return ToDouble(jet::FormatNumeric(*numeric, table.def().columns[ordinal].scale));
+  if (numeric == nullptr || ordinal >= table.columns().size()) return value;
+  return ToDouble(jet::FormatNumeric(*numeric, table.columns()[ordinal].scale));
 }
 
 std::unique_ptr<RowSource> MakeTableRows(std::shared_ptr<jet::Table> table) {

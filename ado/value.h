@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "jet/base/value.h"
-#include "jet/row/row.h"
+#include "jet/table/table.h"
 
 namespace ado {
 
@@ -52,6 +52,6 @@ std::string WithoutLast(std::string_view text, std::size_t units);
 
 // To the type of a column, as the provider converts on assignment. kErrIntegrity
 // with the field's name for what cannot be converted or is out of range.
-Value ConvertTo(const jet::ColumnDef& column, const Value& value);
+Value ConvertTo(const jet::ColumnInfo& column, const Value& value);
 
 }  // namespace ado

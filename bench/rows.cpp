@@ -27,12 +27,12 @@ jet::IndexSpec Index(const char* name, const char* column, bool unique) {
   return index;
 }
 
-// A value for each column of the work table by its type; few different texts, so
+// A value for a column of the work table by its type; few different texts, so
 // that they group.
-jet::Value WorkValue(const jet::ColumnDef& column, std::int32_t number) {
+jet::Value WorkValue(jet::ColumnType type, std::size_t ordinal, std::int32_t number) {
   static constexpr std::array<const char*, 4> kTexts{"角ダクト", "丸ダクト", "ﾌﾚｷ", "支持金物"};
-  const auto at = static_cast<std::size_t>(number) + column.id.value;
-  switch (column.type) {
+  const auto at = static_cast<std::size_t>(number) + ordinal;
+  switch (type) {
     case jet::ColumnType::kText:
       return std::string(kTexts[at % kTexts.size()]);
     case jet::ColumnType::kLong:
@@ -88,8 +88,8 @@ void FillTransfer(jet::Database& database, std::int32_t jobs, std::int32_t step,
   std::vector<jet::Value> row;
   for (std::int32_t number = 1; number <= rows; ++number) {
     row.clear();
-    for (const jet::ColumnDef& column : work->def().columns) {
-      row.push_back(WorkValue(column, number));
+    for (const jet::ColumnInfo& column : work->columns()) {
+      row.push_back(WorkValue(column.type, row.size(), number));
     }
     row[selected] = std::string(number % 3 == 0 ? "False" : "True");
     row[serial] = static_cast<double>(number);

@@ -40,7 +40,7 @@ std::optional<double> FindVersion(jet::Database& database) {
   const std::optional<jet::ObjectInfo> found = database.Find(kVersionTable);
   if (!found || found->kind != jet::ObjectKind::kTable) return std::nullopt;
   const std::shared_ptr<jet::Table> table = database.OpenTable(*found);
-  const auto ordinal = table->def().FindColumn(kVersionField, database.order());
+  const auto ordinal = table->FindColumn(kVersionField);
   const std::optional<jet::RowId> first = table->First();
   jet::Table::Row row;
   if (!ordinal || !first || !table->Read(*first, row)) return std::nullopt;
@@ -52,7 +52,7 @@ std::optional<double> FindVersion(jet::Database& database) {
 void StoreVersion(jet::Database& database, double version) {
   const std::shared_ptr<jet::Table> table = database.OpenTable(kVersionTable);
   const std::size_t ordinal = table->OrdinalOf(kVersionField);
-  const jet::FieldChange change{ordinal, ado::ConvertTo(table->def().columns[ordinal], version)};
+  const jet::FieldChange change{ordinal, ado::ConvertTo(table->columns()[ordinal], version)};
   if (const std::optional<jet::RowId> first = table->First()) {
     table->Update(*first, {&change, 1});
   } else {

@@ -21,7 +21,7 @@ std::vector<std::string> RowsIn(FaultFiles& files, const char* path) {
   std::vector<std::string> rows;
   const auto database = jet::Database::Open(files, path, {});
   ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
-    rows.push_back(table.name() + '\x1E' + TextOf(row, table.def().columns.size()));
+    rows.push_back(table.name() + '\x1E' + TextOf(row, table.columns().size()));
   });
   return rows;
 }

@@ -27,7 +27,7 @@ jet::Clock FixedClock() {
   return [] { return jet::ToDateTime({2012, 2, 3, 4, 5, 6}); };
 }
 
-jet::Value AnyValue(const jet::ColumnDef& column) {
+jet::Value AnyValue(const jet::ColumnInfo& column) {
   switch (column.type) {
     case ColumnType::kBoolean:
       return true;
@@ -101,9 +101,9 @@ class Changes {
 
   void Rows(const jet::ObjectInfo& object) {
     const auto table = database_.OpenTable(object);
-    const auto& columns = table->def().columns;
+    const auto& columns = table->columns();
     std::vector<jet::Value> row;
-    for (const jet::ColumnDef& column : columns) row.push_back(AnyValue(column));
+    for (const jet::ColumnInfo& column : columns) row.push_back(AnyValue(column));
     Try([&] { table->Insert(row); });
     std::optional<jet::RowId> id = table->First();
     for (std::size_t i = 0; id && i < columns.size(); ++i) {

@@ -45,7 +45,7 @@ class Dependences {
  public:
   Dependences(jet::Pager& pager, const jet::Table& table) : pager_(pager), table_(table) {
     // Without counters, statistics and maps.
-    const jet::TableDef& def = table.def();
+    const jet::TableDef& def = DefOf(table);
     const std::size_t columns_at = 0x3F + 12 * def.real_indexes.size();
     std::size_t end = columns_at + 25 * def.columns.size();
     for (const jet::ColumnDef& column : def.columns) end += 2 + 2 * jet::Utf16Length(column.name);
@@ -63,7 +63,7 @@ class Dependences {
     if (found->kind == jet::SlotKind::kMoved) {
       AddRow(jet::RowId::FromPacked(jet::GetU32(found->bytes, 0)));
     }
-    for (const jet::ColumnDef& column : table_.def().columns) {
+    for (const jet::ColumnDef& column : DefOf(table_).columns) {
       if (!jet::IsLongValue(column.type)) continue;
       if (const auto stored = row.Raw(column)) AddLongValue(*stored);
     }
@@ -73,7 +73,7 @@ class Dependences {
  private:
   // A part of the definition, counted from the start of its first page.
   void AddContent(std::size_t begin, std::size_t end) {
-    const auto& pages = table_.def().pages;
+    const auto& pages = DefOf(table_).pages;
     for (std::size_t i = 0; i < pages.size() && begin < end; ++i) {
       const std::size_t first = i == 0 ? 0 : jet::kPageSize + (i - 1) * (jet::kPageSize - 8);
       const std::size_t last = jet::kPageSize + i * (jet::kPageSize - 8);
@@ -119,8 +119,8 @@ std::vector<KnownRow> RowsOfSoundFile(const std::string& image, const std::strin
   ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
     Dependences& on =
         dependences.try_emplace(&table, jet::Internals(*database).pager(), table).first->second;
-    rows.push_back({TextOf(row, table.def().columns.size()), ToImage(row.view().bytes()),
-                    on.Of(row.id(), row.view())});
+    rows.push_back({TextOf(row, table.columns().size()), ToImage(ViewOf(row).bytes()),
+                    on.Of(row.id(), ViewOf(row))});
   });
   return rows;
 }
@@ -134,10 +134,10 @@ Saved Read(FaultFiles& files, const std::string& password) {
   Saved saved;
   const auto database = jet::Database::Open(files, kNew, {.password = password});
   ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
-    if (table.def().columns.size() == 4 && table.def().columns[2].name == "バイト") {
+    if (table.columns().size() == 4 && table.columns()[2].name == "バイト") {
       saved.raw.insert(ToImage(std::get<jet::Bytes>(row.Get(2))));
     } else {
-      saved.rows.insert(TextOf(row, table.def().columns.size()));
+      saved.rows.insert(TextOf(row, table.columns().size()));
     }
   });
   return saved;

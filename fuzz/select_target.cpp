@@ -16,6 +16,7 @@
 #include "fuzz/targets.h"
 #include "jet/base/error.h"
 #include "jet/database/database.h"
+#include "jet/table/internals.h"
 #include "sql/sql.h"
 #include "tests/support/fault_file.h"
 
@@ -74,17 +75,17 @@ class Selects {
   void OverTables(const jet::ObjectInfo& a, const jet::ObjectInfo& b) {
     const auto table = database_.OpenTable(a), other = database_.OpenTable(b);
     const auto pick = [&](const jet::Table& of) -> std::string {
-      const auto& columns = of.def().columns;
+      const auto& columns = of.columns();
       return columns.empty() ? "?" : columns[random_.Below(columns.size())].name;
     };
     const std::string c = pick(*table), d = pick(*table), e = pick(*other);
     // Columns that stand first in an index are the way of a join.
     const auto key = [&](const jet::Table& of, const std::string& otherwise) {
-      const auto& indexes = of.def().real_indexes;
+      const auto& indexes = DefOf(of).real_indexes;
       if (indexes.empty()) return otherwise;
       const auto& parts = indexes[random_.Below(indexes.size())].columns;
-      const auto ordinal = parts.empty() ? std::nullopt : of.def().FindColumn(parts[0].column);
-      return ordinal ? of.def().columns[*ordinal].name : otherwise;
+      const auto ordinal = parts.empty() ? std::nullopt : DefOf(of).FindColumn(parts[0].column);
+      return ordinal ? of.columns()[*ordinal].name : otherwise;
     };
     const std::string texts[] = {
         fmt::format("SELECT * FROM [{}]", a.name),

@@ -25,8 +25,8 @@ std::uint64_t Hash(jet::ByteView bytes) {
 // The value as it stands in the row; of a long value, as it reads.
 std::uint64_t HashOf(const jet::Table::Row& row, const jet::ColumnDef& column,
                      std::size_t ordinal) {
-  if (column.type == jet::ColumnType::kBoolean) return row.view().Boolean(column) ? 1 : 2;
-  const auto raw = row.view().Raw(column);
+  if (column.type == jet::ColumnType::kBoolean) return ViewOf(row).Boolean(column) ? 1 : 2;
+  const auto raw = ViewOf(row).Raw(column);
   if (!raw) return 0;
   if (!jet::IsLongValue(column.type)) {
     row.Get(ordinal);
@@ -91,7 +91,7 @@ class Walk {
     const std::shared_ptr<jet::Table> table = database_.OpenTable(object);
     Snapshot::Table& seen = snapshot_.tables[object.id];
     seen.name = object.id == kCatalogId ? "MSysObjects" : object.name;
-    const jet::TableDef& def = table->def();
+    const jet::TableDef& def = DefOf(*table);
     // Row by row, so that one that cannot be read hides no other.
     jet::Table::Row row;
     auto id = Found([&] { return table->First(); });

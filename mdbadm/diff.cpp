@@ -107,21 +107,17 @@ class Comparison {
   }
 
   static Facts TableFacts(const jet::Table& table) {
-    const jet::TableDef& def = table.def();
+    const std::vector<jet::ColumnInfo>& columns = table.columns();
     Facts facts;
-    for (std::size_t i = 0; i < def.columns.size(); ++i) {
-      const jet::ColumnDef& column = def.columns[i];
-      facts["column " + column.name] =
-          fmt::format("{} {} at {}", jet::TypeName(column.type), column.length, i + 1);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      facts["column " + columns[i].name] =
+          fmt::format("{} {} at {}", jet::TypeName(columns[i].type), columns[i].size_bytes, i + 1);
     }
-    for (const jet::LogicalIndex& index : def.logical_indexes) {
-      if (index.real >= def.real_indexes.size()) continue;
-      const jet::RealIndex& real = def.real_indexes[index.real];
-      std::string text = fmt::format("flags {:02X}:", real.flags);
-      for (const jet::IndexColumn& part : real.columns) {
-        const std::optional<std::size_t> ordinal = def.FindColumn(part.column);
-        text +=
-            " " + (ordinal ? def.columns[*ordinal].name : "?") + (part.ascending ? "" : " desc");
+    for (const jet::IndexInfo& index : table.indexes()) {
+      std::string text = fmt::format("flags {:02X}:", index.flags);
+      for (const jet::IndexInfo::Column& part : index.columns) {
+        text += " " + (part.ordinal ? columns[*part.ordinal].name : "?") +
+                (part.descending ? " desc" : "");
       }
       facts["index " + index.name] = text;
     }
@@ -131,10 +127,9 @@ class Comparison {
   // Row by row in stored order, over the columns that both have.
   void CompareRows(const jet::Table& a, const jet::Table& b) {
     std::vector<std::pair<std::size_t, std::size_t>> shared;
-    for (std::size_t i = 0; i < a.def().columns.size(); ++i) {
-      const auto& columns = b.def().columns;
-      for (std::size_t k = 0; k < columns.size(); ++k) {
-        if (columns[k].name == a.def().columns[i].name) shared.emplace_back(i, k);
+    for (std::size_t i = 0; i < a.columns().size(); ++i) {
+      for (std::size_t k = 0; k < b.columns().size(); ++k) {
+        if (b.columns()[k].name == a.columns()[i].name) shared.emplace_back(i, k);
       }
     }
     jet::TableScan scan_a(a), scan_b(b);
@@ -166,7 +161,7 @@ class Comparison {
       if (value_a == value_b) continue;
       same = same_ = false;
       if (!report) return false;
-      const jet::ColumnDef& column = table.def().columns[i];
+      const jet::ColumnInfo& column = table.columns()[i];
       Differ(table.name(), fmt::format("row {} {}", number, column.name),
              ToJson(value_a, column.scale), ToJson(value_b, column.scale));
     }

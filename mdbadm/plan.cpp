@@ -38,7 +38,7 @@ std::shared_ptr<jet::Table> TableIfAny(jet::Database& database, std::string_view
 
 bool HasColumn(jet::Database& database, std::string_view table, std::string_view column) {
   const std::shared_ptr<jet::Table> stored = TableIfAny(database, table);
-  return stored != nullptr && stored->def().FindColumn(column, database.order()).has_value();
+  return stored != nullptr && stored->FindColumn(column).has_value();
 }
 
 void WarnOfVersion(double version, Kind kind, Warnings& warnings) {
@@ -79,7 +79,7 @@ void WarnOfHalfTransfer(jet::Database& database, double version, Warnings& warni
 void WarnOfResetNames(jet::Database& database, double version, Warnings& warnings) {
   if (version < kLastTransferName || !HasColumn(database, kReinforcements, kTransferName)) return;
   const std::shared_ptr<jet::Table> table = TableIfAny(database, kReinforcements);
-  const auto id = table->def().FindColumn(kReinforcementId, database.order());
+  const auto id = table->FindColumn(kReinforcementId);
   if (!id) return;
   const std::size_t name = table->OrdinalOf(kTransferName);
   for (jet::TableScan scan(*table); scan.Next();) {

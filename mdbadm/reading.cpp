@@ -56,10 +56,10 @@ std::string SortOrderName(jet::SortOrder order) {
   return fmt::format("{}/{}/{}{}", order.language, order.sort_id, order.version, name);
 }
 
-Json Size(const jet::ColumnDef& column) {
+Json Size(const jet::ColumnInfo& column) {
   if (column.type == jet::ColumnType::kText) return column.max_chars();
   if (jet::IsLongValue(column.type)) return nullptr;
-  return column.length;
+  return column.size_bytes;
 }
 
 Json FindingJson(const jet::Finding& finding) {
@@ -78,7 +78,7 @@ Json FindingJson(const jet::Finding& finding) {
 
 ExitCode Info(Program& program, const ReadOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
-  const jet::Header& header = database->header();
+  const jet::FileInfo file = database->info();
   std::size_t tables = 0, queries = 0;
   for (const jet::ObjectInfo& object : database->Objects()) {
     if (object.kind == jet::ObjectKind::kTable) ++tables;
@@ -87,12 +87,12 @@ ExitCode Info(Program& program, const ReadOptions& options) {
   Json info;
   info["file"] = options.file;
   info["format"] = "Jet 4.0";
-  info["sort_order"] = SortOrderName(header.order());
-  info["code_page"] = header.code_page();
-  info["password"] = header.has_password();
-  info["encoded"] = header.page_key() != 0;
-  info["created"] = jet::FormatDateTime(header.created());
-  info["pages"] = database->page_count();
+  info["sort_order"] = SortOrderName(file.order);
+  info["code_page"] = file.code_page;
+  info["password"] = file.has_password;
+  info["encoded"] = file.encoded;
+  info["created"] = jet::FormatDateTime(file.created);
+  info["pages"] = file.page_count;
   info["tables"] = tables;
   info["queries"] = queries;
   if (const std::optional<double> version = db::FindVersion(*database)) {
@@ -112,7 +112,7 @@ ExitCode Tables(Program& program, const ReadOptions& options) {
     if (object.kind != jet::ObjectKind::kLinkedTable) {
       const std::shared_ptr<jet::Table> table = database->OpenTable(object);
       rows = table->row_count();
-      columns = table->def().columns.size();
+      columns = table->columns().size();
     }
     list.Add({object.name, KindName(object.kind), rows, columns,
               jet::FormatDateTime(object.created), jet::FormatDateTime(object.updated)});
@@ -126,15 +126,12 @@ ExitCode Columns(Program& program, const ReadOptions& options) {
                               "default", "compressed", "autonumber"});
   for (const jet::ObjectInfo& object : ChosenTables(*database, options)) {
     const std::shared_ptr<jet::Table> table = database->OpenTable(object);
-    for (std::size_t i = 0; i < table->def().columns.size(); ++i) {
-      const jet::ColumnDef& column = table->def().columns[i];
-      const jet::ColumnRules rules =
-          i < table->rules().size() ? table->rules()[i] : jet::ColumnRules{};
+    for (const jet::ColumnInfo& column : table->columns()) {
       Json default_value;
-      if (!rules.default_expression.empty()) default_value = rules.default_expression;
+      if (!column.default_expression.empty()) default_value = column.default_expression;
       list.Add({table->name(), column.name, jet::TypeName(column.type), Size(column),
-                rules.required, rules.allow_zero_length, default_value, column.compressed(),
-                column.auto_number()});
+                column.required, column.allow_zero_length, default_value, column.compressed,
+                column.auto_number});
     }
   }
   return ExitCode::kDone;
@@ -146,19 +143,15 @@ ExitCode Indexes(Program& program, const ReadOptions& options) {
                {"table", "index", "columns", "primary", "unique", "required", "ignore_nulls"});
   for (const jet::ObjectInfo& object : ChosenTables(*database, options)) {
     const std::shared_ptr<jet::Table> table = database->OpenTable(object);
-    const jet::TableDef& def = table->def();
-    for (const jet::LogicalIndex& index : def.logical_indexes) {
-      if (index.real >= def.real_indexes.size()) continue;
-      const jet::RealIndex& real = def.real_indexes[index.real];
+    for (const jet::IndexInfo& index : table->indexes()) {
       std::string columns;
-      for (const jet::IndexColumn& part : real.columns) {
-        const std::optional<std::size_t> ordinal = def.FindColumn(part.column);
+      for (const jet::IndexInfo::Column& part : index.columns) {
         if (!columns.empty()) columns += ", ";
-        columns += ordinal ? def.columns[*ordinal].name : "?";
-        if (!part.ascending) columns += " desc";
+        columns += part.ordinal ? table->columns()[*part.ordinal].name : "?";
+        if (part.descending) columns += " desc";
       }
-      list.Add({table->name(), index.name, columns, index.kind == jet::LogicalIndex::kPrimary,
-                real.unique(), real.required(), real.ignore_nulls()});
+      list.Add({table->name(), index.name, columns, index.primary, index.unique, index.required,
+                index.ignore_nulls});
     }
   }
   return ExitCode::kDone;

@@ -46,7 +46,7 @@ class RowPrinter {
     ++at_;
   }
   // Writes a field straight from the row where building a Value costs more.
-  void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnDef& column) {
+  void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnInfo& column) {
     if (array_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
     if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);
     Separate();
@@ -106,9 +106,9 @@ std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const std::strin
 ExitCode Rows(Program& program, const RowOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
   const std::shared_ptr<jet::Table> table = database->OpenTable(options.source);
-  const std::vector<jet::ColumnDef>& columns = table->def().columns;
+  const std::vector<jet::ColumnInfo>& columns = table->columns();
   std::vector<std::string> names;
-  for (const jet::ColumnDef& column : columns) names.push_back(column.name);
+  for (const jet::ColumnInfo& column : columns) names.push_back(column.name);
   RowPrinter printer(options.json, names);
   jet::TableScan scan(*table);
   for (std::uint64_t n = 0; n < options.limit && scan.Next(); ++n) {

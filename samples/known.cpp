@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "jet/table/internals.h"
 #include "samples/memory_files.h"
 #include "samples/sample.h"
 #include "upgrade/ladders.h"
@@ -18,7 +19,7 @@ jet::KnownDatabase TablesOf(jet::FileSystem& files, const SampleOptions& options
   for (const jet::ObjectInfo& object : database->Objects()) {
     if (object.kind != jet::ObjectKind::kTable) continue;
     const auto table = database->OpenTable(object);
-    jet::KnownTable entry{object.name, table->def(), database->LoadProperties(object)};
+    jet::KnownTable entry{object.name, DefOf(*table), database->LoadProperties(object)};
     for (jet::TableScan scan(*table); scan.Next();) {
       auto& row = entry.rows.emplace_back();
       for (std::size_t i = 0; i < entry.def.columns.size(); ++i) row.push_back(scan.row().Get(i));

@@ -1,4 +1,4 @@
-// Errors of a SELECT text or of running one.
+// Errors of a SELECT text or of running one. An error owns its texts.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,6 @@
-// SELECT: text <-> the row form of a saved query, and running it.
+// SELECT: text <-> the row form of a saved query, and running it. A running query is a
+// part of its database, and used by the same thread; Parse, Format and what else takes no
+// database may be called by any thread. Errors are sql::Error, and jet::Error from below.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,5 @@
-// The column types of the format, and what is known of each: one row a type.
+// The column types of the format, and what is known of each: one row a type. Constants
+// and functions of them; any thread may use them.
 #pragma once
 
 #include <array>

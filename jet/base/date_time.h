@@ -1,4 +1,5 @@
-// Dates and times of day: as stored, by the calendar, and as texts.
+// Dates and times of day: as stored, by the calendar, and as texts. Plain values and
+// functions of them; any thread may use them.
 #pragma once
 
 #include <compare>
@@ -18,6 +19,7 @@ struct DateTime {
 struct CivilTime {
   int year = 1899, month = 12, day = 30, hour = 0, minute = 0, second = 0;
 };
+// REQUIRES: IsValid(civil).
 DateTime ToDateTime(const CivilTime& civil);
 CivilTime ToCivilTime(DateTime date);       // rounded to the second
 std::string FormatDateTime(DateTime date);  // "2010-01-04 00:00:00"

@@ -1,5 +1,6 @@
-// The one exception type of the engine. A code for the caller to decide by,
-// the places it concerns, and a detail for people; nothing here prints.
+// The one exception type of the engine. A code for the caller to decide by, the places
+// it concerns, and a detail for people, in English and UTF-8; nothing here prints. An
+// error owns its texts: it may outlive the database, and go to another thread.
 #pragma once
 
 #include <exception>

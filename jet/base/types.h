@@ -1,5 +1,5 @@
-// The small types that every room of the engine shares: page and row
-// addresses, sort orders.
+// The small types that every room of the engine shares: page and row addresses, sort
+// orders, bytes. Plain values; a view is good as long as what it looks at.
 #pragma once
 
 #include <compare>
@@ -39,6 +39,14 @@ struct RowId {
     return {PageNumber{packed >> 8}, static_cast<std::uint8_t>(packed & 0xFF)};
   }
   friend constexpr auto operator<=>(const RowId&, const RowId&) = default;
+};
+
+// Where the parts of a row's bytes stand, in bytes from its start.
+struct RowLayout {
+  std::uint16_t columns = 0;    // not a place: highest column id + 1 of the row
+  std::uint16_t variables = 0;  // nor is this: how many variable fields
+  std::uint16_t mask_at = 0;
+  std::uint16_t fixed_end = 0;
 };
 
 // A column's number for the life of its table; never reused, not its position.

@@ -1,4 +1,5 @@
-// A field's value, apart from any column. Null is std::monostate.
+// A field's value, apart from any column. Null is std::monostate. Plain values, which
+// own what they hold; any thread may use its own.
 #pragma once
 
 #include <array>
@@ -11,7 +12,7 @@
 
 namespace jet {
 
-// Fixed point with four decimals.
+// Fixed point with four decimals: 12.5 is 125'000.
 struct Currency {
   std::int64_t ten_thousandths = 0;
   friend auto operator<=>(const Currency&, const Currency&) = default;
@@ -46,12 +47,19 @@ struct Numeric {
   std::array<std::uint32_t, 4> magnitude{};
   friend auto operator<=>(const Numeric&, const Numeric&) = default;
 };
+// REQUIRES: 0 <= scale <= 28.
 std::string FormatNumeric(const Numeric& number, int scale);
 // Nothing if `text` is not a decimal or does not fit.
 std::optional<Numeric> ParseNumeric(std::string_view text, int precision, int scale);
 
 using Null = std::monostate;
-// Alternatives in the order of the type codes; text is UTF-8.
+// Alternatives in the order of the type codes; text is UTF-8. Which a column takes:
+//
+//   Boolean  bool           Single    float        Binary, OLE  Bytes
+//   Byte     uint8_t        Double    double       GUID         Guid
+//   Integer  int16_t        DateTime  DateTime     Numeric      Numeric
+//   Long     int32_t        Text      std::string
+//   Currency Currency       Memo      std::string
 using Value = std::variant<Null, bool, std::uint8_t, std::int16_t, std::int32_t, Currency, float,
                            double, DateTime, std::string, Bytes, Guid, Numeric>;
 
@@ -63,5 +71,11 @@ T ValueOr(const Value& value, T otherwise) {
   const T* held = std::get_if<T>(&value);
   return held != nullptr ? *held : otherwise;
 }
+
+// A new value for one field of a row, by its column's place in the table, from 0.
+struct FieldChange {
+  std::size_t ordinal = 0;
+  Value value;
+};
 
 }  // namespace jet

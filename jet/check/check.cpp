@@ -34,8 +34,9 @@ bool IsDamage(const Error& error) {
 void TryToOpen(FileSystem& files, const std::string& path, const CheckOptions& options,
                CheckResult& result) {
   try {
-    Database::Open(files, path,
-                   {.password = options.password.value_or(""), .limits = options.limits});
+    Database::Open(
+        files, path,
+        {.password = options.password.value_or(""), .cache_bytes = options.limits.clean_bytes});
   } catch (const Error& error) {
     if (IsDamage(error)) check::Report(result).Problem({}, Code::kCannotOpen, error.detail());
     if (error.code() == ErrorCode::kIo) throw;

@@ -58,7 +58,7 @@ void GrantInherited(Table& rights, const Header& header, std::int32_t object, co
   const RightColumns columns(rights);
   std::vector<Value> values;
   for (const Right& right : InheritedRights(rights, columns, header, owner)) {
-    values.assign(rights.def().columns.size(), Null{});
+    values.assign(rights.columns().size(), Null{});
     values[columns.object] = object;
     values[columns.sid] = right.sid;
     values[columns.rights] = right.rights;

@@ -8,6 +8,7 @@
 #include "jet/row/table_def_chain.h"
 #include "jet/sort/name.h"
 #include "jet/storage/pager.h"
+#include "jet/table/internals.h"
 
 namespace jet {
 
@@ -78,8 +79,8 @@ Table& Catalog::SystemTable(PageNumber page) {
 }
 
 std::shared_ptr<Table> Catalog::MakeTable(std::int32_t id, const std::string& name) {
-  return std::make_shared<Table>(
-      *allocator_, name, [this, id, name] { return LoadState(id, name); }, clock_);
+  return std::make_shared<Table>(std::make_unique<TableCore>(
+      *allocator_, name, [this, id, name] { return LoadState(id, name); }, clock_));
 }
 
 // The catalog's own tables have no rules: those stand in one of them.
@@ -182,13 +183,13 @@ std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
   }
   const auto there = open_.find(object.id);
   if (there == open_.end()) return open_[object.id] = MakeTable(object.id, name);
-  there->second->def();  // as it is now
+  DefOf(*there->second);  // as it is now
   return there->second;
 }
 
 void Catalog::ReloadTable(std::int32_t id) {
   const auto there = open_.find(id);
-  if (there != open_.end()) there->second->Reload();
+  if (there != open_.end()) TableInternals::CoreOf(*there->second).Reload();
 }
 
 Properties Catalog::LoadProperties(std::int32_t id) {
@@ -223,7 +224,7 @@ ObjectInfo Catalog::AddObject(std::int32_t id, std::int16_t type, std::uint32_t 
   const Bytes owner = OwnerSid();
   const DateTime now = clock_();
   Table& table = ObjectsTable();
-  std::vector<Value> values(table.def().columns.size());
+  std::vector<Value> values(table.columns().size());
   values[table.OrdinalOf("Id")] = id;
   values[table.OrdinalOf("ParentId")] = kTablesContainer;
   values[table.OrdinalOf("Name")] = std::string(name);

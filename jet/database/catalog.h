@@ -23,6 +23,7 @@
 #include "jet/pages/page_allocator.h"
 #include "jet/storage/header.h"
 #include "jet/table/table.h"
+#include "jet/table/table_core.h"
 
 namespace jet {
 

@@ -81,7 +81,7 @@ void AddQueryRows(Table& table, std::int32_t id, const QueryDefinition& definiti
   std::vector<Value> values;
   for (const QueryRow& row : definition.rows) {
     const std::uint32_t number = ++numbers[row.attribute];
-    values.assign(table.def().columns.size(), Null{});
+    values.assign(table.columns().size(), Null{});
     values[columns.object] = id;
     values[columns.attribute] = row.attribute;
     // Most significant byte first, so that the index counts in order.

@@ -13,6 +13,7 @@
 #include "jet/row/table_def_chain.h"
 #include "jet/storage/pager.h"
 #include "jet/table/table.h"
+#include "jet/table/table_core.h"
 
 namespace jet {
 
@@ -143,7 +144,7 @@ void AddMaps(PageAllocator& allocator, PageNumber& maps, TableDef& def) {
 }
 
 void AddObjectRow(Table& table, const Header& header, DateTime now, const FirstObject& object) {
-  std::vector<Value> values(table.def().columns.size());
+  std::vector<Value> values(table.columns().size());
   values[table.OrdinalOf("Id")] = object.id;
   values[table.OrdinalOf("ParentId")] = object.parent;
   values[table.OrdinalOf("Type")] = object.type;
@@ -165,7 +166,7 @@ void AddObjectRows(Table& table, const Header& header, DateTime now) {
 
 void AddRightRows(Table& table, const Header& header) {
   for (const FirstRight& right : kFirstRights) {
-    std::vector<Value> values(table.def().columns.size());
+    std::vector<Value> values(table.columns().size());
     values[table.OrdinalOf("ObjectId")] = right.object;
     values[table.OrdinalOf("SID")] = header.MaskSid(right.sid);
     values[table.OrdinalOf("ACM")] = right.rights;
@@ -204,7 +205,7 @@ void InitDatabase(PageAllocator& allocator, const Header::NewFile& file, DateTim
   const auto open = [&](std::size_t i) {
     const PageNumber page = defs[i].page;
     const auto load = [&pager, page] { return TableState{LoadTableDef(pager, page), {}}; };
-    return Table(allocator, SystemTables()[i].name, load, now);
+    return Table(std::make_unique<TableCore>(allocator, SystemTables()[i].name, load, now));
   };
   Table objects = open(0), rights = open(1);
   AddObjectRows(objects, header, rows_created);

@@ -11,7 +11,9 @@
 #include "jet/database/schema.h"
 #include "jet/pages/page_allocator.h"
 #include "jet/sort/name.h"
+#include "jet/storage/header.h"
 #include "jet/storage/pager.h"
+#include "jet/table/internals.h"
 
 namespace jet {
 
@@ -32,6 +34,41 @@ void RequireFreeName(Catalog& catalog, SortOrder order, std::string_view name) {
   if (catalog.Find(name) != nullptr) throw Error(ErrorCode::kNameTaken);
 }
 
+Clock ClockOf(const Clock& given) { return given ? given : SystemClock(); }
+
+void RequireFinished(CommitMark mark) {
+  if (mark == CommitMark::kIdle) return;
+  throw Error(ErrorCode::kNeedsRepair,
+              mark == CommitMark::kWriting
+                  ? "a write was never finished; restore a copy, or recover the file"
+                  : "the file is marked as suspect; restore a copy, or recover the file");
+}
+
+void SetCensus(PageAllocator& allocator, Catalog& catalog) {
+  allocator.SetCensus(
+      [&pager = allocator.pager(), &catalog] { return PagesInUse(pager, catalog.Definitions()); });
+}
+
+// Runs `change` on a copy of the table's definition, as one operation.
+template <class Change>
+void ChangeTable(Pager& pager, Catalog& catalog, std::string_view name, const Change& change) {
+  Named({.file = pager.path(), .table = name}, [&] {
+    const ObjectInfo* found = catalog.Find(name);
+    if (found == nullptr) throw Error(ErrorCode::kTableMissing);
+    const ObjectInfo object = *found;
+    const std::shared_ptr<Table> table = catalog.OpenTable(object);
+    if (object.kind == ObjectKind::kSystemTable) {
+      throw Error(ErrorCode::kNotSupported, "a system table keeps its shape");
+    }
+    Scope scope(pager);
+    TableDef def = DefOf(*table);
+    change(object, *table, def);
+    catalog.Touch(object.id);
+    catalog.ReloadTable(object.id);
+    scope.Commit();
+  });
+}
+
 }  // namespace
 
 Clock SystemClock() {
@@ -48,65 +85,78 @@ Clock SystemClock() {
   };
 }
 
-Database::Database(std::unique_ptr<Pager> pager, Header header, Clock clock)
+Database::Database(std::unique_ptr<Pager> pager, const OpenOptions& options)
     : pager_(std::move(pager)),
       allocator_(std::make_unique<PageAllocator>(*pager_)),
-      header_(std::move(header)),
-      catalog_(std::make_unique<Catalog>(*allocator_, header_,
-                                         clock ? std::move(clock) : SystemClock())) {
-  allocator_->SetCensus([this] { return PagesInUse(*pager_, catalog_->Definitions()); });
+      header_(std::make_unique<Header>(Header::Parse(pager_->Read(PageNumber{0}).bytes()))),
+      catalog_(std::make_unique<Catalog>(*allocator_, *header_, ClockOf(options.clock))) {
+  if (!AcceptsPassword(options.password)) throw Error(ErrorCode::kWrongPassword);
+  if (pager_->writable()) RequireFinished(header_->mark());
+  pager_->SetPageKey(header_->page_key());
+  SetCensus(*allocator_, *catalog_);
+  if (pager_->writable()) pager_->CutLeftovers(allocator_->HighestTaken());
+  catalog_->Objects();
+}
+
+Database::Database(std::unique_ptr<Pager> pager, const CreateOptions& options)
+    : pager_(std::move(pager)) {
+  const Clock clock = ClockOf(options.clock);
+  const Header::NewFile start{.order = options.order,
+                              .code_page = options.code_page,
+                              .password = options.password,
+                              .created = clock(),
+                              .engine_build = options.engine_build};
+  InitDatabase(*std::make_unique<PageAllocator>(*pager_), start, clock());
+  allocator_ = std::make_unique<PageAllocator>(*pager_);
+  header_ = std::make_unique<Header>(Header::Parse(pager_->Read(PageNumber{0}).bytes()));
+  catalog_ = std::make_unique<Catalog>(*allocator_, *header_, clock);
+  SetCensus(*allocator_, *catalog_);
 }
 
 Database::~Database() = default;
 
-const std::string& Database::path() const { return pager_->path(); }
-std::optional<FileId> Database::file_id() const { return pager_->file_id(); }
-std::uint32_t Database::page_count() const { return pager_->page_count(); }
-bool Database::changed() const { return pager_->changed(); }
-void Database::Commit() { pager_->Flush(); }
-
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path,
                                          const OpenOptions& options) {
   return Named({.file = path}, [&] {
-    const bool writable = options.mode == OpenMode::kExclusive;
     std::unique_ptr<File> file = files.Open(path, options.mode);
     // Nothing of a file is touched before it is known to be ours.
     Header::Parse(ReadFirstPage(*file));
-    auto pager = std::make_unique<Pager>(std::move(file), writable, options.limits);
-    Header header = Header::Parse(pager->Read(PageNumber{0}).bytes());
-    if (!header.Accepts(options.password)) throw Error(ErrorCode::kWrongPassword);
-    if (writable && header.mark() != CommitMark::kIdle) {
-      throw Error(ErrorCode::kNeedsRepair,
-                  header.mark() == CommitMark::kWriting
-                      ? "a write was never finished; restore a copy, or recover the file"
-                      : "the file is marked as suspect; restore a copy, or recover the file");
-    }
-    pager->SetPageKey(header.page_key());
-    std::unique_ptr<Database> database(
-        new Database(std::move(pager), std::move(header), options.clock));
-    if (writable) database->pager_->CutLeftovers(database->allocator_->HighestTaken());
-    database->catalog_->Objects();
-    return database;
+    auto pager = std::make_unique<Pager>(std::move(file), options.mode == OpenMode::kExclusive,
+                                         PagerLimits{.clean_bytes = options.cache_bytes,
+                                                     .changed_bytes = options.max_changed_bytes});
+    return std::unique_ptr<Database>(new Database(std::move(pager), options));
   });
 }
 
 std::unique_ptr<Database> Database::Create(FileSystem& files, const std::string& path,
                                            const CreateOptions& options) {
   return Named({.file = path}, [&] {
-    const Clock clock = options.clock ? options.clock : SystemClock();
-    Header::NewFile start;
-    start.order = options.order;
-    start.code_page = options.code_page;
-    start.password = options.password;
-    start.engine_build = options.engine_build;
-    start.created = clock();
-    auto pager =
-        std::make_unique<Pager>(files.Create(path), true, options.limits, FlushMode::kPlain);
-    PageAllocator allocator(*pager);
-    InitDatabase(allocator, start, clock());
-    Header header = Header::Parse(pager->Read(PageNumber{0}).bytes());
-    return std::unique_ptr<Database>(new Database(std::move(pager), std::move(header), clock));
+    auto pager = std::make_unique<Pager>(
+        files.Create(path), true,
+        PagerLimits{.clean_bytes = options.cache_bytes, .changed_bytes = options.max_changed_bytes},
+        FlushMode::kPlain);
+    return std::unique_ptr<Database>(new Database(std::move(pager), options));
   });
+}
+
+const std::string& Database::path() const { return pager_->path(); }
+std::optional<FileId> Database::file_id() const { return pager_->file_id(); }
+SortOrder Database::order() const { return header_->order(); }
+bool Database::changed() const { return pager_->changed(); }
+void Database::Commit() { pager_->Flush(); }
+
+FileInfo Database::info() const {
+  return {.page_count = pager_->page_count(),
+          .order = header_->order(),
+          .code_page = header_->code_page(),
+          .engine_build = header_->engine_build(),
+          .created = header_->created(),
+          .has_password = header_->has_password(),
+          .encoded = header_->page_key() != 0};
+}
+
+bool Database::AcceptsPassword(std::string_view password) const {
+  return header_->Accepts(password);
 }
 
 std::vector<ObjectInfo> Database::Objects() {
@@ -153,42 +203,25 @@ std::shared_ptr<Table> Database::CreateTable(const TableSpec& spec) {
 void Database::AppendColumn(std::string_view table, const ColumnSpec& column) {
   Scope scope(*pager_);
   bool first_variable = false;
-  ChangeTable(table, [&](const ObjectInfo& object, const Table&, TableDef& def) {
-    first_variable = !def.has_variable_columns();
-    AppendColumnTo(*allocator_, order(), def, column);
-    Properties properties = catalog_->LoadProperties(object.id);
-    // A column of that name that was dropped may have left some.
-    const bool removed = properties.RemoveColumn(order(), column.name);
-    const bool added = AddColumnProperties(properties, order(), column);
-    if (removed || added) catalog_->StoreProperties(object.id, properties);
-    first_variable = first_variable && def.has_variable_columns();
-  });
+  ChangeTable(*pager_, *catalog_, table,
+              [&](const ObjectInfo& object, const Table&, TableDef& def) {
+                first_variable = !def.has_variable_columns();
+                AppendColumnTo(*allocator_, order(), def, column);
+                Properties properties = catalog_->LoadProperties(object.id);
+                // A column of that name that was dropped may have left some.
+                const bool removed = properties.RemoveColumn(order(), column.name);
+                const bool added = AddColumnProperties(properties, order(), column);
+                if (removed || added) catalog_->StoreProperties(object.id, properties);
+                first_variable = first_variable && def.has_variable_columns();
+              });
   // Readers expect offsets in every row of a table that has variable columns.
-  if (first_variable) OpenTable(table)->RewriteRows();
+  if (first_variable) TableInternals::CoreOf(*OpenTable(table)).RewriteRows();
   scope.Commit();
 }
 
 void Database::AddIndex(std::string_view table, const IndexSpec& index) {
-  ChangeTable(table, [&](const ObjectInfo&, const Table& open, TableDef& def) {
+  ChangeTable(*pager_, *catalog_, table, [&](const ObjectInfo&, const Table& open, TableDef& def) {
     AddIndexTo(*allocator_, order(), open, def, index);
-  });
-}
-
-void Database::ChangeTable(
-    std::string_view name,
-    const std::function<void(const ObjectInfo&, const Table&, TableDef&)>& change) {
-  Named({.file = path(), .table = name}, [&] {
-    const std::shared_ptr<Table> table = OpenTable(name);
-    const ObjectInfo object = *catalog_->Find(name);
-    if (object.kind == ObjectKind::kSystemTable) {
-      throw Error(ErrorCode::kNotSupported, "a system table keeps its shape");
-    }
-    Scope scope(*pager_);
-    TableDef def = table->def();
-    change(object, *table, def);
-    catalog_->Touch(object.id);
-    catalog_->ReloadTable(object.id);
-    scope.Commit();
   });
 }
 
@@ -241,16 +274,16 @@ void Database::SetPassword(std::string_view password) {
     const PageSpan page = pager_->Edit(PageNumber{0});
     Header::PutPassword(page, password);
     Header changed = Header::Parse(page);
-    catalog_->RemaskSecurityIds(header_, changed);
+    catalog_->RemaskSecurityIds(*header_, changed);
     scope.Commit();
-    header_ = std::move(changed);
+    *header_ = std::move(changed);
   });
 }
 
 void Database::Discard() {
   Named({.file = path()}, [&] {
     pager_->Discard();
-    header_ = Header::Parse(pager_->Read(PageNumber{0}).bytes());
+    *header_ = Header::Parse(pager_->Read(PageNumber{0}).bytes());
   });
 }
 

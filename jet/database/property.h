@@ -1,5 +1,7 @@
 // The property blob of a table or query: its own values and those of its
-// columns, each a named typed value. What we do not know is kept byte for byte.
+// columns, each a named typed value. What we do not know is kept byte for byte. Plain
+// values, apart from the database that they were loaded from; StoreProperties() takes
+// them there.
 //
 //   "MR2" 00, then chunks: u32 length, u16 kind, body
 //   kind 80: the pool of names; 00: the object's values; 01: a column's values
@@ -21,8 +23,8 @@ struct Property {
   std::uint8_t ddl = 1;
   Bytes value;  // as stored
 
-  std::string Text() const;  // of Text and Memo
-  bool Boolean() const;      // of Boolean
+  std::string Text() const;  // REQUIRES: of Text or Memo
+  bool Boolean() const;      // REQUIRES: of Boolean
 };
 
 class Properties {
@@ -42,7 +44,8 @@ class Properties {
   const std::vector<Group>& groups() const { return groups_; }
 
   // `column` empty: the object itself. Columns are found by exact name first,
-  // then by SameName.
+  // then by SameName. `order`: of the database. What Find() returns is good until
+  // something is set or removed; nullptr: there is none.
   const Property* Find(SortOrder order, std::string_view column, std::string_view name) const;
   void SetBoolean(SortOrder order, std::string_view column, std::string_view name, bool value);
   void SetText(SortOrder order, std::string_view column, std::string_view name, ColumnType type,

@@ -5,6 +5,7 @@
 #include "jet/base/error.h"
 #include "jet/index/index.h"
 #include "jet/index/index_key.h"
+#include "jet/row/row.h"
 #include "jet/row/table_def_chain.h"
 #include "jet/sort/collation.h"
 #include "jet/sort/name.h"

@@ -5,6 +5,7 @@
 #include "jet/database/property.h"
 #include "jet/database/spec.h"
 #include "jet/pages/page_allocator.h"
+#include "jet/row/table_def.h"
 #include "jet/table/table.h"
 
 namespace jet {

@@ -1,5 +1,6 @@
-// What a caller gives to a database and gets from it: how to open and create one, the
-// objects it has, what a new table, column or index shall be.
+// What a caller gives to a database and gets from it: how to open and create one, what
+// it is, the objects it has, what a new table, column or index shall be. Plain values;
+// nothing here refers to a database.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,6 @@
 #include "jet/base/types.h"
 #include "jet/base/value.h"
 #include "jet/storage/file.h"
-#include "jet/storage/pager_limits.h"
 
 namespace jet {
 
@@ -20,10 +20,15 @@ namespace jet {
 using Clock = std::function<DateTime()>;
 Clock SystemClock();
 
+inline constexpr std::size_t kCacheBytes = std::size_t{32} << 20;
+inline constexpr std::size_t kMaxChangedBytes = std::size_t{1} << 30;
+
 struct OpenOptions {
   OpenMode mode = OpenMode::kRead;
   std::string password{};
-  PagerLimits limits{};
+  std::size_t cache_bytes = kCacheBytes;  // unchanged pages kept in memory, at most
+  // Changes that wait for a Commit(), all in memory; kFileTooLarge beyond.
+  std::size_t max_changed_bytes = kMaxChangedBytes;
   Clock clock{};  // empty: SystemClock()
 };
 
@@ -32,8 +37,20 @@ struct CreateOptions {
   std::uint16_t code_page = 932;
   std::string password{};
   std::uint32_t engine_build = 0;  // 0: the usual one
-  PagerLimits limits{};
+  std::size_t cache_bytes = kCacheBytes;
+  std::size_t max_changed_bytes = kMaxChangedBytes;
   Clock clock{};
+};
+
+// What a file says of itself.
+struct FileInfo {
+  std::uint32_t page_count = 0;  // of 4096 bytes, with what is not yet committed
+  SortOrder order;
+  std::uint16_t code_page = 0;
+  std::uint32_t engine_build = 0;
+  DateTime created;
+  bool has_password = false;
+  bool encoded = false;  // its pages are scrambled with a key of page 0
 };
 
 enum class ObjectKind { kTable, kSystemTable, kLinkedTable, kQuery, kOther };
@@ -47,13 +64,14 @@ struct ObjectInfo {
   DateTime created, updated;
 };
 
+// REQUIRES: what a type does not have keeps its default.
 struct ColumnSpec {
   std::string name{};
   ColumnType type = ColumnType::kLong;
-  std::size_t max_size = 0;                // Text: characters; Binary: bytes
+  std::size_t max_size = 0;                // Text: UTF-16 units, 1 to 255; Binary: bytes
   bool compressed = false;                 // Text and Memo
   bool auto_number = false;                // Long
-  std::uint8_t precision = 18, scale = 0;  // Numeric
+  std::uint8_t precision = 18, scale = 0;  // Numeric, in digits
   bool required = false;                   // recorded as a property; ignored for Boolean
   std::optional<bool> allow_zero_length{};
   std::string default_expression{};

@@ -1,5 +1,6 @@
 // The row form of a saved query: one row a fact, as the system table of queries
-// holds it. What the facts mean in SQL is not this room's business.
+// holds it. What the facts mean in SQL is not this room's business: sql/sql.h makes them
+// from a text and runs them. Plain values.
 #pragma once
 
 #include <optional>

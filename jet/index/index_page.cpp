@@ -66,7 +66,6 @@ std::uint8_t IndexPage::level() const { return page_[kLevelAt]; }
 PageNumber IndexPage::previous() const { return {GetU32(bytes(), kPreviousAt)}; }
 PageNumber IndexPage::next() const { return {GetU32(bytes(), kNextAt)}; }
 PageNumber IndexPage::tail() const { return {GetU32(bytes(), kTailAt)}; }
-ByteView IndexPage::Prefix() const { return AreaOf(page_).first(prefix_); }
 
 IndexSlot IndexPage::SlotAt(std::size_t start) const {
   if (start >= used_) return End();
@@ -92,7 +91,7 @@ ByteView IndexPage::Own(IndexSlot slot) const {
 }
 
 IndexSlot IndexPage::LowerBound(ByteView bytes) const {
-  const ByteView shared = Prefix();
+  const ByteView shared = AreaOf(page_).first(prefix_);
   const int order = Compare(shared, bytes.first(std::min(bytes.size(), shared.size())));
   if (order > 0) return First();
   if (order < 0) return End();
@@ -116,7 +115,7 @@ IndexSlot IndexPage::LowerBound(ByteView bytes) const {
 bool IndexPage::Matches(IndexSlot slot, ByteView bytes, std::size_t more) const {
   const ByteView own = Own(slot);
   if (prefix_ + own.size() != bytes.size() + more) return false;
-  const ByteView shared = Prefix();
+  const ByteView shared = AreaOf(page_).first(prefix_);
   const std::size_t from_prefix = std::min(prefix_, bytes.size());
   return std::equal(shared.begin(), shared.begin() + static_cast<std::ptrdiff_t>(from_prefix),
                     bytes.begin()) &&
@@ -187,7 +186,8 @@ void IndexPageEditor::StorePrefix(std::size_t prefix) {
 }
 
 bool IndexPageEditor::SharesPrefix(ByteView entry) const {
-  return entry.size() > prefix_ + child_bytes_ && CommonLength(Prefix(), entry) == prefix_;
+  return entry.size() > prefix_ + child_bytes_ &&
+         CommonLength(AreaOf(page_).first(prefix_), entry) == prefix_;
 }
 
 bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
@@ -198,7 +198,8 @@ bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
   const ByteView bare = entry.first(entry.size() - child_bytes_);
   // A node is given no prefix; one that it has may have to give way.
   const std::size_t prefix =
-      leaf() ? PrefixWith(bare) : std::min(CommonLength(Prefix(), bare), bare.size() - 1);
+      leaf() ? PrefixWith(bare)
+             : std::min(CommonLength(AreaOf(page_).first(prefix_), bare), bare.size() - 1);
   if (prefix == prefix_) return false;
   // Every entry but the first changes by the difference.
   const std::size_t others = internal::CountBits(page_ + kMaskAt) - 1;
@@ -232,7 +233,7 @@ std::size_t IndexPageEditor::Recode(std::size_t prefix, std::size_t follow) {
   for (IndexSlot slot = First(); !slot.at_end(); slot = After(slot)) {
     if (slot.start == follow) followed = at;
     ByteView own = AreaOf(page_).subspan(slot.start, slot.end - slot.start);
-    if (prefix < prefix_) append(Prefix().subspan(prefix));
+    if (prefix < prefix_) append(AreaOf(page_).first(prefix_).subspan(prefix));
     if (prefix > prefix_) {
       if (Own(slot).size() < prefix - prefix_) Damaged(number_, "index entries out of order");
       own = own.subspan(prefix - prefix_);

@@ -77,7 +77,6 @@ class IndexPage {
   bool Matches(IndexSlot slot, ByteView bytes, std::size_t more) const;
   // Bytes of the entry beyond the prefix and without the child, checked.
   ByteView Own(IndexSlot slot) const;
-  ByteView Prefix() const;
 
   PageNumber number_, owner_;
   const std::uint8_t* page_ = nullptr;

@@ -78,9 +78,9 @@ void QueryCopy::Read() {
 }
 
 void QueryCopy::AddRow(const OldRow& row, const RowJudge& judge) {
-  std::vector<Value> values(table_->def().columns.size());
+  std::vector<Value> values(table_->columns().size());
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const auto from = judge.def().FindColumn(table_->def().columns[i].name, kGeneral);
+    const auto from = judge.def().FindColumn(table_->columns()[i].name, kGeneral);
     if (from) values[i] = judge.ValueOf(row, *from);
   }
   const Value &id = values[table_->OrdinalOf("ObjectId")],

@@ -10,6 +10,7 @@
 #include "jet/database/schema.h"
 #include "jet/row/table_def_chain.h"
 #include "jet/sort/name.h"
+#include "jet/table/internals.h"
 
 namespace jet::recover {
 namespace {
@@ -145,9 +146,9 @@ void RelationCopy::Read() {
 }
 
 void RelationCopy::AddRow(const OldRow& row, const RowJudge& judge) {
-  std::vector<Value> values(rows_->def().columns.size());
+  std::vector<Value> values(rows_->columns().size());
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const auto from = judge.def().FindColumn(rows_->def().columns[i].name, kGeneral);
+    const auto from = judge.def().FindColumn(rows_->columns()[i].name, kGeneral);
     if (from) values[i] = judge.ValueOf(row, *from);
   }
   const auto text = [&](const char* column) {
@@ -206,13 +207,13 @@ std::vector<RowId> RelationCopy::OrphansOf(const Relation& relation) const {
 
 void RelationCopy::MoveBeside(const std::string& table, const std::vector<RowId>& rows) {
   const std::shared_ptr<Table> from = Open(table);
-  NewTable beside(*file_, from->def());
+  NewTable beside(*file_, DefOf(*from));
   std::vector<Value> values;
   Table::Row row;
   for (const RowId id : rows) {
     from->Read(id, row);
     values.clear();
-    for (std::size_t i = 0; i < from->def().columns.size(); ++i) values.push_back(row.Get(i));
+    for (std::size_t i = 0; i < from->columns().size(); ++i) values.push_back(row.Get(i));
     beside.Append(values);
   }
   row = {};
@@ -246,7 +247,7 @@ bool RelationCopy::MoveOrphans(const Relation& relation) {
 
 // Puts a name of a tree, or of the same name before, among the others.
 void RelationCopy::AddSide(const ObjectInfo& table, const LogicalIndex& side) {
-  TableDef def = file_->OpenTable(table)->def();
+  TableDef def = DefOf(*file_->OpenTable(table));
   std::erase_if(def.logical_indexes,
                 [&side](const LogicalIndex& other) { return other.name == side.name; });
   const std::string key = NameKey(file_->order(), side.name);
@@ -313,9 +314,9 @@ void RelationCopy::LinkTables(const Relation& relation) {
   const std::shared_ptr<Table> child_table = file_->OpenTable(child),
                                parent_table = file_->OpenTable(parent);
   const auto parent_tree =
-      TreeOver(parent_table->def(), Ordinals(*parent_table, relation.parent_columns), true);
+      TreeOver(DefOf(*parent_table), Ordinals(*parent_table, relation.parent_columns), true);
   if (!parent_tree) throw Error(ErrorCode::kNotSupported, "its key in " + relation.parent);
-  TableDef def = child_table->def();
+  TableDef def = DefOf(*child_table);
   const OldSides old = OldSidesOf(relation);
   IndexSpec spec;
   spec.name = NameFor(relation, def, old);
@@ -328,24 +329,24 @@ void RelationCopy::LinkTables(const Relation& relation) {
   from.cascade_update = to.cascade_update = (relation.flags & kCascadeUpdate) != 0 ? 1 : 0;
   from.cascade_delete = to.cascade_delete = (relation.flags & kCascadeDelete) != 0 ? 1 : 0;
   from.name = spec.name;
-  from.number = NextNumber(child_table->def()) - 1;
-  if (old.from != nullptr && !HasNumber(child_table->def(), old.from->number)) {
+  from.number = NextNumber(DefOf(*child_table)) - 1;
+  if (old.from != nullptr && !HasNumber(DefOf(*child_table), old.from->number)) {
     from.number = old.from->number;
   }
   from.real = static_cast<std::uint32_t>(def.real_indexes.size() - 1);
   from.relation_side = 2;
-  to.number = NextNumber(parent_table->def());
+  to.number = NextNumber(DefOf(*parent_table));
   if (old.to != nullptr && old.to->number <= kMostNumbered &&
-      !HasNumber(parent_table->def(), old.to->number)) {
+      !HasNumber(DefOf(*parent_table), old.to->number)) {
     to.number = old.to->number;
   }
   to.name = NameOfSide(to.number);
   to.real = *parent_tree;
   to.relation_side = 1;
   from.related_index = to.number;
-  from.related_table = parent_table->def().page.value;
+  from.related_table = DefOf(*parent_table).page.value;
   to.related_index = from.number;
-  to.related_table = child_table->def().page.value;
+  to.related_table = DefOf(*child_table).page.value;
   AddSide(child, from);
   AddSide(parent, to);
 }

@@ -9,6 +9,7 @@
 #include "jet/database/property.h"
 #include "jet/database/spec.h"
 #include "jet/row/table_def.h"
+#include "jet/storage/pager_limits.h"
 
 namespace jet {
 

@@ -9,6 +9,7 @@
 #include "jet/database/schema.h"
 #include "jet/index/index_key.h"
 #include "jet/row/table_def_chain.h"
+#include "jet/table/internals.h"
 
 namespace jet::recover {
 namespace {
@@ -154,7 +155,7 @@ void TableCopy::BuildIndexes(const ObjectInfo& table) {
     try {
       Scope scope(file_->pager());
       const std::shared_ptr<Table> open = file_->OpenTable(table);
-      TableDef def = open->def();
+      TableDef def = DefOf(*open);
       AddIndexTo(file_->allocator(), file_->order(), *open, def, index);
       file_->ReloadTable(table);
       scope.Commit();
@@ -169,7 +170,7 @@ void TableCopy::BuildIndexes(const ObjectInfo& table) {
 
 // Relationships refer to indexes by their numbers, and are named after them.
 void TableCopy::KeepNumbers(const ObjectInfo& table) {
-  TableDef def = file_->OpenTable(table)->def();
+  TableDef def = DefOf(*file_->OpenTable(table));
   std::set<std::uint32_t> numbers;
   bool changed = false;
   for (LogicalIndex& index : def.logical_indexes) {

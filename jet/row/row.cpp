@@ -26,25 +26,15 @@ const T& As(const ColumnDef& column, const Value& value) {
       .OfColumn(column.name);
 }
 
-void RequireRoom(const ColumnDef& column, std::size_t size, std::size_t room, const char* of) {
+void RequireRoom(std::string_view column, std::size_t size, std::size_t room, const char* of) {
   if (size <= room) return;
   throw Error(ErrorCode::kTextTooLong,
               std::to_string(size) + of + ", " + std::to_string(room) + " fit")
-      .OfColumn(column.name);
-}
-
-void RequireRoomForText(const ColumnDef& column, std::size_t units) {
-  if (column.type == ColumnType::kText) {
-    RequireRoom(column, units, column.max_chars(), " characters");
-  }
-}
-
-void RequireRoomForBytes(const ColumnDef& column, std::size_t bytes) {
-  if (column.type == ColumnType::kBinary) RequireRoom(column, bytes, column.length, " bytes");
+      .OfColumn(column);
 }
 
 void AddTextField(const ColumnDef& column, std::u16string_view units, Bytes& out) {
-  RequireRoomForText(column, units.size());
+  RequireRoom(column.name, units.size(), column.max_chars(), " characters");
   if (!column.fixed()) {
     return AddText(units, column.compressed() ? TextForm::kText : TextForm::kPlain, out);
   }
@@ -59,7 +49,7 @@ void AddNumeric(const Numeric& number, Bytes& out) {
 }
 
 void AddBinary(const ColumnDef& column, const Bytes& bytes, Bytes& out) {
-  RequireRoomForBytes(column, bytes.size());
+  RequireRoom(column.name, bytes.size(), column.length, " bytes");
   const std::size_t start = out.size();
   AddBytes(out, bytes);
   if (column.fixed()) out.resize(start + column.length);
@@ -114,28 +104,30 @@ std::size_t DeclaredWidth(const TableDef& def) {
 }
 
 RowView::RowView(const TableDef& def, ByteView bytes) : bytes_(bytes) {
-  columns_ = GetU16(bytes, 0);
-  if (columns_ > def.next_column_id) {
+  const std::size_t columns = GetU16(bytes, 0);
+  if (columns > def.next_column_id) {
     throw Error(ErrorCode::kDamaged, "a row has more columns than its table");
   }
-  const std::size_t mask_bytes = (columns_ + 7) / 8;
+  const std::size_t mask_bytes = (columns + 7) / 8;
   if (kFixedAt + mask_bytes > bytes.size()) ThrowOutside(kFixedAt + mask_bytes);
-  mask_at_ = bytes.size() - mask_bytes;
-  fixed_end_ = mask_at_;
+  const std::size_t mask_at = bytes.size() - mask_bytes;
+  layout_.columns = static_cast<std::uint16_t>(columns);
+  layout_.mask_at = layout_.fixed_end = static_cast<std::uint16_t>(mask_at);
   if (def.next_variable_slot == 0) return;
-  if (columns_ < def.next_column_id && !HasVariableBelow(def, columns_)) return;
-  if (mask_at_ < kFixedAt + 4) ThrowOutside(mask_at_);
-  variables_ = GetU16(bytes, mask_at_ - 2);
-  if (variables_ > def.next_variable_slot || 4 + 2 * variables_ + kFixedAt > mask_at_) {
+  if (columns < def.next_column_id && !HasVariableBelow(def, columns)) return;
+  if (mask_at < kFixedAt + 4) ThrowOutside(mask_at);
+  layout_.variables = GetU16(bytes, mask_at - 2);
+  if (layout_.variables > def.next_variable_slot ||
+      4 + 2 * std::size_t{layout_.variables} + kFixedAt > mask_at) {
     throw Error(ErrorCode::kDamaged, "a row has more variable fields than fit");
   }
-  fixed_end_ = VariableOffset(0);
+  layout_.fixed_end = static_cast<std::uint16_t>(VariableOffset(0));
 }
 
 // Offset 0 .. k; the k-th is the end of the data.
 std::size_t RowView::VariableOffset(std::size_t j) const {
-  const std::size_t table_at = mask_at_ - 4 - 2 * variables_;
-  const std::size_t offset = GetU16(bytes_, mask_at_ - 4 - 2 * j);
+  const std::size_t table_at = layout_.mask_at - 4 - 2 * std::size_t{layout_.variables};
+  const std::size_t offset = GetU16(bytes_, layout_.mask_at - 4 - 2 * j);
   if (offset > table_at || offset < kFixedAt) {
     throw Error(ErrorCode::kDamaged, "a row's variable fields leave the row");
   }
@@ -143,8 +135,8 @@ std::size_t RowView::VariableOffset(std::size_t j) const {
 }
 
 bool RowView::HasBit(ColumnId id) const {
-  if (id.value >= columns_) return false;
-  return (bytes_[mask_at_ + id.value / 8] >> (id.value % 8) & 1) != 0;
+  if (id.value >= layout_.columns) return false;
+  return (bytes_[layout_.mask_at + id.value / 8] >> (id.value % 8) & 1) != 0;
 }
 
 bool RowView::Boolean(const ColumnDef& column) const { return HasBit(column.id); }
@@ -154,12 +146,12 @@ std::optional<ByteView> RowView::Raw(const ColumnDef& column) const {
   if (column.fixed()) {
     const std::size_t at = kFixedAt + column.fixed_offset;
     const std::size_t length = column.fixed_bytes();
-    if (at + length > fixed_end_) {
+    if (at + length > layout_.fixed_end) {
       throw Error(ErrorCode::kDamaged, "a fixed field leaves the row").OfColumn(column.name);
     }
     return bytes_.subspan(at, length);
   }
-  if (column.variable_slot >= variables_) {
+  if (column.variable_slot >= layout_.variables) {
     throw Error(ErrorCode::kDamaged, "a variable field leaves the row").OfColumn(column.name);
   }
   const std::size_t start = VariableOffset(column.variable_slot);
@@ -170,11 +162,14 @@ std::optional<ByteView> RowView::Raw(const ColumnDef& column) const {
   return bytes_.subspan(start, end - start);
 }
 
-void RequireFits(const ColumnDef& column, const Value& value) {
+void RequireFits(std::string_view name, ColumnType type, std::size_t length, const Value& value) {
   if (const auto* text = std::get_if<std::string>(&value)) {
-    Named({.column = column.name}, [&] { RequireRoomForText(column, Utf16Length(*text)); });
+    Named({.column = name}, [&] {
+      const std::size_t units = Utf16Length(*text);
+      if (type == ColumnType::kText) RequireRoom(name, units, length / 2, " characters");
+    });
   } else if (const auto* bytes = std::get_if<Bytes>(&value)) {
-    RequireRoomForBytes(column, bytes->size());
+    if (type == ColumnType::kBinary) RequireRoom(name, bytes->size(), length, " bytes");
   }
 }
 
@@ -215,6 +210,25 @@ Value DecodeField(const ColumnDef& column, ByteView stored) {
       return Bytes(stored.begin(), stored.end());
     default:
       throw Error(ErrorCode::kNotSupported, "a field of " + TypeName(column.type))
+          .OfColumn(column.name);
+  }
+}
+
+double DecodeNumber(const ColumnDef& column, ByteView stored) {
+  switch (column.type) {
+    case ColumnType::kByte:
+      return GetU8(stored, 0);
+    case ColumnType::kInteger:
+      return static_cast<std::int16_t>(GetU16(stored, 0));
+    case ColumnType::kLong:
+      return static_cast<std::int32_t>(GetU32(stored, 0));
+    case ColumnType::kSingle:
+      return static_cast<double>(std::bit_cast<float>(GetU32(stored, 0)));
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      return GetDouble(stored, 0);
+    default:
+      throw Error(ErrorCode::kWrongType, TypeName(column.type) + " is not read as a number")
           .OfColumn(column.name);
   }
 }

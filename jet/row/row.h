@@ -23,12 +23,6 @@ inline constexpr std::size_t kMaxRowBytes = 4060;
 // over kMaxRowBytes.
 std::size_t DeclaredWidth(const TableDef& def);
 
-// A new value for one field of a row.
-struct FieldChange {
-  std::size_t ordinal = 0;
-  Value value;
-};
-
 // Looks into the bytes of a row, without copying. Throws kDamaged where they
 // contradict themselves. Columns younger than the row answer Null (Boolean
 // columns False).
@@ -36,28 +30,30 @@ class RowView {
  public:
   RowView() = default;
   RowView(const TableDef& def, ByteView bytes);
+  // Bytes that were looked into before.
+  RowView(ByteView bytes, RowLayout layout) : bytes_(bytes), layout_(layout) {}
 
   // The stored bytes of a column; nothing for Null and for Booleans.
   std::optional<ByteView> Raw(const ColumnDef& column) const;
   bool Boolean(const ColumnDef& column) const;
   ByteView bytes() const { return bytes_; }
+  RowLayout layout() const { return layout_; }
 
  private:
   bool HasBit(ColumnId id) const;
   std::size_t VariableOffset(std::size_t j) const;
   ByteView bytes_;
-  std::size_t columns_ = 0;    // n
-  std::size_t variables_ = 0;  // k
-  std::size_t mask_at_ = 0;
-  std::size_t fixed_end_ = 0;
+  RowLayout layout_;
 };
 
-// Whether the column is wide enough for a text or bytes; other values always fit.
-// kTextTooLong, kBadText.
-void RequireFits(const ColumnDef& column, const Value& value);
+// Whether a column of `length` bytes is wide enough for a text or bytes; other values
+// always fit. kTextTooLong, kBadText, with the name in it.
+void RequireFits(std::string_view name, ColumnType type, std::size_t length, const Value& value);
 
 // Stored bytes -> value, for every type but long values.
 Value DecodeField(const ColumnDef& column, ByteView stored);
+// The same of a number or a date, as a double. kWrongType.
+double DecodeNumber(const ColumnDef& column, ByteView stored);
 
 // Puts the bytes of a row together; keeps its buffers from row to row.
 class RowEncoder {

@@ -1,6 +1,9 @@
 // The files outside the process. Everything the engine reads or writes passes
-// through these two interfaces, so that a test can fail, tear or stop at any
-// write.
+// through these two interfaces, so that a caller can put files elsewhere, and a test
+// fail, tear or stop at any write.
+//
+// A database calls them from the thread that uses it. A file system must outlive the
+// files and databases opened through it; one for several threads must allow for that.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +29,7 @@ struct FileId {
 };
 
 // One open file. All sizes and offsets in bytes. Errors are jet::Error with
-// the path in it: kIo, kDiskFull.
+// the path in it: kIo, kDiskFull, kFileTooLarge. Closed with the object.
 class File {
  public:
   virtual ~File() = default;
@@ -52,7 +55,7 @@ class FileSystem {
   // kFileNotFound, kNoPermission, kInUse. Locks are released with the object,
   // or by the system when the process dies.
   virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode) = 0;
-  // A new file, exclusively; one that exists is emptied.
+  // A new file, open as kExclusive; one that exists is emptied.
   virtual std::unique_ptr<File> Create(const std::string& path) = 0;
   virtual void Rename(const std::string& from, const std::string& to) = 0;
   virtual void Remove(const std::string& path) = 0;
@@ -69,7 +72,7 @@ class FileSystem {
   }
 };
 
-// The files of this machine.
+// The files of this machine; any number of threads may use them.
 std::unique_ptr<FileSystem> MakeSystemFiles();
 
 // One spelling for one file: separators folded, made absolute. Does not follow

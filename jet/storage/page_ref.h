@@ -24,8 +24,12 @@ class PageRef {
   PageRef(const PageRef&) = delete;
   PageRef& operator=(const PageRef&) = delete;
   ~PageRef() {
-    if (frame_ != nullptr) --frame_->references;
+    if (frame_ != nullptr) Release(frame_);
   }
+
+  // Hands the hold on the page over, to be given up by Release().
+  internal::Frame* Detach() { return std::exchange(frame_, nullptr); }
+  static void Release(internal::Frame* frame) { --frame->references; }
 
   PageNumber number() const { return frame_->number; }
   PageView bytes() const { return frame_->bytes; }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "jet/base/bytes.h"
 #include "sql/error.h"
 
 namespace sql {
@@ -12,56 +11,44 @@ namespace {
 
 using Kind = Datum::Kind;
 
-double DistinctKeys(const jet::TableDef& def, jet::ColumnId column) {
-  for (const jet::RealIndex& index : def.real_indexes) {
-    if (index.columns.size() != 1 || index.columns[0].column != column) continue;
-    if (index.unique()) return def.row_count;
-    if (index.distinct_keys != 0) return index.distinct_keys;
+// How many different values an index over the column alone knows of; 0 = unknown.
+double DistinctKeys(const jet::Table& table, std::size_t column) {
+  double most = 0;
+  for (const jet::IndexInfo& index : table.indexes()) {
+    if (index.columns.size() != 1 || index.columns[0].ordinal != column) continue;
+    most = std::max<double>(most, index.unique ? table.row_count() : index.distinct_keys);
   }
-  return 0;
+  return most;
 }
 
-// Numbers straight from the row's bytes; false for other types.
-bool ReadNumber(const jet::ColumnDef& column, const jet::RowView& row, Datum& out) {
-  const auto read = [&](Kind kind, auto get) {
-    if (const auto raw = row.Raw(column)) {
-      out.SetNumber(kind, static_cast<double>(get(*raw)));
-    } else {
-      out.SetNull();
-    }
-    return true;
-  };
-  switch (column.type) {
+// How a number of this type counts in expressions; nothing for other types.
+std::optional<Kind> NumberKind(jet::ColumnType type) {
+  switch (type) {
     case jet::ColumnType::kBoolean:
-      out.SetBoolean(row.Boolean(column));
-      return true;
+      return Kind::kBoolean;
     case jet::ColumnType::kByte:
-      return read(Kind::kLong, [](jet::ByteView raw) { return jet::GetU8(raw, 0); });
     case jet::ColumnType::kInteger:
-      return read(Kind::kLong,
-                  [](jet::ByteView raw) { return static_cast<std::int16_t>(jet::GetU16(raw, 0)); });
     case jet::ColumnType::kLong:
-      return read(Kind::kLong,
-                  [](jet::ByteView raw) { return static_cast<std::int32_t>(jet::GetU32(raw, 0)); });
+      return Kind::kLong;
+    case jet::ColumnType::kSingle:
     case jet::ColumnType::kDouble:
-      return read(Kind::kDouble, [](jet::ByteView raw) { return jet::GetDouble(raw, 0); });
+      return Kind::kDouble;
     case jet::ColumnType::kDateTime:
-      return read(Kind::kDate, [](jet::ByteView raw) { return jet::GetDouble(raw, 0); });
+      return Kind::kDate;
     default:
-      return false;
+      return std::nullopt;
   }
 }
 
 }  // namespace
 
 TableSource::TableSource(std::shared_ptr<jet::Table> table) : table_(std::move(table)) {
-  const jet::TableDef& def = table_->def();
-  for (const jet::ColumnDef& column : def.columns) {
+  for (const jet::ColumnInfo& column : table_->columns()) {
     columns_.push_back({.name = column.name,
                         .type = column.type,
                         .max_chars = column.type == jet::ColumnType::kText ? column.max_chars() : 0,
                         .scale = column.scale,
-                        .distinct = DistinctKeys(def, column.id)});
+                        .distinct = DistinctKeys(*table_, columns_.size())});
   }
 }
 
@@ -107,11 +94,15 @@ const jet::Table::Row& TableSource::RowAt(Handle handle) {
 void TableSource::Read(Handle handle, std::size_t column, Datum& out) {
   if (handle == 0) return out.SetNull();
   const jet::Table::Row& row = RowAt(handle);
-  const jet::ColumnDef& def = table_->def().columns[column];
-  if (jet::IsText(def.type)) {
+  const SourceColumn& info = columns_[column];
+  double number = 0;
+  if (jet::IsText(info.type)) {
     out.kind = row.GetText(column, out.text) ? Kind::kText : Kind::kNull;
-  } else if (!ReadNumber(def, row.view(), out)) {
-    FromValue(row.Get(column), def.scale, out);
+  } else if (const std::optional<Kind> kind = NumberKind(info.type)) {
+    if (!row.GetNumber(column, number)) return out.SetNull();
+    out.SetNumber(*kind, number);
+  } else {
+    FromValue(row.Get(column), info.scale, out);
   }
 }
 
@@ -125,7 +116,7 @@ const jet::Value& TableSource::ReadValue(Handle handle, std::size_t column, jet:
 }
 
 std::optional<IndexProbe> IndexProbe::For(const jet::Table& table, std::size_t column) {
-  const jet::ColumnType type = table.def().columns[column].type;
+  const jet::ColumnType type = table.columns()[column].type;
   switch (type) {
     case jet::ColumnType::kByte:
     case jet::ColumnType::kInteger:

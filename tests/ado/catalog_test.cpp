@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "jet/table/internals.h"
 #include "sql/sql.h"
 #include "tests/support/ado_fixture.h"
 
@@ -90,8 +91,8 @@ TEST_F(CatalogTest, NewTableIsStoredWholeWithItsKey) {
     EXPECT_EQ((stored[i].attributes & ado::adColNullable) == 0, i == 1);
   }
   const auto inner = connection_.database()->OpenTable("作業");
-  EXPECT_FALSE(inner->def().columns[2].compressed());
-  EXPECT_FALSE(inner->def().columns[2].fixed());
+  EXPECT_FALSE(inner->columns()[2].compressed);
+  EXPECT_FALSE(inner->columns()[2].fixed);
 
   ado::Recordset rows;
   OpenTable(rows, connection_, "作業");
@@ -120,7 +121,8 @@ TEST_F(CatalogTest, SizeOfABinaryColumnIsItsOwn) {
   table.AppendColumn("名", ado::adVarWChar, 0);  // the provider's size where none is given
   table.AppendKey({"", ado::adKeyPrimary, {"名"}});
   catalog_.AppendTable(table);
-  EXPECT_EQ(connection_.database()->OpenTable("記号")->def().logical_indexes[0].name, "PrimaryKey");
+  EXPECT_EQ(DefOf(*connection_.database()->OpenTable("記号")).logical_indexes[0].name,
+            "PrimaryKey");
   const std::vector<ado::Column> stored = table.Columns();
   EXPECT_EQ(stored[0].defined_size, 20U);
   EXPECT_EQ(stored[1].defined_size, 0U);

@@ -206,7 +206,7 @@ TEST_F(RecordsetTest, SelectOverOneTableIsWrittenThroughWhenLocked) {
 // The number in the definition is another program's word.
 TEST_F(RecordsetTest, RecordCountCountsTheRows) {
   jet::Pager& pager = jet::Internals(*connection_.database()).pager();
-  jet::TableDef def = connection_.database()->OpenTable("形状")->def();
+  jet::TableDef def = DefOf(*connection_.database()->OpenTable("形状"));
   def.row_count = 9;
   jet::Scope scope(pager);
   jet::StoreCounters(def, pager);

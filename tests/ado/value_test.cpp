@@ -107,11 +107,11 @@ TEST_P(Values, RoundToIntegersHalfToEven) {
   }
 }
 
-jet::ColumnDef ColumnOf(ColumnType type, std::uint16_t length = 0) {
-  jet::ColumnDef column;
+jet::ColumnInfo ColumnOf(ColumnType type, std::size_t size_bytes = 0) {
+  jet::ColumnInfo column;
   column.name = "幅";
   column.type = type;
-  column.length = length;
+  column.size_bytes = size_bytes;
   column.precision = 18;
   column.scale = 2;
   return column;
@@ -204,7 +204,7 @@ TEST_P(Values, ConvertToTheTypeOfTheColumn) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(jet::TypeName(c.type) + " case " + std::to_string(&c - cases));
-    const jet::ColumnDef column = ColumnOf(c.type, 100);
+    const jet::ColumnInfo column = ColumnOf(c.type, 100);
     if (c.stored) {
       EXPECT_EQ(ado::ConvertTo(column, c.given), *c.stored);
     } else {

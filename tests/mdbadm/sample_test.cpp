@@ -54,11 +54,11 @@ TEST_F(SampleTest, BaseHoldsEveryTableWithItsRowsAndIsSound) {
       SCOPED_TRACE(table.name);
       const auto stored = database->OpenTable(table.name);
       EXPECT_EQ(stored->name(), table.name);
-      ASSERT_EQ(stored->def().columns.size(), table.columns.size());
+      ASSERT_EQ(stored->columns().size(), table.columns.size());
       for (std::size_t i = 0; i < table.columns.size(); ++i) {
-        EXPECT_EQ(stored->def().columns[i].name, table.columns[i].spec.name);
-        EXPECT_EQ(stored->rules()[i].required, table.columns[i].spec.required);
-        EXPECT_EQ(stored->def().columns[i].compressed(), table.columns[i].spec.compressed);
+        EXPECT_EQ(stored->columns()[i].name, table.columns[i].spec.name);
+        EXPECT_EQ(stored->columns()[i].required, table.columns[i].spec.required);
+        EXPECT_EQ(stored->columns()[i].compressed, table.columns[i].spec.compressed);
       }
       if (table.rows.empty()) continue;
       EXPECT_EQ(stored->row_count(), table.rows.size());

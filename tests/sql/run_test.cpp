@@ -1,5 +1,6 @@
 // Running queries: what the values mean, joins, groups, order.
 
+#include "jet/table/internals.h"
 #include "tests/sql/query_fixture.h"
 
 namespace sql_tests {
@@ -185,8 +186,8 @@ TEST_F(RunTest, AnIndexWithoutItsColumnsIsNotAsked) {
   const std::vector<std::string> found = Sorted(text);
   EXPECT_FALSE(found.empty());
   big = database_->OpenTable("Big");
-  const auto parts = big->def().real_indexes.at(0).column_bytes;
-  const std::size_t page = big->def().page.value * jet::kPageSize;
+  const auto parts = DefOf(*big).real_indexes.at(0).column_bytes;
+  const std::size_t page = DefOf(*big).page.value * jet::kPageSize;
   big.reset();
   database_->Commit();
   database_.reset();

@@ -4,6 +4,8 @@
 
 #include <type_traits>
 
+#include "jet/table/internals.h"
+
 namespace test_support {
 namespace {
 
@@ -34,7 +36,7 @@ std::string TextOf(const jet::Value& value) {
 
 void AddTable(jet::Database& database, const jet::ObjectInfo& object, std::string& text) {
   const auto table = database.OpenTable(object);
-  const jet::TableDef& def = table->def();
+  const jet::TableDef& def = DefOf(*table);
   for (const jet::ColumnDef& column : def.columns) {
     text +=
         fmt::format(" column {} {} {}\n", column.name, jet::TypeName(column.type), column.length);

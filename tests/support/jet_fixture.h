@@ -86,7 +86,7 @@ inline std::vector<std::vector<jet::Value>> RowsOf(const jet::Table& table) {
   std::vector<std::vector<jet::Value>> rows;
   for (jet::TableScan scan(table); scan.Next();) {
     rows.emplace_back();
-    for (std::size_t i = 0; i < table.def().columns.size(); ++i) {
+    for (std::size_t i = 0; i < table.columns().size(); ++i) {
       rows.back().push_back(scan.row().Get(i));
     }
   }

@@ -198,7 +198,6 @@ struct Most {
 };
 
 Most MeasureLargeSample(Kind kind, int rows) {
-  constexpr jet::PagerLimits kLimits{.clean_bytes = kSmallCache};
   const auto files = jet::MakeSystemFiles();
   const test_support::TempFolder folder;
   const std::string path = folder.File("Data.mdb");
@@ -207,15 +206,16 @@ Most MeasureLargeSample(Kind kind, int rows) {
   Most most;
   most.pages = static_cast<std::int64_t>(std::filesystem::file_size(path) / jet::kPageSize);
   most.ladder = MostBytes([&] {
-    ado::Environment environment(*files, {}, kLimits);
+    ado::Environment environment(*files, {}, kSmallCache);
     ado::Environment::Action action(environment);
     db::FileSession session(environment, kind, path, password);
     session.Open();
     upgrade::RunLadder(session, upgrade::LatestVersion(kind));
     action.Commit();
   });
-  most.check =
-      MostBytes([&] { jet::CheckFile(*files, path, {.password = password, .limits = kLimits}); });
+  most.check = MostBytes([&] {
+    jet::CheckFile(*files, path, {.password = password, .limits = {.clean_bytes = kSmallCache}});
+  });
   std::printf("%d rows of job data: %lld pages; at most %lld bytes in the ladder, %lld in check\n",
               rows, static_cast<long long>(most.pages), static_cast<long long>(most.ladder),
               static_cast<long long>(most.check));

@@ -119,7 +119,7 @@ TEST(DataStep13, CountsTheRowsItself) {
     StepBench bench(Kind::kData, 12, ResizeRows(kShapes, rows - 26));
     bench.Edit([&](db::DbHandle&) {
       jet::Pager& pager = jet::Internals(bench.database()).pager();
-      jet::TableDef def = bench.database().OpenTable(kShapes)->def();
+      jet::TableDef def = DefOf(*bench.database().OpenTable(kShapes));
       EXPECT_EQ(def.row_count, rows);
       def.row_count = rows == 144 ? 143 : 144;
       jet::Scope scope(pager);

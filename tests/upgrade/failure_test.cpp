@@ -79,7 +79,7 @@ Obstacle AddRow(const char* name, std::int32_t id) {
       std::vector<jet::Value> row = table->NewRow();
       row[0] = id;
       for (std::size_t i = 1; i < row.size(); ++i) {
-        if (table->rules()[i].required) row[i] = "x";
+        if (table->columns()[i].required) row[i] = "x";
       }
       table->Insert(row);
     });

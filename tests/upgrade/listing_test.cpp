@@ -6,6 +6,7 @@
 #include <map>
 #include <sstream>
 
+#include "jet/table/internals.h"
 #include "tests/support/process.h"
 #include "tests/support/sqlite.h"
 #include "tests/upgrade/step_bench.h"
@@ -84,10 +85,10 @@ std::string TypeOf(const jet::ColumnDef& column) {
 
 Texts Head(const jet::Table& table) {
   Texts head;
-  const jet::TableDef& def = table.def();
+  const jet::TableDef& def = DefOf(table);
   for (std::size_t i = 0; i < def.columns.size(); ++i) {
     head.push_back(fmt::format("column {}\t{}{}", def.columns[i].name, TypeOf(def.columns[i]),
-                               table.rules()[i].required ? " NOT NULL" : ""));
+                               table.columns()[i].required ? " NOT NULL" : ""));
   }
   for (const jet::LogicalIndex& index : def.logical_indexes) {
     const jet::RealIndex& real = def.real_indexes.at(index.real);

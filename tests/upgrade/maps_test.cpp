@@ -31,7 +31,7 @@ class MapsTest : public testing::Test {
       row.emplace_back(std::string(255, 'x'));
     }
     const auto table = database.CreateTable(spec);
-    while (database.page_count() < kManyPages) table->Insert(row);
+    while (database.info().page_count < kManyPages) table->Insert(row);
   }
   void Upgrade(Kind kind) {
     ado::Environment environment(files_, [] { return jet::ToDateTime({2012, 2, 3}); });

@@ -56,7 +56,7 @@ class RecordingSession : public db::Session {
     for (const jet::ObjectInfo& object : database.Objects()) {
       ++size;
       if (object.kind == jet::ObjectKind::kTable) {
-        size += database.OpenTable(object)->def().columns.size();
+        size += database.OpenTable(object)->columns().size();
       }
     }
     return size;

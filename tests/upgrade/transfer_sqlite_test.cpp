@@ -71,7 +71,7 @@ class TransferSqlite : public testing::Test {
       std::size_t at = 0;
       for (auto row = rows->First(); row; row = rows->Next(*row), ++at) {
         if (Below(25) != 0) continue;
-        const bool real = rows->def().columns[ordinal].type == jet::ColumnType::kDouble;
+        const bool real = rows->columns()[ordinal].type == jet::ColumnType::kDouble;
         const jet::Value choices[] = {jet::Null{}, values[Below(values.size())],
                                       real ? jet::Value(0.125) : jet::Value(987654)};
         const jet::FieldChange change{ordinal, choices[Below(std::size(choices))]};
@@ -87,7 +87,7 @@ class TransferSqlite : public testing::Test {
     for (jet::TableScan scan(*rows); scan.Next();) {
       if (Below(6) != 0) continue;
       auto& row = again.emplace_back();
-      for (std::size_t i = 0; i < rows->def().columns.size(); ++i) row.push_back(scan.row().Get(i));
+      for (std::size_t i = 0; i < rows->columns().size(); ++i) row.push_back(scan.row().Get(i));
     }
     for (const auto& row : again) rows->Insert(row);
   }
@@ -108,7 +108,7 @@ class TransferSqlite : public testing::Test {
     static const char* const kTexts[] = {"Ａビル", "Aﾋﾞﾙ", "aビル", "1F", "１Ｆ", "１f",
                                          "給気",   "ＳＡ", "sa",    "",   "ハハ", "ﾊﾊ"};
     const auto base = bench_.database().OpenTable(kBase);
-    const auto& columns = base->def().columns;
+    const auto& columns = base->columns();
     for (int number = 1; number <= count; ++number) {
       std::vector<jet::Value> row = base->NewRow();
       for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -119,7 +119,7 @@ class TransferSqlite : public testing::Test {
           row[i] = static_cast<double>(number);
         } else if (columns[i].type == jet::ColumnType::kDateTime) {
           row[i] = jet::DateTime{40000};
-        } else if (Below(8) == 0 && !base->rules()[i].required) {
+        } else if (Below(8) == 0 && !base->columns()[i].required) {
           row[i] = jet::Null{};
         } else if (columns[i].type == jet::ColumnType::kText) {
           row[i] = name == "見積選択" ? kChosen[Below(std::size(kChosen))]
@@ -141,7 +141,7 @@ class TransferSqlite : public testing::Test {
       const auto table = bench_.database().OpenTable(name);
       const bool keys = name == kBase;
       std::string names;
-      for (const jet::ColumnDef& column : table->def().columns) {
+      for (const jet::ColumnInfo& column : table->columns()) {
         if (!names.empty()) names += ",";
         names += "n" + Key(column.name);
         if (keys) names += ",n" + Key(column.name) + "_key";
@@ -150,7 +150,7 @@ class TransferSqlite : public testing::Test {
       sqlite.Tell("CREATE TABLE n" + Key(name) + "(" + names + ");\n");
       for (jet::TableScan scan(*table); scan.Next();) {
         std::string row;
-        for (std::size_t i = 0; i < table->def().columns.size(); ++i) {
+        for (std::size_t i = 0; i < table->columns().size(); ++i) {
           const jet::Value value = scan.row().Get(i);
           const std::string text = jet::IsNull(value) ? "" : ado::ToText(value);
           const bool bare = std::holds_alternative<double>(value) ||

@@ -10,6 +10,7 @@
 #include "jet/check/seen.h"
 #include "jet/database/system_tables.h"
 #include "jet/row/long_value.h"
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -156,8 +157,8 @@ struct Image {
   std::size_t FieldOf(const Table& table, RowId id, std::string_view column) const {
     Table::Row row;
     table.Read(id, row);
-    const ByteView raw = *row.view().Raw(table.def().columns[table.OrdinalOf(column)]);
-    return Row(id) + static_cast<std::size_t>(raw.data() - row.view().bytes().data());
+    const ByteView raw = *ViewOf(row).Raw(DefOf(table).columns[table.OrdinalOf(column)]);
+    return Row(id) + static_cast<std::size_t>(raw.data() - ViewOf(row).bytes().data());
   }
   RowId Object(std::string_view name) const {
     return Find(*objects, [&](const Table::Row& row) {
@@ -170,7 +171,7 @@ struct Image {
   // A row whose memo is stored this way, and where the memo lies in it.
   RowId JobWith(LongValueKind kind, int skip = 0) const {
     return Find(*jobs, [&, skip](const Table::Row& row) mutable {
-      const auto raw = row.view().Raw(jobs->def().columns[5]);
+      const auto raw = ViewOf(row).Raw(DefOf(*jobs).columns[5]);
       return (U16(Slot(row.id())) & 0xC000) == 0 && raw && ParseLongValue(*raw).kind == kind &&
              skip-- == 0;
     });
@@ -216,11 +217,11 @@ struct Image {
                          aces = database->OpenTable("MSysACEs"),
                          queries = database->OpenTable("MSysQueries");
   // A map that marks nothing.
-  RowId unused_map = objects->def().columns[objects->OrdinalOf("Database")].owned_map;
+  RowId unused_map = DefOf(*objects).columns[objects->OrdinalOf("Database")].owned_map;
   // Of the jobs: rows and pages.
   RowId first = *jobs->First(), second{first.page, 1}, moved;
-  PageNumber def = jobs->def().page, maps = jobs->def().owned_map.page, rows = first.page, single,
-             root = jobs->def().real_indexes[0].root, first_leaf, second_leaf, name_leaf;
+  PageNumber def = DefOf(*jobs).page, maps = DefOf(*jobs).owned_map.page, rows = first.page, single,
+             root = DefOf(*jobs).real_indexes[0].root, first_leaf, second_leaf, name_leaf;
   PageNumber header{0}, catalog = kObjectsPage, object = Object(kRooms).page,
                         rights = aces->First()->page;
 };
@@ -241,25 +242,25 @@ struct Damage {
 const Damage kDamages[] = {
     // Maps and owners.
     {{"PageFellOutOfTheMap", Code::kRowCount, kJobs, &Image::def, "counts 697 rows"},
-     [](Image& f) { f.FlipInMap(f.jobs->def().owned_map, f.jobs->Last()->page); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.jobs).owned_map, f.jobs->Last()->page); }},
     {{"PageInTwoMaps", Code::kPageOwner, kRooms, &Image::rows, "in the map of the table of page"},
-     [](Image& f) { f.FlipInMap(f.rooms->def().owned_map, f.rows); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.rooms).owned_map, f.rows); }},
     {{"LongValuesInAnotherMap", Code::kTwoOwners, kRooms, &Image::single,
       "belongs to the long values of 物件.備考"},
-     [](Image& f) { f.FlipInMap(f.rooms->def().owned_map, f.single); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.rooms).owned_map, f.single); }},
     {{"PageInUseMarkedFree", Code::kFreeInUse, "", &Image::rows,
       "the rows of 物件 but is marked as free"},
      [](Image& f) { f.FlipInMap(kGlobalMap, f.rows); }},
     {{"MapBehindTheGreatestFile", Code::kMapForm, kJobs, &Image::maps, "behind all pages"},
-     [](Image& f) { f.Put32(f.Row(f.jobs->def().owned_map) + 1, 0xFFFFFFFF); }},
+     [](Image& f) { f.Put32(f.Row(DefOf(*f.jobs).owned_map) + 1, 0xFFFFFFFF); }},
     {{"MapLeadsBeyondTheEnd", Code::kBeyondEnd, kJobs, &Image::maps, "page 500 beyond the end"},
-     [](Image& f) { f.FlipInMap(f.jobs->def().owned_map, {500}); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.jobs).owned_map, {500}); }},
     {{"MapDeleted", Code::kMapPlace, kJobs, &Image::maps, "deleted or moved"},
-     [](Image& f) { f.Flip(f.Slot(f.jobs->def().owned_map) + 1, 0xC0); }},
+     [](Image& f) { f.Flip(f.Slot(DefOf(*f.jobs).owned_map) + 1, 0xC0); }},
     {{"MapOfUnknownType", Code::kMapForm, kJobs, &Image::maps, "unknown type 7"},
-     [](Image& f) { f.Put8(f.Row(f.jobs->def().free_map), 7); }},
+     [](Image& f) { f.Put8(f.Row(DefOf(*f.jobs).free_map), 7); }},
     {{"TwoMapsInOneRow", Code::kMapShared, kJobs, &Image::maps, "is used twice"},
-     [](Image& f) { f.Put32(f.At(f.def, 0x3B), f.jobs->def().owned_map.packed()); }},
+     [](Image& f) { f.Put32(f.At(f.def, 0x3B), DefOf(*f.jobs).owned_map.packed()); }},
     {{"RowPageOfAnotherOwner", Code::kPageOwner, kJobs, &Image::rows, "names page 5 as owner"},
      [](Image& f) { f.Put32(f.At(f.rows, 4), 5); }},
     {{"RowPageOfAnotherKind", Code::kPageKind, kJobs, &Image::rows, "not a page of rows"},
@@ -310,7 +311,7 @@ const Damage kDamages[] = {
        f.Put32(f.Memo(LongValueKind::kSingle, 1) + 4, f.Piece(LongValueKind::kSingle).packed());
      }},
     {{"LongValueOutsideItsMap", Code::kLongValueForm, kJobs, &Image::rows, "not in the column's"},
-     [](Image& f) { f.FlipInMap(f.jobs->def().columns[5].owned_map, f.single); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.jobs).columns[5].owned_map, f.single); }},
     {{"LongValueOfUnknownKind", Code::kLongValueForm, kJobs, &Image::rows, "column 備考"},
      [](Image& f) { f.Flip(f.Memo(LongValueKind::kInline) + 3, 0x40); }},
 
@@ -360,7 +361,7 @@ const Damage kDamages[] = {
     {{"TreePageOfAnotherKind", Code::kPageKind, kJobs, &Image::first_leaf, "a page of the tree"},
      [](Image& f) { f.Put8(f.At(f.first_leaf), 1); }},
     {{"ForeignPageInMapOfIndex", Code::kTwoOwners, kJobs, &Image::rows, "to the rows of 物件"},
-     [](Image& f) { f.FlipInMap(f.jobs->def().real_indexes[0].page_map, f.rows); }},
+     [](Image& f) { f.FlipInMap(DefOf(*f.jobs).real_indexes[0].page_map, f.rows); }},
     {{"NumberTwice", Code::kEntryKey, kJobs, &Image::first_leaf,
       "has the key 7F80000002, not 7F80000001"},
      [](Image& f) { f.Put32(f.FieldOf(*f.jobs, f.second, "ID"), 1); }},
@@ -413,7 +414,7 @@ const Damage kDamages[] = {
      [](Image& f) {
        for (TableScan scan(*f.aces); scan.Next();) {
          const std::size_t at = f.FieldOf(*f.aces, scan.row().id(), "ObjectId");
-         if (f.U32(at) == f.rooms->def().page.value) f.Put32(at, 2);
+         if (f.U32(at) == DefOf(*f.rooms).page.value) f.Put32(at, 2);
        }
      }},
     {{"QueryWithoutRows", Code::kQueryRows, kCatalog, &Image::object, "is a query without rows"},
@@ -461,7 +462,7 @@ const Oddity kOddities[] = {
        f.Put16(f.At(kGlobalMap.page, 0x0C), 1);
        f.Add16(f.At(kGlobalMap.page, 2), 69 + 2);
      }},
-    {Field::kMapPageOwner, [](Image& f) { f.Flip(f.At(f.jobs->def().owned_map.page, 4)); }},
+    {Field::kMapPageOwner, [](Image& f) { f.Flip(f.At(DefOf(*f.jobs).owned_map.page, 4)); }},
     {Field::kMapOddStart, [](Image& f) { f.Put32(f.Row(f.unused_map) + 1, 12); }},
     {Field::kMapBytes, [](Image& f) { f.Replace(f.unused_map, Bytes(65)); }},
     {Field::kMapOddBytes, [](Image& f) { f.Replace(f.unused_map, Bytes(70)); }},
@@ -505,7 +506,7 @@ const Oddity kOddities[] = {
     {Field::kOtherBytes, [](Image& f) { f.Put16(f.Column(3, 23), 9); }},
     {Field::kFixedSlot, [](Image& f) { f.Put16(f.Column(3, 7), 1); }},
     {Field::kFixedGap,
-     [](Image& f) { f.Put16(f.At(f.empty->def().page, 0x3F + 12 + 25 + 21), 6); }},
+     [](Image& f) { f.Put16(f.At(DefOf(*f.empty).page, 0x3F + 12 + 25 + 21), 6); }},
     {Field::kPartOrder, [](Image& f) { f.Put8(f.Tree(1, 6), 3); }},
     {Field::kTreeFlags, [](Image& f) { f.Flip(f.Tree(1, 46), 0x40); }},
     {Field::kPrimaryFlags, [](Image& f) { f.Put8(f.Tree(0, 46), 0x81); }},
@@ -564,7 +565,7 @@ const Oddity kOddities[] = {
        AddRow(page, f.Page(page), {}, SlotKind::kLive);
      },
      false},
-    {Field::kTreeWord8, [](Image& f) { f.Flip(f.At(f.jobs->def().real_indexes[1].root, 8)); }},
+    {Field::kTreeWord8, [](Image& f) { f.Flip(f.At(DefOf(*f.jobs).real_indexes[1].root, 8)); }},
     {Field::kLeafTail, [](Image& f) { f.Flip(f.At(f.name_leaf, 0x14)); }},
     {Field::kNodePrefix, [](Image& f) { f.Put16(f.At(f.root, 0x18), 1); }, false},
     {Field::kNodeEntries,
@@ -574,7 +575,7 @@ const Oddity kOddities[] = {
      },
      false},
     {Field::kLonePrefix,
-     [](Image& f) { f.Put16(f.At(f.empty->def().real_indexes[0].root, 0x18), 1); }},
+     [](Image& f) { f.Put16(f.At(DefOf(*f.empty).real_indexes[0].root, 0x18), 1); }},
     {Field::kContainerFlags, [](Image& f) { f.Put32(f.ObjectField("Tables", "Flags"), 1); }},
     {Field::kDatabaseFlags, [](Image& f) { f.Put32(f.ObjectField("MSysDb", "Flags"), 0); }},
     {Field::kSystemTableFlags, [](Image& f) { f.Put32(f.ObjectField("MSysACEs", "Flags"), 0); }},
@@ -585,7 +586,7 @@ const Oddity kOddities[] = {
      [](Image& f) {
        const RowId room = f.Object(kRooms);
        const std::size_t mask = f.Row(room) + f.RowBytes(room).size() - 3;
-       const auto id = f.objects->def().columns[f.objects->OrdinalOf("ForeignName")].id.value;
+       const auto id = DefOf(*f.objects).columns[f.objects->OrdinalOf("ForeignName")].id.value;
        f.Flip(mask + id / 8u, 1u << id % 8);
      }},
 };
@@ -680,7 +681,7 @@ TEST_F(DamageTest, CounterBehindANumberInUse) {
       file.Find(*file.jobs, [](const Table::Row& row) { return row.Get(0) == Value(651); });
   const CheckResult result = Check([](Image& f) {
     f.Put32(f.At(f.def, 0x14), 650);
-    f.Put32(f.At(f.rooms->def().page, 0x14), 1);
+    f.Put32(f.At(DefOf(*f.rooms).page, 0x14), 1);
   });
   EXPECT_THAT(Codes(result), ElementsAre("warning autonumber"));
   EXPECT_THAT(
@@ -693,7 +694,7 @@ TEST_F(DamageTest, CounterBehindANumberInUse) {
   for (const auto& [table, number] :
        {std::pair{kJobs, 701}, {kJobs, 702}, {kRooms, 3}, {kRooms, 4}}) {
     const auto opened = database_->OpenTable(table);
-    std::vector<Value> row(opened->def().columns.size());
+    std::vector<Value> row(opened->columns().size());
     row[1] = table == kJobs ? Value("x") : Value(1);
     EXPECT_EQ(Get(*opened, opened->Insert(row), 0), Value(number));
   }
@@ -705,12 +706,12 @@ TEST_F(DamageTest, CounterBehindANumberInUse) {
 TEST_F(DamageTest, EachIsReportedOnce) {
   const CheckResult result = Check([](Image& f) {
     f.Put8(f.At(f.def, 0x0C), 0);
-    f.Put32(f.At(f.rooms->def().page, 0x10), 4);
+    f.Put32(f.At(DefOf(*f.rooms).page, 0x10), 4);
   });
   const Image file(path_);
   EXPECT_EQ(Problems(result), "page " + std::to_string(file.def.value) +
                                   ", table 物件: the definition lacks its marker\n" + "page " +
-                                  std::to_string(file.rooms->def().page.value) +
+                                  std::to_string(DefOf(*file.rooms).page.value) +
                                   ", table 部屋: the definition counts 4 rows; 3 are there\n");
 }
 
@@ -728,7 +729,7 @@ TEST_F(DamageTest, JudgesWhatCannotBeOpened) {
   EXPECT_THAT(codes([](Image& f) { f.Flip(0x79, 0x80); }),
               testing::IsSupersetOf({"not checked not-checked", "problem creation-date"}));
   EXPECT_THAT(codes([](Image& f) { f.Put16(0xE00, 0); }), ElementsAre("problem commit-slot"));
-  EXPECT_THAT(codes([](Image& f) { f.Put8(f.Row(f.jobs->def().owned_map), 7); }),
+  EXPECT_THAT(codes([](Image& f) { f.Put8(f.Row(DefOf(*f.jobs).owned_map), 7); }),
               testing::IsSupersetOf({"not checked not-checked", "problem map-form"}));
 }
 
@@ -766,12 +767,12 @@ TEST_F(CheckTest, MapsBehindPage512AreUsual) {
       table->Insert(std::vector<Value>{i, Bytes(std::size_t{40'000}, std::uint8_t{1})});
     }
   }
-  ASSERT_GT(database_->page_count(), 1500u);
+  ASSERT_GT(database_->info().page_count, 1500u);
   EXPECT_THAT(Check().findings, IsEmpty());
   // A map that reaches the table's page from page 0 on.
   Scope scope(pager());
   const auto table = database_->OpenTable("D");
-  const RowId map = table->def().owned_map;
+  const RowId map = DefOf(*table).owned_map;
   const PageNumber page = table->First()->page;
   Bytes row(5 + (page.value / 32 + 1) * 4);
   PutU8(row, 5 + page.value / 8, static_cast<std::uint8_t>(1 << page.value % 8));

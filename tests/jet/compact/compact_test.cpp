@@ -7,6 +7,7 @@
 
 #include "jet/check/check.h"
 #include "jet/index/index_page.h"
+#include "jet/table/internals.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/jet_fixture.h"
 #include "tests/support/map_check.h"
@@ -47,7 +48,7 @@ class Described {
     return id > 0 && id < 0x0F00'0000 ? "lost" : std::to_string(id);
   }
   void Add(const jet::Table& table) {
-    const jet::TableDef& def = table.def();
+    const jet::TableDef& def = DefOf(table);
     TableImage& image = tables[table.name()];
     std::string& text = image.definition;
     const auto add = [&](auto... parts) { ((text += parts + std::string(" ")), ...); };
@@ -93,7 +94,7 @@ class CompactTest : public EngineTest {
     return once;
   }
   std::unique_ptr<jet::Database> OpenAt(const std::string& path) {
-    return jet::Database::Open(*files_, path, {.password = kPassword, .limits = limits_});
+    return jet::Internals::Open(*files_, path, {.password = kPassword}, limits_);
   }
   void ExpectSame(const std::string& a, const std::string& b) {
     const Described before(*OpenAt(a)), after(*OpenAt(b));
@@ -175,11 +176,11 @@ TEST_F(CompactTest, WhatManyChangesLeftBehindIsGone) {
   const auto after = OpenAt(once);
   jet::Pager& pager = jet::Internals(*after).pager();
   const auto table = after->OpenTable("鍵");
-  const jet::RealIndex& names = table->def().real_indexes[1];
+  const jet::RealIndex& names = DefOf(*table).real_indexes[1];
   EXPECT_EQ(names.rows_at_compact, 1500u);
   const jet::PageRef root = pager.Read(names.root);
-  EXPECT_EQ(jet::IndexPage(names.root, root.bytes(), table->def().page).level(), 2);
-  EXPECT_EQ(PagesOf(jet::UsageMap(pager, table->def().free_map)),
+  EXPECT_EQ(jet::IndexPage(names.root, root.bytes(), DefOf(*table).page).level(), 2);
+  EXPECT_EQ(PagesOf(jet::UsageMap(pager, DefOf(*table).free_map)),
             std::vector{table->Last()->page.value});
 }
 

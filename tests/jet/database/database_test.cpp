@@ -6,6 +6,7 @@
 #include <set>
 
 #include "jet/database/catalog.h"
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -44,7 +45,8 @@ std::vector<Bytes> PlainSids(Database& database) {
   std::vector<Bytes> sids;
   for (const auto& [name, column] : {std::pair("MSysObjects", "Owner"), {"MSysACEs", "SID"}}) {
     for (const Value& sid : FieldsOf(*database.OpenTable(name), column)) {
-      sids.push_back(IsNull(sid) ? Bytes() : database.header().MaskSid(std::get<Bytes>(sid)));
+      sids.push_back(IsNull(sid) ? Bytes()
+                                 : Internals(database).header().MaskSid(std::get<Bytes>(sid)));
     }
   }
   return sids;
@@ -61,7 +63,7 @@ TEST_F(DatabaseTest, MadeFromNothingIsTheFileThatTheCatalogInterfaceMakes) {
   const std::string sample = SamplePath("adox_jet4.mdb");
   const auto like = Database::Open(*files_, sample, {});
   // The real clock went on a little between the header and the rows.
-  std::vector<DateTime> moments = {like->Find("MSysObjects")->created, like->header().created()};
+  std::vector<DateTime> moments = {like->Find("MSysObjects")->created, like->info().created};
   const auto clock = [&] {
     const DateTime moment = moments.back();
     if (moments.size() > 1) moments.pop_back();
@@ -69,7 +71,7 @@ TEST_F(DatabaseTest, MadeFromNothingIsTheFileThatTheCatalogInterfaceMakes) {
   };
   Create({.order = kGeneral,
           .code_page = 1252,
-          .engine_build = like->header().engine_build(),
+          .engine_build = like->info().engine_build,
           .clock = clock})
       .Commit();
   const std::string real = ReadFileBytes(sample), ours = ReadFileBytes(path_);
@@ -96,7 +98,7 @@ TEST_F(DatabaseTest, MadeFromNothingIsSoundAndAlwaysTheSame) {
   ExpectSound(path_, true);
   Open(OpenMode::kRead, "ひみつ合言葉");
   EXPECT_EQ(database_->order(), kJapanese);
-  EXPECT_EQ(database_->header().code_page(), 932);
+  EXPECT_EQ(database_->info().code_page, 932);
   std::vector<std::string> names;
   for (const ObjectInfo& object : database_->Objects()) names.push_back(object.name);
   EXPECT_THAT(names, ElementsAre("Tables", "Databases", "Relationships", "MSysDb", "MSysObjects",
@@ -123,8 +125,8 @@ TEST_F(DatabaseTest, KeepsTablesOfEveryType) {
                   {.name = "A", .columns = {"列１０", "列8"}, .descending = {true, false}}};
   const auto table = Create().CreateTable(spec);
   EXPECT_EQ(database_->OpenTable("表"), table);
-  EXPECT_FALSE(table->rules()[0].required);
-  EXPECT_FALSE(table->rules()[9].allow_zero_length);
+  EXPECT_FALSE(table->columns()[0].required);
+  EXPECT_FALSE(table->columns()[9].allow_zero_length);
   EXPECT_EQ(table->NewRow()[9], Value("ﾊｾﾞ"));
 
   Row row = {true,
@@ -153,7 +155,7 @@ TEST_F(DatabaseTest, KeepsTablesOfEveryType) {
 
   Open(OpenMode::kRead);
   EXPECT_EQ(Contents(*database_), (TableRows{{"表", {kept}}}));
-  EXPECT_EQ(database_->OpenTable("表")->rules()[9].default_expression, "\"ﾊｾﾞ\"");
+  EXPECT_EQ(database_->OpenTable("表")->columns()[9].default_expression, "\"ﾊｾﾞ\"");
   EXPECT_EQ(database_->Find("表")->kind, ObjectKind::kTable);
   EXPECT_EQ(database_->Find("表")->created, kMoment);
 }
@@ -177,14 +179,14 @@ TEST_F(DatabaseTest, GrowsATableWithoutTouchingItsRows) {
     if (i == 30) column.type = kMemo;
     database_->AppendColumn("空", column);
   }
-  EXPECT_EQ(table->def().columns.size(), 254u);
+  EXPECT_EQ(table->columns().size(), 254u);
   database_->AppendColumn("空", {"最後", kMemo});
   EXPECT_EQ(CodeOf([&] { database_->AppendColumn("空", {"過剰"}); }), ErrorCode::kTooManyColumns);
   EXPECT_EQ(rows(), before);
   EXPECT_EQ(Get(*table, *table->Last(), 0), Value(299));
   EXPECT_EQ(Get(*table, *table->Last(), 2), Value(false));
   EXPECT_EQ(Get(*table, *table->Last(), 3), Value(Null{}));
-  EXPECT_TRUE(table->rules()[4].required);
+  EXPECT_TRUE(table->columns()[4].required);
   Set(*table, *table->First(), 254, std::string(5000, 'x'));
   ExpectSoundAfterCommit();
 }
@@ -215,12 +217,12 @@ TEST_F(DatabaseTest, IndexesRowsThatAreThere) {
   EXPECT_EQ(refused({.name = "u", .columns = {"b"}, .unique = true}), ErrorCode::kDuplicateKey);
   EXPECT_EQ(refused({.name = "PrimaryKey", .columns = {"b"}, .primary = true}),
             ErrorCode::kNullKey);
-  EXPECT_TRUE(table->def().real_indexes.empty());
+  EXPECT_TRUE(DefOf(*table).real_indexes.empty());
   database_->AddIndex("T", {.name = "PrimaryKey", .columns = {"a"}, .primary = true});
   database_->AddIndex("t", {.name = "B", .columns = {"b"}, .ignore_nulls = true});
-  EXPECT_EQ(table->def().real_indexes[0].distinct_keys, 2000u);
-  EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 50u);
-  EXPECT_EQ(table->def().logical_indexes[0].name, "B");
+  EXPECT_EQ(DefOf(*table).real_indexes[0].distinct_keys, 2000u);
+  EXPECT_EQ(DefOf(*table).real_indexes[1].distinct_keys, 50u);
+  EXPECT_EQ(DefOf(*table).logical_indexes[0].name, "B");
   EXPECT_EQ(FindBy(*table, 0, 2000), table->First());
   EXPECT_EQ(CodeOf([&] { table->Insert(Row{7, Null{}}); }), ErrorCode::kDuplicateKey);
   ExpectSoundAfterCommit();
@@ -233,10 +235,10 @@ TEST_F(DatabaseTest, NullsThatAreThereDoNotCollideInAUniqueIndex) {
     table->Insert(Row{Null{}, Null{}});
   }
   database_->AddIndex("t", {.name = "b", .columns = {"b"}, .unique = true});
-  EXPECT_EQ(table->def().real_indexes[0].distinct_keys, 1u);
+  EXPECT_EQ(DefOf(*table).real_indexes[0].distinct_keys, 1u);
   ExpectSoundAfterCommit();
   database_->AddIndex("t", {.name = "ab", .columns = {"a", "b"}, .unique = true});
-  EXPECT_EQ(table->def().real_indexes[1].distinct_keys, 2u);
+  EXPECT_EQ(DefOf(*table).real_indexes[1].distinct_keys, 2u);
   database_->AddIndex("t", {.name = "s", .columns = {"a", "b"}, .ignore_nulls = true});
   std::size_t entries = 0;
   const Index index = Internals(*database_).OpenIndex(*table, 2);
@@ -367,16 +369,16 @@ TEST_F(DatabaseTest, ForgetsEverythingThatWasNotCommitted) {
   const auto gone = database_->CreateTable({"gone"});
   database_->AppendColumn("kept", {.name = "b", .required = true});
   database_->SetPassword("pw");
-  EXPECT_TRUE(database_->header().has_password());
+  EXPECT_TRUE(database_->info().has_password);
   database_->Discard();
-  EXPECT_FALSE(database_->header().has_password());
+  EXPECT_FALSE(database_->info().has_password);
   EXPECT_FALSE(database_->Find("gone"));
   EXPECT_EQ(database_->OpenTable("kept"), kept);
-  EXPECT_EQ(kept->def().columns.size(), 1u);
-  EXPECT_EQ(CodeOf([&] { gone->def(); }), ErrorCode::kTableMissing);
+  EXPECT_EQ(kept->columns().size(), 1u);
+  EXPECT_EQ(CodeOf([&] { DefOf(*gone); }), ErrorCode::kTableMissing);
   database_->CreateTable({"other", {{"z"}}, {}});
   EXPECT_EQ(CodeOf([&] { gone->First(); }), ErrorCode::kTableMissing) << "its page is another's";
-  EXPECT_EQ(database_->OpenTable("other")->def().columns[0].name, "z");
+  EXPECT_EQ(database_->OpenTable("other")->columns()[0].name, "z");
   ExpectSoundAfterCommit();
 }
 
@@ -399,7 +401,7 @@ TEST_F(DatabaseTest, ATableInHandHasTheRulesOfTheFile) {
   };
   change();
   database_->Discard();
-  EXPECT_FALSE(table->rules()[0].required);
+  EXPECT_FALSE(table->columns()[0].required);
   EXPECT_EQ(table->NewRow(), null);
   {
     Scope scope(pager());
@@ -420,7 +422,7 @@ TEST_F(DatabaseTest, ANewColumnHasNothingOfOneThatWasDropped) {
   properties.SetBoolean(kJapanese, "ｱ", kRequiredProperty, true);
   database_->StoreProperties(object, properties);
   database_->AppendColumn("t", {"ア"});
-  EXPECT_FALSE(database_->OpenTable("t")->rules()[0].required);
+  EXPECT_FALSE(database_->OpenTable("t")->columns()[0].required);
   EXPECT_TRUE(database_->LoadProperties(object).empty());
 }
 
@@ -484,7 +486,8 @@ TEST_F(DatabaseTest, KeepsAQueryWithItsText) {
   for (const RowId id : RowIds(*rights)) {
     const auto field = [&](const char* name) { return Get(*rights, id, rights->OrdinalOf(name)); };
     if (field("ObjectId") != Value(query.id)) continue;
-    of_query.emplace_back(database_->header().MaskSid(std::get<Bytes>(field("SID"))), field("ACM"));
+    of_query.emplace_back(Internals(*database_).header().MaskSid(std::get<Bytes>(field("SID"))),
+                          field("ACM"));
   }
   EXPECT_THAT(of_query, ElementsAre(std::pair(Bytes{0x03, 0x01}, Value(0xF00FE)),
                                     std::pair(Bytes{0x02, 0x01}, Value(0xFFEFF))));

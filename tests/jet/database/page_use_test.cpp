@@ -7,6 +7,7 @@
 #include "jet/base/bytes.h"
 #include "jet/database/catalog.h"
 #include "jet/row/table_def_chain.h"
+#include "jet/table/internals.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/jet_fixture.h"
 
@@ -24,7 +25,7 @@ std::vector<Value> NewRow(int i, const std::string& name = "") {
 }
 Pager& PagerOf(Database& database) { return Internals(database).pager(); }
 TableDef DefOf(Database& database, std::string_view table) {
-  return database.OpenTable(table)->def();
+  return DefOf(*database.OpenTable(table));
 }
 void Store(Database& database, TableDef def) {
   StoreTableDef(def, PagerOf(database), Internals(database).allocator());
@@ -137,7 +138,7 @@ TEST_F(PageUseTest, AMapThatBeginsFarBehindTheEndLeavesNoGap) {
   TakePages(Open());
   database_->Commit();
   EXPECT_LE(image().size(), before + 4 * kPageSize);
-  EXPECT_EQ(Open().OpenTable("新")->def().columns.size(), 1u);
+  EXPECT_EQ(Open().OpenTable("新")->columns().size(), 1u);
 }
 
 // A damage, and what is then refused because of the page that it returns.
@@ -297,12 +298,12 @@ TEST_F(PageUseTest, BesideATableThatCannotBeReadOnlyTheEndGrows) {
 
 TEST_F(PageUseTest, PagesGivenBackAreTakenAgain) {
   const auto table = Open().OpenTable("甲");
-  const std::uint32_t pages = database_->page_count();
+  const std::uint32_t pages = database_->info().page_count;
   for (int round = 0; round < 3; ++round) {
     for (const RowId id : RowIds(*table)) table->Delete(id);
     for (int i = 0; i < kRows; ++i) table->Insert(NewRow(i));
   }
-  EXPECT_LE(database_->page_count(), pages + 2);
+  EXPECT_LE(database_->info().page_count, pages + 2);
 }
 
 TEST_F(PageUseTest, ANumberThatAnUpdateGaveIsNotGivenAgain) {

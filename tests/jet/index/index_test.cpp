@@ -8,6 +8,7 @@
 
 #include "jet/base/bytes.h"
 #include "jet/index/index_key.h"
+#include "jet/table/internals.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/jet_fixture.h"
 #include "tests/support/tree_check.h"
@@ -25,7 +26,7 @@ class TreeFile {
   Index index() { return Index(pager(), def(), 0); }
   Pager& pager() { return Internals(*database_).pager(); }
   PageAllocator& allocator() { return Internals(*database_).allocator(); }
-  const TableDef& def() const { return table_->def(); }
+  const TableDef& def() const { return DefOf(*table_); }
   PageNumber root() const { return def().real_indexes[0].root; }
   TreeReport Check() { return CheckTree(allocator(), def()); }
 
@@ -286,7 +287,7 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
   const auto rewrite = [&](const Table& table, std::size_t i) {
     PageAllocator& allocator = this->allocator();
     Index index = Internals(*database_).OpenIndex(table, i);
-    const TreeReport before = CheckTree(allocator, table.def(), i);
+    const TreeReport before = CheckTree(allocator, DefOf(table), i);
     EXPECT_THAT(before.faults, IsEmpty());
     const std::vector<RowId> rows = RowIds(table);
     std::vector<IndexEntry> entries;
@@ -296,16 +297,16 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
       EXPECT_TRUE(index.HasKey(at.key()));
     }
     EXPECT_EQ(entries.size(), before.entries.size());
-    EXPECT_TRUE(entries.size() == rows.size() || table.def().real_indexes[i].ignore_nulls());
+    EXPECT_TRUE(entries.size() == rows.size() || DefOf(table).real_indexes[i].ignore_nulls());
 
     Scope scope(allocator.pager());
     std::erase_if(entries, [](const IndexEntry& e) { return e.key.size() > kMaxIndexEntryBytes; });
     std::shuffle(entries.begin(), entries.end(), std::mt19937(7));
     entries.resize(entries.size() * 3 / 4);
     for (const IndexEntry& e : entries) EXPECT_TRUE(index.Erase(allocator, e.key, e.row));
-    EXPECT_THAT(CheckTree(allocator, table.def(), i).faults, IsEmpty());
+    EXPECT_THAT(CheckTree(allocator, DefOf(table), i).faults, IsEmpty());
     for (const IndexEntry& e : entries) index.Insert(allocator, e.key, e.row);
-    const TreeReport after = CheckTree(allocator, table.def(), i);
+    const TreeReport after = CheckTree(allocator, DefOf(table), i);
     EXPECT_THAT(after.faults, IsEmpty());
     EXPECT_EQ(after.entries, before.entries);
     ++trees;
@@ -316,7 +317,7 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
     SCOPED_TRACE(name);
     path_ = CopySample(folder_, name);
     ForEachTable(Open(OpenMode::kExclusive, "ucanaccess"), [&](const Table& table) {
-      for (std::size_t i = 0; i < table.def().real_indexes.size(); ++i) rewrite(table, i);
+      for (std::size_t i = 0; i < DefOf(table).real_indexes.size(); ++i) rewrite(table, i);
     });
   }
   EXPECT_GT(trees, 100u);

@@ -3,6 +3,7 @@
 
 #include "jet/base/error.h"
 #include "jet/index/index_key.h"
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -21,14 +22,14 @@ TEST(StoredKeys, AreRebuiltFromTheirRows) {
   int of_texts = 0, of_others = 0;
   std::vector<std::string> refused;
   const auto compare = [&](const Table& table, const RealIndex& real, Index::Cursor at) {
-    int& entries = HasText(table.def(), real) ? of_texts : of_others;
+    int& entries = HasText(DefOf(table), real) ? of_texts : of_others;
     for (; at.valid(); at.Next()) {
       ++entries;
       Table::Row row;
       ASSERT_TRUE(table.Read(at.row(), row));
       try {
         Value value;
-        const IndexKey key = BuildKey(table.def(), real, [&](std::size_t ordinal) -> const Value& {
+        const IndexKey key = BuildKey(DefOf(table), real, [&](std::size_t ordinal) -> const Value& {
           return value = row.Get(ordinal);
         });
         EXPECT_THAT(key.bytes, testing::ElementsAreArray(at.key()));
@@ -41,9 +42,9 @@ TEST(StoredKeys, AreRebuiltFromTheirRows) {
     const int before = of_texts;
     const std::size_t refused_before = refused.size();
     ForEachTable(database, [&](const Table& table) {
-      for (std::size_t i = 0; i < table.def().real_indexes.size(); ++i) {
+      for (std::size_t i = 0; i < DefOf(table).real_indexes.size(); ++i) {
         SCOPED_TRACE(i);
-        compare(table, table.def().real_indexes[i],
+        compare(table, DefOf(table).real_indexes[i],
                 Internals(database).OpenIndex(table, i).First());
       }
     });

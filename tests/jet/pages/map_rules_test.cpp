@@ -5,6 +5,7 @@
 #include <set>
 
 #include "jet/row/table_def_chain.h"
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 #include "tests/support/map_check.h"
 
@@ -54,7 +55,7 @@ std::set<std::uint32_t> PagesOfTables(Database& database, const MapFile& file) {
   };
   for (const ObjectInfo& object : database.Objects()) {
     if (object.kind != ObjectKind::kTable) continue;
-    const TableDef& def = database.OpenTable(object)->def();
+    const TableDef& def = DefOf(*database.OpenTable(object));
     for (const PageNumber page : PagesOfTableDef(Internals(database).pager(), def.page)) {
       pages.insert(page.value);
     }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "jet/base/bytes.h"
+#include "jet/table/internals.h"
 #include "tests/support/fault_file.h"
 #include "tests/support/jet_fixture.h"
 
@@ -31,7 +32,7 @@ class MapTest : public ::testing::Test {
     scope_.reset();
     database_.reset();
     maps_ = {};
-    database_ = Database::Create(files_, kPath, {.limits = {.pages_per_bitmap = pages_per_bitmap}});
+    database_ = Internals::Create(files_, kPath, {}, {.pages_per_bitmap = pages_per_bitmap});
     database_->Commit();
     allocator().TakeCensus();
     scope_.emplace(pager());
@@ -270,8 +271,8 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListAndEndsWithTheFile) {
   scope_->Commit();
   database_->Commit();
   database_.reset();
-  database_ = Database::Open(files_, kPath,
-                             {.mode = OpenMode::kExclusive, .limits = {.pages_per_bitmap = kTiny}});
+  database_ =
+      Internals::Open(files_, kPath, {.mode = OpenMode::kExclusive}, {.pages_per_bitmap = kTiny});
   EXPECT_THAT(PagesOf(UsageMap(pager(), kGlobalMap)), ElementsAre(900));
 }
 
@@ -295,7 +296,7 @@ TEST_F(MapTest, TheMapOfFreePagesBecomesAListWherePageOneIsFull) {
 class UsageMapTest : public EngineTest {
  protected:
   std::size_t BitmapPages(const Table& table) {
-    return UsageMap(pager(), table.def().owned_map).BitmapPages().size();
+    return UsageMap(pager(), DefOf(table).owned_map).BitmapPages().size();
   }
 };
 
@@ -311,7 +312,7 @@ TEST_F(UsageMapTest, ATableThatLiesFarApartKeepsItsPagesInAList) {
   const auto wide = Create().CreateTable({"広い", columns, {}});
   const auto narrow = database_->CreateTable({"狭い", {{"ＩＤ"}}, {}});
   const auto insert = [](Table& table, int from, int to) {
-    std::vector<Value> row(table.def().columns.size());
+    std::vector<Value> row(table.columns().size());
     if (row.size() > 1) std::fill_n(row.begin() + 1, 8, Value(std::string(200, 'x')));
     for (int id = from; id < to; ++id) {
       row[0] = id;

@@ -7,6 +7,7 @@
 
 #include "jet/base/bytes.h"
 #include "jet/row/long_value.h"
+#include "jet/table/internals.h"
 #include "tests/support/content.h"
 #include "tests/support/jet_fixture.h"
 
@@ -55,8 +56,8 @@ class RecoverTest : public EngineTest {
   void MakeFilled() {
     Fill(Create());
     jobs_page_ = {static_cast<std::uint32_t>(database_->Find(kJobs)->id)};
-    jobs_def_ = database_->OpenTable(kJobs)->def();
-    empty_def_ = database_->OpenTable("空")->def();
+    jobs_def_ = DefOf(*database_->OpenTable(kJobs));
+    empty_def_ = DefOf(*database_->OpenTable("空"));
     content_ = ContentOf(*database_);
     database_->Commit();
     database_.reset();
@@ -121,7 +122,7 @@ TEST_F(RecoverTest, ASoundFileComesOutWhole) {
 // Names and numbers, those of relationships too.
 std::map<std::string, std::uint32_t> IndexesOf(const Table& table) {
   std::map<std::string, std::uint32_t> indexes;
-  for (const LogicalIndex& index : table.def().logical_indexes) {
+  for (const LogicalIndex& index : DefOf(table).logical_indexes) {
     indexes[index.name] = index.number;
   }
   return indexes;
@@ -176,7 +177,7 @@ TEST_F(RecoverTest, RowsAreFoundWithoutWhatLeadsToThem) {
     EXPECT_EQ(table.named, each.named ? Source::kFile : Source::kNone);
     const auto jobs = saved_->OpenTable(name);
     EXPECT_EQ(Get(*jobs, *jobs->Last(), 1), Value("ダクト149"));
-    EXPECT_EQ(jobs->def().logical_indexes.size(), 2u);
+    EXPECT_EQ(DefOf(*jobs).logical_indexes.size(), 2u);
   }
   saved_.reset();
   ExpectSound(new_path_, true);
@@ -188,7 +189,7 @@ TEST_F(RecoverTest, WhatALostMemoAndABrokenRowTakeAlongIsCounted) {
   const auto jobs = database_->OpenTable(kJobs);
   Table::Row row;
   ASSERT_TRUE(jobs->Read(rows_[7], row));  // the one on a chain
-  const PageNumber memo = ParseLongValue(*row.view().Raw(jobs->def().columns[2])).at.page;
+  const PageNumber memo = ParseLongValue(*ViewOf(row).Raw(DefOf(*jobs).columns[2])).at.page;
   const RowId broken = rows_[250];
   row = {};
   database_.reset();
@@ -267,7 +268,7 @@ TEST_F(RecoverTest, ALostDefinitionIsTakenFromWhatIsKnownIfOneFits) {
   EXPECT_EQ(TableIn(report, kJobs).definition, Source::kKnown);  // the catalog has its name
   EXPECT_EQ(TableIn(report, kJobs).named, Source::kFile);
   EXPECT_EQ(RowsIn(kJobs), 300u);
-  EXPECT_THAT(saved_->OpenTable(kJobs)->def().logical_indexes, SizeIs(2));
+  EXPECT_THAT(DefOf(*saved_->OpenTable(kJobs)).logical_indexes, SizeIs(2));
   DamagePagesOf(2);
   report = Recover({.known = known({kJobs, "別"})});
   const std::string unnamed = "復旧_" + std::to_string(jobs_page_.value);

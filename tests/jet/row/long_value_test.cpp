@@ -4,6 +4,7 @@
 
 #include "jet/base/bytes.h"
 #include "jet/base/text.h"
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -14,8 +15,8 @@ using namespace test_support;
 // A new database with a table of one OLE and one Memo column, a scope open.
 class LongValue : public EngineTest {
  protected:
-  const ColumnDef& ole() { return table_->def().columns[0]; }
-  const ColumnDef& memo() { return table_->def().columns[1]; }
+  const ColumnDef& ole() { return DefOf(*table_).columns[0]; }
+  const ColumnDef& memo() { return DefOf(*table_).columns[1]; }
   std::size_t OwnedPages(const ColumnDef& column) {
     return PagesOf(UsageMap(pager(), column.owned_map)).size();
   }

@@ -5,6 +5,7 @@
 #include "jet/base/bytes.h"
 #include "jet/row/table_def_bytes.h"
 #include "jet/row/table_def_chain.h"
+#include "jet/table/internals.h"
 #include "tests/support/definition_check.h"
 #include "tests/support/jet_fixture.h"
 
@@ -35,7 +36,7 @@ TEST_F(TableDefTest, KeepsEveryField) {
                                {.name = "c", .type = kText, .max_size = 7, .compressed = true}},
                               {{.name = "索", .columns = {"c", "数"}, .descending = {true, false}},
                                {.name = "P", .columns = {"数"}, .primary = true}}});
-  TableDef def = table->def();
+  TableDef def = DefOf(*table);
   std::uint32_t n = 0x01020304;
   const auto next = [&] { return n += 0x01010101; };
   def.row_count = next();
@@ -93,7 +94,7 @@ TEST_F(TableDefTest, KeepsEveryField) {
 }
 
 TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
-  TableDef def = database_->CreateTable({.name = "t"})->def();
+  TableDef def = DefOf(*database_->CreateTable({.name = "t"}));
   std::size_t bytes = 0;
   for (std::uint16_t i = 0; i < 100; ++i) {  // one page after the other, over each edge
     ColumnDef column;
@@ -114,9 +115,9 @@ TEST_F(TableDefTest, GrowsAndShrinksItsChain) {
   ASSERT_EQ(def.pages.size(), 4u);
   def.columns.resize(1);
   EXPECT_EQ(StoredAndLoaded(def).pages, std::vector{def.page});
-  const std::uint32_t pages = database_->page_count();
+  const std::uint32_t pages = database_->info().page_count;
   database_->CreateTable({.name = "u", .columns = {{.name = "m", .type = kMemo}}});
-  EXPECT_EQ(database_->page_count(), pages) << "the pages are free again";
+  EXPECT_EQ(database_->info().page_count, pages) << "the pages are free again";
 }
 
 TEST_F(TableDefTest, FindsColumnsByExactNameFirst) {

@@ -24,7 +24,8 @@ const std::string kPath = FaultRounds::kPath;
 std::unique_ptr<Database> Open(FileSystem& files, const std::string& path = kPath,
                                OpenMode mode = OpenMode::kExclusive) {
   const auto clock = [] { return kMoment; };
-  return Database::Open(files, path, {mode, std::string(kPassword), {}, clock});
+  return Database::Open(files, path,
+                        {.mode = mode, .password = std::string(kPassword), .clock = clock});
 }
 
 // A file in memory.

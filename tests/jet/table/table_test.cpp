@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "jet/table/internals.h"
 #include "tests/support/jet_fixture.h"
 
 namespace jet {
@@ -83,7 +84,7 @@ TEST_F(TableTest, AMovedRowKeepsItsPlaceAndLeavesNothingBehind) {
   for (std::size_t i = 3; i < 10; ++i) set(i, 500);  // seven bodies fill a page
   set(3, 100);                                       // in place
   set(10, 500);
-  const PageNumber next{database_->page_count()};
+  const PageNumber next{database_->info().page_count};
   set(3, 500);  // moves again
   EXPECT_EQ(Numbers(*table), numbers);
   EXPECT_EQ(table->Next(ids[2]), ids[3]);
@@ -101,7 +102,7 @@ TEST_F(TableTest, AnUpdateToTheSameKeyIsNotANewKey) {
     Set(*table, ids[1], 0, n);
     database_->Commit();
     database_->Discard();  // what is stored counts
-    return table->def().real_indexes[0].distinct_keys;
+    return DefOf(*table).real_indexes[0].distinct_keys;
   };
   EXPECT_EQ(update(1), 3u);
   EXPECT_EQ(CodeOf([&] { update(2); }), ErrorCode::kDuplicateKey);
