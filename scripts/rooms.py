@@ -44,6 +44,7 @@ MAY_INCLUDE = {
     "app/win32": BELOW_APP + ["app", "app/assembly"],
     "samples": BELOW_APP + ["upgrade"],
     "mdbadm": BELOW_PROGRAMS,
+    "examples": ["jet/base", "jet/storage", "jet/table", "jet/database", "sql"],
     "tests/support": BELOW_DB,
     "tests": ALL + ["tests/support", "fuzz"],
     "fuzz": BELOW_PROGRAMS + ["tests/support"],
