@@ -92,7 +92,7 @@ class RowPrinter {
 std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const std::string& source) {
   const std::optional<jet::ObjectInfo> saved = database.Find(source);
   if (!saved || saved->kind != jet::ObjectKind::kQuery) {
-    return sql::Run(database, sql::Parse(source));
+    return sql::Run(database, sql::Parse(source, sql::Wildcards::kAsterisk));
   }
   try {
     return sql::Run(database, database.LoadQuery(*saved));

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "jet/database/database.h"
@@ -33,8 +34,15 @@ QueryKind KindOf(const jet::QueryDefinition& definition);
 // "select", "make-table" ...
 std::string_view KindName(QueryKind kind);
 
+// What LIKE takes for "any characters" and "one character". A saved query keeps
+// the dialect of the program that made it.
+enum class Wildcards : std::uint8_t {
+  kAnsi,      // % and _: the provider's
+  kAsterisk,  // * and ?: that of query designers
+};
+
 // Text -> rows as the system table of queries holds them. kSyntax.
-jet::QueryDefinition Parse(std::string_view text);
+jet::QueryDefinition Parse(std::string_view text, Wildcards wildcards = Wildcards::kAnsi);
 
 // Rows -> text. What Parse made parses to the same rows again. Rows that other
 // programs made become the text that they say; their expressions may be none
@@ -68,9 +76,31 @@ class RowSet {
   virtual std::size_t base_ordinal(std::size_t column) const { return column; }
 };
 
+// What a query asks of its caller.
+struct ParameterInfo {
+  std::string name;
+  std::int16_t type = 0;  // a column type code; 0 = any
+};
+
+// What a query runs with besides its tables.
+struct Inputs {
+  // By name; brackets around it do not count.
+  std::vector<std::pair<std::string, jet::Value>> parameters = {};
+  std::optional<jet::DateTime> now = {};  // for Date() and Now(); else the clock's time
+};
+
+// The type of a parameter as a text has it: "Long", "Value" for any.
+std::string TypeOf(const ParameterInfo& parameter);
+
+// The parameters of a query and of the saved ones that it reads, declared or not: a name
+// that is not a column is one. Errors as Run.
+std::vector<ParameterInfo> ParametersOf(jet::Database& database,
+                                        const jet::QueryDefinition& definition);
+
 // Names are resolved and tables opened here; saved queries may be sources.
-// kNoTable, kUnresolved, kNotSupported; jet::Error. REQUIRES: the database outlives the
-// rows.
-std::unique_ptr<RowSet> Run(jet::Database& database, const jet::QueryDefinition& definition);
+// kNoTable, kUnresolved, kNotSupported, kBadValue; jet::Error. REQUIRES: the database
+// outlives the rows.
+std::unique_ptr<RowSet> Run(jet::Database& database, const jet::QueryDefinition& definition,
+                            const Inputs& inputs = {});
 
 }  // namespace sql

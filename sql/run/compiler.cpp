@@ -8,7 +8,7 @@
 #include "jet/base/ascii.h"
 #include "jet/sort/name.h"
 #include "sql/error.h"
-#include "sql/text/lexer.h"
+#include "sql/text/walk.h"
 
 namespace sql {
 namespace {
@@ -40,10 +40,6 @@ std::optional<Aggregation> AggregateOf(const Expr& expr) {
   return std::nullopt;
 }
 
-std::string ColumnText(const Expr& expr) {
-  return expr.qualifier.empty() ? expr.name : fmt::format("{}.{}", expr.qualifier, expr.name);
-}
-
 TypeInfo AggregateType(Aggregation function, const Node* argument) {
   switch (function) {
     case Aggregation::kSum:
@@ -64,70 +60,9 @@ TypeInfo AggregateType(Aggregation function, const Node* argument) {
 
 }  // namespace
 
-std::string NoValue(std::string_view parameter) {
-  return fmt::format("parameter {} has no value", parameter);
-}
-
-void Scope::Add(const std::string& name, const std::vector<SourceColumn>& columns) {
-  if (sources_.size() == kMaxSources) throw Error(ErrorCode::kNotSupported, "too many sources");
-  if (TrySource(name)) {
-    throw Error(ErrorCode::kUnresolved, fmt::format("two sources are called {}", name)).Of(name);
-  }
-  Entry entry{name, jet::NameKey(order_, name), columns, {}, std::vector<bool>(columns.size())};
-  for (const SourceColumn& column : columns) {
-    entry.keys.push_back(jet::NameKey(order_, column.name));
-  }
-  sources_.push_back(std::move(entry));
-}
-
-std::optional<std::size_t> Scope::TrySource(std::string_view name) const {
-  const std::string key = jet::NameKey(order_, name);
-  const auto found = std::find_if(sources_.begin(), sources_.end(),
-                                  [&](const Entry& each) { return each.key == key; });
-  if (found == sources_.end()) return std::nullopt;
-  return static_cast<std::size_t>(found - sources_.begin());
-}
-
-std::size_t Scope::FindSource(std::string_view name) const {
-  if (const auto source = TrySource(name)) return *source;
-  throw Error(ErrorCode::kUnresolved, fmt::format("{} is not a source of the query", name))
-      .Of(name);
-}
-
-std::optional<std::size_t> Scope::ColumnOf(const Entry& entry, std::string_view key) const {
-  const auto found = std::find(entry.keys.begin(), entry.keys.end(), key);
-  if (found == entry.keys.end()) return std::nullopt;
-  return static_cast<std::size_t>(found - entry.keys.begin());
-}
-
-std::optional<ColumnRef> Scope::TryColumn(const Expr& column) const {
-  const std::string key = jet::NameKey(order_, column.name);
-  if (!column.qualifier.empty()) {
-    const auto source = TrySource(column.qualifier);
-    const auto ordinal = source ? ColumnOf(sources_[*source], key) : std::nullopt;
-    if (!ordinal) return std::nullopt;
-    return ColumnRef{*source, *ordinal};
-  }
-  std::optional<ColumnRef> found;
-  for (std::size_t i = 0; i < sources_.size(); ++i) {
-    const auto ordinal = ColumnOf(sources_[i], key);
-    if (!ordinal) continue;
-    if (found) {
-      throw Error(ErrorCode::kUnresolved,
-                  fmt::format("{} is a column of {} and of {}", column.name,
-                              sources_[found->source].name, sources_[i].name));
-    }
-    found = ColumnRef{i, *ordinal};
-  }
-  return found;
-}
-
-ColumnRef Scope::FindColumn(const Expr& column) const {
-  if (const auto ref = TryColumn(column)) return *ref;
-  if (!column.qualifier.empty()) FindSource(column.qualifier);
-  throw Error(ErrorCode::kUnresolved, fmt::format("there is no column {}", ColumnText(column)))
-      .Of(ColumnText(column));
-}
+Compiler::Compiler(Environment& environment, const Select& select, Scope& scope, Context& context,
+                   Compiler* outer)
+    : environment_(environment), select_(select), scope_(scope), context_(context), outer_(outer) {}
 
 void Compiler::Group(const std::vector<SqlText>& grouped) {
   grouping_ = true;
@@ -140,22 +75,64 @@ bool Compiler::HasAggregate(const Expr& expr) {
                      [](const ExprPtr& arg) { return HasAggregate(*arg); });
 }
 
+// --- what names mean ---
+
+const Parameter* Compiler::Declared(std::string_view name) const {
+  for (const Compiler* each = this; each != nullptr; each = each->outer_) {
+    for (const Parameter& parameter : each->select_.parameters) {
+      if (SameParameter(parameter.name, name)) return &parameter;
+    }
+  }
+  return nullptr;
+}
+
+bool Compiler::ansi_wildcards() const {
+  return outer_ != nullptr ? outer_->ansi_wildcards() : select_.ansi_wildcards;
+}
+
+std::optional<ColumnRef> Compiler::LocalColumn(const Expr& expr) const {
+  const Expr& bare = Bare(expr);
+  if (bare.kind != Expr::Kind::kColumn) return std::nullopt;
+  if (bare.qualifier.empty() && Declared(bare.name) != nullptr) return std::nullopt;
+  return scope_.TryColumn(bare);
+}
+
+const OutputItem* Compiler::AliasOf(const Expr& expr) const {
+  if (!aliases_ || !expr.qualifier.empty() || Declared(expr.name) != nullptr) return nullptr;
+  for (const OutputItem& each : select_.outputs) {
+    if (!each.star && each.alias && jet::SameName(environment_.order(), *each.alias, expr.name)) {
+      return &each;
+    }
+  }
+  return nullptr;
+}
+
 SourceSet Compiler::SourcesOf(const Expr& expr) const {
   SourceSet sources;
-  if (expr.kind == Expr::Kind::kColumn) sources.set(scope_.FindColumn(expr).source);
+  if (expr.kind == Expr::Kind::kColumn) {
+    if (const auto ref = LocalColumn(expr)) sources.set(ref->source);
+  }
+  if (expr.query) {
+    ForEachColumn(*expr.query, [&](const Expr& column) { sources |= scope_.CandidatesOf(column); });
+  }
   for (const ExprPtr& arg : expr.args) sources |= SourcesOf(*arg);
   return sources;
 }
 
+bool Compiler::MayReadOuter(const Expr& expr) const {
+  if (outer_ == nullptr) return false;
+  if (expr.query) return true;
+  if (expr.kind == Expr::Kind::kColumn && !LocalColumn(expr)) return true;
+  return std::any_of(expr.args.begin(), expr.args.end(),
+                     [this](const ExprPtr& arg) { return MayReadOuter(*arg); });
+}
+
 std::string Compiler::Canonical(const Expr& expr) const {
   if (expr.kind == Expr::Kind::kParen) return Canonical(*expr.args[0]);
-  if (expr.kind == Expr::Kind::kColumn) {
-    const ColumnRef ref = scope_.FindColumn(expr);
-    return fmt::format("[{}.{}]", ref.source, ref.ordinal);
-  }
-  std::string text = fmt::format("({} {} {}", static_cast<int>(expr.kind),
-                                 static_cast<int>(expr.op), expr.negated);
-  text += jet::AsciiLower(expr.name);
+  if (const auto ref = LocalColumn(expr)) return fmt::format("[{}.{}]", ref->source, ref->ordinal);
+  std::string text = fmt::format("({} {} {}{}", static_cast<int>(expr.kind),
+                                 static_cast<int>(expr.op), expr.negated, expr.ansi);
+  text += jet::AsciiLower(expr.qualifier) + '.' + jet::AsciiLower(expr.name);
   if (expr.kind == Expr::Kind::kLiteral) {
     Datum value;
     FromValue(expr.value, 0, value);
@@ -165,15 +142,21 @@ std::string Compiler::Canonical(const Expr& expr) const {
   return text + ")";
 }
 
+// --- expressions ---
+
 std::vector<NodePtr> Compiler::CompileAll(const Expr& expr) {
   std::vector<NodePtr> nodes;
   for (const ExprPtr& arg : expr.args) nodes.push_back(Compile(*arg));
   return nodes;
 }
 
+bool Compiler::IsGrouped(const Expr& expr) const {
+  return std::find(grouped_.begin(), grouped_.end(), Canonical(expr)) != grouped_.end();
+}
+
 NodePtr Compiler::Compile(const Expr& expr) {
   if (grouping_ && !inside_group_ && expr.kind != Expr::Kind::kLiteral && !HasAggregate(expr) &&
-      std::find(grouped_.begin(), grouped_.end(), Canonical(expr)) != grouped_.end()) {
+      IsGrouped(expr)) {
     inside_group_ = true;
     NodePtr node = Compile(expr);
     inside_group_ = false;
@@ -198,7 +181,8 @@ NodePtr Compiler::Compile(const Expr& expr) {
       return MakeIsNull(Compile(*expr.args[0]), expr.negated);
     case Expr::Kind::kLike: {
       NodePtr value = Compile(*expr.args[0]);
-      return MakeLike(std::move(value), Compile(*expr.args[1]), expr.negated);
+      return MakeLike(std::move(value), Compile(*expr.args[1]), expr.negated,
+                      expr.ansi || ansi_wildcards());
     }
     case Expr::Kind::kBetween:
       return MakeBetween(CompileAll(expr), expr.negated);
@@ -207,9 +191,12 @@ NodePtr Compiler::Compile(const Expr& expr) {
     case Expr::Kind::kCall:
       return CompileCall(expr);
     case Expr::Kind::kSubquery:
+    case Expr::Kind::kExists:
+    case Expr::Kind::kAny:
+    case Expr::Kind::kAll:
       throw Error(ErrorCode::kNotSupported, "queries inside of expressions are not supported");
     case Expr::Kind::kParameter:
-      throw Error(ErrorCode::kUnresolved, NoValue(expr.name));
+      return CompileParameter(expr, expr.name);
     case Expr::Kind::kStar:
       break;
   }
@@ -217,14 +204,93 @@ NodePtr Compiler::Compile(const Expr& expr) {
 }
 
 NodePtr Compiler::CompileColumn(const Expr& expr) {
-  const ColumnRef ref = scope_.FindColumn(expr);
-  if (grouping_ && !inside_group_) {
-    throw Error(ErrorCode::kBadQuery,
-                fmt::format("{} is neither grouped nor aggregated", ColumnText(expr)));
+  const Parameter* declared = expr.qualifier.empty() ? Declared(expr.name) : nullptr;
+  if (declared != nullptr) return CompileParameter(expr, expr.name);
+  if (const auto ref = scope_.TryColumn(expr)) {
+    if (grouping_ && !inside_group_) {
+      throw Error(ErrorCode::kBadQuery,
+                  fmt::format("{} is neither grouped nor aggregated", ColumnText(expr)));
+    }
+    scope_.Use(*ref);
+    const SourceColumn& column = scope_.column(*ref);
+    return MakeColumn(ref->source, ref->ordinal, {column.type, column.max_chars});
   }
-  scope_.Use(ref);
-  const SourceColumn& column = scope_.column(ref);
-  return MakeColumn(ref.source, ref.ordinal, {column.type, column.max_chars});
+  if (const OutputItem* item = AliasOf(expr)) return CompileAlias(expr, *item);
+  if (NodePtr node = CompileOuter(expr)) return node;
+  // A source that is there has no such column; else the parts are those of a path.
+  if (!expr.qualifier.empty() && scope_.TrySource(expr.qualifier)) ThrowUnknown(expr);
+  return CompileParameter(expr, ColumnText(expr));
+}
+
+NodePtr Compiler::CompileAlias(const Expr& expr, const OutputItem& item) {
+  if (std::find(expanding_.begin(), expanding_.end(), &item) != expanding_.end()) {
+    throw Error(ErrorCode::kBadQuery, fmt::format("the alias {} refers to itself", expr.name));
+  }
+  expanding_.push_back(&item);
+  NodePtr node = Compile(*item.expression.tree);
+  expanding_.pop_back();
+  return node;
+}
+
+NodePtr Compiler::CompileOuter(const Expr& expr) {
+  for (Compiler* around = outer_; around != nullptr; around = around->outer_) {
+    const auto ref = around->LocalColumn(expr);
+    if (!ref) continue;
+    if (around->grouping_ && !around->inside_group_ && !around->IsGrouped(expr)) {
+      throw Error(ErrorCode::kBadQuery,
+                  fmt::format("{} is neither grouped nor aggregated", ColumnText(expr)));
+    }
+    around->scope_.Use(*ref);
+    const SourceColumn& column = around->scope_.column(*ref);
+    const OuterColumn read{&around->context_, *ref, {column.type, column.max_chars}};
+    for (Compiler* each = this; each != around; each = each->outer_) {
+      const bool known = std::any_of(
+          each->outer_columns_.begin(), each->outer_columns_.end(), [&](const OuterColumn& other) {
+            return other.context == read.context && other.ref == read.ref;
+          });
+      if (!known) each->outer_columns_.push_back(read);
+    }
+    return MakeOuterColumn(*read.context, ref->source, ref->ordinal, read.type);
+  }
+  return nullptr;
+}
+
+std::vector<NodePtr> Compiler::TakeOuterColumns() {
+  std::vector<NodePtr> nodes;
+  for (const OuterColumn& each : outer_columns_) {
+    nodes.push_back(MakeOuterColumn(*each.context, each.ref.source, each.ref.ordinal, each.type));
+  }
+  return nodes;
+}
+
+NodePtr Compiler::CompileParameter(const Expr& expr, std::string name) {
+  const Parameter* declared = Declared(name);
+  const Parameter parameter = declared != nullptr ? *declared : Parameter{std::move(name), 0};
+  const auto value = environment_.ValueOf(parameter);
+  if (!value) {
+    if (declared == nullptr && expr.kind == Expr::Kind::kColumn) ThrowUnknown(expr);
+    throw Error(ErrorCode::kUnresolved, NoValue(parameter)).Of(parameter.name);
+  }
+  const auto type = static_cast<jet::ColumnType>(parameter.type);
+  if (jet::IsKnownType(type) && type != jet::ColumnType::kNumeric) {
+    return MakeLiteral(*value, {type, 0});
+  }
+  return MakeLiteral(*value);
+}
+
+void Compiler::ThrowUnknown(const Expr& expr) const {
+  const std::string name = ColumnText(expr);
+  if (!expr.qualifier.empty() && !scope_.TrySource(expr.qualifier)) {
+    throw Error(ErrorCode::kUnresolved,
+                fmt::format("{} is not a source of the query", expr.qualifier))
+        .Of(expr.qualifier);
+  }
+  if (!expr.qualifier.empty()) {
+    throw Error(ErrorCode::kUnresolved, fmt::format("there is no column {}", name)).Of(name);
+  }
+  throw Error(ErrorCode::kUnresolved,
+              fmt::format("there is no column {}, and no value for a parameter of that name", name))
+      .Of(name);
 }
 
 NodePtr Compiler::CompileCall(const Expr& expr) {

@@ -1,4 +1,4 @@
-// Names -> columns of sources, trees -> compiled expressions.
+// Trees -> compiled expressions.
 #pragma once
 
 #include <optional>
@@ -6,52 +6,13 @@
 #include <string_view>
 #include <vector>
 
+#include "sql/run/environment.h"
 #include "sql/run/expression.h"
+#include "sql/run/plan.h"
+#include "sql/run/scope.h"
 #include "sql/text/select_ast.h"
 
 namespace sql {
-
-struct ColumnRef {
-  std::size_t source = 0, ordinal = 0;
-  friend bool operator==(const ColumnRef&, const ColumnRef&) = default;
-};
-
-// The sources of one query under the names that its expressions use.
-class Scope {
- public:
-  explicit Scope(jet::SortOrder order) : order_(order) {}
-
-  // kUnresolved if the name is taken.
-  void Add(const std::string& name, const std::vector<SourceColumn>& columns);
-
-  std::size_t size() const { return sources_.size(); }
-  const std::string& name(std::size_t source) const { return sources_[source].name; }
-  const SourceColumn& column(ColumnRef ref) const {
-    return sources_[ref.source].columns[ref.ordinal];
-  }
-  std::size_t column_count(std::size_t source) const { return sources_[source].columns.size(); }
-  // Which columns anything has referred to.
-  const std::vector<bool>& used(std::size_t source) const { return sources_[source].used; }
-  void Use(ColumnRef ref) { sources_[ref.source].used[ref.ordinal] = true; }
-
-  // kUnresolved: none of that name, or several.
-  std::size_t FindSource(std::string_view name) const;
-  ColumnRef FindColumn(const Expr& column) const;
-  std::optional<ColumnRef> TryColumn(const Expr& column) const;
-
- private:
-  struct Entry {
-    std::string name, key;
-    std::vector<SourceColumn> columns;
-    std::vector<std::string> keys;
-    std::vector<bool> used;
-  };
-  std::optional<std::size_t> TrySource(std::string_view name) const;
-  std::optional<std::size_t> ColumnOf(const Entry& entry, std::string_view key) const;
-
-  jet::SortOrder order_;
-  std::vector<Entry> sources_;
-};
 
 enum class Aggregation { kSum, kCount, kCountRows, kMin, kMax, kAvg, kFirst, kLast };
 
@@ -62,13 +23,16 @@ struct Aggregate {
   TypeInfo type;
 };
 
-// The message for a parameter, which never has a value here.
-std::string NoValue(std::string_view parameter);
-
+// A name means, in this order: a parameter that is declared, a column, the alias of
+// another output, a column of an outer query, a parameter.
 class Compiler {
  public:
-  explicit Compiler(Scope& scope) : scope_(scope) {}
+  // `outer`: of the query around this one. REQUIRES: all outlive it.
+  Compiler(Environment& environment, const Select& select, Scope& scope, Context& context,
+           Compiler* outer);
 
+  // From here on names may be aliases of the outputs.
+  void AllowAliases() { aliases_ = true; }
   // From here on expressions may hold aggregates, and columns only where one of
   // `grouped` stands.
   void Group(const std::vector<SqlText>& grouped);
@@ -76,24 +40,51 @@ class Compiler {
 
   // kUnresolved, kNotSupported, kBadQuery.
   NodePtr Compile(const Expr& expr);
+  // The column of a source that an expression is; nothing if it is anything else.
+  std::optional<ColumnRef> LocalColumn(const Expr& expr) const;
+  // The sources that an expression reads, perhaps more.
   SourceSet SourcesOf(const Expr& expr) const;
+  // Whether it may read columns of outer queries.
+  bool MayReadOuter(const Expr& expr) const;
   // The expression in one spelling, columns as what they refer to.
   std::string Canonical(const Expr& expr) const;
   std::vector<Aggregate>& aggregates() { return aggregates_; }
+  // What the expressions read of outer queries, each once.
+  std::vector<NodePtr> TakeOuterColumns();
 
   static bool HasAggregate(const Expr& expr);
 
  private:
+  struct OuterColumn {
+    Context* context;
+    ColumnRef ref;
+    TypeInfo type;
+  };
   NodePtr CompileColumn(const Expr& expr);
+  NodePtr CompileOuter(const Expr& expr);
+  NodePtr CompileAlias(const Expr& expr, const OutputItem& item);
+  NodePtr CompileParameter(const Expr& expr, std::string name);
   NodePtr CompileAggregate(const Expr& expr, Aggregation function);
   NodePtr CompileCall(const Expr& expr);
   std::vector<NodePtr> CompileAll(const Expr& expr);
+  const OutputItem* AliasOf(const Expr& expr) const;
+  const Parameter* Declared(std::string_view name) const;
+  bool IsGrouped(const Expr& expr) const;
+  bool ansi_wildcards() const;
+  [[noreturn]] void ThrowUnknown(const Expr& expr) const;
 
+  Environment& environment_;
+  const Select& select_;
   Scope& scope_;
+  Context& context_;
+  Compiler* outer_;
+  bool aliases_ = false;
   bool grouping_ = false;
   bool inside_group_ = false;  // within an aggregate or a grouped expression
   std::vector<std::string> grouped_;
   std::vector<Aggregate> aggregates_;
+  std::vector<const OutputItem*> expanding_;  // aliases that are being compiled
+  std::vector<OuterColumn> outer_columns_;
 };
 
 }  // namespace sql

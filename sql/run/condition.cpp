@@ -110,27 +110,25 @@ class Comparison : public TruthNode {
   TextKeyCache keys_left_, keys_right_;
 };
 
-// value, low, high.
+// value and two bounds, in either order.
 class Between : public TruthNode {
  public:
   Between(std::vector<NodePtr> operands, bool negated)
       : operands_(std::move(operands)), negated_(negated) {}
   const Datum& Evaluate(Context& context) override {
     const Datum& value = operands_[0]->Evaluate(context);
-    const auto above = Check(context, value, Operator::kGreaterEqual, 1);
-    const auto below = Check(context, value, Operator::kLessEqual, 2);
-    if (above == false || below == false) return Answer(negated_);
-    if (!above || !below) return Answer(std::nullopt);
-    return Answer(!negated_);
+    const Datum& one = operands_[1]->Evaluate(context);
+    const Datum& other = operands_[2]->Evaluate(context);
+    if (value.null() || one.null() || other.null()) return Answer(std::nullopt);
+    const Ordering a = Compare(context.order, value, one, value_keys_, keys_[0]);
+    const Ordering b = Compare(context.order, value, other, value_keys_, keys_[1]);
+    const auto at_least = [](Ordering o) { return Satisfies(Operator::kGreaterEqual, o); };
+    const auto at_most = [](Ordering o) { return Satisfies(Operator::kLessEqual, o); };
+    const bool inside = (at_least(a) && at_most(b)) || (at_most(a) && at_least(b));
+    return Answer(inside != negated_);
   }
 
  private:
-  std::optional<bool> Check(Context& context, const Datum& value, Operator op, std::size_t bound) {
-    const Datum& limit = operands_[bound]->Evaluate(context);
-    if (value.null() || limit.null()) return std::nullopt;
-    return Satisfies(op, Compare(context.order, value, limit, value_keys_, keys_[bound - 1]));
-  }
-
   std::vector<NodePtr> operands_;
   bool negated_;
   TextKeyCache value_keys_, keys_[2];
@@ -164,8 +162,8 @@ class In : public TruthNode {
 
 class Like : public TruthNode {
  public:
-  Like(NodePtr value, NodePtr pattern, bool negated)
-      : value_(std::move(value)), pattern_(std::move(pattern)), negated_(negated) {}
+  Like(NodePtr value, NodePtr pattern, bool negated, bool ansi)
+      : value_(std::move(value)), pattern_(std::move(pattern)), negated_(negated), ansi_(ansi) {}
   const Datum& Evaluate(Context& context) override {
     const Datum& value = value_->Evaluate(context);
     const Datum& pattern = pattern_->Evaluate(context);
@@ -173,7 +171,7 @@ class Like : public TruthNode {
     text_.clear();
     AppendText(pattern, text_);
     if (!compiled_ || text_ != compiled_text_) {
-      compiled_.emplace(context.order, text_);
+      compiled_.emplace(context.order, text_, ansi_);
       compiled_text_ = text_;
     }
     text_.clear();
@@ -183,7 +181,7 @@ class Like : public TruthNode {
 
  private:
   NodePtr value_, pattern_;
-  bool negated_;
+  bool negated_, ansi_;
   std::string text_, compiled_text_;
   std::optional<LikePattern> compiled_;
 };
@@ -202,8 +200,8 @@ NodePtr MakeCondition(Operator op, NodePtr left, NodePtr right) {
 NodePtr MakeIsNull(NodePtr operand, bool negated) {
   return std::make_unique<IsNull>(std::move(operand), negated);
 }
-NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated) {
-  return std::make_unique<Like>(std::move(value), std::move(pattern), negated);
+NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated, bool ansi) {
+  return std::make_unique<Like>(std::move(value), std::move(pattern), negated, ansi);
 }
 NodePtr MakeBetween(std::vector<NodePtr> operands, bool negated) {
   return std::make_unique<Between>(std::move(operands), negated);

@@ -184,6 +184,12 @@ void AppendText(const Datum& datum, std::string& out) {
   }
 }
 
+std::string TextOf(const Datum& datum) {
+  std::string text;
+  AppendText(datum, text);
+  return text;
+}
+
 const std::string& TextKeyCache::KeyOf(jet::SortOrder order, std::string_view text) {
   if (!filled_ || text_ != text) {
     key_ = jet::NameKey(order, text);

@@ -51,6 +51,7 @@ double NeedNumber(const Datum& datum);
 std::optional<bool> TruthOf(const Datum& datum);
 // As text, for the & operator: numbers in their shortest form.
 void AppendText(const Datum& datum, std::string& out);
+std::string TextOf(const Datum& datum);
 
 // The key of the text that came last. Comparing with a constant, or walking over
 // runs of equal texts, makes no key twice.

@@ -24,6 +24,20 @@ class Column : public Node {
   std::size_t source_, ordinal_;
 };
 
+class OuterColumn : public Node {
+ public:
+  OuterColumn(Context& outer, std::size_t source, std::size_t ordinal, TypeInfo type)
+      : Node(type), outer_(outer), source_(source), ordinal_(ordinal) {}
+  const Datum& Evaluate(Context&) override {
+    outer_.sources[source_]->Read(outer_.handles[source_], ordinal_, result_);
+    return result_;
+  }
+
+ private:
+  Context& outer_;
+  std::size_t source_, ordinal_;
+};
+
 class Alias : public Node {
  public:
   explicit Alias(Node& node) : Node(node.type()), node_(node) {}
@@ -54,6 +68,12 @@ TypeInfo LiteralType(const jet::Value& value) {
 
 NodePtr MakeLiteral(const jet::Value& value) {
   return std::make_unique<Literal>(value, LiteralType(value));
+}
+NodePtr MakeLiteral(const jet::Value& value, TypeInfo type) {
+  return std::make_unique<Literal>(value, type);
+}
+NodePtr MakeOuterColumn(Context& outer, std::size_t source, std::size_t ordinal, TypeInfo type) {
+  return std::make_unique<OuterColumn>(outer, source, ordinal, type);
 }
 NodePtr MakeColumn(std::size_t source, std::size_t ordinal, TypeInfo type) {
   return std::make_unique<Column>(source, ordinal, type);

@@ -2,7 +2,6 @@
 // computed last, so that a row costs no allocation.
 #pragma once
 
-#include <bitset>
 #include <memory>
 #include <vector>
 
@@ -11,9 +10,6 @@
 #include "sql/text/select_ast.h"
 
 namespace sql {
-
-inline constexpr std::size_t kMaxSources = 255;
-using SourceSet = std::bitset<kMaxSources>;
 
 // What a column of expressions is declared as.
 struct TypeInfo {
@@ -41,6 +37,9 @@ class Node {
 using NodePtr = std::unique_ptr<Node>;
 
 NodePtr MakeLiteral(const jet::Value& value);
+NodePtr MakeLiteral(const jet::Value& value, TypeInfo type);
+// A column of a query around this one. REQUIRES: that query's context outlives the node.
+NodePtr MakeOuterColumn(Context& outer, std::size_t source, std::size_t ordinal, TypeInfo type);
 NodePtr MakeColumn(std::size_t source, std::size_t ordinal, TypeInfo type);
 // The value of another node. REQUIRES: that outlives this one.
 NodePtr MakeAlias(Node& node);
@@ -50,7 +49,8 @@ NodePtr MakeBinary(Operator op, NodePtr left, NodePtr right);
 NodePtr MakeCondition(Operator op, NodePtr left, NodePtr right);
 NodePtr MakeNot(NodePtr operand);
 NodePtr MakeIsNull(NodePtr operand, bool negated);
-NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated);
+// `ansi`: the wildcards are % and _.
+NodePtr MakeLike(NodePtr value, NodePtr pattern, bool negated, bool ansi);
 NodePtr MakeBetween(std::vector<NodePtr> operands, bool negated);
 NodePtr MakeIn(std::vector<NodePtr> operands, bool negated);
 // Of any other operator.

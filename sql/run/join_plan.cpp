@@ -33,18 +33,15 @@ constexpr std::size_t kMaxStarts = 32;
 
 class JoinPlanner {
  public:
-  JoinPlanner(Context& context, const Scope& scope, Compiler& compiler, const Select& select)
-      : context_(context), scope_(scope), compiler_(compiler), select_(select) {}
+  JoinPlanner(Context& context, const Scope& scope, Compiler& compiler, const Select& select,
+              const std::vector<ExprPtr>& where)
+      : context_(context), scope_(scope), compiler_(compiler), select_(select), where_(where) {}
 
   StepPtr Plan() {
     if (select_.from.empty()) return PlanWithoutSources();
     TreePtr root = Group();
     for (const auto& node : select_.from) AddToGroup(*root, Lower(*node));
-    if (select_.where) {
-      std::vector<ExprPtr> terms;
-      SplitAnd(select_.where->tree, terms);
-      for (const ExprPtr& term : terms) Push(*root, MakeCondition(term));
-    }
+    for (const ExprPtr& term : where_) Push(*root, MakeCondition(term));
     JoinInput joined = Build(*root);
     if (joined.filters.empty()) return std::move(joined.step);
     return std::make_unique<FilterStep>(context_, std::move(joined.step),
@@ -54,9 +51,9 @@ class JoinPlanner {
  private:
   StepPtr PlanWithoutSources() {
     StepPtr step = std::make_unique<SingleStep>();
-    if (!select_.where) return step;
+    if (where_.empty()) return step;
     std::vector<NodePtr> conditions;
-    conditions.push_back(compiler_.Compile(*select_.where->tree));
+    for (const ExprPtr& term : where_) conditions.push_back(compiler_.Compile(*term));
     return std::make_unique<FilterStep>(context_, std::move(step), std::move(conditions));
   }
 
@@ -225,7 +222,7 @@ class JoinPlanner {
       if (sides.first == nullptr) {
         rest.push_back(compiler_.Compile(*each.expr));
       } else {
-        keys.push_back(MakeKey(*sides.first, *sides.second));
+        keys.push_back(MakeJoinKey(compiler_, *sides.first, *sides.second));
       }
     }
     JoinInput joined;
@@ -251,33 +248,11 @@ class JoinPlanner {
     return {nullptr, nullptr};
   }
 
-  JoinKey MakeKey(const Expr& left, const Expr& right) {
-    JoinKey key;
-    key.left = compiler_.Compile(left);
-    key.right = compiler_.Compile(right);
-    if (Bare(right).kind == Expr::Kind::kColumn) {
-      key.right_column = scope_.FindColumn(Bare(right)).ordinal;
-    }
-    const auto is_bytes = [](const Node& node) {
-      return node.type().type == jet::ColumnType::kBinary ||
-             node.type().type == jet::ColumnType::kOle ||
-             node.type().type == jet::ColumnType::kGuid;
-    };
-    const auto is_boolean = [](const Node& node) {
-      return node.type().type == jet::ColumnType::kBoolean;
-    };
-    key.as_text = (key.left->is_text() && key.right->is_text()) ||
-                  (is_bytes(*key.left) && is_bytes(*key.right));
-    key.words = is_boolean(*key.left) || is_boolean(*key.right);
-    return key;
-  }
-
   // --- the order of a group ---
 
   double Distinct(const Expr& side) const {
-    const Expr& bare = Bare(side);
-    if (bare.kind != Expr::Kind::kColumn) return 0;
-    return scope_.column(scope_.FindColumn(bare)).distinct;
+    const auto column = compiler_.LocalColumn(side);
+    return column ? scope_.column(*column).distinct : 0;
   }
 
   struct Link {
@@ -365,6 +340,7 @@ class JoinPlanner {
   const Scope& scope_;
   Compiler& compiler_;
   const Select& select_;
+  const std::vector<ExprPtr>& where_;
 };
 
 }  // namespace
@@ -380,8 +356,27 @@ void SplitAnd(const ExprPtr& expr, std::vector<ExprPtr>& terms) {
   }
 }
 
-StepPtr PlanJoins(Context& context, const Scope& scope, Compiler& compiler, const Select& select) {
-  return JoinPlanner(context, scope, compiler, select).Plan();
+JoinKey MakeJoinKey(Compiler& compiler, const Expr& left, const Expr& right) {
+  JoinKey key;
+  key.left = compiler.Compile(left);
+  key.right = compiler.Compile(right);
+  if (const auto column = compiler.LocalColumn(right)) key.right_column = column->ordinal;
+  const auto is_bytes = [](const Node& node) {
+    return node.type().type == jet::ColumnType::kBinary ||
+           node.type().type == jet::ColumnType::kOle || node.type().type == jet::ColumnType::kGuid;
+  };
+  const auto is_boolean = [](const Node& node) {
+    return node.type().type == jet::ColumnType::kBoolean;
+  };
+  key.as_text = (key.left->is_text() && key.right->is_text()) ||
+                (is_bytes(*key.left) && is_bytes(*key.right));
+  key.words = is_boolean(*key.left) || is_boolean(*key.right);
+  return key;
+}
+
+StepPtr PlanJoins(Context& context, const Scope& scope, Compiler& compiler, const Select& select,
+                  const std::vector<ExprPtr>& where) {
+  return JoinPlanner(context, scope, compiler, select, where).Plan();
 }
 
 }  // namespace sql

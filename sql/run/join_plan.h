@@ -6,6 +6,7 @@
 #pragma once
 
 #include "sql/run/compiler.h"
+#include "sql/run/join.h"
 #include "sql/run/step.h"
 
 namespace sql {
@@ -13,6 +14,11 @@ namespace sql {
 // The terms that AND joins.
 void SplitAnd(const ExprPtr& expr, std::vector<ExprPtr>& terms);
 
-StepPtr PlanJoins(Context& context, const Scope& scope, Compiler& compiler, const Select& select);
+// The key of an equality, one side of it for each input.
+JoinKey MakeJoinKey(Compiler& compiler, const Expr& left, const Expr& right);
+
+// `where`: the terms of WHERE that the joined rows must fulfil.
+StepPtr PlanJoins(Context& context, const Scope& scope, Compiler& compiler, const Select& select,
+                  const std::vector<ExprPtr>& where);
 
 }  // namespace sql

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "jet/sort/name.h"
-#include "sql/error.h"
 
 namespace sql {
 namespace {
@@ -35,24 +34,25 @@ std::vector<std::string_view> Characters(std::string_view text) {
 
 }  // namespace
 
-LikePattern::LikePattern(jet::SortOrder order, std::string_view pattern) : order_(order) {
+LikePattern::LikePattern(jet::SortOrder order, std::string_view pattern, bool ansi)
+    : order_(order) {
+  const std::string_view run = ansi ? "%" : "*", any = ansi ? "_" : "?";
   const std::vector<std::string_view> characters = Characters(pattern);
   for (std::size_t i = 0; i < characters.size(); ++i) {
     if (characters[i] == "[") {
       const auto close =
           std::find(characters.begin() + static_cast<std::ptrdiff_t>(i) + 1, characters.end(), "]");
-      if (close == characters.end()) {
-        throw Error(ErrorCode::kBadValue, "a \"[\" in a LIKE pattern is not closed");
-      }
+      matchless_ = close == characters.end();
+      if (matchless_) return;
       const auto end = static_cast<std::size_t>(close - characters.begin());
       AddSet(characters, i + 1, end);
       i = end;
       continue;
     }
     Part part;
-    if (characters[i] == "*") {
+    if (characters[i] == run) {
       part.kind = Part::Kind::kRun;
-    } else if (characters[i] == "?") {
+    } else if (characters[i] == any) {
       part.kind = Part::Kind::kAny;
     } else if (characters[i] == "#") {
       part.kind = Part::Kind::kDigit;
@@ -101,6 +101,7 @@ bool LikePattern::MatchesOne(const Part& part, std::string_view character) const
 // On a mismatch only the last run may take one character more, which keeps this
 // from growing beyond text times pattern.
 bool LikePattern::Matches(std::string_view text) const {
+  if (matchless_) return false;
   const std::vector<std::string_view> characters = Characters(text);
   std::size_t at = 0, part = 0, run_part = parts_.size(), run_at = 0;
   while (at < characters.size()) {

@@ -1,5 +1,6 @@
 // LIKE: `*` any run of characters, `?` one character, `#` one digit, `[a-c]` one
-// of a range, `[!a-c]` one outside of it. Characters are compared by the
+// of a range, `[!a-c]` one outside of it. The provider's dialect has `%` and `_` for the
+// first two, and takes `*` and `?` as they are. Characters are compared by the
 // database's sort order, so case, width and kana type do not matter.
 #pragma once
 
@@ -13,8 +14,8 @@ namespace sql {
 
 class LikePattern {
  public:
-  // kBadValue for a "[" that is not closed.
-  LikePattern(jet::SortOrder order, std::string_view pattern);
+  // A "[" that is not closed matches nothing.
+  LikePattern(jet::SortOrder order, std::string_view pattern, bool ansi);
   bool Matches(std::string_view text) const;
 
  private:
@@ -33,6 +34,7 @@ class LikePattern {
 
   jet::SortOrder order_;
   std::vector<Part> parts_;
+  bool matchless_ = false;
 };
 
 }  // namespace sql

@@ -2,30 +2,11 @@
 #pragma once
 
 #include <memory>
-#include <optional>
-#include <vector>
 
-#include "sql/run/compiler.h"
+#include "sql/run/plan.h"
 #include "sql/run/source.h"
-#include "sql/run/step.h"
-#include "sql/sql.h"
 
 namespace sql {
-
-struct Output {
-  NodePtr node;                  // none for a plain column
-  std::optional<ColumnRef> ref;  // of a plain column
-};
-
-// What a planned query is made of; the steps point into the context.
-struct Plan {
-  Context context;
-  std::vector<OutputColumn> columns;
-  std::vector<Output> outputs;
-  std::vector<NodePtr> distinct;
-  StepPtr step;
-  TableSource* base = nullptr;
-};
 
 std::unique_ptr<RowSet> MakePlannedRows(std::unique_ptr<Plan> plan);
 

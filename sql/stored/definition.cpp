@@ -27,11 +27,12 @@ class RowWriter {
 
   void Add(QueryRow row) { definition_.rows.push_back(std::move(row)); }
 
-  void Write(const SelectText& statement) {
-    Add({.attribute = QueryRow::kStart, .flag = std::int16_t{1}});
+  void Write(const SelectText& statement, Wildcards wildcards) {
+    const bool provider = wildcards == Wildcards::kAnsi;
+    Add({.attribute = QueryRow::kStart, .flag = static_cast<std::int16_t>(provider)});
     Add({.attribute = QueryRow::kEnd});
     if (statement.parts.size() > 1) {
-      WriteUnion(statement.parts);
+      WriteUnion(statement);
     } else {
       WriteSelect(statement.select);
     }
@@ -39,21 +40,46 @@ class RowWriter {
 
  private:
   // Two texts at a time, the first of which may be a union itself.
-  void WriteUnion(const std::vector<SelectText::Part>& parts) {
+  void WriteUnion(const SelectText& statement) {
+    const std::vector<SelectText::Part>& parts = statement.parts;
     std::string first = parts[0].text;
     for (std::size_t i = 1; i + 1 < parts.size(); ++i) first += parts[i].joint + parts[i].text;
     Add({.attribute = QueryRow::kKind, .flag = static_cast<std::int16_t>(QueryKind::kUnion)});
-    Add({.attribute = QueryRow::kOptions,
-         .flag = parts.back().all ? kOptionAllFields : kOptionUnion});
+    WriteParameters(statement.select);
+    const int options = (parts.back().all ? 0 : kOptionUnion) | kOptionAllFields |
+                        (statement.select.owner_access ? kOptionOwnerAccess : 0);
+    Add({.attribute = QueryRow::kOptions, .flag = static_cast<std::int16_t>(options)});
     Add({.attribute = QueryRow::kSource, .name2 = "X7YZ_____1", .expression = std::move(first)});
     Add({.attribute = QueryRow::kSource, .name2 = "X7YZ_____2", .expression = parts.back().text});
+    WriteOrder(statement.select);
   }
 
-  void WriteSelect(const Select& select) {
+  void WriteParameters(const Select& select) {
     for (const Parameter& each : select.parameters) {
       Add({.attribute = QueryRow::kParameter, .flag = each.type, .name1 = each.name});
     }
+  }
+
+  void WriteOrder(const Select& select) {
+    for (const OrderItem& each : select.order_by) {
+      QueryRow row{.attribute = QueryRow::kOrderBy, .expression = each.expression.text};
+      if (each.descending) row.name1 = "D";
+      Add(std::move(row));
+    }
+  }
+
+  void WriteSelect(const Select& select) {
+    if (select.crosstab) {
+      Add({.attribute = QueryRow::kKind, .flag = static_cast<std::int16_t>(QueryKind::kCrosstab)});
+    }
+    WriteParameters(select);
     WriteOptions(select);
+    if (select.external) {
+      QueryRow row{.attribute = QueryRow::kConnect, .flag = kConnectFlag};
+      if (!select.external->path.empty()) row.name1 = select.external->path;
+      if (!select.external->type.empty()) row.expression = select.external->type;
+      Add(std::move(row));
+    }
     for (const SourceItem& each : select.sources) {
       if (each.subquery.empty()) {
         Add({.attribute = QueryRow::kSource, .name1 = each.table, .name2 = each.alias});
@@ -61,24 +87,38 @@ class RowWriter {
         Add({.attribute = QueryRow::kSource, .name2 = each.alias, .expression = each.subquery});
       }
     }
+    const std::int16_t heading = select.crosstab ? kOutputHeading : std::int16_t{0};
+    if (select.crosstab) WriteOutput(select.crosstab->value, kOutputValueOfCrosstab);
     for (const OutputItem& each : select.outputs) {
       if (&each == &select.outputs.back() && IsWholeStar(each)) break;
-      Add({.attribute = QueryRow::kOutput,
-           .flag = std::int16_t{0},
-           .name1 = each.alias,
-           .expression = each.expression.text});
+      WriteOutput(each, heading);
     }
+    if (select.crosstab) WriteOutput({.expression = select.crosstab->pivot}, kOutputPivot);
     for (const auto& node : select.from) WriteJoins(select, *node);
     if (select.where) Add({.attribute = QueryRow::kWhere, .expression = select.where->text});
     for (const SqlText& each : select.group_by) {
-      Add({.attribute = QueryRow::kGroupBy, .flag = std::int16_t{0}, .expression = each.text});
+      Add({.attribute = QueryRow::kGroupBy, .flag = heading, .expression = each.text});
+    }
+    if (select.crosstab) {
+      Add({.attribute = QueryRow::kGroupBy,
+           .flag = kOutputPivot,
+           .expression = PivotHeading(select.crosstab->pivot)});
     }
     if (select.having) Add({.attribute = QueryRow::kHaving, .expression = select.having->text});
-    for (const OrderItem& each : select.order_by) {
-      QueryRow row{.attribute = QueryRow::kOrderBy, .expression = each.expression.text};
-      if (each.descending) row.name1 = "D";
-      Add(std::move(row));
-    }
+    WriteOrder(select);
+  }
+
+  void WriteOutput(const OutputItem& item, std::int16_t flag) {
+    Add({.attribute = QueryRow::kOutput,
+         .flag = flag,
+         .name1 = item.alias,
+         .expression = item.expression.text});
+  }
+
+  // The text without the list of columns.
+  static std::string PivotHeading(const SqlText& pivot) {
+    const ExprPtr heading = SplitPivot(pivot.tree).heading;
+    return pivot.text.substr(heading->begin - pivot.tree->begin, heading->end - heading->begin);
   }
 
   static bool IsWholeStar(const OutputItem& item) {
@@ -176,13 +216,18 @@ std::vector<QueryRow> Essence(const jet::QueryDefinition& definition) {
     }
     (row.attribute == QueryRow::kSource ? sources : rows).push_back(std::move(row));
   }
+  // The value of a crosstab stands first or last among its outputs.
+  const auto place = [](const QueryRow& row) {
+    const int flag = row.attribute == QueryRow::kOutput ? row.flag.value_or(0) : 0;
+    return std::pair(row.attribute, flag == kOutputPivot ? 2 : flag == kOutputHeading ? 1 : 0);
+  };
   const auto key = [](const QueryRow& row) {
     return std::tie(row.name1, row.name2, row.expression);
   };
   std::sort(sources.begin(), sources.end(),
             [&](const QueryRow& a, const QueryRow& b) { return key(a) < key(b); });
   std::stable_sort(rows.begin(), rows.end(),
-                   [](const QueryRow& a, const QueryRow& b) { return a.attribute < b.attribute; });
+                   [&](const QueryRow& a, const QueryRow& b) { return place(a) < place(b); });
   rows.insert(rows.end(), sources.begin(), sources.end());
   return rows;
 }
@@ -193,15 +238,28 @@ bool SameSource(std::string_view a, std::string_view b) {
   return jet::SameName(jet::kGeneral, a, b);
 }
 
-jet::QueryDefinition Parse(std::string_view text) { return ToRows(ParseSelect(text)); }
+PivotParts SplitPivot(const ExprPtr& pivot) {
+  PivotParts parts{pivot, {}};
+  const bool list = pivot->kind == Expr::Kind::kIn && !pivot->negated &&
+                    pivot->args[1]->kind != Expr::Kind::kSubquery;
+  if (list) {
+    parts.heading = pivot->args[0];
+    parts.columns.assign(pivot->args.begin() + 1, pivot->args.end());
+  }
+  return parts;
+}
+
+jet::QueryDefinition Parse(std::string_view text, Wildcards wildcards) {
+  return ToRows(ParseSelect(text), wildcards);
+}
 
 bool SameQuery(const jet::QueryDefinition& a, const jet::QueryDefinition& b) {
   return Essence(a) == Essence(b);
 }
 
-jet::QueryDefinition ToRows(const SelectText& statement) {
+jet::QueryDefinition ToRows(const SelectText& statement, Wildcards wildcards) {
   RowWriter writer;
-  writer.Write(statement);
+  writer.Write(statement, wildcards);
   return writer.Take();
 }
 

@@ -16,8 +16,10 @@ inline constexpr std::int16_t kOptionAllFields = 1, kOptionDistinct = 2, kOption
                               kOptionUnion = 2;
 
 // Flags of output rows that say what an output is for.
-inline constexpr std::int16_t kOutputValueOfCrosstab = 0, kOutputPivot = 1,
+inline constexpr std::int16_t kOutputValueOfCrosstab = 0, kOutputPivot = 1, kOutputHeading = 2,
                               kOutputValue = -32768;  // of an append without a SELECT
+// The flag of the row that says in which file the tables lie.
+inline constexpr std::int16_t kConnectFlag = 2;
 
 // Whether two names mean the same source. The rows do not know their file's
 // order; all proven orders agree on which names are the same.
@@ -26,11 +28,18 @@ bool SameSource(std::string_view a, std::string_view b);
 // brackets; those of a path are part of it.
 std::string ParameterName(const std::string& name);
 
-jet::QueryDefinition ToRows(const SelectText& statement);
+jet::QueryDefinition ToRows(const SelectText& statement, Wildcards wildcards);
 
 // The clauses of a query, of any kind that has them. Expressions are texts
 // without trees. kBadQuery for rows that name what is not there.
 Select FromRows(const jet::QueryDefinition& definition);
+
+// `e` of PIVOT e IN (list), and the list; PIVOT without a list has none.
+struct PivotParts {
+  ExprPtr heading;
+  std::vector<ExprPtr> columns;
+};
+PivotParts SplitPivot(const ExprPtr& pivot);
 
 // Reads every expression of `select`; what cannot be read is kBadQuery.
 void ParseExpressions(Select& select);

@@ -28,12 +28,11 @@ class RowReader {
   static constexpr std::size_t kMaxSources = 255;
 
   Select Read(const jet::QueryDefinition& definition) {
+    kind_ = KindOf(definition);
     for (const QueryRow& row : definition.rows) ReadRow(row);
-    if (all_fields_) {
-      OutputItem star;
-      star.star = true;
-      star.expression.text = "*";
-      select_.outputs.push_back(std::move(star));
+    if (all_fields_) select_.outputs.push_back({.expression = {"*", nullptr}, .star = true});
+    if (kind_ == QueryKind::kCrosstab && (!select_.crosstab || !value_read_ || !pivot_read_)) {
+      ThrowBad("a crosstab has no value, or no heading");
     }
     BuildTrees();
     return std::move(select_);
@@ -52,6 +51,15 @@ class RowReader {
 
   void ReadRow(const QueryRow& row) {
     switch (row.attribute) {
+      case QueryRow::kStart:
+        select_.ansi_wildcards = row.flag.value_or(0) == 1;
+        break;
+      case QueryRow::kConnect:
+        select_.external = External{row.name1.value_or(""), row.expression.value_or("")};
+        if (select_.external->path.empty() && select_.external->type.empty()) {
+          select_.external.reset();
+        }
+        break;
       case QueryRow::kParameter:
         select_.parameters.push_back(
             {.name = ParameterName(Need(row.name1, "the name of a parameter")),
@@ -75,6 +83,7 @@ class RowReader {
         select_.where = SqlText{Need(row.expression, "the WHERE condition"), nullptr};
         break;
       case QueryRow::kGroupBy:
+        if (kind_ == QueryKind::kCrosstab && row.flag == kOutputPivot) break;
         select_.group_by.push_back({Need(row.expression, "a GROUP BY expression"), nullptr});
         break;
       case QueryRow::kHaving:
@@ -92,8 +101,11 @@ class RowReader {
 
   void ReadOptions(const QueryRow& row) {
     const int options = row.flag.value_or(0);
-    all_fields_ = (options & kOptionAllFields) != 0;
-    select_.distinct = (options & kOptionDistinct) != 0;
+    // Of a union the bits say whether equal rows are joined.
+    const bool of_union = kind_ == QueryKind::kUnion;
+    all_fields_ = !of_union && (options & kOptionAllFields) != 0;
+    select_.distinct = !of_union && (options & kOptionDistinct) != 0;
+    select_.union_rows_once = of_union && (options & kOptionUnion) != 0;
     select_.owner_access = (options & kOptionOwnerAccess) != 0;
     select_.distinct_row = (options & kOptionDistinctRow) != 0;
     if ((options & kOptionTop) != 0) {
@@ -122,7 +134,19 @@ class RowReader {
     OutputItem item;
     item.expression.text = Need(row.expression, "an output column");
     item.alias = row.name1;
-    select_.outputs.push_back(std::move(item));
+    const int flag = row.flag.value_or(kOutputValueOfCrosstab);
+    if (kind_ != QueryKind::kCrosstab || (flag != kOutputValueOfCrosstab && flag != kOutputPivot)) {
+      select_.outputs.push_back(std::move(item));
+      return;
+    }
+    bool& read = flag == kOutputPivot ? pivot_read_ : value_read_;
+    if (std::exchange(read, true)) ThrowBad("a crosstab has two values, or two headings");
+    if (!select_.crosstab) select_.crosstab.emplace();
+    if (flag == kOutputPivot) {
+      select_.crosstab->pivot = std::move(item.expression);
+    } else {
+      select_.crosstab->value = std::move(item);
+    }
   }
 
   // Joins the trees that hold the two tables of each row; where one tree holds
@@ -198,7 +222,8 @@ class RowReader {
 
   Select select_;
   std::vector<QueryRow> joins_;
-  bool all_fields_ = false, options_read_ = false;
+  QueryKind kind_ = QueryKind::kSelect;
+  bool all_fields_ = false, options_read_ = false, value_read_ = false, pivot_read_ = false;
 };
 
 void ParseText(SqlText& text) {
@@ -207,6 +232,18 @@ void ParseText(SqlText& text) {
   } catch (const Error& error) {
     ThrowBad(fmt::format("the expression {} cannot be read: {}", text.text, error.what()));
   }
+}
+
+void ParseItem(OutputItem& item) {
+  if (item.star) return;
+  OutputItem read;
+  try {
+    read = ParseOutput(item.expression.text);
+  } catch (const Error& error) {
+    ThrowBad(fmt::format("the column {} cannot be read: {}", item.expression.text, error.what()));
+  }
+  read.alias = std::move(item.alias);
+  item = std::move(read);
 }
 
 void ParseTree(FromNode& node) {
@@ -244,16 +281,11 @@ std::string_view KindName(QueryKind kind) {
 Select FromRows(const jet::QueryDefinition& definition) { return RowReader().Read(definition); }
 
 void ParseExpressions(Select& select) {
-  for (OutputItem& item : select.outputs) {
-    if (item.star) continue;
-    OutputItem read;
-    try {
-      read = ParseOutput(item.expression.text);
-    } catch (const Error& error) {
-      ThrowBad(fmt::format("the column {} cannot be read: {}", item.expression.text, error.what()));
-    }
-    read.alias = std::move(item.alias);
-    item = std::move(read);
+  for (OutputItem& item : select.outputs) ParseItem(item);
+  if (select.crosstab) {
+    ParseItem(select.crosstab->value);
+    if (select.crosstab->value.star) ThrowBad("the value of a crosstab is not an expression");
+    ParseText(select.crosstab->pivot);
   }
   for (const auto& tree : select.from) ParseTree(*tree);
   if (select.where) ParseText(*select.where);

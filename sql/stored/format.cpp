@@ -8,6 +8,7 @@
 #include "sql/sql.h"
 #include "sql/stored/definition.h"
 #include "sql/text/lexer.h"
+#include "sql/text/parameter_type.h"
 
 namespace sql {
 namespace {
@@ -64,27 +65,6 @@ std::string List(const Items& items, const ToText& to_text) {
   return text;
 }
 
-std::string TypeWord(std::int16_t type) {
-  switch (type) {
-    case 0:
-      return "Value";
-    case static_cast<int>(jet::ColumnType::kBoolean):
-      return "Bit";
-    case static_cast<int>(jet::ColumnType::kInteger):
-      return "Short";
-    case static_cast<int>(jet::ColumnType::kOle):
-      return "LongBinary";
-    case static_cast<int>(jet::ColumnType::kNumeric):
-      return "Decimal";
-    default:
-      if (type > 0 && type <= static_cast<int>(jet::ColumnType::kGuid) &&
-          jet::IsKnownType(static_cast<jet::ColumnType>(type))) {
-        return jet::TypeName(static_cast<jet::ColumnType>(type));
-      }
-      return "Value";
-  }
-}
-
 std::string Predicate(const Select& select) {
   std::string text;
   if (select.distinct) text += "DISTINCT ";
@@ -114,7 +94,7 @@ std::string Parameters(const Select& select) {
                      List(select.parameters,
                           [](const Parameter& each) {
                             return fmt::format("{} {}", WrittenParameter(each.name),
-                                               TypeWord(each.type));
+                                               ParameterTypeWord(each.type));
                           }),
                      kNewLine);
 }
@@ -144,27 +124,23 @@ const QueryRow* FindRow(const jet::QueryDefinition& definition, QueryRow::Attrib
   return nullptr;
 }
 
-// The file, or whatever else, in which all tables of the query lie.
-std::string Elsewhere(const jet::QueryDefinition& definition) {
-  const QueryRow* row = FindRow(definition, QueryRow::kConnect);
-  if (row == nullptr) return {};
-  const std::string path = row->name1.value_or(""), type = row->expression.value_or("");
-  if (path.empty() && type.empty()) return {};
+std::string Elsewhere(const Select& select) {
+  if (!select.external) return {};
+  const auto& [path, type] = *select.external;
   return path.empty()   ? fmt::format(" IN '' [{}]", type)
          : type.empty() ? fmt::format(" IN '{}'", path)
                         : fmt::format(" IN '{}' '{}'", path, type);
 }
 
-std::string FromClause(const jet::QueryDefinition& definition, const Select& select) {
+std::string FromClause(const Select& select) {
   if (select.from.empty()) return {};
-  return fmt::format("{}FROM {}{}", kNewLine, From(select), Elsewhere(definition));
+  return fmt::format("{}FROM {}{}", kNewLine, From(select), Elsewhere(select));
 }
 
 // Without what closes it.
-std::string FormatSelect(const jet::QueryDefinition& definition, const Select& select,
-                         std::string_view into = {}) {
+std::string FormatSelect(const Select& select, std::string_view into = {}) {
   return fmt::format("SELECT {}{}{}{}{}", Predicate(select), Outputs(select), into,
-                     FromClause(definition, select), Tail(select));
+                     FromClause(select), Tail(select));
 }
 
 // The table that a query makes or fills.
@@ -198,14 +174,13 @@ std::string FormatUpdate(const jet::QueryDefinition& definition, const Select& s
   const auto set = [](const QueryRow* row) {
     return fmt::format("{} = {}", TargetColumn(*row), row->expression.value_or(""));
   };
-  return fmt::format("UPDATE {}{}{}{}SET {}{}", Predicate(select), From(select),
-                     Elsewhere(definition), kNewLine, List(OutputRows(definition), set),
-                     Tail(select));
+  return fmt::format("UPDATE {}{}{}{}SET {}{}", Predicate(select), From(select), Elsewhere(select),
+                     kNewLine, List(OutputRows(definition), set), Tail(select));
 }
 
-std::string FormatDelete(const jet::QueryDefinition& definition, const Select& select) {
-  return fmt::format("DELETE {}{}{}{}", Predicate(select), Outputs(select),
-                     FromClause(definition, select), Tail(select));
+std::string FormatDelete(const Select& select) {
+  return fmt::format("DELETE {}{}{}{}", Predicate(select), Outputs(select), FromClause(select),
+                     Tail(select));
 }
 
 // Columns without a target go where their names say; `*` is the usual one.
@@ -223,47 +198,25 @@ std::string FormatAppend(const jet::QueryDefinition& definition, const Select& s
     columns += fmt::format("{}{}", columns.empty() ? "" : ", ", TargetColumn(*row));
   }
   if (!columns.empty()) text += fmt::format(" ( {} )", columns);
-  if (!values) return fmt::format("{}{}{}", text, kNewLine, FormatSelect(definition, select));
+  if (!values) return fmt::format("{}{}{}", text, kNewLine, FormatSelect(select));
   return fmt::format("{}{}VALUES ({})", text, kNewLine,
                      List(select.outputs, [](const auto& item) { return item.expression.text; }));
 }
 
-// The value and the heading of a crosstab stand among the rows of a query that
-// groups by all headings.
-std::string FormatCrosstab(const jet::QueryDefinition& definition) {
-  std::optional<QueryRow> value, heading;
-  jet::QueryDefinition grouped;
-  for (const QueryRow& row : definition.rows) {
-    const bool output = row.attribute == QueryRow::kOutput;
-    const int flag = row.flag.value_or(kOutputValueOfCrosstab);
-    if (output && (flag == kOutputValueOfCrosstab || flag == kOutputPivot)) {
-      auto& part = flag == kOutputPivot ? heading : value;
-      if (part) throw Error(ErrorCode::kBadQuery, "a crosstab has two values, or two headings");
-      part = row;
-    } else if (row.attribute != QueryRow::kGroupBy || flag != kOutputPivot) {
-      grouped.rows.push_back(row);
-    }
-  }
-  if (!value || !heading || !value->expression || !heading->expression) {
-    throw Error(ErrorCode::kBadQuery, "a crosstab has no value, or no heading");
-  }
-  const Select select = FromRows(grouped);
-  std::string text = fmt::format("TRANSFORM {}", *value->expression);
-  if (value->name1) text += fmt::format(" AS {}", QuoteName(*value->name1));
-  return fmt::format("{}{}{}{}{}PIVOT {}", Parameters(select), text, kNewLine,
-                     FormatSelect(definition, select), kNewLine, *heading->expression);
+std::string FormatCrosstab(const Select& select) {
+  return fmt::format("TRANSFORM {}{}{}{}PIVOT {}", Column(select.crosstab->value), kNewLine,
+                     FormatSelect(select), kNewLine, select.crosstab->pivot.text);
 }
 
-std::string FormatUnion(const jet::QueryDefinition& definition, const Select& select) {
-  const QueryRow* options = FindRow(definition, QueryRow::kOptions);
-  const bool distinct = options != nullptr && (options->flag.value_or(0) & kOptionUnion) != 0;
+std::string FormatUnion(const Select& select) {
   if (select.sources.size() < 2) throw Error(ErrorCode::kBadQuery, "a union of less than two");
   std::string text;
   for (const SourceItem& source : select.sources) {
     if (source.subquery.empty()) {
       throw Error(ErrorCode::kBadQuery, "a part of a union has no text");
     }
-    if (!text.empty()) text += fmt::format("{}UNION {}", kNewLine, distinct ? "" : "ALL ");
+    if (!text.empty())
+      text += fmt::format("{}UNION {}", kNewLine, select.union_rows_once ? "" : "ALL ");
     std::string_view part = source.subquery;
     const std::size_t end = part.find_last_not_of(" \t\r\n;");
     text += part.substr(0, end == part.npos ? 0 : end + 1);
@@ -273,23 +226,23 @@ std::string FormatUnion(const jet::QueryDefinition& definition, const Select& se
 
 // Without what closes it.
 std::string FormatBody(const jet::QueryDefinition& definition, QueryKind kind) {
-  if (kind == QueryKind::kCrosstab) return FormatCrosstab(definition);
   const Select select = FromRows(definition);
   const std::string parameters = Parameters(select);
   switch (kind) {
     case QueryKind::kMakeTable:
-      return parameters +
-             FormatSelect(definition, select, fmt::format(" INTO {}", Target(definition)));
+      return parameters + FormatSelect(select, fmt::format(" INTO {}", Target(definition)));
     case QueryKind::kAppend:
       return parameters + FormatAppend(definition, select);
     case QueryKind::kUpdate:
       return parameters + FormatUpdate(definition, select);
     case QueryKind::kDelete:
-      return parameters + FormatDelete(definition, select);
+      return parameters + FormatDelete(select);
+    case QueryKind::kCrosstab:
+      return parameters + FormatCrosstab(select);
     case QueryKind::kUnion:
-      return parameters + FormatUnion(definition, select);
+      return parameters + FormatUnion(select);
     default:
-      return parameters + FormatSelect(definition, select);
+      return parameters + FormatSelect(select);
   }
 }
 

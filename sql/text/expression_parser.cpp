@@ -58,6 +58,7 @@ class ExpressionParser {
   ExprPtr Logical(std::size_t level);
   ExprPtr Not();
   ExprPtr Comparison();
+  ExprPtr Compared(Operator op, ExprPtr left);
   ExprPtr ComparisonTail(ExprPtr left, bool negated);
   ExprPtr Arithmetic(std::size_t level);
   ExprPtr Unary();
@@ -65,7 +66,8 @@ class ExpressionParser {
   ExprPtr Primary();
   ExprPtr NameOrCall();
   ExprPtr Parenthesised();
-  ExprPtr SkipSubquery(std::size_t begin);
+  // A SELECT up to the parenthesis that closes it.
+  ExprPtr Subquery();
   jet::Value NumberLiteral(const Token& token) const;
   jet::Value DateLiteral(const Token& token) const;
   ExprPtr Finish(Expr expr, std::size_t begin) const;
@@ -116,12 +118,15 @@ ExprPtr ExpressionParser::Comparison() {
                      [this](const ComparisonSign& each) { return in_.Now().Is(each.sign); });
     if (sign != kComparisons.end()) {
       in_.Take();
-      left = Binary(sign->op, std::move(left), Arithmetic(0));
+      left = Compared(sign->op, std::move(left));
       continue;
     }
     const bool negated = in_.Now().IsKeyword("NOT");
-    const Token& word = in_.Ahead(negated ? 1 : 0);
-    if (word.IsKeyword("LIKE") || word.IsKeyword("BETWEEN") || word.IsKeyword("IN")) {
+    const std::size_t at = negated ? 1 : 0;
+    const Token& word = in_.Ahead(at);
+    // IN without a list names the file of the tables before it.
+    if (word.IsKeyword("LIKE") || word.IsKeyword("ALIKE") || word.IsKeyword("BETWEEN") ||
+        (word.IsKeyword("IN") && in_.Ahead(at + 1).Is("("))) {
       if (negated) in_.Take();
       left = ComparisonTail(std::move(left), negated);
     } else if (!negated && word.IsKeyword("IS")) {
@@ -130,6 +135,21 @@ ExprPtr ExpressionParser::Comparison() {
       return left;
     }
   }
+}
+
+// Behind a sign of comparison.
+ExprPtr ExpressionParser::Compared(Operator op, ExprPtr left) {
+  const bool all = in_.Now().IsKeyword("ALL");
+  const bool any = in_.Now().IsKeyword("ANY") || in_.Now().IsKeyword("SOME");
+  if ((!all && !any) || !in_.Ahead(1).Is("(") || !in_.Ahead(2).IsKeyword("SELECT")) {
+    return Binary(op, std::move(left), Arithmetic(0));
+  }
+  in_.Take();
+  in_.Take();
+  const std::size_t begin = left->begin;
+  Expr expr{.kind = all ? Expr::Kind::kAll : Expr::Kind::kAny, .op = op};
+  expr.args = {std::move(left), Subquery()};
+  return Finish(std::move(expr), begin);
 }
 
 ExprPtr ExpressionParser::ComparisonTail(ExprPtr left, bool negated) {
@@ -141,8 +161,9 @@ ExprPtr ExpressionParser::ComparisonTail(ExprPtr left, bool negated) {
     expr.kind = Expr::Kind::kIsNull;
     expr.negated = in_.TakeKeyword("NOT");
     in_.ExpectKeyword("NULL");
-  } else if (in_.TakeKeyword("LIKE")) {
+  } else if (in_.Now().IsKeyword("LIKE") || in_.Now().IsKeyword("ALIKE")) {
     expr.kind = Expr::Kind::kLike;
+    expr.ansi = in_.Take().IsKeyword("ALIKE");
     expr.args.push_back(Arithmetic(0));
   } else if (in_.TakeKeyword("BETWEEN")) {
     expr.kind = Expr::Kind::kBetween;
@@ -152,10 +173,9 @@ ExprPtr ExpressionParser::ComparisonTail(ExprPtr left, bool negated) {
   } else {
     in_.ExpectKeyword("IN");
     expr.kind = Expr::Kind::kIn;
-    const std::size_t list = in_.Now().begin;
     in_.Expect("(");
     if (in_.Now().IsKeyword("SELECT")) {
-      expr.args.push_back(SkipSubquery(list));
+      expr.args.push_back(Subquery());
       return Finish(std::move(expr), begin);
     }
     do {
@@ -229,7 +249,9 @@ ExprPtr ExpressionParser::Primary() {
       if (token.IsKeyword("EXISTS")) {
         in_.Take();
         in_.Expect("(");
-        return SkipSubquery(token.begin);
+        Expr expr{.kind = Expr::Kind::kExists};
+        expr.args = {Subquery()};
+        return Finish(std::move(expr), token.begin);
       }
       // LEFT and RIGHT are functions, too.
       if (IsReserved(token.value) &&
@@ -250,19 +272,26 @@ ExprPtr ExpressionParser::Primary() {
 ExprPtr ExpressionParser::Parenthesised() {
   const std::size_t begin = in_.Now().begin;
   in_.Expect("(");
-  if (in_.Now().IsKeyword("SELECT")) return SkipSubquery(begin);
   Expr expr{.kind = Expr::Kind::kParen};
+  if (in_.Now().IsKeyword("SELECT")) {
+    expr.args = {Subquery()};
+    return Finish(std::move(expr), begin);
+  }
   expr.args = {Expression()};
   in_.Expect(")");
   return Finish(std::move(expr), begin);
 }
 
-// The SELECT is read so that its faults are found, and only its text is kept.
-ExprPtr ExpressionParser::SkipSubquery(std::size_t begin) {
+ExprPtr ExpressionParser::Subquery() {
+  const std::size_t begin = in_.Now().begin;
   if (!in_.Now().IsKeyword("SELECT")) in_.Fail("SELECT");
-  ReadSelect(in_);
+  Expr expr{.kind = Expr::Kind::kSubquery};
+  expr.query = std::make_shared<const Select>(ReadSelect(in_));
+  expr.name = in_.text().substr(begin, in_.LastEnd() - begin);
+  if (in_.Now().IsKeyword("UNION")) in_.Fail("a query in an expression without UNION");
+  in_.TakeIf(";");
   in_.Expect(")");
-  return Finish(Expr{.kind = Expr::Kind::kSubquery}, begin);
+  return Finish(std::move(expr), begin);
 }
 
 ExprPtr ExpressionParser::NameOrCall() {

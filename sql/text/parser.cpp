@@ -3,36 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <optional>
 
 #include "jet/base/ascii.h"
-#include "jet/base/column_type.h"
 #include "jet/sort/name.h"
+#include "sql/text/parameter_type.h"
 #include "sql/text/parser_parts.h"
 
 namespace sql {
 namespace {
-
-struct ParameterType {
-  std::string_view word;
-  jet::ColumnType type;
-};
-
-// 0, a parameter of any type, is "Value".
-constexpr std::array<ParameterType, 20> kParameterTypes = {{
-    {"Bit", jet::ColumnType::kBoolean},       {"YesNo", jet::ColumnType::kBoolean},
-    {"Byte", jet::ColumnType::kByte},         {"Short", jet::ColumnType::kInteger},
-    {"Integer", jet::ColumnType::kLong},      {"Long", jet::ColumnType::kLong},
-    {"Currency", jet::ColumnType::kCurrency}, {"Single", jet::ColumnType::kSingle},
-    {"IEEESingle", jet::ColumnType::kSingle}, {"Double", jet::ColumnType::kDouble},
-    {"IEEEDouble", jet::ColumnType::kDouble}, {"DateTime", jet::ColumnType::kDateTime},
-    {"Binary", jet::ColumnType::kBinary},     {"Text", jet::ColumnType::kText},
-    {"LongBinary", jet::ColumnType::kOle},    {"Memo", jet::ColumnType::kMemo},
-    {"LongText", jet::ColumnType::kMemo},     {"Guid", jet::ColumnType::kGuid},
-    {"Decimal", jet::ColumnType::kNumeric},   {"Numeric", jet::ColumnType::kNumeric},
-}};
 
 // By descent, from the current word of `in` on.
 class SelectParser {
@@ -40,20 +20,28 @@ class SelectParser {
   explicit SelectParser(TokenReader& in) : in_(in) {}
 
   SelectText Statement();
+  // With the order of its rows.
   Select Body();
   OutputItem Output();
 
  private:
   void Parameters(Select& select);
+  Select Transformed();
+  Select Part(SelectText::Part& part, Select& order);
+  Select WholeTable();
+  Select Head();
   void Predicate(Select& select);
   void From(Select& select);
   std::unique_ptr<FromNode> JoinTree(Select& select);
   std::unique_ptr<FromNode> JoinOperand(Select& select);
   std::unique_ptr<FromNode> SubquerySource(Select& select);
+  std::unique_ptr<FromNode> BracketedQuery(Select& select);
   std::optional<std::string> TableAlias();
   std::unique_ptr<FromNode> AddSource(Select& select, SourceItem source, std::size_t begin) const;
   void OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const;
-  void GroupAndOrder(Select& select);
+  void Group(Select& select);
+  void Order(Select& select);
+  void Elsewhere(Select& select);
   bool AtJoin() const;
   SqlText TextOf(const ExprPtr& expr) const;
 
@@ -67,24 +55,88 @@ SqlText SelectParser::TextOf(const ExprPtr& expr) const {
 SelectText SelectParser::Statement() {
   SelectText statement;
   Parameters(statement.select);
-  bool all = false;
-  std::size_t end = in_.Now().begin;  // of the part before
-  for (;;) {
-    if (!in_.Now().IsKeyword("SELECT")) in_.Fail("SELECT");
-    const std::size_t begin = in_.Now().begin;
-    const std::string_view joint = in_.text().substr(end, begin - end);
-    Select select = Body();
-    end = in_.LastEnd();
-    select.parameters = std::move(statement.select.parameters);
-    statement.select = std::move(select);
-    statement.parts.push_back(
-        {std::string(in_.text().substr(begin, end - begin)), all, std::string(joint)});
-    if (!in_.TakeKeyword("UNION")) break;
-    all = in_.TakeKeyword("ALL");
+  std::vector<Parameter> parameters = std::move(statement.select.parameters);
+  if (in_.Now().IsKeyword("TRANSFORM")) {
+    statement.select = Transformed();
+    statement.parts.emplace_back();
+  } else {
+    bool all = false;
+    std::size_t end = in_.Now().begin;  // of the part before
+    for (;;) {
+      SelectText::Part part;
+      part.all = all;
+      const std::size_t begin = in_.Now().begin;
+      part.joint = in_.text().substr(end, begin - end);
+      Select order;
+      statement.select = Part(part, order);
+      end = in_.LastEnd();
+      const bool joined = !statement.parts.empty();
+      statement.parts.push_back(std::move(part));
+      if (in_.TakeKeyword("UNION")) {
+        all = in_.TakeKeyword("ALL");
+        continue;
+      }
+      if (joined) statement.select = std::move(order);
+      break;
+    }
   }
+  statement.select.parameters = std::move(parameters);
   in_.TakeIf(";");
   in_.ExpectEnd("query");
   return statement;
+}
+
+// Of the last part of a union, `order` is what stands behind it; its text ends before.
+Select SelectParser::Part(SelectText::Part& part, Select& order) {
+  const DepthGuard guard(in_);
+  const std::size_t begin = in_.Now().begin;
+  Select select;
+  if (in_.Now().Is("(") && in_.Ahead(1).IsKeyword("SELECT")) {
+    in_.Take();
+    select = Body();
+    in_.TakeIf(";");
+    in_.Expect(")");
+  } else if (in_.Now().IsKeyword("TABLE")) {
+    select = WholeTable();
+  } else {
+    if (!in_.Now().IsKeyword("SELECT")) in_.Fail("SELECT");
+    select = Head();
+  }
+  std::size_t end = in_.LastEnd();
+  Order(order);
+  if (in_.Now().IsKeyword("UNION")) {
+    end = in_.LastEnd();
+  } else if (select.order_by.empty()) {
+    // Of a query of one part, or moved to the union.
+    for (const OrderItem& each : order.order_by) select.order_by.push_back(each);
+  }
+  select.owner_access = select.owner_access || order.owner_access;
+  part.text = in_.text().substr(begin, end - begin);
+  return select;
+}
+
+Select SelectParser::WholeTable() {
+  in_.ExpectKeyword("TABLE");
+  Select select;
+  const std::size_t begin = in_.Now().begin;
+  SourceItem source;
+  source.table = in_.ExpectName("a table name");
+  select.outputs.push_back({.expression = {"*", nullptr}, .star = true});
+  select.from.push_back(AddSource(select, std::move(source), begin));
+  return select;
+}
+
+Select SelectParser::Transformed() {
+  in_.ExpectKeyword("TRANSFORM");
+  Crosstab crosstab;
+  crosstab.value = Output();
+  if (crosstab.value.star) in_.Fail("an expression");
+  if (in_.TakeKeyword("AS")) crosstab.value.alias = in_.ExpectName("an alias");
+  Select select = Body();
+  in_.ExpectKeyword("PIVOT");
+  crosstab.pivot = TextOf(ReadExpression(in_));
+  select.crosstab = std::move(crosstab);
+  return select;
 }
 
 void SelectParser::Parameters(Select& select) {
@@ -93,15 +145,9 @@ void SelectParser::Parameters(Select& select) {
     Parameter parameter{.name = in_.ExpectName("the name of a parameter")};
     if (in_.NameGoesOn(0)) parameter.name = in_.RestOfPath({}, std::move(parameter.name));
     const Token& word = in_.Now();
-    if (word.kind != Token::Kind::kWord) in_.Fail("the type of a parameter");
-    const auto known = std::find_if(
-        kParameterTypes.begin(), kParameterTypes.end(),
-        [&](const ParameterType& each) { return jet::EqualsAsciiCase(each.word, word.value); });
-    if (known != kParameterTypes.end()) {
-      parameter.type = static_cast<std::int16_t>(known->type);
-    } else if (!word.IsKeyword("VALUE")) {
-      in_.Fail("the type of a parameter");
-    }
+    const auto type = ParameterTypeOf(word.value);
+    if (word.kind != Token::Kind::kWord || !type) in_.Fail("the type of a parameter");
+    parameter.type = *type;
     in_.Take();
     if (in_.TakeIf("(")) {
       if (in_.Now().kind != Token::Kind::kNumber) in_.Fail("a size");
@@ -115,6 +161,13 @@ void SelectParser::Parameters(Select& select) {
 
 Select SelectParser::Body() {
   const DepthGuard guard(in_);
+  Select select = Head();
+  Order(select);
+  return select;
+}
+
+// From SELECT to before ORDER BY.
+Select SelectParser::Head() {
   in_.ExpectKeyword("SELECT");
   Select select;
   Predicate(select);
@@ -125,22 +178,14 @@ Select SelectParser::Body() {
   } while (in_.TakeIf(","));
   if (in_.TakeKeyword("FROM")) From(select);
   if (in_.TakeKeyword("WHERE")) select.where = TextOf(ReadExpression(in_));
-  GroupAndOrder(select);
-  if (in_.TakeKeyword("WITH")) {
-    in_.ExpectKeyword("OWNERACCESS");
-    in_.ExpectKeyword("OPTION");
-    select.owner_access = true;
-  }
+  Group(select);
   return select;
 }
 
 void SelectParser::Predicate(Select& select) {
   if (!in_.TakeKeyword("ALL")) {
-    if (in_.TakeKeyword("DISTINCT")) {
-      select.distinct = true;
-    } else if (in_.TakeKeyword("DISTINCTROW")) {
-      select.distinct_row = true;
-    }
+    select.distinct = in_.TakeKeyword("DISTINCT");
+    select.distinct_row = !select.distinct && in_.TakeKeyword("DISTINCTROW");
   }
   if (!in_.TakeKeyword("TOP")) return;
   const Token& count = in_.Now();
@@ -174,6 +219,19 @@ void SelectParser::From(Select& select) {
   do {
     select.from.push_back(JoinTree(select));
   } while (in_.TakeIf(","));
+  Elsewhere(select);
+}
+
+// IN 'path', IN 'path' 'type', IN '' [type].
+void SelectParser::Elsewhere(Select& select) {
+  if (!in_.TakeKeyword("IN")) return;
+  if (in_.Now().kind != Token::Kind::kText) in_.Fail("the path of a file");
+  External external;
+  external.path = in_.Take().value;
+  if (in_.Now().kind == Token::Kind::kText || in_.Now().kind == Token::Kind::kBracketed) {
+    external.type = in_.Take().value;
+  }
+  select.external = std::move(external);
 }
 
 bool SelectParser::AtJoin() const {
@@ -213,6 +271,10 @@ std::unique_ptr<FromNode> SelectParser::JoinOperand(Select& select) {
     in_.Expect(")");
     return inner;
   }
+  const bool bracketed = in_.Now().kind == Token::Kind::kBracketed && in_.Ahead(1).Is(".");
+  if (bracketed && jet::EqualsAsciiCase(in_.Now().value.substr(0, 6), "SELECT")) {
+    return BracketedQuery(select);
+  }
   if (in_.Now().kind == Token::Kind::kWord && IsReserved(in_.Now().value)) in_.Fail("a table name");
   const std::size_t begin = in_.Now().begin;
   SourceItem source;
@@ -239,7 +301,7 @@ std::unique_ptr<FromNode> SelectParser::SubquerySource(Select& select) {
   SourceItem source;
   in_.Expect("(");
   const std::size_t begin = in_.Now().begin;  // of the query's text
-  Body();
+  for (Body(); in_.TakeKeyword("UNION"); Body()) in_.TakeKeyword("ALL");
   source.subquery = in_.text().substr(begin, in_.LastEnd() - begin);
   in_.TakeIf(";");
   in_.Expect(")");
@@ -248,11 +310,25 @@ std::unique_ptr<FromNode> SelectParser::SubquerySource(Select& select) {
   return AddSource(select, std::move(source), begin);
 }
 
+// [SELECT ...]. AS alias, as older programs write it.
+std::unique_ptr<FromNode> SelectParser::BracketedQuery(Select& select) {
+  const std::size_t begin = in_.Now().begin;
+  SourceItem source;
+  source.subquery = jet::TrimBlanks(in_.Take().value);
+  in_.Take();
+  ParseSelect(source.subquery);
+  if (source.subquery.ends_with(';')) source.subquery.pop_back();
+  source.alias = TableAlias();
+  if (!source.alias) in_.Fail("an alias for the query in brackets");
+  return AddSource(select, std::move(source), begin);
+}
+
 std::optional<std::string> SelectParser::TableAlias() {
   if (in_.TakeKeyword("AS")) return in_.ExpectName("an alias");
-  if (in_.Now().kind == Token::Kind::kBracketed ||
-      (in_.Now().kind == Token::Kind::kWord && !IsReserved(in_.Now().value) &&
-       !in_.Now().IsKeyword("WITH"))) {
+  const Token& word = in_.Now();
+  const bool bare = word.kind == Token::Kind::kWord && !IsReserved(word.value) &&
+                    !word.IsKeyword("WITH") && !word.IsKeyword("PIVOT");
+  if (bare || word.kind == Token::Kind::kBracketed) {
     return in_.Take().value;
   }
   return std::nullopt;
@@ -260,7 +336,8 @@ std::optional<std::string> SelectParser::TableAlias() {
 
 // The terms that AND joins, each without the parentheses around it.
 void SelectParser::OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) const {
-  if (expr->kind == Expr::Kind::kParen && in_.text()[expr->begin] == '(') {
+  if (expr->kind == Expr::Kind::kParen && in_.text()[expr->begin] == '(' &&
+      expr->args[0]->kind != Expr::Kind::kSubquery) {
     OnTerms(expr->args[0], terms);
   } else if (expr->kind == Expr::Kind::kBinary && expr->op == Operator::kAnd) {
     OnTerms(expr->args[0], terms);
@@ -270,7 +347,7 @@ void SelectParser::OnTerms(const ExprPtr& expr, std::vector<SqlText>& terms) con
   }
 }
 
-void SelectParser::GroupAndOrder(Select& select) {
+void SelectParser::Group(Select& select) {
   if (in_.TakeKeyword("GROUP")) {
     in_.ExpectKeyword("BY");
     do {
@@ -278,6 +355,9 @@ void SelectParser::GroupAndOrder(Select& select) {
     } while (in_.TakeIf(","));
   }
   if (in_.TakeKeyword("HAVING")) select.having = TextOf(ReadExpression(in_));
+}
+
+void SelectParser::Order(Select& select) {
   if (in_.TakeKeyword("ORDER")) {
     in_.ExpectKeyword("BY");
     do {
@@ -286,6 +366,11 @@ void SelectParser::GroupAndOrder(Select& select) {
       if (!item.descending) in_.TakeKeyword("ASC");
       select.order_by.push_back(std::move(item));
     } while (in_.TakeIf(","));
+  }
+  if (in_.TakeKeyword("WITH")) {
+    in_.ExpectKeyword("OWNERACCESS");
+    in_.ExpectKeyword("OPTION");
+    select.owner_access = true;
   }
 }
 

@@ -9,9 +9,9 @@
 
 namespace sql {
 
-// One SELECT, or several joined by UNION.
+// One SELECT, also as a crosstab, or several joined by UNION.
 struct SelectText {
-  Select select;  // of a text without UNION
+  Select select;  // of a union, its parameters and order
   struct Part {
     std::string text;
     bool all = false;   // joined to the part before by UNION ALL

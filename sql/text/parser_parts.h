@@ -9,7 +9,7 @@ namespace sql {
 
 // From the current word on, as far as it goes.
 ExprPtr ReadExpression(TokenReader& in);
-// From SELECT to before UNION, a semicolon or a closing parenthesis.
+// From SELECT to before UNION, PIVOT, a semicolon or a closing parenthesis.
 Select ReadSelect(TokenReader& in);
 
 }  // namespace sql

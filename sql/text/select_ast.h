@@ -37,6 +37,7 @@ enum class Operator {
 
 struct Expr;
 using ExprPtr = std::shared_ptr<const Expr>;
+struct Select;
 
 struct Expr {
   enum class Kind {
@@ -48,19 +49,24 @@ struct Expr {
     kNegate,     // one
     kBinary,     // op, two
     kIsNull,     // one; negated: IS NOT NULL
-    kLike,       // value, pattern; negated
+    kLike,       // value, pattern; negated; ansi
     kBetween,    // value, low, high; negated
     kIn,         // value, then the list; negated
     kCall,       // name, arguments
-    kSubquery,   // parsed, never run
-    kParameter,  // "?", or the path in name; nobody gives it a value
+    kSubquery,   // query; its text in name
+    kExists,     // a subquery
+    kAny,        // op; value, then a subquery
+    kAll,        // op; value, then a subquery
+    kParameter,  // "?", or the path in name
   };
   Kind kind = Kind::kLiteral;
   Operator op = Operator::kAnd;
   bool negated = false;
+  bool ansi = false;  // ALIKE: the wildcards are % and _ in every query
   std::string qualifier = {}, name = {};
   jet::Value value = {};
   std::vector<ExprPtr> args = {};
+  std::shared_ptr<const Select> query = {};
   std::size_t begin = 0, end = 0;  // bytes of the text it was read from
   std::size_t depth = 1;
 };
@@ -81,8 +87,8 @@ struct SqlText {
 struct OutputItem {
   SqlText expression;  // without tree for `*` and `T.*`
   bool star = false;
-  std::string star_qualifier;  // empty: all sources
-  std::optional<std::string> alias;
+  std::string star_qualifier = {};  // empty: all sources
+  std::optional<std::string> alias = {};
 };
 
 struct SourceItem {
@@ -113,17 +119,32 @@ struct Parameter {
   std::int16_t type = 0;  // a column type code, 0 = Value
 };
 
+// What makes columns of the values of an expression.
+struct Crosstab {
+  OutputItem value;  // TRANSFORM
+  SqlText pivot;     // with the list of columns, as `expression IN (...)`
+};
+
+// Another file, or whatever else, in which all tables of a query lie.
+struct External {
+  std::string path, type;
+};
+
 struct Select {
   std::vector<Parameter> parameters;
+  bool ansi_wildcards = false;  // LIKE takes % and _, else * and ?
   bool distinct = false, distinct_row = false, owner_access = false;
-  std::string top;  // the count, empty: all
+  bool union_rows_once = false;  // of a stored UNION without ALL, whose sources are its parts
+  std::string top;               // the count, empty: all
   bool percent = false;
   std::vector<OutputItem> outputs;              // empty: `*`
   std::vector<SourceItem> sources;              // in order of appearance
   std::vector<std::unique_ptr<FromNode>> from;  // a comma list
+  std::optional<External> external;
   std::optional<SqlText> where, having;
   std::vector<SqlText> group_by;
   std::vector<OrderItem> order_by;
+  std::optional<Crosstab> crosstab;
 };
 
 }  // namespace sql

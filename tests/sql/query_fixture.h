@@ -31,7 +31,9 @@ class QueryTest : public testing::Test {
 
   // Each row as "a|b|c"; Null as "-", an empty text as "''".
   std::vector<std::string> Rows(const jet::QueryDefinition& definition);
-  std::vector<std::string> Rows(std::string_view text) { return Rows(sql::Parse(text)); }
+  std::vector<std::string> Rows(std::string_view text) {
+    return Rows(sql::Parse(text, sql::Wildcards::kAsterisk));
+  }
   std::vector<std::string> Sorted(std::string_view text);
   std::vector<std::string> ColumnNames(std::string_view text);
   // What `ask` lists in one line, or "! code: message".

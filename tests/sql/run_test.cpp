@@ -109,6 +109,18 @@ TEST_F(RunTest, TypesOfOutputs) {
   EXPECT_THAT(Rows("SELECT DISTINCT m FROM 型 ORDER BY m"), ElementsAre("M", long_text_));
 }
 
+// A saved query keeps the wildcards of the program that made it.
+TEST_F(RunTest, WildcardsAreThoseOfTheMaker) {
+  const std::string text = "SELECT i FROM A WHERE t LIKE '%' OR t LIKE '_'";
+  EXPECT_THAT(Rows(sql::Parse(text, sql::Wildcards::kAnsi)), ElementsAre("1", "2", "3", "4"));
+  EXPECT_THAT(Rows(sql::Parse(text, sql::Wildcards::kAsterisk)), ElementsAre());
+  EXPECT_THAT(Rows(sql::Parse("SELECT i FROM A WHERE t LIKE '*' OR t LIKE '?'")), ElementsAre());
+  EXPECT_THAT(Rows("SELECT 1 FROM A WHERE i = 1 AND 'a%' LIKE '?%' AND '5' LIKE '[0-9]'"),
+              ElementsAre("1"));
+  EXPECT_THAT(Rows(sql::Parse("SELECT 1 FROM A WHERE i = 1 AND 'a*' LIKE '_*' AND '5' LIKE '#'")),
+              ElementsAre("1"));
+}
+
 TEST_F(RunTest, SavedQueryOfARealFile) {
   SKIP_WITHOUT_SAMPLES();
   database_ = jet::Database::Open(*files_, test_support::SamplePath("queryTestV2000.mdb"), {});
