@@ -12,7 +12,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 # row is what lies directly in its folder.
 JET = ["jet/base", "jet/storage", "jet/sort", "jet/pages", "jet/row", "jet/index", "jet/table",
        "jet/database", "jet/check", "jet/recover", "jet/compact"]
-SQL = ["sql", "sql/text", "sql/stored", "sql/run"]
+SQL = ["sql", "sql/text", "sql/stored", "sql/values", "sql/functions", "sql/run"]
 BELOW_ADO = JET + SQL
 BELOW_DB = BELOW_ADO + ["ado"]
 BELOW_APP = BELOW_DB + ["db"]
@@ -34,7 +34,9 @@ MAY_INCLUDE = {
     "sql": JET,
     "sql/text": JET + SQL[:1],
     "sql/stored": JET + SQL[:2],
-    "sql/run": JET + SQL[:3],
+    "sql/values": JET + SQL[:1],
+    "sql/functions": JET + SQL[:1] + ["sql/values"],
+    "sql/run": JET + SQL[:5],
     "ado": BELOW_ADO,
     "db": BELOW_DB,
     "upgrade": BELOW_APP,

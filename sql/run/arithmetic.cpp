@@ -5,6 +5,7 @@
 #include "jet/base/number.h"
 #include "sql/error.h"
 #include "sql/run/expression.h"
+#include "sql/values/number_text.h"
 
 namespace sql {
 namespace {
@@ -25,6 +26,7 @@ bool IsWhole(const Node& node) {
 }
 
 bool IsDate(const Node& node) { return node.type().type == ColumnType::kDateTime; }
+bool IsCurrency(const Node& node) { return node.type().type == ColumnType::kCurrency; }
 
 // What Long, Double and Date make of each other.
 TypeInfo ArithmeticType(Operator op, const Node& a, const Node& b) {
@@ -32,7 +34,10 @@ TypeInfo ArithmeticType(Operator op, const Node& a, const Node& b) {
   if (op == Operator::kAdd && a.is_text() && b.is_text()) return {ColumnType::kText, 0};
   const bool sum = op == Operator::kAdd || op == Operator::kSubtract;
   if (sum && IsDate(a) != IsDate(b)) return {ColumnType::kDateTime, 0};
-  if ((sum || op == Operator::kMultiply) && IsWhole(a) && IsWhole(b)) return {ColumnType::kLong, 0};
+  const bool exact = (IsWhole(a) || IsCurrency(a)) && (IsWhole(b) || IsCurrency(b));
+  if ((sum || op == Operator::kMultiply) && exact) {
+    return {IsCurrency(a) || IsCurrency(b) ? ColumnType::kCurrency : ColumnType::kLong, 0};
+  }
   return {ColumnType::kDouble, 0};
 }
 
@@ -100,7 +105,7 @@ class Arithmetic : public Node {
     if (!std::isfinite(number) || (IsWhole(*this) && !(number >= -kMax - 1 && number <= kMax))) {
       throw Error(ErrorCode::kBadValue, "a computed number is out of range");
     }
-    return number;
+    return IsCurrency(*this) ? RoundDecimals(number, 4) : number;
   }
 
   Operator op_;
@@ -110,7 +115,10 @@ class Arithmetic : public Node {
 class Negate : public Node {
  public:
   explicit Negate(NodePtr operand)
-      : Node({IsWhole(*operand) ? ColumnType::kLong : ColumnType::kDouble, 0}),
+      : Node({IsWhole(*operand)      ? ColumnType::kLong
+              : IsCurrency(*operand) ? ColumnType::kCurrency
+                                     : ColumnType::kDouble,
+              0}),
         operand_(std::move(operand)) {}
   const Datum& Evaluate(Context& context) override {
     const Datum& value = operand_->Evaluate(context);
@@ -139,8 +147,8 @@ class Concatenation : public Node {
       return result_;
     }
     result_.SetText({});
-    AppendText(a, result_.text);
-    AppendText(b, result_.text);
+    AppendText(a, LanguageOf(context.order), result_.text);
+    AppendText(b, LanguageOf(context.order), result_.text);
     return result_;
   }
 

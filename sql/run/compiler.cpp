@@ -8,6 +8,8 @@
 #include "jet/base/ascii.h"
 #include "jet/sort/name.h"
 #include "sql/error.h"
+#include "sql/run/call.h"
+#include "sql/run/subquery.h"
 #include "sql/text/walk.h"
 
 namespace sql {
@@ -17,7 +19,7 @@ struct AggregateName {
   std::string_view name;
   Aggregation function;
 };
-constexpr std::array<AggregateName, 7> kAggregates = {{
+constexpr std::array<AggregateName, 11> kAggregates = {{
     {"Sum", Aggregation::kSum},
     {"Count", Aggregation::kCount},
     {"Min", Aggregation::kMin},
@@ -25,6 +27,10 @@ constexpr std::array<AggregateName, 7> kAggregates = {{
     {"Avg", Aggregation::kAvg},
     {"First", Aggregation::kFirst},
     {"Last", Aggregation::kLast},
+    {"StDev", Aggregation::kStDev},
+    {"StDevP", Aggregation::kStDevP},
+    {"Var", Aggregation::kVar},
+    {"VarP", Aggregation::kVarP},
 }};
 
 std::optional<Aggregation> AggregateOf(const Expr& expr) {
@@ -44,6 +50,12 @@ TypeInfo AggregateType(Aggregation function, const Node* argument) {
   switch (function) {
     case Aggregation::kSum:
     case Aggregation::kAvg:
+      if (argument->type().type == jet::ColumnType::kCurrency) return argument->type();
+      return {jet::ColumnType::kDouble, 0};
+    case Aggregation::kStDev:
+    case Aggregation::kStDevP:
+    case Aggregation::kVar:
+    case Aggregation::kVarP:
       return {jet::ColumnType::kDouble, 0};
     case Aggregation::kCount:
     case Aggregation::kCountRows:
@@ -187,6 +199,7 @@ NodePtr Compiler::Compile(const Expr& expr) {
     case Expr::Kind::kBetween:
       return MakeBetween(CompileAll(expr), expr.negated);
     case Expr::Kind::kIn:
+      if (expr.args[1]->query) return CompileSubquery(expr);
       return MakeIn(CompileAll(expr), expr.negated);
     case Expr::Kind::kCall:
       return CompileCall(expr);
@@ -194,13 +207,29 @@ NodePtr Compiler::Compile(const Expr& expr) {
     case Expr::Kind::kExists:
     case Expr::Kind::kAny:
     case Expr::Kind::kAll:
-      throw Error(ErrorCode::kNotSupported, "queries inside of expressions are not supported");
+      return CompileSubquery(expr);
     case Expr::Kind::kParameter:
       return CompileParameter(expr, expr.name);
     case Expr::Kind::kStar:
       break;
   }
   throw Error(ErrorCode::kBadQuery, "* stands where an expression belongs");
+}
+
+NodePtr Compiler::CompileSubquery(const Expr& expr) {
+  const Expr& query = expr.query ? expr : *expr.args.back();
+  std::unique_ptr<Plan> plan = environment_.plan_subquery(*query.query, *this);
+  switch (expr.kind) {
+    case Expr::Kind::kSubquery:
+      return MakeScalar(std::move(plan));
+    case Expr::Kind::kExists:
+      return MakeExists(std::move(plan));
+    case Expr::Kind::kIn:
+      return MakeInQuery(Compile(*expr.args[0]), std::move(plan), expr.negated);
+    default:
+      return MakeQuantified(expr.op, expr.kind == Expr::Kind::kAll, Compile(*expr.args[0]),
+                            std::move(plan));
+  }
 }
 
 NodePtr Compiler::CompileColumn(const Expr& expr) {
@@ -217,6 +246,12 @@ NodePtr Compiler::CompileColumn(const Expr& expr) {
   }
   if (const OutputItem* item = AliasOf(expr)) return CompileAlias(expr, *item);
   if (NodePtr node = CompileOuter(expr)) return node;
+  // A designer writes some functions without parentheses.
+  for (const std::string_view each : {"Date", "Now", "Time"}) {
+    if (expr.qualifier.empty() && jet::EqualsAsciiCase(expr.name, each)) {
+      return MakeCall({environment_.order(), environment_.now()}, expr, {});
+    }
+  }
   // A source that is there has no such column; else the parts are those of a path.
   if (!expr.qualifier.empty() && scope_.TrySource(expr.qualifier)) ThrowUnknown(expr);
   return CompileParameter(expr, ColumnText(expr));
@@ -295,7 +330,10 @@ void Compiler::ThrowUnknown(const Expr& expr) const {
 
 NodePtr Compiler::CompileCall(const Expr& expr) {
   if (const auto aggregate = AggregateOf(expr)) return CompileAggregate(expr, *aggregate);
-  throw Error(ErrorCode::kNotSupported, fmt::format("the function {} is not supported", expr.name));
+  const bool star = std::any_of(expr.args.begin(), expr.args.end(),
+                                [](const ExprPtr& arg) { return arg->kind == Expr::Kind::kStar; });
+  if (star) throw Error(ErrorCode::kBadQuery, fmt::format("{} cannot take *", expr.name));
+  return MakeCall({environment_.order(), environment_.now()}, expr, CompileAll(expr));
 }
 
 NodePtr Compiler::CompileAggregate(const Expr& expr, Aggregation function) {

@@ -14,7 +14,20 @@
 
 namespace sql {
 
-enum class Aggregation { kSum, kCount, kCountRows, kMin, kMax, kAvg, kFirst, kLast };
+enum class Aggregation {
+  kSum,
+  kCount,
+  kCountRows,
+  kMin,
+  kMax,
+  kAvg,
+  kFirst,
+  kLast,
+  kStDev,
+  kStDevP,
+  kVar,
+  kVarP,
+};
 
 struct Aggregate {
   Aggregation function = Aggregation::kSum;
@@ -66,6 +79,7 @@ class Compiler {
   NodePtr CompileParameter(const Expr& expr, std::string name);
   NodePtr CompileAggregate(const Expr& expr, Aggregation function);
   NodePtr CompileCall(const Expr& expr);
+  NodePtr CompileSubquery(const Expr& expr);
   std::vector<NodePtr> CompileAll(const Expr& expr);
   const OutputItem* AliasOf(const Expr& expr) const;
   const Parameter* Declared(std::string_view name) const;

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "sql/run/expression.h"
-#include "sql/run/like.h"
+#include "sql/values/like.h"
 
 namespace sql {
 namespace {
@@ -75,23 +75,6 @@ class Logical : public TruthNode {
   Operator op_;
   NodePtr left_, right_;
 };
-
-bool Satisfies(Operator op, Ordering ordering) {
-  switch (op) {
-    case Operator::kEqual:
-      return ordering == Ordering::kEqual;
-    case Operator::kNotEqual:
-      return ordering != Ordering::kEqual;
-    case Operator::kLess:
-      return ordering == Ordering::kLess;
-    case Operator::kLessEqual:
-      return ordering == Ordering::kLess || ordering == Ordering::kEqual;
-    case Operator::kGreater:
-      return ordering == Ordering::kGreater;
-    default:
-      return ordering == Ordering::kGreater || ordering == Ordering::kEqual;
-  }
-}
 
 class Comparison : public TruthNode {
  public:
@@ -169,13 +152,13 @@ class Like : public TruthNode {
     const Datum& pattern = pattern_->Evaluate(context);
     if (value.null() || pattern.null()) return Answer(std::nullopt);
     text_.clear();
-    AppendText(pattern, text_);
+    AppendText(pattern, LanguageOf(context.order), text_);
     if (!compiled_ || text_ != compiled_text_) {
       compiled_.emplace(context.order, text_, ansi_);
       compiled_text_ = text_;
     }
     text_.clear();
-    AppendText(value, text_);
+    AppendText(value, LanguageOf(context.order), text_);
     return Answer(compiled_->Matches(text_) != negated_);
   }
 
@@ -187,6 +170,23 @@ class Like : public TruthNode {
 };
 
 }  // namespace
+
+bool Satisfies(Operator op, Ordering ordering) {
+  switch (op) {
+    case Operator::kEqual:
+      return ordering == Ordering::kEqual;
+    case Operator::kNotEqual:
+      return ordering != Ordering::kEqual;
+    case Operator::kLess:
+      return ordering == Ordering::kLess;
+    case Operator::kLessEqual:
+      return ordering == Ordering::kLess || ordering == Ordering::kEqual;
+    case Operator::kGreater:
+      return ordering == Ordering::kGreater;
+    default:
+      return ordering == Ordering::kGreater || ordering == Ordering::kEqual;
+  }
+}
 
 NodePtr MakeNot(NodePtr operand) { return std::make_unique<Not>(std::move(operand)); }
 

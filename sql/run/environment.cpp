@@ -7,8 +7,8 @@
 #include <ctime>
 
 #include "jet/sort/name.h"
-#include "sql/run/datum.h"
 #include "sql/text/parameter_type.h"
+#include "sql/values/datum.h"
 
 namespace sql {
 namespace {
@@ -60,7 +60,7 @@ jet::Value ParameterValue(const Parameter& parameter, const jet::Value& value) {
   jet::Value converted;
   try {
     if (jet::IsText(type)) {
-      if (!datum.is_text()) datum.SetText(TextOf(datum));
+      if (!datum.is_text()) datum.SetText(TextOf(datum, Language::kEnglish));
     } else if (type == jet::ColumnType::kDateTime) {
       const auto date = DateOf(datum);
       if (!date) throw Error(ErrorCode::kBadValue, "not a date");

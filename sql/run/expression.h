@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "sql/run/datum.h"
 #include "sql/run/source.h"
 #include "sql/text/select_ast.h"
+#include "sql/values/datum.h"
 
 namespace sql {
 
@@ -56,6 +56,9 @@ NodePtr MakeIn(std::vector<NodePtr> operands, bool negated);
 // Of any other operator.
 NodePtr MakeArithmetic(Operator op, NodePtr left, NodePtr right);
 NodePtr MakeNegate(NodePtr operand);
+
+// Whether a comparison with `op` holds for values in this order.
+bool Satisfies(Operator op, Ordering ordering);
 
 // The expression holds for the rows in `context`: neither False nor Null.
 inline bool Holds(Node& node, Context& context) {

@@ -16,6 +16,11 @@ bool IsExtreme(Aggregation function) {
          function == Aggregation::kFirst || function == Aggregation::kLast;
 }
 
+bool IsSpread(Aggregation function) {
+  return function == Aggregation::kStDev || function == Aggregation::kStDevP ||
+         function == Aggregation::kVar || function == Aggregation::kVarP;
+}
+
 }  // namespace
 
 std::size_t ValueIndex::Find(const std::vector<NodePtr>& nodes, Context& context) {
@@ -42,6 +47,8 @@ GroupStep::GroupStep(Context& context, StepPtr input, std::vector<NodePtr> keys,
       results_(aggregates_.size()) {
   has_extremes_ = std::any_of(aggregates_.begin(), aggregates_.end(),
                               [](const Aggregate& each) { return IsExtreme(each.function); });
+  has_spreads_ = std::any_of(aggregates_.begin(), aggregates_.end(),
+                             [](const Aggregate& each) { return IsSpread(each.function); });
 }
 
 bool GroupStep::Next() {
@@ -56,12 +63,24 @@ bool GroupStep::Next() {
   return true;
 }
 
+void GroupStep::Rewind() {
+  input_->Rewind();
+  groups_.Clear();
+  first_rows_.Clear();
+  totals_.clear();
+  extremes_.clear();
+  spreads_.clear();
+  collected_ = false;
+  at_ = 0;
+}
+
 void GroupStep::Collect() {
   collected_ = true;
   const auto add_group = [&] {
     first_rows_.Save(context_);
     totals_.resize(totals_.size() + aggregates_.size());
     if (has_extremes_) extremes_.resize(totals_.size());
+    if (has_spreads_) spreads_.resize(totals_.size());
   };
   while (input_->Next()) {
     const std::size_t group = keys_.empty() ? 0 : groups_.Find(keys_, context_);
@@ -87,7 +106,14 @@ void GroupStep::Accumulate(std::size_t group) {
       Extend(aggregate, value, at);
     } else if (!value.null()) {
       ++total.count;
-      if (aggregate.function != Aggregation::kCount) total.sum += NeedNumber(value);
+      if (IsSpread(aggregate.function)) {
+        Spread& spread = spreads_[at];
+        const double number = NeedNumber(value), before = number - spread.mean;
+        spread.mean += before / static_cast<double>(total.count);
+        spread.squares += before * (number - spread.mean);
+      } else if (aggregate.function != Aggregation::kCount) {
+        total.sum += NeedNumber(value);
+      }
     }
   }
 }
@@ -126,6 +152,19 @@ void GroupStep::Result(const Aggregate& aggregate, std::size_t at, Datum& out) c
     case Aggregation::kAvg:
       if (total.count == 0) return out.SetNull();
       return out.SetNumber(Datum::Kind::kDouble, total.sum / static_cast<double>(total.count));
+    case Aggregation::kStDev:
+    case Aggregation::kVar:
+    case Aggregation::kStDevP:
+    case Aggregation::kVarP: {
+      const bool sample =
+          aggregate.function == Aggregation::kStDev || aggregate.function == Aggregation::kVar;
+      const bool root =
+          aggregate.function == Aggregation::kStDev || aggregate.function == Aggregation::kStDevP;
+      const std::int64_t divisor = total.count - (sample ? 1 : 0);
+      if (divisor < 1) return out.SetNull();
+      const double variance = spreads_[at].squares / static_cast<double>(divisor);
+      return out.SetNumber(Datum::Kind::kDouble, root ? std::sqrt(variance) : variance);
+    }
     default:
       if (total.count == 0) return out.SetNull();
       return out.SetNumber(Datum::Kind::kDouble, total.sum);
@@ -165,6 +204,16 @@ SortStep::SortStep(Context& context, StepPtr input, std::vector<SortKey> keys,
 std::string_view SortStep::KeyOf(std::size_t row) const {
   const std::size_t begin = row == 0 ? 0 : ends_[row - 1];
   return std::string_view(arena_).substr(begin, ends_[row] - begin);
+}
+
+void SortStep::Rewind() {
+  input_->Rewind();
+  rows_.Clear();
+  saved_aggregates_.clear();
+  arena_.clear();
+  ends_.clear();
+  collected_ = false;
+  at_ = 0;
 }
 
 void SortStep::Collect() {

@@ -19,6 +19,10 @@ class ValueIndex {
   // The number of the row in `context`, counted from 0 in order of appearance.
   std::size_t Find(const std::vector<NodePtr>& nodes, Context& context);
   std::size_t size() const { return by_key_.size(); }
+  void Clear() {
+    by_raw_.clear();
+    by_key_.clear();
+  }
 
  private:
   std::unordered_map<std::string, std::size_t> by_raw_, by_key_;
@@ -32,11 +36,16 @@ class GroupStep : public Step {
   GroupStep(Context& context, StepPtr input, std::vector<NodePtr> keys,
             std::vector<Aggregate> aggregates, std::vector<std::size_t> sources);
   bool Next() override;
+  void Rewind() override;
 
  private:
   struct Total {
     double sum = 0;
     std::int64_t count = 0;  // of values that are not Null
+  };
+  // Of StDev and its kin: the mean so far, and the squares of what differs from it.
+  struct Spread {
+    double mean = 0, squares = 0;
   };
   void Collect();
   void Accumulate(std::size_t group);
@@ -51,7 +60,8 @@ class GroupStep : public Step {
   SavedRows first_rows_;
   std::vector<Total> totals_;    // by group and aggregate
   std::vector<Datum> extremes_;  // of Min, Max, First, Last; else empty
-  bool has_extremes_ = false;
+  std::vector<Spread> spreads_;
+  bool has_extremes_ = false, has_spreads_ = false;
   TextKeyCache keys_a_, keys_b_;
   std::vector<Datum> results_;
   bool collected_ = false;
@@ -64,6 +74,10 @@ class DistinctStep : public Step {
   DistinctStep(Context& context, StepPtr input, const std::vector<NodePtr>& values)
       : context_(context), input_(std::move(input)), values_(values) {}
   bool Next() override;
+  void Rewind() override {
+    input_->Rewind();
+    seen_.Clear();
+  }
 
  private:
   Context& context_;
@@ -78,6 +92,10 @@ class DistinctRowStep : public Step {
   DistinctRowStep(Context& context, StepPtr input, std::vector<std::size_t> sources)
       : context_(context), input_(std::move(input)), sources_(std::move(sources)) {}
   bool Next() override;
+  void Rewind() override {
+    input_->Rewind();
+    seen_.clear();
+  }
 
  private:
   Context& context_;
@@ -100,6 +118,7 @@ class SortStep : public Step {
            std::vector<std::size_t> sources, std::size_t aggregates, std::optional<double> top,
            bool percent);
   bool Next() override;
+  void Rewind() override;
 
  private:
   void Collect();

@@ -19,9 +19,9 @@ std::uint64_t Mix(std::uint64_t bits) {
   return bits ^ bits >> 29;
 }
 
-bool IsWide(const std::vector<JoinKey>& keys) { return keys.size() != 1 || keys[0].as_text; }
-
 }  // namespace
+
+bool IsWide(const std::vector<JoinKey>& keys) { return keys.size() != 1 || keys[0].as_text; }
 
 bool HoldAll(const std::vector<NodePtr>& conditions, Context& context) {
   return std::all_of(conditions.begin(), conditions.end(),
@@ -113,14 +113,14 @@ JoinStep::JoinStep(Context& context, JoinInput left, JoinInput right, std::vecto
       index_(IsWide(keys_)),
       waiting_(left_.sources) {}
 
-bool JoinStep::MakeKey(bool left, HashKey& key) const {
-  const bool wide = IsWide(keys_);
+bool MakeHashKey(const std::vector<JoinKey>& keys, bool left, Context& context, HashKey& key) {
+  const bool wide = IsWide(keys);
   key.bytes.clear();
-  for (const JoinKey& each : keys_) {
-    const Datum& value = (left ? *each.left : *each.right).Evaluate(context_);
+  for (const JoinKey& each : keys) {
+    const Datum& value = (left ? *each.left : *each.right).Evaluate(context);
     if (value.null()) return false;
     if (each.as_text) {
-      AppendSortKey(context_.order, value, false, key.bytes);
+      AppendSortKey(context.order, value, false, key.bytes);
       continue;
     }
     const auto number = NumberOf(value, each.words);
@@ -130,6 +130,41 @@ bool JoinStep::MakeKey(bool left, HashKey& key) const {
   }
   if (wide) key.digest = std::hash<std::string>()(key.bytes);
   return true;
+}
+
+bool LookupStep::Next() {
+  if (!filled_) Hold();
+  if (!begun_) {
+    entry_ = MakeHashKey(keys_, true, context_, key_) ? index_.First(key_) : HashIndex::kNone;
+    begun_ = true;
+  }
+  if (entry_ == HashIndex::kNone) return false;
+  held_.Restore(entry_, context_);
+  entry_ = index_.Next(entry_);
+  return true;
+}
+
+void LookupStep::Hold() {
+  filled_ = true;
+  while (input_->Next()) {
+    if (!MakeHashKey(keys_, false, context_, key_)) continue;
+    held_.Save(context_);
+    index_.Add(key_);
+  }
+  index_.Finish();
+}
+
+void JoinStep::Rewind() {
+  left_.step->Rewind();
+  right_.step->Rewind();
+  prepared_ = left_held_ = false;
+  held_ = SavedRows({});
+  index_ = HashIndex(IsWide(keys_));
+  waiting_ = SavedRows(left_.sources);
+  next_waiting_ = probed_ = 0;
+  entry_ = HashIndex::kNone;
+  matched_ = true;
+  probe_.reset();
 }
 
 void JoinStep::Prepare() {

@@ -62,6 +62,11 @@ class HashIndex {
   std::size_t mask_ = 0;
 };
 
+// Whether keys need bytes.
+bool IsWide(const std::vector<JoinKey>& keys);
+// The key of the current row of one side. False: it is equal to nothing.
+bool MakeHashKey(const std::vector<JoinKey>& keys, bool left, Context& context, HashKey& key);
+
 struct JoinInput {
   StepPtr step;
   std::vector<std::size_t> sources;
@@ -77,6 +82,33 @@ struct JoinInput {
   }
 };
 
+// Of the rows of its input those whose keys, the right ones, are what the left ones are
+// for the rows of an outer query. REQUIRES: the input does not depend on that query.
+class LookupStep : public Step {
+ public:
+  LookupStep(Context& context, StepPtr input, std::vector<std::size_t> sources,
+             std::vector<JoinKey> keys)
+      : context_(context),
+        input_(std::move(input)),
+        keys_(std::move(keys)),
+        held_(std::move(sources)),
+        index_(IsWide(keys_)) {}
+  bool Next() override;
+  void Rewind() override { begun_ = false; }
+
+ private:
+  void Hold();
+
+  Context& context_;
+  StepPtr input_;
+  std::vector<JoinKey> keys_;
+  SavedRows held_;
+  HashIndex index_;
+  HashKey key_;
+  std::uint32_t entry_ = HashIndex::kNone;
+  bool filled_ = false, begun_ = false;
+};
+
 class JoinStep : public Step {
  public:
   // `outer` keeps every row of the left side. `conditions` are what the keys
@@ -85,6 +117,7 @@ class JoinStep : public Step {
   JoinStep(Context& context, JoinInput left, JoinInput right, std::vector<JoinKey> keys,
            std::vector<NodePtr> conditions, bool outer);
   bool Next() override;
+  void Rewind() override;
 
  private:
   void Prepare();
@@ -94,8 +127,7 @@ class JoinStep : public Step {
   bool NextProbed();
   bool NextOfStream();
   bool Lookup();
-  // The key of the current row. False: it joins nothing.
-  bool MakeKey(bool left, HashKey& key) const;
+  bool MakeKey(bool left, HashKey& key) const { return MakeHashKey(keys_, left, context_, key); }
 
   Context& context_;
   JoinInput left_, right_;

@@ -23,6 +23,8 @@ class QuerySource : public Source {
     handle = 1;
     return rows_->Next();
   }
+  // It is loaded into memory before anything reads it for the second time.
+  void Rewind() override {}
   void Read(Handle, std::size_t column, Datum& out) override {
     FromValue(rows_->value(column), 0, out);
   }

@@ -63,10 +63,53 @@ void Planner::LoadSources() {
   }
 }
 
+bool Planner::OnReadsOuter(const FromNode& node) const {
+  if (node.leaf()) return false;
+  const bool here = std::any_of(node.on.begin(), node.on.end(), [this](const SqlText& term) {
+    return compiler_.MayReadOuter(*term.tree);
+  });
+  return here || OnReadsOuter(*node.left) || OnReadsOuter(*node.right);
+}
+
+// `own expression = outer expression`, either way round.
+bool Planner::AddLookupKey(const Expr& term, std::vector<JoinKey>& keys) {
+  const Expr& equal = Bare(term);
+  if (equal.kind != Expr::Kind::kBinary || equal.op != Operator::kEqual) return false;
+  for (const std::size_t own : {0, 1}) {
+    const Expr &mine = *equal.args[own], &other = *equal.args[1 - own];
+    if (compiler_.MayReadOuter(mine) || compiler_.SourcesOf(mine).none()) continue;
+    if (compiler_.SourcesOf(other).any()) continue;
+    keys.push_back(MakeJoinKey(compiler_, other, mine));
+    return true;
+  }
+  return false;
+}
+
+// Of a query within an expression, the rows are read once and looked up by what WHERE
+// makes equal to the outer row.
 StepPtr Planner::PlanRows() {
-  std::vector<ExprPtr> where;
+  Context& context = plan_->context;
+  std::vector<ExprPtr> where, own, rest;
   if (select_.where) SplitAnd(select_.where->tree, where);
-  return PlanJoins(plan_->context, scope_, compiler_, select_, where);
+  const bool fixed = std::none_of(select_.from.begin(), select_.from.end(),
+                                  [this](const auto& node) { return OnReadsOuter(*node); });
+  std::vector<JoinKey> keys;
+  if (fixed && !select_.from.empty()) {
+    for (const ExprPtr& term : where) {
+      if (!compiler_.MayReadOuter(*term)) {
+        own.push_back(term);
+      } else if (!AddLookupKey(*term, keys)) {
+        rest.push_back(term);
+      }
+    }
+  }
+  if (keys.empty()) return PlanJoins(context, scope_, compiler_, select_, where);
+  StepPtr step = PlanJoins(context, scope_, compiler_, select_, own);
+  step = std::make_unique<LookupStep>(context, std::move(step), AllSources(), std::move(keys));
+  if (rest.empty()) return step;
+  std::vector<NodePtr> conditions;
+  for (const ExprPtr& term : rest) conditions.push_back(compiler_.Compile(*term));
+  return std::make_unique<FilterStep>(context, std::move(step), std::move(conditions));
 }
 
 std::vector<std::size_t> Planner::AllSources() const {

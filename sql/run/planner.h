@@ -8,6 +8,7 @@
 
 #include "sql/run/compiler.h"
 #include "sql/run/group.h"
+#include "sql/run/join.h"
 
 namespace sql {
 
@@ -24,6 +25,8 @@ class Planner {
   std::vector<std::size_t> AllSources() const;
 
   StepPtr PlanRows();
+  bool OnReadsOuter(const FromNode& node) const;
+  bool AddLookupKey(const Expr& term, std::vector<JoinKey>& keys);
   StepPtr PlanGroups(StepPtr step);
   StepPtr PlanHaving(StepPtr step);
   // After everything that may hold an aggregate is compiled.

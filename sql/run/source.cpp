@@ -72,6 +72,11 @@ bool TableSource::Advance(Handle& handle) {
   return true;
 }
 
+void TableSource::Rewind() {
+  scan_.reset();
+  scanned_ = read_ = last_handle_ = 0;
+}
+
 const jet::Table::Row& TableSource::RowAt(Handle handle) {
   if (handle == last_handle_) return *last_;
   last_handle_ = handle;

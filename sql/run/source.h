@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "jet/table/table.h"
-#include "sql/run/datum.h"
+#include "sql/values/datum.h"
 
 namespace sql {
 
@@ -31,8 +31,9 @@ class Source {
   const std::vector<SourceColumn>& columns() const { return columns_; }
   virtual double row_count() const = 0;
 
-  // All rows, once.
+  // All rows, once; again after Rewind.
   virtual bool Advance(Handle& handle) = 0;
+  virtual void Rewind() = 0;
   virtual void Read(Handle handle, std::size_t column, Datum& out) = 0;
   // The value as it is stored; `scratch` may be used to hold it.
   virtual const jet::Value& ReadValue(Handle handle, std::size_t column, jet::Value& scratch) = 0;
@@ -53,6 +54,7 @@ class TableSource : public Source {
 
   double row_count() const override { return table_->row_count(); }
   bool Advance(Handle& handle) override;
+  void Rewind() override;
   void Read(Handle handle, std::size_t column, Datum& out) override;
   const jet::Value& ReadValue(Handle handle, std::size_t column, jet::Value& scratch) override;
 
@@ -97,6 +99,7 @@ class MemorySource : public Source {
 
   double row_count() const override { return static_cast<double>(rows_); }
   bool Advance(Handle& handle) override;
+  void Rewind() override { at_ = 0; }
   void Read(Handle handle, std::size_t column, Datum& out) override;
   const jet::Value& ReadValue(Handle handle, std::size_t column, jet::Value& scratch) override;
 

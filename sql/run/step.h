@@ -15,6 +15,8 @@ class Step {
   virtual ~Step() = default;
   // False at the end. REQUIRES: it was not false before.
   virtual bool Next() = 0;
+  // To before the first row.
+  virtual void Rewind() = 0;
 };
 using StepPtr = std::unique_ptr<Step>;
 
@@ -22,6 +24,7 @@ using StepPtr = std::unique_ptr<Step>;
 class SingleStep : public Step {
  public:
   bool Next() override { return std::exchange(pending_, false); }
+  void Rewind() override { pending_ = true; }
 
  private:
   bool pending_ = true;
@@ -31,6 +34,7 @@ class ScanStep : public Step {
  public:
   ScanStep(Context& context, std::size_t source) : context_(context), source_(source) {}
   bool Next() override { return context_.sources[source_]->Advance(context_.handles[source_]); }
+  void Rewind() override { context_.sources[source_]->Rewind(); }
 
  private:
   Context& context_;
@@ -42,6 +46,7 @@ class FilterStep : public Step {
   FilterStep(Context& context, StepPtr input, std::vector<NodePtr> conditions)
       : context_(context), input_(std::move(input)), conditions_(std::move(conditions)) {}
   bool Next() override;
+  void Rewind() override { input_->Rewind(); }
 
  private:
   Context& context_;
@@ -65,6 +70,10 @@ class SavedRows {
     for (const std::size_t source : sources_) context.handles[source] = 0;
   }
   std::size_t size() const { return size_; }
+  void Clear() {
+    handles_.clear();
+    size_ = 0;
+  }
 
  private:
   std::vector<std::size_t> sources_;

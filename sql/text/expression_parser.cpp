@@ -253,9 +253,10 @@ ExprPtr ExpressionParser::Primary() {
         expr.args = {Subquery()};
         return Finish(std::move(expr), token.begin);
       }
-      // LEFT and RIGHT are functions, too.
+      // Some words of the grammar are functions, too.
       if (IsReserved(token.value) &&
-          !((token.IsKeyword("LEFT") || token.IsKeyword("RIGHT")) && in_.Ahead(1).Is("("))) {
+          !((token.IsKeyword("LEFT") || token.IsKeyword("RIGHT") || token.IsKeyword("ASC")) &&
+            in_.Ahead(1).Is("("))) {
         in_.Fail("an expression");
       }
       return NameOrCall();

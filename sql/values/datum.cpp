@@ -1,4 +1,4 @@
-#include "sql/run/datum.h"
+#include "sql/values/datum.h"
 
 #include <fmt/format.h>
 
@@ -8,6 +8,7 @@
 #include "jet/base/number.h"
 #include "jet/sort/name.h"
 #include "sql/error.h"
+#include "sql/values/number_text.h"
 
 namespace sql {
 namespace {
@@ -120,7 +121,12 @@ void ToValue(const Datum& datum, jet::ColumnType type, jet::Value& out) {
   if (datum.null()) {
     out = jet::Null{};
   } else if (datum.is_number()) {
-    out = NumberValue(datum.number, type);
+    if (jet::IsText(type)) {
+      // What is declared as text may still hold a number: of a choice between them.
+      out = TextOf(datum, Language::kJapanese);
+    } else {
+      out = NumberValue(datum.number, type);
+    }
   } else if (datum.is_text()) {
     if (auto* text = std::get_if<std::string>(&out)) {
       *text = datum.text;
@@ -168,25 +174,48 @@ std::optional<bool> TruthOf(const Datum& datum) {
   return *number != 0;
 }
 
-void AppendText(const Datum& datum, std::string& out) {
+Language LanguageOf(jet::SortOrder order) {
+  return order.language == jet::kJapanese.language ? Language::kJapanese : Language::kEnglish;
+}
+
+std::string DateText(jet::DateTime date, Language language) {
+  const jet::CivilTime civil = jet::ToCivilTime(date);
+  const bool midnight = civil.hour == 0 && civil.minute == 0 && civil.second == 0;
+  const bool first_day = civil.year == 1899 && civil.month == 12 && civil.day == 30;
+  const bool japanese = language == Language::kJapanese;
+  std::string text;
+  if (!first_day || midnight) {
+    text = japanese ? fmt::format("{:04}/{:02}/{:02}", civil.year, civil.month, civil.day)
+                    : fmt::format("{}/{}/{}", civil.month, civil.day, civil.year);
+  }
+  if (midnight) return text;
+  if (!text.empty()) text += ' ';
+  if (japanese) {
+    return text + fmt::format("{}:{:02}:{:02}", civil.hour, civil.minute, civil.second);
+  }
+  return text + fmt::format("{}:{:02}:{:02} {}", (civil.hour + 11) % 12 + 1, civil.minute,
+                            civil.second, civil.hour < 12 ? "AM" : "PM");
+}
+
+void AppendText(const Datum& datum, Language language, std::string& out) {
   switch (datum.kind) {
     case Kind::kNull:
       break;
     case Kind::kDate:
-      out += jet::FormatDateTime({datum.number});
+      out += DateText({datum.number}, language);
       break;
     case Kind::kText:
     case Kind::kBytes:
       out += datum.text;
       break;
     default:
-      fmt::format_to(std::back_inserter(out), "{}", datum.number + 0.0);
+      out += NumberText(datum.number);
   }
 }
 
-std::string TextOf(const Datum& datum) {
+std::string TextOf(const Datum& datum, Language language) {
   std::string text;
-  AppendText(datum, text);
+  AppendText(datum, language, text);
   return text;
 }
 

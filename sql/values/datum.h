@@ -49,9 +49,16 @@ std::optional<double> NumberOf(const Datum& datum, bool words);
 double NeedNumber(const Datum& datum);
 // True, false, or nothing for Null. kBadValue for what is neither.
 std::optional<bool> TruthOf(const Datum& datum);
-// As text, for the & operator: numbers in their shortest form.
-void AppendText(const Datum& datum, std::string& out);
-std::string TextOf(const Datum& datum);
+// Of the dates, month names and signs that a database shows: by its sort order.
+enum class Language : std::uint8_t { kEnglish, kJapanese };
+Language LanguageOf(jet::SortOrder order);
+
+// As text: numbers with up to 15 digits, dates in the short form of the language.
+void AppendText(const Datum& datum, Language language, std::string& out);
+std::string TextOf(const Datum& datum, Language language);
+// A date without its time where that is midnight, a time without its date where that is
+// the first day.
+std::string DateText(jet::DateTime date, Language language);
 
 // The key of the text that came last. Comparing with a constant, or walking over
 // runs of equal texts, makes no key twice.

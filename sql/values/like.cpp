@@ -1,4 +1,4 @@
-#include "sql/run/like.h"
+#include "sql/values/like.h"
 
 #include <algorithm>
 
