@@ -141,6 +141,9 @@ void DeclareRows(CLI::App& verb, RowOptions& options) {
   DeclareFile(verb, options);
   verb.add_option(kSource, options.source, kWhat)->type_name("TEXT")->required();
   verb.add_option("--limit", options.limit, "at most so many rows")->type_name("N");
+  CLI::Option* csv = verb.add_flag("--csv", options.csv, "CSV instead of tab-separated lines")
+                         ->excludes(verb.get_option("--json"));
+  verb.add_flag("--bom", options.bom, "begin the CSV with a byte order mark")->needs(csv);
 }
 
 void AddRowVerbs(Declaration& declaration) {
@@ -150,6 +153,12 @@ void AddRowVerbs(Declaration& declaration) {
                       DeclareRows<kTable, kTheTable>);
   AddVerb<RowOptions>(declaration, "sql", "The rows of a SELECT or of a saved query", Sql,
                       DeclareRows<kQuery, kTheQuery>);
+  AddVerb<DumpOptions>(declaration, "dump", "Write the database as SQL text for sqlite3", Dump,
+                       [](CLI::App& verb, DumpOptions& options) {
+                         DeclareFile(verb, options);
+                         verb.add_option("tables", options.tables, "only these; all if left out")
+                             ->type_name("TABLE");
+                       });
 }
 
 void DeclareLadder(CLI::App& verb, UpgradeOptions& options) {

@@ -21,7 +21,9 @@ Output is UTF-8, a line of names first, then one line a row, cells separated by 
 \N	stands for Null; an empty cell is an empty text
 yes no	stand for Yes/No values
 
-With --json every verb prints one JSON value: an array of objects where there is a list, else an object. Errors go to standard error, one a line, as a sentence or, with --json, as an object with "error" (see "errors"), "file", "step" and "text". On a terminal, upgrade shows there, too, which step runs.
+With --csv, `rows` and `sql` print CSV: lines end with CR LF, an empty text is "" and Null has nothing in its cell; --bom puts a byte order mark first. `dump` prints SQL text.
+
+With --json every other verb prints one JSON value: an array of objects where there is a list, else an object. Errors go to standard error, one a line, as a sentence or, with --json, as an object with "error" (see "errors"), "file", "step" and "text". On a terminal, upgrade shows there, too, which step runs.
 )";
 
 constexpr std::string_view kErrorsBegin = R"(

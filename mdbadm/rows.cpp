@@ -9,18 +9,35 @@
 namespace mdbadm {
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// As RFC 4180 has it. An empty text is quoted, too: Null is the cell with nothing in it.
+void AppendQuoted(std::string& line, std::string_view text) {
+  if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    line += text;
+    return;
+  }
+  line += '"';
+  for (const char c : text) {
+    if (c == '"') line += c;
+    line += c;
+  }
+  line += '"';
+}
+
 // Prints rows one by one; the buffers are reused, so a long table costs no more
 // memory than a short one.
 class RowPrinter {
  public:
-  RowPrinter(bool json, std::vector<std::string> names) : names_(std::move(names)) {
-    if (json) {
+  RowPrinter(const RowOptions& options, std::vector<std::string> names)
+      : names_(std::move(names)), csv_(options.csv) {
+    if (options.json) {
       array_.emplace();
       return;
     }
-    for (const std::string& name : names_) out_ += Escaped(name) + '\t';
-    if (out_.empty()) out_ = '\t';
-    out_.back() = '\n';
+    if (options.bom) out_ = kByteOrderMark;
+    for (const std::string& name : names_) AddText(name);
+    EndLine();
     whole_ = out_.size();
   }
   // A row that an error cut short is not printed.
@@ -35,27 +52,23 @@ class RowPrinter {
   void Add(const jet::Value& value, int scale) {
     const auto* date = std::get_if<jet::DateTime>(&value);
     if (array_) {
-      object_[names_[at_]] = ToJson(value, scale);
+      object_[names_[at_++]] = ToJson(value, scale);
     } else if (date != nullptr) {
       Separate();
       out_ += DateText(*date);
     } else {
-      Separate();
-      AppendCell(out_, value, scale);
+      AddCell(value, scale);
     }
-    ++at_;
   }
   // Writes a field straight from the row where building a Value costs more.
   void AddField(const jet::Table::Row& row, std::size_t ordinal, const jet::ColumnInfo& column) {
     if (array_ || !jet::IsText(column.type)) return Add(row.Get(ordinal), column.scale);
     if (!row.GetText(ordinal, text_)) return Add(jet::Null{}, 0);
-    Separate();
-    AppendEscaped(out_, text_);
-    ++at_;
+    AddText(text_);
   }
   void End() {
     if (array_) return array_->Add(object_);
-    out_ += '\n';
+    EndLine();
     whole_ = out_.size();
     if (whole_ < kBufferBytes) return;
     Print(out_);
@@ -67,7 +80,21 @@ class RowPrinter {
   static constexpr std::size_t kBufferBytes = 1 << 16;
 
   void Separate() {
-    if (at_ != 0) out_ += '\t';
+    if (at_++ != 0) out_ += csv_ ? ',' : '\t';
+  }
+  void EndLine() { out_ += csv_ ? "\r\n" : "\n"; }
+  void AddText(std::string_view text) {
+    Separate();
+    if (csv_) {
+      AppendQuoted(out_, text);
+    } else {
+      AppendEscaped(out_, text);
+    }
+  }
+  void AddCell(const jet::Value& value, int scale) {
+    if (const auto* text = std::get_if<std::string>(&value)) return AddText(*text);
+    Separate();
+    if (!csv_ || !jet::IsNull(value)) AppendCell(out_, value, scale);
   }
   // Rows that stand together often have the same date.
   const std::string& DateText(jet::DateTime date) {
@@ -80,6 +107,7 @@ class RowPrinter {
 
   std::optional<JsonArray> array_;  // with JSON
   std::vector<std::string> names_;
+  bool csv_;
   std::string out_, text_;
   std::size_t whole_ = 0;  // bytes of out_ up to the end of the last row
   Json object_;
@@ -109,7 +137,7 @@ ExitCode Rows(Program& program, const RowOptions& options) {
   const std::vector<jet::ColumnInfo>& columns = table->columns();
   std::vector<std::string> names;
   for (const jet::ColumnInfo& column : columns) names.push_back(column.name);
-  RowPrinter printer(options.json, names);
+  RowPrinter printer(options, names);
   jet::TableScan scan(*table);
   for (std::uint64_t n = 0; n < options.limit && scan.Next(); ++n) {
     printer.Begin();
@@ -126,7 +154,7 @@ ExitCode Sql(Program& program, const RowOptions& options) {
   const std::unique_ptr<sql::RowSet> rows = RunSource(*database, options.source);
   std::vector<std::string> names;
   for (const sql::OutputColumn& column : rows->columns()) names.push_back(column.name);
-  RowPrinter printer(options.json, names);
+  RowPrinter printer(options, names);
   for (std::uint64_t n = 0; n < options.limit && rows->Next(); ++n) {
     printer.Begin();
     for (std::size_t i = 0; i < names.size(); ++i) printer.Add(rows->value(i), 0);

@@ -74,9 +74,18 @@ struct RowOptions : CommonOptions {
   std::string file;
   std::string source;  // a table; for sql a saved query or a text
   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
+  bool csv = false;
+  bool bom = false;  // before the CSV, as spreadsheets ask for it
 };
 ExitCode Rows(Program& program, const RowOptions& options);
 ExitCode Sql(Program& program, const RowOptions& options);
+
+struct DumpOptions : CommonOptions {
+  std::string file;
+  std::vector<std::string> tables;  // empty: all
+};
+// The database as statements for sqlite3.
+ExitCode Dump(Program& program, const DumpOptions& options);
 
 // Running ladders.
 struct UpgradeOptions : CommonOptions {

@@ -1,0 +1,180 @@
+#include "mdbadm/sql_literal.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "ado/value.h"
+#include "jet/base/date_time.h"
+
+namespace mdbadm {
+namespace {
+
+constexpr std::size_t kExactDigits = 15;  // a double holds every decimal of so many
+constexpr int kExactPower = 22;           // powers of ten up to here are doubles
+constexpr int kMantissaBits = 53;
+constexpr int kShift = 62;  // powers of two up to here are integers of sqlite3
+constexpr std::int64_t kMillisecondsPerDay = 86'400'000;
+
+void AppendBlob(std::string& out, jet::ByteView bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  out += "X'";
+  for (const std::uint8_t byte : bytes) {
+    out += kDigits[byte >> 4];
+    out += kDigits[byte & 15];
+  }
+  out += '\'';
+}
+
+void AppendQuote(std::string& out, std::string_view text) {
+  out += '\'';
+  for (const char c : text) {
+    if (c == '\'') out += c;
+    out += c;
+  }
+  out += '\'';
+}
+
+// Whether line breaks are all of the form that this format uses, CR and LF.
+bool HasWholeBreaks(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool begins = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
+    if (text[i] == '\n' || (text[i] == '\r' && !begins)) return false;
+    if (begins) ++i;
+  }
+  return true;
+}
+
+// Exact parts: an integer, times or divided by powers of two. So sqlite3 does not have to
+// round a decimal.
+void AppendParts(std::string& out, double number) {
+  int exponent = 0;
+  const double fraction = std::frexp(number, &exponent);
+  fmt::format_to(std::back_inserter(out), "CAST({} AS REAL)",
+                 static_cast<std::int64_t>(std::ldexp(fraction, kMantissaBits)));
+  exponent -= kMantissaBits;
+  const char sign = exponent < 0 ? '/' : '*';
+  for (int left = std::abs(exponent); left > 0; left -= kShift) {
+    fmt::format_to(std::back_inserter(out), "{}{}", sign,
+                   std::int64_t{1} << std::min(left, kShift));
+  }
+}
+
+// How many digits a decimal has, without leading zeros.
+std::size_t DigitsOf(std::string_view decimal) {
+  std::size_t digits = 0;
+  for (const char c : decimal) {
+    if (c == 'e') break;
+    if (c >= '0' && c <= '9' && (digits != 0 || c != '0')) ++digits;
+  }
+  return digits;
+}
+
+template <class Real>
+void AppendReal(std::string& out, Real number) {
+  if (std::isnan(number)) {
+    out += "'NaN'";
+  } else if (std::isinf(number)) {
+    out += number < 0 ? "-9e999" : "9e999";
+  } else {
+    const std::string shortest = fmt::format("{}", number);
+    const bool near_one =
+        number == 0 || std::fabs(std::log10(std::fabs(number))) < kExactPower - kExactDigits;
+    const bool exact = near_one && DigitsOf(shortest) <= kExactDigits;
+    if (!exact && sizeof(Real) == sizeof(double)) return AppendParts(out, number);
+    out += shortest;
+    if (shortest.find_first_of(".e") == std::string::npos) out += ".0";
+  }
+}
+
+// "12.3400" without the zeros at its end.
+std::string Trimmed(std::string decimal) {
+  if (decimal.find('.') == std::string::npos) return decimal;
+  decimal.erase(decimal.find_last_not_of('0') + 1);
+  if (decimal.back() == '.') decimal.pop_back();
+  return decimal;
+}
+
+void AppendDecimal(std::string& out, const std::string& decimal) {
+  if (DigitsOf(decimal) <= kExactDigits) {
+    out += decimal;
+  } else {
+    AppendQuote(out, decimal);
+  }
+}
+
+void AppendDate(std::string& out, jet::DateTime date) {
+  if (!jet::IsInCalendar(date)) return AppendReal(out, date.days);
+  const double day = std::trunc(date.days);
+  const std::int64_t time = std::llround(std::fabs(date.days - day) * kMillisecondsPerDay);
+  const std::int64_t left = time % 1000;
+  if (left == 0) return AppendQuote(out, jet::FormatDateTime(date));
+  const double whole = static_cast<double>(time - left) / kMillisecondsPerDay;
+  const double from_day = std::signbit(date.days) ? day - whole : day + whole;
+  AppendQuote(out, fmt::format("{}.{:03}", jet::FormatDateTime({from_day}), left));
+}
+
+}  // namespace
+
+std::string SqlName(std::string_view name) {
+  std::string quoted = "\"";
+  for (const char c : name) {
+    if (c == '"') quoted += c;
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+void AppendSqlText(std::string& out, std::string_view text) {
+  const bool plain = text.find_first_of(std::string_view("\r\0", 2)) == std::string_view::npos;
+  if (plain) return AppendQuote(out, text);
+  // The shell of sqlite3 drops a CR at the end of a line, and ends a text at NUL.
+  if (text.find('\0') != std::string_view::npos || !HasWholeBreaks(text)) {
+    out += "CAST(";
+    AppendBlob(out, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    out += " AS TEXT)";
+    return;
+  }
+  std::string lines(text);
+  std::erase(lines, '\r');
+  out += "replace(";
+  AppendQuote(out, lines);
+  out += ",char(10),char(13,10))";
+}
+
+void AppendSqlValue(std::string& out, const jet::Value& value, int scale) {
+  if (jet::IsNull(value)) {
+    out += "NULL";
+  } else if (const auto* flag = std::get_if<bool>(&value)) {
+    out += *flag ? '1' : '0';
+  } else if (const auto* text = std::get_if<std::string>(&value)) {
+    AppendSqlText(out, *text);
+  } else if (const auto* bytes = std::get_if<jet::Bytes>(&value)) {
+    AppendBlob(out, *bytes);
+  } else if (const auto* guid = std::get_if<jet::Guid>(&value)) {
+    AppendQuote(out, jet::FormatGuid(*guid));
+  } else if (const auto* date = std::get_if<jet::DateTime>(&value)) {
+    AppendDate(out, *date);
+  } else if (const auto* number = std::get_if<jet::Numeric>(&value)) {
+    AppendDecimal(out, Trimmed(jet::FormatNumeric(*number, scale)));
+  } else if (std::holds_alternative<jet::Currency>(value)) {
+    AppendDecimal(out, ado::ToText(value));
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    AppendReal(out, *real);
+  } else if (const auto* single = std::get_if<float>(&value)) {
+    AppendReal(out, *single);
+  } else {
+    out += ado::ToText(value);
+  }
+}
+
+std::string SqlComment(std::string_view text) {
+  std::string line = "-- ";
+  for (const char c : text) line += c == '\n' || c == '\r' || c == '\0' ? ' ' : c;
+  return line + '\n';
+}
+
+}  // namespace mdbadm
