@@ -129,14 +129,24 @@ TEST_F(CompactVerbTest, AnUpgradeAfterItIsLikeOneBeforeIt) {
   EXPECT_EQ(MdbAdm({"check", other}).status, 0);
 }
 
-// What mdbtools shows of a file: its tables and their rows.
-std::string AsOthersReadIt(const std::string& path) {
-  std::string text = RunProcess("mdb-tables", {"-1", "-t", "table", path}).out;
-  std::istringstream names(text);
-  for (std::string name; std::getline(names, name);) {
-    text += RunProcess("mdb-export", {"-b", "hex", path, name}).out;
+std::vector<std::string> SortedLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  std::ranges::sort(lines);
+  return lines;
+}
+
+// What mdbtools shows of a file: its tables and their rows. Sorted, as it shows a row
+// that was moved where the body lies, and no row is moved in a compacted file.
+std::vector<std::string> AsOthersReadIt(const std::string& path) {
+  std::vector<std::string> all =
+      SortedLines(RunProcess("mdb-tables", {"-1", "-t", "table", path}).out);
+  for (const std::string& name : std::vector<std::string>(all)) {
+    const auto rows = SortedLines(RunProcess("mdb-export", {"-b", "hex", path, name}).out);
+    all.insert(all.end(), rows.begin(), rows.end());
   }
-  return text;
+  return all;
 }
 
 TEST(CompactedRealFilesTest, SayTheSameToDiffAndToMdbtools) {
@@ -144,7 +154,7 @@ TEST(CompactedRealFilesTest, SayTheSameToDiffAndToMdbtools) {
   const bool ask_others = HasProgram("mdb-tables") && HasProgram("mdb-export");
   if (!ask_others) std::printf("without mdbtools\n");
   const TempFolder folder;
-  std::uint64_t before = 0, after = 0;
+  std::uint64_t before = 0, after = 0, lines = 0;
   for (const std::string& name : SampleNames()) {
     SCOPED_TRACE(name);
     const std::string old = SamplePath(name), made = folder.File("new.mdb");
@@ -154,8 +164,13 @@ TEST(CompactedRealFilesTest, SayTheSameToDiffAndToMdbtools) {
     EXPECT_EQ(MdbAdmOut({"diff", old, made, "--password", "ucanaccess"}), "object\twhat\ta\tb\n");
     before += std::filesystem::file_size(PathOf(old));
     after += std::filesystem::file_size(PathOf(made));
-    EXPECT_TRUE(!ask_others || AsOthersReadIt(old) == AsOthersReadIt(made));
+    if (ask_others) {
+      const std::vector<std::string> shown = AsOthersReadIt(old);
+      EXPECT_EQ(shown, AsOthersReadIt(made));
+      lines += shown.size();
+    }
   }
+  EXPECT_TRUE(!ask_others || lines > 1000) << lines;
   std::printf("%llu bytes before, %llu after\n", static_cast<unsigned long long>(before),
               static_cast<unsigned long long>(after));
 }

@@ -39,7 +39,7 @@ Ending RunProcess(const std::string& program, const std::vector<std::string>& ar
   if (child == 0) {
     if (::dup2(out_file, STDOUT_FILENO) < 0 || ::dup2(err_file, STDERR_FILENO) < 0) ::_exit(126);
     ::fcntl(alive[1], F_SETFD, 0);
-    ::execv(argv[0], argv.data());
+    ::execvp(argv[0], argv.data());
     ::_exit(127);
   }
   for (const int file : {alive[1], out_file, err_file}) ::close(file);
