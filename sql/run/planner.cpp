@@ -45,6 +45,13 @@ std::unique_ptr<Plan> Planner::Run() {
 }
 
 void Planner::OpenSources() {
+  if (select_.external) {
+    const auto& [path, type] = *select_.external;
+    throw Error(ErrorCode::kNotSupported,
+                fmt::format("the tables lie in another file, which is not read: {}",
+                            path.empty() ? type : path))
+        .Of(path.empty() ? type : path);
+  }
   for (const SourceItem& item : select_.sources) {
     plan_->context.sources.push_back(OpenSource(environment_, item));
     scope_.Add(item.name(), plan_->context.sources.back()->columns());
