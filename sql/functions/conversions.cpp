@@ -52,7 +52,7 @@ void CDate(const FunctionContext& context, Arguments a, Datum& out) {
   out.SetNumber(Kind::kDate, DateArgument(context, *a[0]));
 }
 
-constexpr std::array<Function, 11> kFunctions = {{
+constexpr std::array<Function, 11> kConversions = {{
     {"CBool", 1, 1, Nulls::kRefused, Result::kBoolean, CBool},
     {"CByte", 1, 1, Nulls::kRefused, Result::kByte, ToWhole<std::uint8_t>},
     {"CInt", 1, 1, Nulls::kRefused, Result::kInteger, ToWhole<std::int16_t>},
@@ -68,6 +68,6 @@ constexpr std::array<Function, 11> kFunctions = {{
 
 }  // namespace
 
-std::span<const Function> ConversionFunctions() { return kFunctions; }
+std::span<const Function> ConversionFunctions() { return kConversions; }
 
 }  // namespace sql

@@ -266,7 +266,7 @@ void WeekdayName(const FunctionContext& context, Arguments a, Datum& out) {
   out.SetText(kWeekdays[at].substr(0, abbreviated ? 3 : std::string_view::npos));
 }
 
-constexpr std::array<Function, 20> kFunctions = {{
+constexpr std::array<Function, 20> kDates = {{
     {"Date", 0, 0, Nulls::kAnswerNull, Result::kDate, Date},
     {"Now", 0, 0, Nulls::kAnswerNull, Result::kDate, Now},
     {"Time", 0, 0, Nulls::kAnswerNull, Result::kDate, Time},
@@ -291,6 +291,6 @@ constexpr std::array<Function, 20> kFunctions = {{
 
 }  // namespace
 
-std::span<const Function> DateFunctions() { return kFunctions; }
+std::span<const Function> DateFunctions() { return kDates; }
 
 }  // namespace sql

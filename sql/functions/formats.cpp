@@ -209,12 +209,12 @@ void Format(const FunctionContext& context, Arguments a, Datum& out) {
   out.SetText(Formatter(context, a).Run());
 }
 
-constexpr std::array<Function, 1> kFunctions = {{
+constexpr std::array<Function, 1> kFormats = {{
     {"Format", 1, 4, Nulls::kOwn, Result::kText, Format},
 }};
 
 }  // namespace
 
-std::span<const Function> FormatFunctions() { return kFunctions; }
+std::span<const Function> FormatFunctions() { return kFormats; }
 
 }  // namespace sql

@@ -123,7 +123,7 @@ void Partition(const FunctionContext&, Arguments a, Datum& out) {
   out.SetText(RangeText(lower, width) + ":" + RangeText(upper, width));
 }
 
-constexpr std::array<Function, 17> kFunctions = {{
+constexpr std::array<Function, 17> kNumbers = {{
     {"Abs", 1, 1, Nulls::kAnswerNull, Result::kAsFirst, Same<std::fabs>},
     {"Int", 1, 1, Nulls::kAnswerNull, Result::kAsFirst, Same<std::floor>},
     {"Fix", 1, 1, Nulls::kAnswerNull, Result::kAsFirst, Same<std::trunc>},
@@ -145,6 +145,6 @@ constexpr std::array<Function, 17> kFunctions = {{
 
 }  // namespace
 
-std::span<const Function> NumberFunctions() { return kFunctions; }
+std::span<const Function> NumberFunctions() { return kNumbers; }
 
 }  // namespace sql

@@ -36,7 +36,7 @@ void IsDate(const FunctionContext&, Arguments a, Datum& out) {
 // An argument that is an error has ended the query before.
 void IsError(const FunctionContext&, Arguments, Datum& out) { out.SetBoolean(false); }
 
-constexpr std::array<Function, 4> kFunctions = {{
+constexpr std::array<Function, 4> kTests = {{
     {"IsNull", 1, 1, Nulls::kOwn, Result::kTruth, IsNullValue},
     {"IsNumeric", 1, 1, Nulls::kOwn, Result::kTruth, IsNumeric},
     {"IsDate", 1, 1, Nulls::kOwn, Result::kTruth, IsDate},
@@ -45,6 +45,6 @@ constexpr std::array<Function, 4> kFunctions = {{
 
 }  // namespace
 
-std::span<const Function> TestFunctions() { return kFunctions; }
+std::span<const Function> TestFunctions() { return kTests; }
 
 }  // namespace sql

@@ -288,7 +288,7 @@ void Chr(const FunctionContext& context, Arguments a, Datum& out) {
   SetUnits(Text(1, static_cast<char16_t>(code)), out);
 }
 
-constexpr std::array<Function, 21> kFunctions = {{
+constexpr std::array<Function, 21> kTexts = {{
     {"Left", 2, 2, Nulls::kAnswerNull, Result::kText, Left},
     {"Right", 2, 2, Nulls::kAnswerNull, Result::kText, Right},
     {"Mid", 2, 3, Nulls::kAnswerNull, Result::kText, Mid},
@@ -314,6 +314,6 @@ constexpr std::array<Function, 21> kFunctions = {{
 
 }  // namespace
 
-std::span<const Function> TextFunctions() { return kFunctions; }
+std::span<const Function> TextFunctions() { return kTexts; }
 
 }  // namespace sql
