@@ -165,15 +165,16 @@ double Boundaries(Interval interval, double a, double b, int first) {
   const auto days = static_cast<double>(y.day - x.day);
   const double seconds = days * 86400 + static_cast<double>(y.second - x.second);
   const auto units = [&](std::int64_t size) {
-    return days * (86400.0 / static_cast<double>(size)) +
-           static_cast<double>(y.second / size - x.second / size);
+    const std::int64_t within = y.second / size - x.second / size;
+    return days * (86400.0 / static_cast<double>(size)) + static_cast<double>(within);
   };
+  const int quarters = (to.year - from.year) * 4 + (to.month - 1) / 3 - (from.month - 1) / 3;
   const int months = (to.year - from.year) * 12 + to.month - from.month;
   switch (interval) {
     case Interval::kYear:
       return to.year - from.year;
     case Interval::kQuarter:
-      return (to.year - from.year) * 4 + (to.month - 1) / 3 - (from.month - 1) / 3;
+      return quarters;
     case Interval::kMonth:
       return months;
     case Interval::kDayOfYear:
