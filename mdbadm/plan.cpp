@@ -1,9 +1,9 @@
 // What an upgrade would do, and what stands in its way: the ladder runs for
 // real, on a copy in memory.
-#include <cmath>
 #include <utility>
 
 #include "ado/value.h"
+#include "jet/base/number.h"
 #include "mdbadm/failure.h"
 #include "mdbadm/output.h"
 #include "mdbadm/overlay_files.h"
@@ -42,7 +42,7 @@ bool HasColumn(jet::Database& database, std::string_view table, std::string_view
 }
 
 void WarnOfVersion(double version, Kind kind, Warnings& warnings) {
-  const double rounded = std::nearbyint(version);
+  const double rounded = jet::RoundToEven(version);
   if (rounded != version) warnings.push_back(fmt::format("{} counts as {}", version, rounded));
   if (version > upgrade::LatestVersion(kind)) {
     warnings.push_back(fmt::format("{} is above the latest version; an upgrade stores {}", version,

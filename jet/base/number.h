@@ -17,11 +17,17 @@ std::size_t NumberLength(std::string_view text);
 // not count. Nothing for any other text, and for a number that no double holds.
 std::optional<double> ReadNumber(std::string_view text);
 
-// Halves go to the even neighbour. Nothing for what Integer does not hold.
+// The whole number next to `number`; a half goes to the even neighbour.
+template <class Real>
+Real RoundToEven(Real number) {
+  return std::nearbyint(number);
+}
+
+// The same as an Integer. Nothing for what Integer does not hold.
 template <class Integer, class Real>
 std::optional<Integer> RoundHalfEven(Real number) {
   using Limits = std::numeric_limits<Integer>;
-  const Real rounded = std::nearbyint(number);
+  const Real rounded = RoundToEven(number);
   // The greatest value itself may have no Real; the power of two above it has.
   const Real above = std::ldexp(Real{1}, Limits::digits);
   if (!(rounded >= static_cast<Real>(Limits::min()) && rounded < above)) return std::nullopt;

@@ -125,7 +125,7 @@ double AddMonths(double days, double months) {
 
 void DateAdd(const FunctionContext& context, Arguments a, Datum& out) {
   const Interval interval = IntervalArgument(context, *a[0]);
-  const double count = std::nearbyint(NumberArgument(*a[1]));
+  const double count = jet::RoundToEven(NumberArgument(*a[1]));
   const double days = DateArgument(context, *a[2]);
   if (!(std::fabs(count) < 1e12)) InvalidCall();
   Moment moment = MomentOf(days);

@@ -3,9 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
-#include <ctime>
 
+#include "jet/database/spec.h"
 #include "jet/sort/name.h"
 #include "sql/text/parameter_type.h"
 #include "sql/values/datum.h"
@@ -15,22 +14,6 @@ namespace {
 
 // Queries in queries.
 constexpr std::size_t kMaxNesting = 32;
-
-jet::DateTime LocalTime() {
-  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-  std::tm local{};
-#ifdef _WIN32
-  localtime_s(&local, &now);
-#else
-  localtime_r(&now, &local);
-#endif
-  return jet::ToDateTime({.year = local.tm_year + 1900,
-                          .month = local.tm_mon + 1,
-                          .day = local.tm_mday,
-                          .hour = local.tm_hour,
-                          .minute = local.tm_min,
-                          .second = std::min(local.tm_sec, 59)});
-}
 
 std::string ParameterKey(std::string_view name) {
   std::string key;
@@ -87,7 +70,7 @@ std::string NoValue(const Parameter& parameter) {
 }
 
 Environment::Environment(jet::Database& database, const Inputs& inputs)
-    : database_(database), inputs_(inputs), now_(inputs.now ? *inputs.now : LocalTime()) {}
+    : database_(database), inputs_(inputs), now_(inputs.now ? *inputs.now : jet::SystemClock()()) {}
 
 jet::SortOrder Environment::order() const { return database_.order(); }
 

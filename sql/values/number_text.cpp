@@ -6,6 +6,8 @@
 #include <cmath>
 #include <string_view>
 
+#include "jet/base/number.h"
+
 namespace sql {
 
 std::string NumberText(double number) {
@@ -44,7 +46,7 @@ double RoundDecimals(double number, int decimals) {
   const double tolerance = 1e-15 * std::fabs(scaled) * 4 + 1e-12;
   const bool half = std::fabs(scaled - below - 0.5) <= tolerance;
   const double rounded =
-      half ? (std::fmod(below, 2) == 0 ? below : below + 1) : std::nearbyint(scaled);
+      half ? (std::fmod(below, 2) == 0 ? below : below + 1) : jet::RoundToEven(scaled);
   return rounded / power;
 }
 
