@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "db/kind.h"
 #include "fuzz/mutator.h"
 #include "fuzz/random.h"
+#include "fuzz/random_select.h"
 #include "fuzz/snapshot.h"
 #include "fuzz/targets.h"
 #include "jet/base/error.h"
@@ -98,10 +100,46 @@ class Selects {
         fmt::format("SELECT x.*, y.[{0}] FROM [{1}] AS x LEFT JOIN [{2}] AS y ON x.[{3}] = y.[{4}]",
                     e, a.name, b.name, key(*table, c), key(*other, e))};
     for (std::size_t i = 0; i < kTexts; ++i) Try([&] { RunText(random_.Pick(texts)); });
-    const std::string& text = random_.Pick(texts);
+    std::string text = random_.Pick(texts);
+    if (const auto asked = AskedOf({table.get(), other.get()})) {
+      Try([&] { RunText(*asked); });
+      if (random_.OneIn(2)) text = *asked;
+    }
     jet::Bytes bytes(text.begin(), text.end());
     MutateSql(bytes, random_);
     Try([&] { RunText({reinterpret_cast<const char*>(bytes.data()), bytes.size()}); });
+  }
+
+  // A query of many parts over columns of their types.
+  std::optional<std::string> AskedOf(const std::vector<const jet::Table*>& tables) {
+    std::vector<QueryTable> named;
+    for (const jet::Table* table : tables) {
+      QueryTable each{table->name(), {}};
+      for (const jet::ColumnInfo& column : table->columns()) {
+        switch (column.type) {
+          case jet::ColumnType::kByte:
+          case jet::ColumnType::kInteger:
+          case jet::ColumnType::kLong:
+            each.wholes.push_back(column.name);
+            break;
+          case jet::ColumnType::kSingle:
+          case jet::ColumnType::kDouble:
+          case jet::ColumnType::kCurrency:
+          case jet::ColumnType::kNumeric:
+            each.numbers.push_back(column.name);
+            break;
+          case jet::ColumnType::kText:
+          case jet::ColumnType::kMemo:
+            each.texts.push_back(column.name);
+            break;
+          default:
+            break;
+        }
+      }
+      if (!each.wholes.empty()) named.push_back(std::move(each));
+    }
+    if (named.empty()) return std::nullopt;
+    return RandomSelect(named, random_).ours;
   }
 
   void RunText(std::string_view text) { RunRows(sql::Parse(text)); }
