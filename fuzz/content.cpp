@@ -34,9 +34,10 @@ std::string TextOf(const jet::Table::Row& row, std::size_t columns) {
 }
 
 void ForEachRow(jet::Database& database,
-                const std::function<void(const jet::Table&, const jet::Table::Row&)>& visit) {
+                const std::function<void(const jet::Table&, const jet::Table::Row&)>& visit,
+                jet::ObjectKind kind) {
   for (const jet::ObjectInfo& object : database.Objects()) {
-    if (object.kind != jet::ObjectKind::kTable) continue;
+    if (object.kind != kind) continue;
     const auto table = database.OpenTable(object);
     for (jet::TableScan scan(*table); scan.Next();) visit(*table, scan.row());
   }

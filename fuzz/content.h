@@ -16,6 +16,7 @@ std::string TextOf(const jet::Table::Row& row, std::size_t columns);
 
 // `visit` gets every row of every table but those of the system.
 void ForEachRow(jet::Database& database,
-                const std::function<void(const jet::Table&, const jet::Table::Row&)>& visit);
+                const std::function<void(const jet::Table&, const jet::Table::Row&)>& visit,
+                jet::ObjectKind kind = jet::ObjectKind::kTable);
 
 }  // namespace fuzz

@@ -89,6 +89,7 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
+  bool has_seeds() const { return !seeds_.empty(); }
   std::uint64_t inputs() const { return end_ - begin_; }
   std::uint64_t findings() const { return shared_->findings; }
 
@@ -243,6 +244,10 @@ int RunAll(const Options& options) {
   for (const Target* target : Chosen(options)) {
     const auto start = SteadyClock::now();
     Run run(*target, options);
+    if (!run.has_seeds()) {
+      fmt::print("{}: no file to begin with\n", target->name);
+      continue;
+    }
     run.Supervise();
     fmt::print("{}: {} inputs in {:.1f} s, seed {}, {} findings\n", target->name, run.inputs(),
                Seconds(SteadyClock::now() - start).count(), options.seed, run.findings());

@@ -19,8 +19,10 @@
 #include "jet/pages/slotted_page.h"
 #include "jet/recover/recover.h"
 #include "jet/row/long_value.h"
+#include "jet/storage/header_layout.h"
 #include "samples/known.h"
 #include "tests/support/fault_file.h"
+#include "tests/support/temp_db.h"
 
 namespace fuzz {
 namespace {
@@ -38,12 +40,15 @@ struct KnownRow {
   std::string text;   // its values
   std::string bytes;  // as stored
   std::vector<Extent> extents;
+  bool of_user = true;  // else of a system table: it may come out, and need not
 };
 
 // What the rows of one table depend on.
 class Dependences {
  public:
-  Dependences(jet::Pager& pager, const jet::Table& table) : pager_(pager), table_(table) {
+  // `encoded`: without the key of page 0 no page says anything.
+  Dependences(jet::Pager& pager, const jet::Table& table, bool encoded)
+      : pager_(pager), table_(table) {
     // Without counters, statistics and maps.
     const jet::TableDef& def = DefOf(table);
     const std::size_t columns_at = 0x3F + 12 * def.real_indexes.size();
@@ -52,6 +57,7 @@ class Dependences {
     AddContent(0, 0x10);
     AddContent(0x28, 0x37);
     AddContent(columns_at, end);
+    if (encoded) extents_.push_back({jet::kPageKey, jet::kPageKey + 4});
     definition_ = std::move(extents_);
   }
 
@@ -116,12 +122,17 @@ std::vector<KnownRow> RowsOfSoundFile(const std::string& image, const std::strin
   const auto database = jet::Database::Open(files, kOld, {.password = password});
   std::vector<KnownRow> rows;
   std::map<const jet::Table*, Dependences> dependences;
-  ForEachRow(*database, [&](const jet::Table& table, const jet::Table::Row& row) {
-    Dependences& on =
-        dependences.try_emplace(&table, jet::Internals(*database).pager(), table).first->second;
-    rows.push_back({TextOf(row, table.columns().size()), ToImage(ViewOf(row).bytes()),
-                    on.Of(row.id(), ViewOf(row))});
-  });
+  const jet::Internals internals(*database);
+  const bool encoded = internals.header().page_key() != 0;
+  for (const jet::ObjectKind kind : {jet::ObjectKind::kTable, jet::ObjectKind::kSystemTable}) {
+    const auto add = [&](const jet::Table& table, const jet::Table::Row& row) {
+      Dependences& on =
+          dependences.try_emplace(&table, internals.pager(), table, encoded).first->second;
+      rows.push_back({TextOf(row, table.columns().size()), ToImage(ViewOf(row).bytes()),
+                      on.Of(row.id(), ViewOf(row)), kind == jet::ObjectKind::kTable});
+    };
+    ForEachRow(*database, add, kind);
+  }
   return rows;
 }
 
@@ -182,7 +193,8 @@ void Judge(const std::vector<KnownRow>& known, const std::string& sound, const s
                       damaged.begin() + static_cast<std::ptrdiff_t>(extent.begin));
   };
   const std::size_t count = saved.rows.size() + saved.raw.size();
-  std::vector<const KnownRow*> touched;
+  std::size_t wanted = 0, touched = 0;
+  std::vector<const KnownRow*> possible;
   const auto take = [&saved](const KnownRow& row) {
     if (const auto found = saved.rows.find(row.text); found != saved.rows.end()) {
       saved.rows.erase(found);
@@ -193,20 +205,72 @@ void Judge(const std::vector<KnownRow>& known, const std::string& sound, const s
     return found != saved.raw.end();
   };
   for (const KnownRow& row : known) {
-    if (!std::ranges::all_of(row.extents, is_whole)) {
-      touched.push_back(&row);
-    } else if (!take(row)) {
-      throw Broken("a whole row is lost: " + row.text);
-    }
+    const bool whole = std::ranges::all_of(row.extents, is_whole);
+    if (row.of_user && whole && !take(row)) throw Broken("a whole row is lost: " + row.text);
+    if (row.of_user) ++wanted;
+    if (!whole) ++touched;
+    if (!row.of_user || !whole) possible.push_back(&row);
   }
-  for (const KnownRow* row : touched) take(*row);
-  const std::size_t allowed = touched.size() + RowsOnChangedPages(sound, damaged);
+  for (const KnownRow* row : possible) take(*row);
+  const std::size_t allowed = touched + RowsOnChangedPages(sound, damaged);
   if (saved.rows.size() > allowed) {
     throw Broken(fmt::format("{} rows were never there, {} may be; one: {}", saved.rows.size(),
                              allowed, *saved.rows.begin()));
   }
-  if (count < known.size() && report && report->complete()) {
+  if (count < wanted && report && report->complete()) {
     throw Broken("rows are missing, and the report says nothing");
+  }
+}
+
+// A file of which the sound state is known.
+struct SoundFile {
+  std::string image, password;
+  bool complete = true;  // saved without a loss; else an index may have keys that nobody knows
+  std::vector<KnownRow> rows = {};
+};
+
+std::vector<SoundFile> OwnFiles() {
+  std::vector<SoundFile> files;
+  for (const jet::Bytes& file : FileSeeds()) files.push_back({ToImage(file), ""});
+  for (const db::Kind kind : db::kKinds) {
+    for (const jet::Bytes& file : UpgradeSeeds(kind)) {
+      files.push_back({ToImage(file), std::string(db::kDatabasePassword)});
+    }
+  }
+  return files;
+}
+
+// Those that other programs wrote, where their folder is named.
+std::vector<SoundFile> RealFiles() {
+  std::vector<SoundFile> files;
+  for (const std::string& name : test_support::SampleNames()) {
+    files.push_back({test_support::ReadFileBytes(test_support::SamplePath(name)),
+                     name == "password.mdb" ? "ucanaccess" : "", false});
+  }
+  return files;
+}
+
+std::vector<SoundFile> WithRows(std::vector<SoundFile> files) {
+  for (SoundFile& file : files) file.rows = RowsOfSoundFile(file.image, file.password);
+  return files;
+}
+
+jet::Bytes SeedOf(const SoundFile& file, std::size_t number) {
+  jet::Bytes seed{static_cast<std::uint8_t>(number)};
+  seed.insert(seed.end(), file.image.begin(), file.image.end());
+  return seed;
+}
+
+void RecoverDamageOf(const SoundFile& sound, jet::ByteView bytes) {
+  static const std::vector<jet::KnownDatabase> kKnown = samples::KnownDatabases(std::nullopt);
+  const std::string damaged = ToImage(bytes);
+  FaultFiles files;
+  files.bytes(kOld) = damaged;
+  const auto report = TryRecover(
+      files, sound.password, sound.password.empty() ? std::vector<jet::KnownDatabase>() : kKnown);
+  Judge(sound.rows, sound.image, damaged, report, report ? Read(files, sound.password) : Saved());
+  if (damaged == sound.image && !(report && (report->complete() || !sound.complete))) {
+    throw Broken("a sound file is not saved whole");
   }
 }
 
@@ -221,13 +285,14 @@ void RecoverFile(jet::ByteView file) {
 }
 
 std::vector<jet::Bytes> DamageSeeds() {
-  std::vector<jet::Bytes> seeds = FileSeeds();
-  for (const db::Kind kind : db::kKinds) {
-    for (jet::Bytes& file : UpgradeSeeds(kind)) seeds.push_back(std::move(file));
-  }
-  for (std::size_t i = 0; i < seeds.size(); ++i) {
-    seeds[i].insert(seeds[i].begin(), static_cast<std::uint8_t>(i));
-  }
+  std::vector<jet::Bytes> seeds;
+  for (const SoundFile& file : OwnFiles()) seeds.push_back(SeedOf(file, seeds.size()));
+  return seeds;
+}
+
+std::vector<jet::Bytes> RealDamageSeeds() {
+  std::vector<jet::Bytes> seeds;
+  for (const SoundFile& file : RealFiles()) seeds.push_back(SeedOf(file, seeds.size()));
   return seeds;
 }
 
@@ -240,32 +305,14 @@ std::string MutateDamage(jet::Bytes& input, Random& random) {
 }
 
 void RecoverDamage(jet::ByteView input) {
-  struct Sound {
-    std::string image, password;
-    std::vector<KnownRow> rows;
-  };
-  static const std::vector<jet::KnownDatabase> kKnown = samples::KnownDatabases(std::nullopt);
-  static const std::vector<Sound> kSound = [] {
-    std::vector<Sound> sound;
-    const std::size_t own = FileSeeds().size();
-    for (const jet::Bytes& seed : DamageSeeds()) {
-      std::string password(sound.size() < own ? "" : db::kDatabasePassword);
-      std::string image = ToImage(jet::ByteView(seed).subspan(1));
-      std::vector<KnownRow> rows = RowsOfSoundFile(image, password);
-      sound.push_back({std::move(image), std::move(password), std::move(rows)});
-    }
-    return sound;
-  }();
-  if (input.empty()) return;
-  const Sound& sound = kSound[input[0] % kSound.size()];
-  const std::string damaged = ToImage(input.subspan(1));
-  FaultFiles files;
-  files.bytes(kOld) = damaged;
-  const auto report = TryRecover(
-      files, sound.password, sound.password.empty() ? std::vector<jet::KnownDatabase>() : kKnown);
-  Judge(sound.rows, sound.image, damaged, report, report ? Read(files, sound.password) : Saved());
-  if (damaged == sound.image && !(report && report->complete())) {
-    throw Broken("a sound file is not saved whole");
+  static const std::vector<SoundFile> kFiles = WithRows(OwnFiles());
+  if (!input.empty()) RecoverDamageOf(kFiles[input[0] % kFiles.size()], input.subspan(1));
+}
+
+void RecoverRealDamage(jet::ByteView input) {
+  static const std::vector<SoundFile> kFiles = WithRows(RealFiles());
+  if (!input.empty() && !kFiles.empty()) {
+    RecoverDamageOf(kFiles[input[0] % kFiles.size()], input.subspan(1));
   }
 }
 

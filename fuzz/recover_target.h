@@ -10,6 +10,7 @@
 namespace fuzz {
 
 std::vector<jet::Bytes> DamageSeeds();
+std::vector<jet::Bytes> RealDamageSeeds();  // of files that other programs wrote; may be none
 std::string MutateDamage(jet::Bytes& input, Random& random);
 
 }  // namespace fuzz

@@ -22,6 +22,7 @@ constexpr std::array kTargets = {
     Target{"select", SelectFile, SelectSeeds, MutateFile, true, 20'000},
     Target{"recover", RecoverFile, FileSeeds, MutateFile, true, 10'000},
     Target{"recover_damage", RecoverDamage, DamageSeeds, MutateDamage, true, 10'000},
+    Target{"recover_real", RecoverRealDamage, RealDamageSeeds, MutateDamage, true, 1'000},
     Target{"compact", CompactFile, FileSeeds, MutateFile, true, 10'000},
     Target{"sql", SqlText, SqlSeeds, MutateSql, false, 300'000},
     Target{"query_rows", QueryRows, SqlSeeds, MutateSql, false, 150'000},

@@ -27,6 +27,7 @@ void RecoverFile(jet::ByteView file);
 // A damaged file of which the sound state is known (recover_target.h): no row whose
 // bytes are all there is lost, none comes in that was not there.
 void RecoverDamage(jet::ByteView input);
+void RecoverRealDamage(jet::ByteView input);
 // A file: refused if it is not sound, else a sound file that holds the same, and that is
 // not changed by doing it again.
 void CompactFile(jet::ByteView file);
