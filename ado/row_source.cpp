@@ -90,6 +90,11 @@ class PickedRows : public RowSource {
   std::size_t at_ = 0;
 };
 
+jet::Value HandedOver(jet::Value value, int scale) {
+  const auto* numeric = std::get_if<jet::Numeric>(&value);
+  return numeric == nullptr ? value : jet::Value(ToDouble(jet::FormatNumeric(*numeric, scale)));
+}
+
 // The values of a query that cannot be written through. All are taken at once:
 // a running query must not see its tables change, and a recordset may stay open
 // while they do.
@@ -97,7 +102,8 @@ class QueryRows : public RowSource {
  public:
   explicit QueryRows(sql::RowSet& rows) : RowSource(NamesOf(rows)) {
     while (rows.Next()) {
-      for (std::size_t i = 0; i < names().size(); ++i) values_.push_back(rows.value(i));
+      for (std::size_t i = 0; i < names().size(); ++i)
+        values_.push_back(HandedOver(rows.value(i), rows.columns()[i].scale));
       ++count_;
     }
   }
@@ -120,9 +126,8 @@ class QueryRows : public RowSource {
 }  // namespace
 
 jet::Value HandedOver(const jet::Table& table, std::size_t ordinal, jet::Value value) {
-  const auto* numeric = std::get_if<jet::Numeric>(&value);
-  if (numeric == nullptr || ordinal >= table.columns().size()) return value;
-  return ToDouble(jet::FormatNumeric(*numeric, table.columns()[ordinal].scale));
+  if (ordinal >= table.columns().size()) return value;
+  return HandedOver(std::move(value), table.columns()[ordinal].scale);
 }
 
 std::unique_ptr<RowSource> MakeTableRows(std::shared_ptr<jet::Table> table) {

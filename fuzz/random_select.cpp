@@ -40,6 +40,8 @@ class Maker {
       case 0:
       case 1:
         return Groups();
+      case 2:
+        return Union();
       case 3:
         return Top();
       default:
@@ -420,6 +422,22 @@ class Maker {
         fmt::format("SELECT a, b FROM (SELECT a, b, rank() OVER (ORDER BY b{}) AS r FROM (SELECT "
                     "{} AS a, {} AS b FROM {}{})) WHERE r <= {}",
                     way, id.theirs, key.theirs, from.theirs, where.theirs, n)};
+  }
+
+  Question Union() {
+    Both query;
+    const std::size_t width = 1 + random_.Below(2);
+    for (std::size_t part = 2 + random_.Below(2); part > 0; --part) {
+      Scope scope;
+      const Both from = Joined(scope, static_cast<int>(random_.Below(2)));
+      Both list = NumberColumn(scope);
+      for (std::size_t i = 1; i < width; ++i) list = Same("{}, {}", list, Number(scope, 1));
+      const Both select = Same("SELECT {} FROM {}{}", list, from, Where(scope));
+      query = query.ours.empty()
+                  ? select
+                  : Same("{} UNION {}{}", query, Word(Chance(2) ? "ALL " : ""), select);
+    }
+    return {query.ours, query.theirs};
   }
 
   const std::vector<QueryTable>& tables_;

@@ -157,7 +157,9 @@ ExitCode Sql(Program& program, const RowOptions& options) {
   RowPrinter printer(options, names);
   for (std::uint64_t n = 0; n < options.limit && rows->Next(); ++n) {
     printer.Begin();
-    for (std::size_t i = 0; i < names.size(); ++i) printer.Add(rows->value(i), 0);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      printer.Add(rows->value(i), rows->columns()[i].scale);
+    }
     printer.End();
   }
   return ExitCode::kDone;

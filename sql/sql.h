@@ -57,6 +57,7 @@ struct OutputColumn {
   std::string name;  // as the provider names it: duplicates are told apart by "table.column"
   jet::ColumnType type = jet::ColumnType::kText;
   std::size_t max_chars = 0;  // of text columns, 0 = no limit
+  int scale = 0;              // of Numeric columns
 };
 
 // The rows of a running query, forward only. REQUIRES: its tables do not change while

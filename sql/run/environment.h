@@ -34,8 +34,11 @@ class Environment {
   bool lists_parameters() const { return wanted_ != nullptr; }
   void ListParameters(std::vector<ParameterInfo>& out) { wanted_ = &out; }
 
-  // The rows of a saved query or of one in parentheses.
-  std::function<std::unique_ptr<RowSet>(const jet::QueryDefinition&)> open_query;
+  // The rows of a saved query or of one in parentheses. `declared`: the parameters of the
+  // query whose part it is.
+  std::function<std::unique_ptr<RowSet>(const jet::QueryDefinition&,
+                                        const std::vector<Parameter>& declared)>
+      open_query;
   // Of a query within an expression of `outer`.
   std::function<std::unique_ptr<Plan>(const Select& query, Compiler& outer)> plan_subquery;
 
@@ -60,6 +63,11 @@ class Environment {
   std::size_t nesting_ = 0;
   std::vector<ParameterInfo>* wanted_ = nullptr;
 };
+
+// How texts within a query are read: as the query itself.
+inline Wildcards WildcardsOf(const Select& query) {
+  return query.ansi_wildcards ? Wildcards::kAnsi : Wildcards::kAsterisk;
+}
 
 // Whether two names mean one parameter: brackets do not count, nor which sign stands
 // between the parts of a path.

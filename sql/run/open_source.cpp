@@ -9,10 +9,10 @@
 namespace sql {
 namespace {
 
-std::unique_ptr<Source> OpenQuery(Environment& environment,
-                                  const jet::QueryDefinition& definition) {
+std::unique_ptr<Source> OpenQuery(Environment& environment, const jet::QueryDefinition& definition,
+                                  const std::vector<Parameter>& declared = {}) {
   const Environment::Nesting nesting(environment);
-  return std::make_unique<QuerySource>(environment.open_query(definition));
+  return std::make_unique<QuerySource>(environment.open_query(definition, declared));
 }
 
 std::unique_ptr<Source> OpenSaved(Environment& environment, const jet::ObjectInfo& object) {
@@ -35,8 +35,11 @@ std::unique_ptr<Source> OpenSaved(Environment& environment, const jet::ObjectInf
 
 }  // namespace
 
-std::unique_ptr<Source> OpenSource(Environment& environment, const SourceItem& item) {
-  if (!item.subquery.empty()) return OpenQuery(environment, Parse(item.subquery));
+std::unique_ptr<Source> OpenSource(Environment& environment, const SourceItem& item,
+                                   const Select& query) {
+  if (!item.subquery.empty()) {
+    return OpenQuery(environment, Parse(item.subquery, WildcardsOf(query)), query.parameters);
+  }
   const auto object = environment.database().Find(item.table);
   if (!object) {
     throw Error(ErrorCode::kNoTable, fmt::format("there is no table or query {}", item.table))

@@ -9,7 +9,8 @@
 
 namespace sql {
 
-// kNoTable, kNotSupported for a linked table, errors of the query.
-std::unique_ptr<Source> OpenSource(Environment& environment, const SourceItem& item);
+// `item` is a source of `query`. kNoTable, kNotSupported for a linked table, errors of the query.
+std::unique_ptr<Source> OpenSource(Environment& environment, const SourceItem& item,
+                                   const Select& query);
 
 }  // namespace sql

@@ -15,7 +15,8 @@ class QuerySource : public Source {
  public:
   explicit QuerySource(std::unique_ptr<RowSet> rows) : rows_(std::move(rows)) {
     for (const OutputColumn& each : rows_->columns()) {
-      columns_.push_back({.name = each.name, .type = each.type, .max_chars = each.max_chars});
+      columns_.push_back(
+          {.name = each.name, .type = each.type, .max_chars = each.max_chars, .scale = each.scale});
     }
   }
   double row_count() const override { return 1000; }  // a guess, for the order of joins
@@ -26,7 +27,7 @@ class QuerySource : public Source {
   // It is loaded into memory before anything reads it for the second time.
   void Rewind() override {}
   void Read(Handle, std::size_t column, Datum& out) override {
-    FromValue(rows_->value(column), 0, out);
+    FromValue(rows_->value(column), columns_[column].scale, out);
   }
   const jet::Value& ReadValue(Handle, std::size_t column, jet::Value&) override {
     return rows_->value(column);

@@ -27,6 +27,12 @@ Planner::Planner(Environment& environment, const Select& select, Compiler* outer
   plan_->context.order = environment.order();
 }
 
+Planner::Planner(Environment& environment, const Select& select,
+                 std::vector<std::unique_ptr<Source>> opened)
+    : Planner(environment, select) {
+  opened_ = std::move(opened);
+}
+
 std::unique_ptr<Plan> Planner::Run() {
   OpenSources();
   StepPtr step = PlanRows();
@@ -53,7 +59,10 @@ void Planner::OpenSources() {
         .Of(path.empty() ? type : path);
   }
   for (const SourceItem& item : select_.sources) {
-    plan_->context.sources.push_back(OpenSource(environment_, item));
+    const std::size_t number = plan_->context.sources.size();
+    plan_->context.sources.push_back(number < opened_.size()
+                                         ? std::move(opened_[number])
+                                         : OpenSource(environment_, item, select_));
     scope_.Add(item.name(), plan_->context.sources.back()->columns());
   }
   plan_->context.handles.assign(select_.sources.size(), 0);
@@ -192,7 +201,7 @@ void Planner::AddStar(const std::string& qualifier) {
 void Planner::AddColumn(ColumnRef ref) {
   scope_.Use(ref);
   const SourceColumn& column = scope_.column(ref);
-  plan_->columns.push_back({column.name, column.type, column.max_chars});
+  plan_->columns.push_back({column.name, column.type, column.max_chars, column.scale});
   plan_->outputs.push_back({nullptr, ref});
   aliased_.push_back(false);
 }
@@ -204,7 +213,7 @@ void Planner::AddOutput(const OutputItem& item) {
     AddColumn(*ref);
   } else {
     plan_->columns.push_back(
-        {fmt::format("Expr{}", 1000 + expressions_), node->type().type, node->type().max_chars});
+        {fmt::format("Expr{}", 1000 + expressions_), node->type().type, node->type().max_chars, 0});
     if (!item.alias) ++expressions_;
     plan_->outputs.push_back({std::move(node), std::nullopt});
     aliased_.push_back(true);

@@ -16,6 +16,9 @@ class Planner {
  public:
   // `select` has its trees. `outer`: of the query around an expression's one.
   Planner(Environment& environment, const Select& select, Compiler* outer = nullptr);
+  // The sources of `select` are there already.
+  Planner(Environment& environment, const Select& select,
+          std::vector<std::unique_ptr<Source>> opened);
   // kNoTable, kUnresolved, kNotSupported, kBadQuery. Once.
   std::unique_ptr<Plan> Run();
 
@@ -47,6 +50,7 @@ class Planner {
 
   Environment& environment_;
   const Select& select_;
+  std::vector<std::unique_ptr<Source>> opened_;
   std::unique_ptr<Plan> plan_;
   Scope scope_;
   Compiler compiler_;

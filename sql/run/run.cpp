@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 
+#include "sql/run/crosstab.h"
 #include "sql/run/planned_rows.h"
 #include "sql/run/planner.h"
+#include "sql/run/union_rows.h"
 #include "sql/sql.h"
 #include "sql/stored/definition.h"
 #include "sql/text/parameter_type.h"
@@ -16,19 +18,29 @@ void RequireValues(Environment& environment, const Select& select) {
   }
 }
 
-std::unique_ptr<RowSet> Open(Environment& environment, const jet::QueryDefinition& definition) {
+std::unique_ptr<RowSet> Open(Environment& environment, const jet::QueryDefinition& definition,
+                             const std::vector<Parameter>& declared = {}) {
   const QueryKind kind = KindOf(definition);
-  if (kind == QueryKind::kUnion) throw Error(ErrorCode::kNotSupported, "UNION is not supported");
-  if (kind != QueryKind::kSelect) throw Error(ErrorCode::kNotSupported, "only SELECT can be run");
-  Select select = FromRows(definition);
-  ParseExpressions(select);
+  if (kind != QueryKind::kSelect && kind != QueryKind::kUnion && kind != QueryKind::kCrosstab) {
+    throw Error(ErrorCode::kNotSupported, "only SELECT can be run");
+  }
+  const auto read = [&] {
+    Select select = FromRows(definition);
+    ParseExpressions(select);
+    select.parameters.insert(select.parameters.end(), declared.begin(), declared.end());
+    return select;
+  };
+  Select select = read();
   RequireValues(environment, select);
+  if (kind == QueryKind::kUnion) return OpenUnion(environment, select);
+  if (kind == QueryKind::kCrosstab) return OpenCrosstab(environment, std::move(select), read());
   return MakePlannedRows(Planner(environment, select).Run());
 }
 
 void Connect(Environment& environment) {
-  environment.open_query = [&environment](const jet::QueryDefinition& definition) {
-    return Open(environment, definition);
+  environment.open_query = [&environment](const jet::QueryDefinition& definition,
+                                          const std::vector<Parameter>& declared) {
+    return Open(environment, definition, declared);
   };
   environment.plan_subquery = [&environment](const Select& query, Compiler& outer) {
     const Environment::Nesting nesting(environment);

@@ -83,5 +83,45 @@ TEST_F(LanguageTest, Cases) {
   EXPECT_GT(count, 100u);
 }
 
+// The columns that values make: in their order, or as they are listed.
+TEST_F(LanguageTest, NamesOfCrosstabColumns) {
+  const std::string head = "TRANSFORM Sum(n) AS v SELECT k AS key FROM t GROUP BY k PIVOT ";
+  const auto names = [&](const std::string& pivot) {
+    return Joined(ColumnNames(head + pivot), "|");
+  };
+  EXPECT_EQ(names("s"), "key|<>|Apple|Berry|cherry");
+  EXPECT_EQ(names("s IN ('pear', 'APPLE')"), "key|pear|APPLE");
+  EXPECT_EQ(names("id * 5 - 10"), "key|-5|0|5|10|15");
+  EXPECT_EQ(names("id / 2"), "key|0_5|1|1_5|2|2_5");
+  EXPECT_EQ(names("id > 2"), "key|-1|0");
+  EXPECT_EQ(names("d IN (#1/15/2020#, -1)"), "key|2020/01/15|-1");
+  EXPECT_EQ(names("d"), "key|<>|2020/01/15|2020/04/01|2020/12/31|2021/01/01");
+}
+
+// Each part of a union, and each query in parentheses, reads LIKE as the whole does, and
+// knows what the whole declares.
+TEST_F(LanguageTest, PartsBelongToTheWhole) {
+  const std::string part = "SELECT id FROM t WHERE s LIKE 'a*' AND id >= p";
+  inputs_.parameters = {{"p", std::string("2")}};
+  EXPECT_EQ(Answer("PARAMETERS p Long; " + part + " UNION ALL " + part), "2, 2");
+  EXPECT_EQ(Answer("PARAMETERS p Long; SELECT id FROM (" + part + ") AS w"), "2");
+  const auto asked = sql::ParametersOf(
+      *database_, sql::Parse("PARAMETERS p Long; SELECT k, q1 FROM t UNION SELECT s, 2 FROM t"));
+  ASSERT_EQ(asked.size(), 2u);
+  EXPECT_EQ(asked[0].name + " " + sql::TypeOf(asked[0]) + ", " + asked[1].name, "p Long, q1");
+}
+
+// The digits behind the point stay where they are.
+TEST_F(LanguageTest, DecimalsThroughQueries) {
+  MakeTable("decimals", {{"m", ColumnType::kNumeric}}, {{*jet::ParseNumeric("12.34", 18, 2)}});
+  EXPECT_EQ(Answer("SELECT m + 1 FROM (SELECT m FROM decimals) AS w"), "13.34");
+  EXPECT_EQ(Answer("SELECT m FROM decimals UNION ALL SELECT id FROM t WHERE id = 1"), "12.34, 1");
+  const auto rows = sql::Run(*database_, sql::Parse("SELECT m FROM decimals UNION SELECT m FROM "
+                                                    "decimals"));
+  EXPECT_EQ(rows->columns()[0].scale, 2);
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(jet::FormatNumeric(std::get<jet::Numeric>(rows->value(0)), 2), "12.34");
+}
+
 }  // namespace
 }  // namespace sql_tests
