@@ -2,10 +2,12 @@
 
 #include <utility>
 
+#include "jet/base/error.h"
+
 namespace sql {
 
 Error::Error(ErrorCode code, std::string text, std::size_t line, std::size_t column)
-    : code_(code), text_(std::move(text)), line_(line), column_(column) {}
+    : code_(code), text_(jet::WithoutZeros(std::move(text))), line_(line), column_(column) {}
 
 Error& Error::Of(std::string_view name) {
   name_ = name;

@@ -113,6 +113,15 @@ void Error::Compose() {
   text_ += ErrorText(code_);
   if (page_) text_ += fmt::format(" (page {})", page_->value);
   if (!detail_.empty()) text_ += ": " + detail_;
+  text_ = WithoutZeros(std::move(text_));
+}
+
+std::string WithoutZeros(std::string text) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  for (std::size_t at = 0; (at = text.find('\0', at)) != text.npos; at += kReplacement.size()) {
+    text.replace(at, 1, kReplacement);
+  }
+  return text;
 }
 
 }  // namespace jet

@@ -51,6 +51,9 @@ enum class ErrorCode {
   kNotSupported,  // linked tables, default expressions and the like
 };
 
+// `text` as a C string can hold it whole: names in damaged files may hold zeros.
+std::string WithoutZeros(std::string text);
+
 class Error : public std::exception {
  public:
   explicit Error(ErrorCode code, std::string detail = {});

@@ -115,6 +115,19 @@ void BoundCounts(TableDef& def) {
   }
 }
 
+// Half of a surrogate pair is damage to a name; U+FFFD stands in for it.
+void MendName(std::string& name) {
+  for (std::size_t at = name.find('\xED'); at != name.npos; at = name.find('\xED', at + 3)) {
+    const bool half = static_cast<unsigned char>(name[at + 1]) >= 0xA0;
+    if (half) name.replace(at, 3, "\xEF\xBF\xBD");
+  }
+}
+
+void MendNames(TableDef& def) {
+  for (ColumnDef& column : def.columns) MendName(column.name);
+  for (LogicalIndex& index : def.logical_indexes) MendName(index.name);
+}
+
 bool ColumnsArePlausible(const TableDef& def) {
   if (DeclaredWidth(def) > kMaxRowBytes) return false;
   std::set<std::string> names;
@@ -173,6 +186,7 @@ std::optional<OldDefinition> ReadOldDefinition(Pager& pager, PageNumber page) {
     return std::nullopt;
   }
   BoundCounts(old.def);
+  MendNames(old.def);
   if (!ColumnsArePlausible(old.def)) return std::nullopt;
   return old;
 }

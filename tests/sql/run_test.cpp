@@ -110,6 +110,15 @@ TEST_F(RunTest, TypesOfOutputs) {
 }
 
 // A saved query keeps the wildcards of the program that made it.
+// Names in damaged files may begin with a zero, which would end a C string.
+TEST_F(RunTest, AnErrorShowsANameWithAZero) {
+  jet::QueryDefinition query = sql::Parse("SELECT i FROM A WHERE x = 1");
+  for (jet::QueryRow& row : query.rows) {
+    if (row.attribute == jet::QueryRow::kWhere) row.expression = std::string("[\0y].z = 1", 11);
+  }
+  EXPECT_THAT(AnswerOf([&] { return Rows(query); }), testing::HasSubstr("\xEF\xBF\xBDy"));
+}
+
 TEST_F(RunTest, WildcardsAreThoseOfTheMaker) {
   const std::string text = "SELECT i FROM A WHERE t LIKE '%' OR t LIKE '_'";
   EXPECT_THAT(Rows(sql::Parse(text, sql::Wildcards::kAnsi)), ElementsAre("1", "2", "3", "4"));

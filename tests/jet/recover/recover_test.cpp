@@ -6,6 +6,7 @@
 #include <map>
 
 #include "jet/base/bytes.h"
+#include "jet/base/text.h"
 #include "jet/row/long_value.h"
 #include "jet/table/internals.h"
 #include "tests/support/content.h"
@@ -223,6 +224,20 @@ TEST_F(RecoverTest, CountsOfColumnsThatNoTableReachesLoseNoRow) {
     EXPECT_EQ(TableIn(report, kJobs).whole, 300u) << count;
     EXPECT_EQ(RowsIn(kJobs), 300u) << count;
   }
+}
+
+// Fuzzing, target recover_real: seed 31137, input 658.
+TEST_F(RecoverTest, HalfOfASurrogatePairInANameLosesNoRow) {
+  MakeFilled();
+  const Bytes name = EncodePlain(ToUtf16(jobs_def_.columns[1].name));
+  const std::string bytes = ReadFileBytes(path_);
+  const std::size_t page = jobs_page_.value * kPageSize;
+  const std::size_t at = bytes.find(std::string(name.begin(), name.end()), page);
+  ASSERT_LT(at, page + kPageSize);
+  Damage(jobs_page_, at - page, 1, '\xD8');
+  Damage(jobs_page_, at - page + 1, 1, '\xD8');
+  EXPECT_EQ(TableIn(Recover(), kJobs).whole, 300u);
+  EXPECT_THAT(saved_->OpenTable(kJobs)->columns()[1].name, testing::StartsWith("\xEF\xBF\xBD"));
 }
 
 TEST_F(RecoverTest, AKeyThatStandsTwiceGoesBeside) {
