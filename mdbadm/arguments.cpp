@@ -152,7 +152,14 @@ void AddRowVerbs(Declaration& declaration) {
   AddVerb<RowOptions>(declaration, "rows", "The rows of a table in stored order", Rows,
                       DeclareRows<kTable, kTheTable>);
   AddVerb<RowOptions>(declaration, "sql", "The rows of a SELECT or of a saved query", Sql,
-                      DeclareRows<kQuery, kTheQuery>);
+                      [](CLI::App& verb, RowOptions& options) {
+                        DeclareRows<kQuery, kTheQuery>(verb, options);
+                        verb.add_option("--set", options.set,
+                                        "the value of a parameter; again for another")
+                            ->type_name("NAME=VALUE")
+                            ->expected(1)
+                            ->take_all();
+                      });
   AddVerb<DumpOptions>(declaration, "dump", "Write the database as SQL text for sqlite3", Dump,
                        [](CLI::App& verb, DumpOptions& options) {
                          DeclareFile(verb, options);

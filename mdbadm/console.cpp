@@ -70,4 +70,12 @@ bool ErrorsGoToTerminal() {
 #endif
 }
 
+bool CanAsk() {
+#ifdef _WIN32
+  return ErrorsGoToTerminal() && _isatty(_fileno(stdin)) != 0;
+#else
+  return ErrorsGoToTerminal() && isatty(STDIN_FILENO) != 0;
+#endif
+}
+
 }  // namespace mdbadm

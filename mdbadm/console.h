@@ -27,5 +27,7 @@ class Console {
 
 // Whether a person sees what goes to standard error.
 bool ErrorsGoToTerminal();
+// Whether that person can also answer on standard input.
+bool CanAsk();
 
 }  // namespace mdbadm

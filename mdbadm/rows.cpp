@@ -3,6 +3,7 @@
 #include "ado/value.h"
 #include "jet/sort/collation.h"
 #include "mdbadm/output.h"
+#include "mdbadm/query.h"
 #include "mdbadm/verbs.h"
 #include "sql/sql.h"
 
@@ -117,13 +118,24 @@ class RowPrinter {
 };
 
 // The saved query of that name, or the text.
-std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const std::string& source) {
-  const std::optional<jet::ObjectInfo> saved = database.Find(source);
+// With the parameters that `settings` and the person at the terminal give.
+std::unique_ptr<sql::RowSet> RunDefinition(jet::Database& database,
+                                           const jet::QueryDefinition& definition,
+                                           const std::vector<std::string>& settings) {
+  RequireSelect(definition);
+  sql::Inputs inputs;
+  inputs.parameters = ParameterValues(sql::ParametersOf(database, definition), settings);
+  return sql::Run(database, definition, inputs);
+}
+
+std::unique_ptr<sql::RowSet> RunSource(jet::Database& database, const RowOptions& options) {
+  const std::optional<jet::ObjectInfo> saved = database.Find(options.source);
   if (!saved || saved->kind != jet::ObjectKind::kQuery) {
-    return sql::Run(database, sql::Parse(source, sql::Wildcards::kAsterisk));
+    return RunDefinition(database, sql::Parse(options.source, sql::Wildcards::kAsterisk),
+                         options.set);
   }
   try {
-    return sql::Run(database, database.LoadQuery(*saved));
+    return RunDefinition(database, database.LoadQuery(*saved), options.set);
   } catch (const sql::Error& error) {
     throw sql::Error(error.code(), fmt::format("{}: {}", saved->name, error.what()));
   }
@@ -151,7 +163,7 @@ ExitCode Rows(Program& program, const RowOptions& options) {
 
 ExitCode Sql(Program& program, const RowOptions& options) {
   const auto database = OpenToRead(program, options.file, options.password);
-  const std::unique_ptr<sql::RowSet> rows = RunSource(*database, options.source);
+  const std::unique_ptr<sql::RowSet> rows = RunSource(*database, options);
   std::vector<std::string> names;
   for (const sql::OutputColumn& column : rows->columns()) names.push_back(column.name);
   RowPrinter printer(options, names);

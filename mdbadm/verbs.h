@@ -75,7 +75,8 @@ struct RowOptions : CommonOptions {
   std::string source;  // a table; for sql a saved query or a text
   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
   bool csv = false;
-  bool bom = false;  // before the CSV, as spreadsheets ask for it
+  bool bom = false;              // before the CSV, as spreadsheets ask for it
+  std::vector<std::string> set;  // of sql: NAME=VALUE each
 };
 ExitCode Rows(Program& program, const RowOptions& options);
 ExitCode Sql(Program& program, const RowOptions& options);

@@ -90,6 +90,10 @@ struct Inputs {
   std::optional<jet::DateTime> now = {};  // for Date() and Now(); else the clock's time
 };
 
+// Whether two names mean one parameter: brackets do not count, nor which sign stands
+// between the parts of a path.
+bool SameParameter(std::string_view a, std::string_view b);
+
 // The type of a parameter as a text has it: "Long", "Value" for any.
 std::string TypeOf(const ParameterInfo& parameter);
 

@@ -169,9 +169,26 @@ std::size_t Catalog::PositionOf(std::int32_t id) {
   return there->second;
 }
 
+// Where a linked table is, in the words of its row.
+std::string Catalog::LinkOf(const ObjectInfo& object) {
+  const Table& table = ObjectsTable();
+  Table::Row row;
+  if (!table.Read(rows_[PositionOf(object.id)], row)) return "another file";
+  const auto text = [&](const char* column) {
+    return ValueOr<std::string>(row.Get(table.OrdinalOf(column)), {});
+  };
+  // The words behind the first may hold a password.
+  const std::string file = text("Database"), connect = text("Connect"),
+                    kind = connect.substr(0, connect.find(';')), name = text("ForeignName");
+  std::string link = !file.empty() ? file : !kind.empty() ? kind : "another file";
+  if (!name.empty() && name != object.name) link += ", where it is " + name;
+  return link;
+}
+
 std::shared_ptr<Table> Catalog::OpenTable(const ObjectInfo& object) {
   if (object.kind == ObjectKind::kLinkedTable) {
-    throw Error(ErrorCode::kNotSupported, "the table is linked from another file");
+    throw Error(ErrorCode::kNotSupported, "the table is linked from " + LinkOf(object))
+        .OfTable(object.name);
   }
   if (object.kind != ObjectKind::kTable && object.kind != ObjectKind::kSystemTable) {
     throw Error(ErrorCode::kTableMissing, "the object is not a table");

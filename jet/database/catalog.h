@@ -67,6 +67,7 @@ class Catalog {
  private:
   void Refresh();
   std::size_t PositionOf(std::int32_t id);
+  std::string LinkOf(const ObjectInfo& object);
   TableDef LoadDef(std::int32_t id);
   // One of the tables of system_tables.h.
   Table& SystemTable(PageNumber page);

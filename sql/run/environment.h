@@ -69,9 +69,6 @@ inline Wildcards WildcardsOf(const Select& query) {
   return query.ansi_wildcards ? Wildcards::kAnsi : Wildcards::kAsterisk;
 }
 
-// Whether two names mean one parameter: brackets do not count, nor which sign stands
-// between the parts of a path.
-bool SameParameter(std::string_view a, std::string_view b);
 // A value as a parameter of that type (0: any). kBadValue.
 jet::Value ParameterValue(const Parameter& parameter, const jet::Value& value);
 // The message for a parameter without a value.
