@@ -134,6 +134,26 @@ A check of all files, with the findings as JSON:
   for file in /srv/*/Data.mdb; do mdbadm check --json "$file"; done
 )";
 
+constexpr std::string_view kSql = R"(
+`sql FILE QUERY` prints the rows of a query: SELECT, UNION [ALL] or TRANSFORM ... PIVOT as a text, or the name of a saved query. Nothing is ever changed: of an update, append, delete or make-table query it says what it would do.
+
+A name that is not a column is a parameter: --set NAME=VALUE, again for each; brackets do not count, and nothing behind the sign is Null. On a terminal the others are asked for.
+
+tables	INNER, LEFT and RIGHT JOIN in any nesting, saved queries, (SELECT ...) AS x
+values	'text' or "text", #2010-01-31 13:05#, True, Null, [a name], [Table].[Column]
+operators	^ * / \ Mod + - & = <> < <= > >= Like Between In Is, Not And Or Xor Eqv Imp
+queries	EXISTS (SELECT ...), IN, ANY, SOME and ALL (SELECT ...), one value (SELECT ...)
+Like	* any characters, ? one, # a digit, [a-c] one of them, [!a-c] none of them
+groups	Count Sum Avg Min Max First Last StDev StDevP Var VarP
+choice	IIf Switch Choose Nz IsNull IsNumeric IsDate IsError
+conversion	CBool CByte CInt CLng CCur CSng CDbl CDec CDate CVDate CStr Val Str Hex Oct
+numbers	Abs Int Fix Round Sgn Sqr Exp Log Sin Cos Tan Atn Rnd Partition
+dates	Date Now Time Timer Year Month Day Hour Minute Second Weekday DatePart DateAdd DateDiff DateSerial TimeSerial DateValue TimeValue MonthName WeekdayName
+texts	Left Right Mid Len Trim LTrim RTrim UCase LCase StrReverse InStr InStrRev Replace StrComp Space String StrConv Asc AscW Chr ChrW Format
+
+Texts compare by the sort order of the file: case, width and kana do not matter. Without ORDER BY the order of rows is open.
+)";
+
 std::string ExitCodes() {
   std::string text;
   for (const ExitCodeMeaning& row : kExitCodeMeanings) {
@@ -210,6 +230,7 @@ std::vector<Topic> Topics() {
       {"recovery", "Recovery", std::string(kRecovery)},
       {"damaged", "Damaged files", std::string(kDamaged)},
       {"bloated", "Bloated files", std::string(kBloated)},
+      {"sql", "Queries", std::string(kSql)},
       {"scripts", "Scripts", std::string(kScripts)},
   };
 }

@@ -173,6 +173,72 @@ TEST_F(VerbsTest, QueriesShowKindAndText) {
   EXPECT_THAT(MdbAdm({"diff", path, other}).out, HasSubstr("broken\ttext\t(a crosstab has"));
 }
 
+TEST_F(VerbsTest, ParametersAreSetByNameOrNamedAsMissing) {
+  const std::string path = Make("p.mdb", [](jet::Database& database) {
+    const auto table = database.CreateTable(
+        {.name = "t",
+         .columns = {{.name = "id", .type = jet::ColumnType::kLong},
+                     {.name = "d", .type = jet::ColumnType::kDateTime},
+                     {.name = "s", .type = jet::ColumnType::kText, .max_size = 20}}});
+    for (const int id : {1, 2}) {
+      const std::string text = id == 1 ? "a=b" : "c";
+      table->Insert(std::vector<jet::Value>{
+          id, jet::ToDateTime({.year = 2019 + id, .month = 2, .day = 3}), text});
+    }
+    database.CreateQuery(
+        "q",
+        sql::Parse("PARAMETERS [start] DateTime; SELECT id FROM t WHERE d >= start AND (s = "
+                   "[Forms]![f]![text] OR [Forms]![f]![text] IS NULL)"),
+        "");
+  });
+  const Outcome none = MdbAdm({"sql", path, "q", "--json"});
+  EXPECT_EQ(none.status, 1);
+  EXPECT_THAT(none.err, AllOf(HasSubstr("q: no value for start (DateTime), [Forms]![f]![text];"),
+                              HasSubstr(R"("error":"sql")")));
+  EXPECT_THAT(MdbAdm({"sql", path, "q", "--set", "START=2020-1-1"}).err,
+              HasSubstr("no value for [Forms]![f]![text];"));
+  const auto rows = [&](const std::string& start, const std::string& text) {
+    return MdbAdmOut({"sql", path, "q", "--set", "start=" + start, "--set", text});
+  };
+  EXPECT_EQ(rows("2020-01-01", "Forms.f.text=a=b"), "id\n1\n");
+  EXPECT_EQ(rows("2020-06-01", "[Forms]![f]![text]="), "id\n2\n");  // empty: Null
+  EXPECT_EQ(rows("", "[Forms]![f]![text]="), "id\n");
+  const Outcome wrong = MdbAdm({"sql", path, "q", "--set", "start=soon", "--set", "Forms.f.text="});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_THAT(wrong.err, HasSubstr("the value of the parameter start is not a DateTime"));
+  const Outcome unknown = MdbAdm({"sql", path, "q", "--set", "form=1"});
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_THAT(unknown.err, HasSubstr("has no parameter form; it has start (DateTime), [Forms]"));
+  EXPECT_EQ(MdbAdm({"sql", path, "SELECT 1", "--set", "a=1"}).status, 2);
+  EXPECT_EQ(MdbAdm({"sql", path, "q", "--set", "=1"}).status, 2);
+  // A person may answer, where there is a terminal.
+  if (!test_support::HasProgram("script")) return;
+  const Outcome asked =
+      MdbAdm({"sql", path, "q", "--set", "Forms.f.text="},
+             R"(f() { printf '2020-06-01\n' | script -qec "$*" /dev/null; }; f )");
+  EXPECT_EQ(asked.status, 0) << asked.err;
+  EXPECT_THAT(asked.out, AllOf(HasSubstr("start (DateTime): "), HasSubstr("id\r\n2\r\n")));
+}
+
+TEST_F(VerbsTest, QueriesThatChangeSomethingAreShownNotRun) {
+  SKIP_WITHOUT_SAMPLES();
+  const std::string path = CopySample(folder_, "queryTestV2000.mdb");
+  const std::string before = ReadFileBytes(path);
+  const std::pair<const char*, const char*> cases[] = {
+      {"UpdateQuery", "(update). It would change rows of Table1: PARAMETERS [User Name] Text; UPD"},
+      {"AppendQuery", "(append). It would add rows to Table3: INSERT INTO Table3 ( col2, col2, c"},
+      {"DeleteQuery", "(delete). It would delete rows of Table1: DELETE Table1.col1, Table1.col2"},
+      {"MakeTableQuery", "(make-table). It would make the table Table4: SELECT Max(Table2.col1) "},
+      {"DataDefinitionQuery", "It would change how tables are made: CREATE TABLE Table5 (col1"},
+      {"PassthroughQuery", "It would send its text to another program: ALTER TABLE Table4 DROP"}};
+  for (const auto& [name, says] : cases) {
+    const Outcome outcome = MdbAdm({"sql", path, name});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr(says));
+  }
+  EXPECT_EQ(ReadFileBytes(path), before);
+}
+
 // Every kind of query, from the rows that its own program wrote.
 TEST_F(VerbsTest, QueriesOfRealFilesAllHaveTexts) {
   SKIP_WITHOUT_SAMPLES();
