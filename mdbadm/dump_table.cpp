@@ -143,6 +143,11 @@ void TableDump::Print(const jet::Properties& properties,
     Remark("has no columns, which sqlite3 does not have");
     return mdbadm::Print(remarks_);
   }
+  for (const jet::ColumnInfo& column : table_.columns()) {
+    if (jet::IsKnownType(column.type)) continue;
+    Remark(fmt::format("{} is of {}, which is not read: it is NULL here", column.name,
+                       jet::TypeName(column.type)));
+  }
   FindRequired();
   PrintDefinition(relationships);
   PrintRows();
@@ -153,7 +158,9 @@ void TableDump::Print(const jet::Properties& properties,
 void TableDump::FindRequired() {
   const std::vector<jet::ColumnInfo>& columns = table_.columns();
   required_.assign(columns.size(), false);
-  for (std::size_t i = 0; i < columns.size(); ++i) required_[i] = columns[i].required;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    required_[i] = columns[i].required && jet::IsKnownType(columns[i].type);
+  }
   for (const jet::IndexInfo& index : table_.indexes()) {
     for (const jet::IndexInfo::Column& part : index.columns) {
       if ((index.primary || index.required) && part.ordinal) required_[*part.ordinal] = true;
@@ -283,7 +290,9 @@ void TableDump::PrintRows() {
     out += begin;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (i != 0) out += ',';
-      if (!jet::IsText(columns[i].type)) {
+      if (!jet::IsKnownType(columns[i].type)) {
+        out += "NULL";
+      } else if (!jet::IsText(columns[i].type)) {
         AppendSqlValue(out, scan.row().Get(i), columns[i].scale);
       } else if (scan.row().GetText(i, text)) {
         AppendSqlText(out, text);

@@ -6,7 +6,11 @@ static_assert(InfoOf(ColumnType::kRaw).name == "Raw", "the rows stand by their c
 
 std::string TypeName(ColumnType type) {
   if (IsKnownType(type)) return std::string(InfoOf(type).name);
-  return "type " + std::to_string(static_cast<unsigned>(type));
+  const auto code = static_cast<unsigned>(type);
+  // Later formats have it, and programs of theirs may have put it here.
+  constexpr unsigned kComplex = 18;
+  return "type " + std::to_string(code) +
+         (code == kComplex ? " (attachments or several values)" : "");
 }
 
 }  // namespace jet

@@ -239,6 +239,35 @@ TEST_F(VerbsTest, QueriesThatChangeSomethingAreShownNotRun) {
   EXPECT_EQ(ReadFileBytes(path), before);
 }
 
+// Attachments, as programs of later formats keep them.
+TEST_F(VerbsTest, AColumnOfAnUnknownTypeIsRefusedAndTheOthersWork) {
+  const std::string path = Make("c.mdb", [](jet::Database& database) {
+    const auto table = database.CreateTable(
+        {.name = "t",
+         .columns = {{.name = "id", .type = jet::ColumnType::kLong},
+                     {.name = "files", .type = jet::ColumnType::kText, .max_size = 20}}});
+    table->Insert(std::vector<jet::Value>{7, std::string("x")});
+  });
+  std::string bytes = ReadFileBytes(path);
+  const std::string name("f\0i\0l\0e\0s\0", 10);
+  const std::size_t page = bytes.find(name) / 4096 * 4096;
+  ASSERT_EQ(bytes.substr(page, 2), "\x02\x01");
+  bytes[page + 0x3F + 25] = 18;
+  WriteFileBytes(path, bytes);
+  EXPECT_EQ(MdbAdmOut({"sql", path, "SELECT id FROM t"}), "id\n7\n");
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"rows", path, "t"}, {"sql", path, "SELECT * FROM t"}}) {
+    const Outcome outcome = MdbAdm(command);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("table t: column files: not supported: a field of type 18 "
+                                       "(attachments or several values)"));
+  }
+  EXPECT_THAT(MdbAdmOut({"dump", path}),
+              AllOf(HasSubstr("-- t: files is of type 18 (attachments or several values), which is "
+                              "not read: it is NULL here"),
+                    HasSubstr("VALUES(7,NULL)")));
+}
+
 // Every kind of query, from the rows that its own program wrote.
 TEST_F(VerbsTest, QueriesOfRealFilesAllHaveTexts) {
   SKIP_WITHOUT_SAMPLES();
