@@ -50,6 +50,7 @@ class Environment {
   void Changed(jet::Database& database);
   // Called when a connection lets go of a file.
   void Release();
+  jet::DateTime now() const { return (clock_ ? clock_ : jet::SystemClock())(); }
 
  private:
   void EndAction();

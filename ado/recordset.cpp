@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ado/error.h"
+#include "ado/field_default.h"
 #include "ado/row_source.h"
 #include "jet/sort/name.h"
 
@@ -18,23 +19,6 @@ constexpr int adLockPessimistic = 2;
 // A text of one word is the name of a table or query, any other is SQL.
 bool LooksLikeSql(std::string_view text) {
   return text.find_first_of(" \t\r\n;") != std::string_view::npos;
-}
-
-// Runs `body`, which asks for defaults of `table`: an expression that we cannot
-// evaluate is named in the error.
-template <class Body>
-auto WithDefaults(const jet::Table& table, Body&& body) -> decltype(body()) {
-  try {
-    return body();
-  } catch (const jet::Error& error) {
-    if (error.code() != jet::ErrorCode::kNotSupported) throw;
-    throw Error(kErrFail,
-                fmt::format("テーブル '{}' のフィールド '{}' の既定値の式 {} はまだ計算できません。"
-                            "このフィールドに値を設定していないため、レコードを追加できません。",
-                            error.table(), error.column(),
-                            table.columns()[table.OrdinalOf(error.column())].default_expression),
-                error.code());
-  }
 }
 
 }  // namespace
@@ -152,8 +136,9 @@ Value Recordset::Get(std::size_t index) {
   if (adding_) {
     const jet::Table& table = *rows_->table();
     return Translated([&] {
-      return HandedOver(table, ordinal,
-                        WithDefaults(table, [&] { return table.DefaultOf(ordinal); }));
+      return HandedOver(
+          table, ordinal,
+          DefaultOf(*connection_->database(), table, ordinal, connection_->environment().now()));
     });
   }
   std::optional<Value> value = Translated([&] { return rows_->Get(index); });
@@ -201,7 +186,7 @@ void Recordset::SavePending() {
     Translated([&] {
       jet::Table& table = *rows_->table();
       if (adding) {
-        row = table.Insert(WithDefaults(table, [&] { return table.NewRow(changes_); }));
+        row = table.Insert(NewRow(database, table, changes_, connection_->environment().now()));
       } else {
         table.Update(rows_->row(), changes_);
       }

@@ -227,8 +227,10 @@ TEST_F(RecordsetTest, DefaultsAreEvaluatedForWhatIsNotSet) {
   jet::TableSpec spec;
   spec.name = "記録";
   spec.columns = {Col("年", ColumnType::kText, 10), Col("番号", ColumnType::kLong),
-                  Col("時", ColumnType::kDateTime), Col("有効", ColumnType::kBoolean)};
-  spec.columns[0].default_expression = "=Format(Date(),\"yyyy\")";
+                  Col("時", ColumnType::kDateTime), Col("有効", ColumnType::kBoolean),
+                  Col("期", ColumnType::kText, 20)};
+  spec.columns[0].default_expression = "=DLookup(\"年\",\"記録\")";
+  spec.columns[4].default_expression = "= Format(Date(), \"yyyy\") & \"年\" & 1+1";
   spec.columns[1].default_expression = "5";
   spec.columns[2].default_expression = "=Now()";
   connection_.database()->CreateTable(spec);
@@ -241,10 +243,10 @@ TEST_F(RecordsetTest, DefaultsAreEvaluatedForWhatIsNotSet) {
   now_.days += 1;
   AddRow(rows, {{"年", Text("2010")}, {"番号", Null()}});
   EXPECT_EQ(RowsOf(connection_, "記録"),
-            "Null,5,2010-01-05 12:00:00,False|2010,Null,2010-01-05 12:00:00,False");
+            "Null,5,2010-01-05 12:00:00,False,2010年2|2010,Null,2010-01-05 12:00:00,False,2010年2");
   const ado::Error error = ErrorOf([&] { AddRow(rows, {{"番号", Long{1}}}); });
   EXPECT_EQ(error.cause(), jet::ErrorCode::kNotSupported);
-  for (const char* part : {"'記録'", "'年'", "=Format(Date(),\"yyyy\")"}) {
+  for (const char* part : {"'記録'", "'年'", "=DLookup(\"年\",\"記録\")"}) {
     EXPECT_THAT(error.text(), ::testing::HasSubstr(part));
   }
   EXPECT_EQ(rows.RecordCount(), 2);
