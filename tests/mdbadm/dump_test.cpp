@@ -187,15 +187,20 @@ std::size_t ExpectSameViews(const std::string& path, const std::string& password
 TEST(DumpTest, SamplesAreTheSameInSqlite) {
   SKIP_WITHOUT_SQLITE();
   const std::string password(db::kDatabasePassword);
-  for (const char* versions : {"2 2", "14 10", "20 16", "27 22"}) {
-    SCOPED_TRACE(versions);
-    const std::string both = versions;
+  std::vector<std::string> all{"2 2", "14 10", "20 16", "27 22"};
+  if (std::getenv("DUMP_ALL_VERSIONS") != nullptr) {
+    all.clear();
+    for (int n = 2; n <= 27; ++n) all.push_back(fmt::format("{} {}", n, std::min(n, 22)));
+  }
+  for (const std::string& both : all) {
+    SCOPED_TRACE(both);
     const std::size_t blank = both.find(' ');
     const TempFolder folder;
     MdbAdmOut({"sample", folder.path(), "--jobs", "5", "--data", both.substr(0, blank), "--tenkai",
                both.substr(blank + 1)});
     EXPECT_GT(ExpectSameRows(folder.File("Data.mdb"), password), 500U);
-    EXPECT_EQ(ExpectSameViews(folder.File("Data.mdb"), password) > 0, both != "2 2");
+    EXPECT_EQ(ExpectSameViews(folder.File("Data.mdb"), password) > 0,
+              std::atoi(both.c_str()) >= 14);
     EXPECT_GT(ExpectSameRows(folder.File("展開Data.mdb"), password), 10U);
   }
 }
@@ -217,9 +222,11 @@ TEST(DumpTest, TheSchemaOfRealFilesIsThatOfMdbSchema) {
   SKIP_WITHOUT_SAMPLES();
   SKIP_WITHOUT_SQLITE();
   if (!HasProgram("mdb-schema")) GTEST_SKIP() << "mdbtools is not installed";
+  // Theirs has no indexes for sqlite3, another order of columns, and REAL for decimals.
   const std::string query =
-      "SELECT m.name, p.name FROM sqlite_master m, pragma_table_info(m.name) p WHERE "
-      "m.type='table' ORDER BY m.name, p.name";
+      "SELECT m.name, p.name, CASE lower(p.type) WHEN 'integer' THEN 'whole' WHEN 'real' THEN "
+      "'number' WHEN '' THEN 'number' WHEN 'blob' THEN 'bytes' ELSE 'text' END FROM sqlite_master "
+      "m, pragma_table_info(m.name) p WHERE m.type='table' ORDER BY m.name, p.name";
   for (const std::string& name : SampleNames()) {
     SCOPED_TRACE(name);
     Sqlite ours, theirs;
@@ -230,7 +237,18 @@ TEST(DumpTest, TheSchemaOfRealFilesIsThatOfMdbSchema) {
             .out;
     ASSERT_FALSE(schema.empty());
     theirs.Tell(schema);
-    EXPECT_EQ(ours.Ask({query}, "NULL"), theirs.Ask({query}, "NULL"));
+    auto found = ours.Ask({query}, "NULL")[0], expected = theirs.Ask({query}, "NULL")[0];
+    // There a GUID is a number.
+    for (const json& column :
+         MdbAdmJson({"columns", SamplePath(name), "--password", "ucanaccess"})) {
+      if (column["type"] != "GUID") continue;
+      const std::string begin = fmt::format("{}|{}|", column["table"].get<std::string>(),
+                                            column["column"].get<std::string>());
+      for (auto* lines : {&found, &expected}) {
+        std::erase_if(*lines, [&](const std::string& line) { return line.starts_with(begin); });
+      }
+    }
+    EXPECT_EQ(found, expected);
   }
 }
 
