@@ -22,14 +22,15 @@ struct Token {
   std::string text;  // of names and literals, what they say; keywords in capitals
 };
 
-constexpr std::array<std::string_view, 22> kKeywords = {
-    "SELECT", "DISTINCT", "AS",  "FROM", "INNER", "LEFT", "JOIN", "ON", "WHERE", "GROUP", "BY",
-    "ORDER",  "HAVING",   "ASC", "DESC", "AND",   "OR",   "NOT",  "IS", "NULL",  "IN",    "LIKE"};
+constexpr std::array<std::string_view, 23> kKeywords = {
+    "SELECT", "DISTINCT", "AS", "FROM",  "INNER",  "LEFT", "JOIN",  "ON",
+    "WHERE",  "GROUP",    "BY", "ORDER", "HAVING", "ASC",  "DESC",  "AND",
+    "OR",     "NOT",      "IS", "NULL",  "IN",     "LIKE", "EXISTS"};
 // They mean something else in sqlite3, or nothing.
-constexpr std::array<std::string_view, 24> kForeign = {
-    "TOP",        "DISTINCTROW", "BETWEEN", "MOD",   "EQV",  "IMP",   "XOR",   "UNION",
-    "EXISTS",     "ANY",         "SOME",    "ALL",   "WITH", "INTO",  "PIVOT", "TRANSFORM",
-    "PARAMETERS", "PERCENT",     "RIGHT",   "OUTER", "FULL", "LIMIT", "ALIKE", "PROCEDURE"};
+constexpr std::array<std::string_view, 23> kForeign = {
+    "TOP",     "DISTINCTROW", "BETWEEN", "MOD",  "EQV",   "IMP",   "XOR",       "UNION",
+    "ANY",     "SOME",        "ALL",     "WITH", "INTO",  "PIVOT", "TRANSFORM", "PARAMETERS",
+    "PERCENT", "RIGHT",       "OUTER",   "FULL", "LIMIT", "ALIKE", "PROCEDURE"};
 constexpr std::array<std::string_view, 5> kFunctions = {"COUNT", "SUM", "MIN", "MAX", "AVG"};
 
 template <class List>
@@ -62,7 +63,17 @@ class Reader {
 
   std::vector<Token> All() {
     std::vector<Token> tokens;
-    while (SkipBlanks()) tokens.push_back(Next(tokens.empty() ? Token{} : tokens.back()));
+    while (SkipBlanks()) {
+      Token token = Next(tokens.empty() ? Token{} : tokens.back());
+      // [table.column] in one pair of brackets is both.
+      const std::size_t point = token.text.find('.');
+      if (token.kind == TokenKind::kName && point != std::string::npos) {
+        tokens.push_back({TokenKind::kName, token.text.substr(0, point)});
+        tokens.push_back({TokenKind::kSign, "."});
+        token.text.erase(0, point + 1);
+      }
+      tokens.push_back(std::move(token));
+    }
     if (!tokens.empty() && IsSign(tokens.back(), ";")) tokens.pop_back();
     return tokens;
   }
@@ -213,14 +224,19 @@ class Translation {
     return Literal(like);
   }
   std::string Keyword(std::size_t i) const {
-    if (i != 0 && IsKeyword(i, "SELECT")) throw NoCounterpart("a query in the query");
+    if (i != 0 && IsKeyword(i, "SELECT")) {
+      const bool is_asked = i > 1 && IsSign(i - 1, "(") && !InOutputList(i) &&
+                            (IsKeyword(i - 2, "IN") || IsKeyword(i - 2, "EXISTS"));
+      if (!is_asked) throw NoCounterpart("a query in the query");
+    }
     if (IsKeyword(i, "LIKE") && At(i + 1).kind != TokenKind::kText) {
       throw NoCounterpart("a pattern that is not a text");
     }
     if (IsKeyword(i, "LEFT") && !IsKeyword(i + 1, "JOIN")) throw NoCounterpart("function Left");
     // Of a number it turns the bits there.
     const bool is_logical = IsKeyword(i + 1, "NULL") || IsKeyword(i + 1, "IN") ||
-                            IsKeyword(i + 1, "LIKE") || IsSign(i + 1, "(");
+                            IsKeyword(i + 1, "LIKE") || IsKeyword(i + 1, "EXISTS") ||
+                            IsSign(i + 1, "(");
     if (IsKeyword(i, "NOT") && !is_logical) throw NoCounterpart("Not before a value");
     return At(i).text;
   }
