@@ -1,11 +1,16 @@
 // What `compact` makes of sound files, and which files it refuses.
+#include "jet/compact/compact.h"
+
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
 
+#include "samples/sample.h"
 #include "tests/mdbadm/program.h"
+#include "tests/support/fault_file.h"
 
 namespace {
 
@@ -147,6 +152,54 @@ std::vector<std::string> AsOthersReadIt(const std::string& path) {
     all.insert(all.end(), rows.begin(), rows.end());
   }
   return all;
+}
+
+// A site's file in memory, where each write and sync fails, finds the disk full, or is
+// the last that happens.
+TEST(CompactFaultTest, ASampleIsCompactedInPlaceWholeOrNotAtAll) {
+  constexpr char kPath[] = "/faults/Data.mdb";
+  jet::CompactOptions options;
+  options.password = db::kDatabasePassword;
+  FaultFiles files;
+  samples::SampleOptions sample;
+  sample.version = 14;
+  sample.jobs = 3;
+  samples::MakeSample(files, kPath, samples::Kind::kData, sample);
+  {
+    const auto database = jet::Database::Open(
+        files, kPath,
+        {.mode = jet::OpenMode::kExclusive, .password = std::string(db::kDatabasePassword)});
+    const auto table = database->OpenTable("Spec_形状名（角）");
+    for (const jet::RowId id : RowIds(*table)) table->Delete(id);
+    database->Commit();
+  }
+  const std::string before = files.bytes(kPath);
+  files.ClearFault();
+  jet::CompactInPlace(files, kPath, options);
+  const std::uint64_t operations = files.operations();
+  const std::string after = files.bytes(kPath);
+  ASSERT_LT(after.size(), before.size());
+  std::uint64_t rounds = 0;
+  for (std::uint64_t at = 1; at <= operations; ++at) {
+    for (const auto kind : {Fault::Kind::kFail, Fault::Kind::kFull, Fault::Kind::kStop}) {
+      SCOPED_TRACE(fmt::format("{} kind {}", at, static_cast<int>(kind)));
+      ++rounds;
+      files.bytes(kPath) = before;
+      files.SetFault({.kind = kind, .at = at, .sectors = 3});
+      bool done = false;
+      try {
+        jet::CompactInPlace(files, kPath, options);
+        done = true;
+      } catch (const jet::Error&) {
+      } catch (const Stopped&) {
+      }
+      ASSERT_TRUE(files.bytes(kPath) == (done ? after : before));
+      // What has room is written on a full disk.
+      EXPECT_TRUE(!done || kind == Fault::Kind::kFull);
+    }
+  }
+  std::printf("%zu rounds, %zu operations\n", static_cast<std::size_t>(rounds),
+              static_cast<std::size_t>(operations));
 }
 
 TEST(CompactedRealFilesTest, SayTheSameToDiffAndToMdbtools) {
