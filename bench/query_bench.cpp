@@ -1,5 +1,6 @@
 // The saved queries: parsing their texts, and running them over a small site.
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include "bench/folder.h"
 #include "bench/rows.h"
@@ -65,5 +66,24 @@ void RunQuery(benchmark::State& state) {
   state.SetItemsProcessed(count);
 }
 BENCHMARK(RunQuery)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
+
+// The same rows as a join, by IN and by EXISTS: none should take much longer.
+void RunLookup(benchmark::State& state, const char* where) {
+  Site& site = Site::Get();
+  const jet::QueryDefinition query =
+      sql::Parse(fmt::format("SELECT Count(*), Sum(T.数量) FROM Data_角_単体設定 AS T {}", where));
+  for (auto _ : state) {
+    const auto rows = sql::Run(*site.database, query);
+    if (!rows->Next() || rows->value(0) == jet::Value(0)) state.SkipWithError("no rows");
+    benchmark::DoNotOptimize(rows->value(1));
+  }
+}
+BENCHMARK_CAPTURE(RunLookup, join, "INNER JOIN Data_角_ｻｲｽﾞ AS U ON T.入力ＩＤ = U.入力ＩＤ")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(RunLookup, in, "WHERE T.入力ＩＤ IN (SELECT U.入力ＩＤ FROM Data_角_ｻｲｽﾞ AS U)")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(RunLookup, exists,
+                  "WHERE EXISTS (SELECT * FROM Data_角_ｻｲｽﾞ AS U WHERE U.入力ＩＤ = T.入力ＩＤ)")
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
