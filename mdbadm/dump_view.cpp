@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <string_view>
 
-#include "jet/base/ascii.h"
 #include "jet/base/date_time.h"
 #include "jet/sort/name.h"
 #include "mdbadm/sql_literal.h"
@@ -15,135 +13,10 @@
 namespace mdbadm {
 namespace {
 
-enum class TokenKind { kEnd, kName, kKeyword, kFunction, kTruth, kText, kDate, kNumber, kSign };
-
-struct Token {
-  TokenKind kind = TokenKind::kEnd;
-  std::string text;  // of names and literals, what they say; keywords in capitals
-};
-
-constexpr std::array<std::string_view, 23> kKeywords = {
-    "SELECT", "DISTINCT", "AS", "FROM",  "INNER",  "LEFT", "JOIN",  "ON",
-    "WHERE",  "GROUP",    "BY", "ORDER", "HAVING", "ASC",  "DESC",  "AND",
-    "OR",     "NOT",      "IS", "NULL",  "IN",     "LIKE", "EXISTS"};
-// They mean something else in sqlite3, or nothing.
-constexpr std::array<std::string_view, 23> kForeign = {
-    "TOP",     "DISTINCTROW", "BETWEEN", "MOD",  "EQV",   "IMP",   "XOR",       "UNION",
-    "ANY",     "SOME",        "ALL",     "WITH", "INTO",  "PIVOT", "TRANSFORM", "PARAMETERS",
-    "PERCENT", "RIGHT",       "OUTER",   "FULL", "LIMIT", "ALIKE", "PROCEDURE"};
-constexpr std::array<std::string_view, 5> kFunctions = {"COUNT", "SUM", "MIN", "MAX", "AVG"};
-
-template <class List>
-bool Holds(const List& list, std::string_view word) {
-  return std::find(list.begin(), list.end(), word) != list.end();
-}
-
 bool HoldsName(const std::vector<std::string>& list, jet::SortOrder order, std::string_view name) {
   return std::any_of(list.begin(), list.end(),
                      [&](const std::string& known) { return jet::SameName(order, known, name); });
 }
-
-std::string Upper(std::string_view word) {
-  std::string upper(word);
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return upper;
-}
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsWordByte(char c) {
-  return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
-
-class Reader {
- public:
-  explicit Reader(std::string_view text) : text_(text) {}
-
-  std::vector<Token> All() {
-    std::vector<Token> tokens;
-    while (SkipBlanks()) {
-      Token token = Next(tokens.empty() ? Token{} : tokens.back());
-      // [table.column] in one pair of brackets is both.
-      const std::size_t point = token.text.find('.');
-      if (token.kind == TokenKind::kName && point != std::string::npos) {
-        tokens.push_back({TokenKind::kName, token.text.substr(0, point)});
-        tokens.push_back({TokenKind::kSign, "."});
-        token.text.erase(0, point + 1);
-      }
-      tokens.push_back(std::move(token));
-    }
-    if (!tokens.empty() && IsSign(tokens.back(), ";")) tokens.pop_back();
-    return tokens;
-  }
-  static bool IsSign(const Token& token, std::string_view sign) {
-    return token.kind == TokenKind::kSign && token.text == sign;
-  }
-
- private:
-  bool SkipBlanks() {
-    while (at_ < text_.size() && static_cast<unsigned char>(text_[at_]) <= ' ') ++at_;
-    return at_ < text_.size();
-  }
-  // What stands up to `end`, which stands twice where it is meant itself.
-  std::string Enclosed(char end) {
-    std::string inner;
-    for (++at_; at_ < text_.size(); ++at_) {
-      if (text_[at_] != end) {
-        inner += text_[at_];
-      } else if (end != ']' && at_ + 1 < text_.size() && text_[at_ + 1] == end) {
-        inner += text_[at_++];
-      } else {
-        ++at_;
-        return inner;
-      }
-    }
-    throw NoCounterpart(fmt::format("{} without its end", end));
-  }
-  Token Word(const Token& before) {
-    const std::size_t from = at_;
-    while (at_ < text_.size() && IsWordByte(text_[at_])) ++at_;
-    std::string word(text_.substr(from, at_ - from));
-    const std::string upper = Upper(word);
-    if (IsSign(before, ".")) return {TokenKind::kName, word};
-    SkipBlanks();
-    if (Holds(kKeywords, upper)) return {TokenKind::kKeyword, upper};
-    if (Holds(kForeign, upper)) throw NoCounterpart(upper);
-    if (upper == "TRUE" || upper == "YES") return {TokenKind::kTruth, "1"};
-    if (upper == "FALSE" || upper == "NO") return {TokenKind::kTruth, "0"};
-    if (at_ >= text_.size() || text_[at_] != '(') return {TokenKind::kName, word};
-    if (Holds(kFunctions, upper)) return {TokenKind::kFunction, upper};
-    throw NoCounterpart("function " + word);
-  }
-  Token Number() {
-    const std::size_t from = at_;
-    while (at_ < text_.size() && (IsDigit(text_[at_]) || text_[at_] == '.')) ++at_;
-    if (at_ < text_.size() && IsWordByte(text_[at_])) throw NoCounterpart("a number with letters");
-    return {TokenKind::kNumber, std::string(text_.substr(from, at_ - from))};
-  }
-  Token Next(const Token& before) {
-    const char c = text_[at_];
-    if (c == '[') return {TokenKind::kName, Enclosed(']')};
-    if (c == '"' || c == '\'') return {TokenKind::kText, Enclosed(c)};
-    if (c == '#') return {TokenKind::kDate, Enclosed('#')};
-    if (IsDigit(c)) return Number();
-    if (IsWordByte(c)) return Word(before);
-    for (const std::string_view sign : {"<>", "<=", ">="}) {
-      if (text_.substr(at_, 2) != sign) continue;
-      at_ += 2;
-      return {TokenKind::kSign, std::string(sign)};
-    }
-    if (std::string_view("=<>+-*(),.;").find(c) == std::string_view::npos) {
-      throw NoCounterpart(fmt::format("operator {}", c));
-    }
-    ++at_;
-    return {TokenKind::kSign, std::string(1, c)};
-  }
-
-  std::string_view text_;
-  std::size_t at_ = 0;
-};
 
 class Translation {
  public:
@@ -158,8 +31,8 @@ class Translation {
     if (!IsKeyword(0, "SELECT")) throw NoCounterpart("not a SELECT");
     std::string out;
     for (std::size_t i = 0; i < tokens_.size(); ++i) {
-      const std::string piece = Piece(i);
       const bool tight = IsSign(i, ".") || IsSign(i, ",") || (i != 0 && IsSign(i - 1, "."));
+      const std::string piece = At(i).kind == TokenKind::kDatePart ? PartOfDate(i) : Piece(i);
       if (i != 0 && !tight) out += ' ';
       out += piece;
     }
@@ -174,7 +47,7 @@ class Translation {
   bool IsKeyword(std::size_t i, std::string_view word) const {
     return At(i).kind == TokenKind::kKeyword && At(i).text == word;
   }
-  bool IsSign(std::size_t i, std::string_view sign) const { return Reader::IsSign(At(i), sign); }
+  bool IsSign(std::size_t i, std::string_view sign) const { return mdbadm::IsSign(At(i), sign); }
   bool IsComparison(std::size_t i) const {
     return At(i).kind == TokenKind::kSign &&
            std::string_view("<>=").find(At(i).text[0]) != std::string_view::npos;
@@ -207,6 +80,30 @@ class Translation {
       default:
         return token.text;
     }
+  }
+  // A function of a date, as far as its end, where `i` is afterwards.
+  std::string PartOfDate(std::size_t& i) {
+    const std::string function = At(i).text;
+    const auto need = [&](bool there) {
+      if (!there) throw NoCounterpart("function " + function);
+    };
+    need(IsSign(++i, "("));
+    ++i;
+    auto part = std::ranges::find(kDateParts, function, &DatePart::function);
+    if (function == "DATEPART") {
+      need(At(i).kind == TokenKind::kText && IsSign(i + 1, ","));
+      part = std::ranges::find(kDateParts, Upper(At(i).text), &DatePart::interval);
+      i += 2;
+    }
+    need(part != kDateParts.end());
+    const std::size_t last = IsSign(i + 1, ".") ? i + 2 : i;
+    need(At(last).kind == TokenKind::kName && IsSign(last + 1, ")") &&
+         HoldsName(names_.dates, names_.order, At(last).text));
+    in_date_part_ = true;
+    std::string column;
+    for (; i <= last; ++i) column += Piece(i);
+    in_date_part_ = false;
+    return fmt::format("CAST(strftime('{}', {}) AS INTEGER)", part->format, column);
   }
   static std::string Literal(const jet::Value& value) {
     std::string out;
@@ -257,7 +154,9 @@ class Translation {
       throw NoCounterpart("the alias " + name + " in the list that makes it");
     }
     if (HoldsName(names_.flags, names_.order, name)) CheckSpecial(i, TokenKind::kTruth);
-    if (HoldsName(names_.dates, names_.order, name)) CheckSpecial(i, TokenKind::kDate);
+    if (!in_date_part_ && HoldsName(names_.dates, names_.order, name)) {
+      CheckSpecial(i, TokenKind::kDate);
+    }
     if (i != 0 && IsSign(i - 1, ".")) {
       const KnownNames::Source* source = SourceOf(tokens_[i - 2].text);
       if (source == nullptr) throw NoCounterpart("the place of " + name);
@@ -341,13 +240,14 @@ class Translation {
   const KnownNames& names_;
   std::vector<std::string>& used_;
   std::vector<std::string> aliases_;
+  bool in_date_part_ = false;
 };
 
 }  // namespace
 
 std::string TranslateSelect(const std::string& text, const KnownNames& names,
                             std::vector<std::string>& used) {
-  return Translation(Reader(text).All(), names, used).Text();
+  return Translation(ReadTokens(text), names, used).Text();
 }
 
 }  // namespace mdbadm

@@ -1,19 +1,13 @@
 // Saved SELECTs as views of sqlite3, where both give the same rows.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "jet/database/database.h"
+#include "mdbadm/view_tokens.h"
 
 namespace mdbadm {
-
-// Why a query has no counterpart; ends as a comment.
-class NoCounterpart : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // What the names in a query may mean.
 struct KnownNames {

@@ -134,7 +134,7 @@ A check of all files, with the findings as JSON:
   for file in /srv/*/Data.mdb; do mdbadm check --json "$file"; done
 )";
 
-constexpr std::string_view kSql = R"(
+constexpr std::string_view kQueries = R"(
 `sql FILE QUERY` prints the rows of a query: SELECT, UNION [ALL] or TRANSFORM ... PIVOT as a text, or the name of a saved query. Nothing is ever changed: of an update, append, delete or make-table query it says what it would do.
 
 A name that is not a column is a parameter: --set NAME=VALUE, again for each; brackets do not count, and nothing behind the sign is Null. On a terminal the others are asked for.
@@ -230,7 +230,7 @@ std::vector<Topic> Topics() {
       {"recovery", "Recovery", std::string(kRecovery)},
       {"damaged", "Damaged files", std::string(kDamaged)},
       {"bloated", "Bloated files", std::string(kBloated)},
-      {"sql", "Queries", std::string(kSql)},
+      {"sql", "Queries", std::string(kQueries)},
       {"scripts", "Scripts", std::string(kScripts)},
   };
 }
