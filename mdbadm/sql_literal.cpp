@@ -17,7 +17,8 @@ constexpr std::size_t kExactDigits = 15;  // a double holds every decimal of so 
 constexpr int kExactPower = 22;           // powers of ten up to here are doubles
 constexpr int kMantissaBits = 53;
 constexpr int kShift = 62;  // powers of two up to here are integers of sqlite3
-constexpr std::int64_t kMillisecondsPerDay = 86'400'000;
+constexpr std::int64_t kSecondsPerDay = 86'400;
+constexpr double kNoise = 4;  // in units of the last place
 
 void AppendBlob(std::string& out, jet::ByteView bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -108,13 +109,23 @@ void AppendDecimal(std::string& out, const std::string& decimal) {
 
 void AppendDate(std::string& out, jet::DateTime date) {
   if (!jet::IsInCalendar(date)) return AppendReal(out, date.days);
-  const double day = std::trunc(date.days);
-  const std::int64_t time = std::llround(std::fabs(date.days - day) * kMillisecondsPerDay);
-  const std::int64_t left = time % 1000;
-  if (left == 0) return AppendQuote(out, jet::FormatDateTime(date));
-  const double whole = static_cast<double>(time - left) / kMillisecondsPerDay;
-  const double from_day = std::signbit(date.days) ? day - whole : day + whole;
-  AppendQuote(out, fmt::format("{}.{:03}", jet::FormatDateTime({from_day}), left));
+  const double day = std::trunc(date.days), time = std::fabs(date.days - day);
+  const double ulp = std::nextafter(std::fabs(date.days), HUGE_VAL) - std::fabs(date.days);
+  // As few digits as say the same but for the noise of a double.
+  for (const int digits : {0, 3, 6, 9}) {
+    const auto per_second = static_cast<std::int64_t>(std::pow(10, digits));
+    const long double per_day = static_cast<long double>(kSecondsPerDay * per_second);
+    const std::int64_t units = std::llround(time * per_day), left = units % per_second;
+    const auto off =
+        static_cast<double>(std::fabs(static_cast<long double>(units) / per_day - time));
+    if (off > kNoise * ulp) continue;
+    const auto whole = static_cast<double>(static_cast<long double>(units - left) / per_day);
+    const double from_day = std::signbit(date.days) ? day - whole : day + whole;
+    std::string text = jet::FormatDateTime({from_day});
+    if (left != 0) text += fmt::format(".{:0{}}", left, digits);
+    return AppendQuote(out, text);
+  }
+  AppendReal(out, date.days);
 }
 
 }  // namespace

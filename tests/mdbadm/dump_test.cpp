@@ -319,7 +319,9 @@ TEST_F(DumpedValuesTest, NumbersAreExact) {
     }
     const auto times = database.CreateTable(
         {.name = "t", .columns = {{.name = "x", .type = ColumnType::kDateTime}}, .indexes = {}});
-    for (const double days : {40000.5, -1.25, 0.0, 40000.0 + 1.5 / 86400}) {
+    for (const double days :
+         {40000.5, -1.25, 0.0, 40000.0 + 1.5 / 86400, std::nextafter(40000.5, 0),
+          40000.25 + 0.000125 / 86400, -2.5 - 0.000000007 / 86400, 1e-15, 1e9}) {
       times->Insert(std::vector<jet::Value>{jet::DateTime{days}});
     }
     const auto decimals = database.CreateTable(
@@ -340,7 +342,9 @@ TEST_F(DumpedValuesTest, NumbersAreExact) {
   EXPECT_THAT(answers[1],
               ElementsAre("0", "12.5", "-0.0001", "922337203685477.5807", "-922337203685477.5808"));
   EXPECT_THAT(answers[2], ElementsAre("2009-07-06 12:00:00", "1899-12-29 06:00:00",
-                                      "1899-12-30 00:00:00", "2009-07-06 00:00:01.500"));
+                                      "1899-12-30 00:00:00", "2009-07-06 00:00:01.500",
+                                      "2009-07-06 12:00:00", "2009-07-06 06:00:00.000125",
+                                      "1899-12-28 12:00:00.000000007", "1.0e-15", "1000000000.0"));
   EXPECT_THAT(answers[3],
               ElementsAre("1234567890123456789012345.678|1|text", "-0.5|1|real", "100|1|integer"));
 }
