@@ -290,11 +290,10 @@ void TableDump::PrintRows() {
     out += begin;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (i != 0) out += ',';
-      if (!jet::IsKnownType(columns[i].type)) {
-        out += "NULL";
-      } else if (!jet::IsText(columns[i].type)) {
+      const bool is_text = jet::IsText(columns[i].type);
+      if (!is_text && jet::IsKnownType(columns[i].type)) {
         AppendSqlValue(out, scan.row().Get(i), columns[i].scale);
-      } else if (scan.row().GetText(i, text)) {
+      } else if (is_text && scan.row().GetText(i, text)) {
         AppendSqlText(out, text);
       } else {
         out += "NULL";
