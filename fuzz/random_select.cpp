@@ -20,7 +20,7 @@ Both Same(fmt::format_string<std::conditional_t<true, const std::string&, Parts>
   return {fmt::format(words, parts.ours...), fmt::format(words, parts.theirs...)};
 }
 
-Both Word(std::string word) { return {word, word}; }
+Both Word(const std::string& word) { return {word, word}; }
 
 struct Source {
   const QueryTable* table;
@@ -166,7 +166,7 @@ class Maker {
   Both Text(const Scope& scope) {
     const std::string column = TextColumn(scope);
     if (column.empty()) return Word("'none'");
-    const Both t = AsText(column);
+    Both t = AsText(column);
     const std::size_t n = 1 + random_.Below(3);
     switch (random_.Below(5)) {
       case 0:
@@ -273,7 +273,7 @@ class Maker {
 
   // Of the inner source, and often of one around it.
   Both Correlated(const Scope& inner) {
-    const Both own = Condition({inner.back()}, 0);
+    Both own = Condition({inner.back()}, 0);
     if (Chance(3)) return own;
     const Scope around(inner.begin(), inner.end() - 1);
     const Both link =
