@@ -1,6 +1,8 @@
 // mdbadm: samples, inspection, checking and upgrades of the two databases,
 // without a window.
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <new>
 #include <stdexcept>
 
@@ -12,6 +14,15 @@
 namespace mdbadm {
 
 namespace {
+
+// Where there is no memory for an exception either, nothing can be caught.
+[[noreturn]] void Terminate() {
+  if (std::current_exception()) std::abort();
+  std::fputs("mdbadm: not enough memory\n", stderr);
+  std::_Exit(static_cast<int>(ExitCode::kFailed));
+}
+// Before all other constants of the program are made.
+[[gnu::constructor(101)]] void SetTerminate() { std::set_terminate(Terminate); }
 
 ExitCode Run(int argc, char** argv) {
   const std::unique_ptr<jet::FileSystem> files = jet::MakeSystemFiles();
