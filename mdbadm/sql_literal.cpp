@@ -18,7 +18,9 @@ constexpr int kExactPower = 22;           // powers of ten up to here are double
 constexpr int kMantissaBits = 53;
 constexpr int kShift = 62;  // powers of two up to here are integers of sqlite3
 constexpr std::int64_t kSecondsPerDay = 86'400;
-constexpr double kNoise = 4;  // in units of the last place
+constexpr std::int64_t kMostPerSecond = 1'000'000'000;
+constexpr double kNoise = 4;            // in units of the last place
+constexpr std::size_t kDateChars = 10;  // of "2010-01-04"
 
 void AppendBlob(std::string& out, jet::ByteView bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -107,25 +109,39 @@ void AppendDecimal(std::string& out, const std::string& decimal) {
   }
 }
 
+// ISO 8601, with as few digits as say the same but for the noise of a double. Where they are
+// not the very number that is stored, that follows as a comment.
 void AppendDate(std::string& out, jet::DateTime date) {
-  if (!jet::IsInCalendar(date)) return AppendReal(out, date.days);
-  const double day = std::trunc(date.days), time = std::fabs(date.days - day);
-  const double ulp = std::nextafter(std::fabs(date.days), HUGE_VAL) - std::fabs(date.days);
-  // As few digits as say the same but for the noise of a double.
-  for (const int digits : {0, 3, 6, 9}) {
-    const auto per_second = static_cast<std::int64_t>(std::pow(10, digits));
-    const long double per_day = static_cast<long double>(kSecondsPerDay * per_second);
-    const std::int64_t units = std::llround(time * per_day), left = units % per_second;
-    const auto off =
-        static_cast<double>(std::fabs(static_cast<long double>(units) / per_day - time));
-    if (off > kNoise * ulp) continue;
-    const auto whole = static_cast<double>(static_cast<long double>(units - left) / per_day);
-    const double from_day = std::signbit(date.days) ? day - whole : day + whole;
-    std::string text = jet::FormatDateTime({from_day});
-    if (left != 0) text += fmt::format(".{:0{}}", left, digits);
-    return AppendQuote(out, text);
+  if (!jet::IsInCalendar(date)) {
+    // A text as well: of a number the column would drop digits.
+    return AppendQuote(out, fmt::format("{} days", date.days));
   }
-  AppendReal(out, date.days);
+  double day = std::trunc(date.days);
+  const double time = std::fabs(date.days - day);
+  const double ulp = std::nextafter(std::fabs(date.days), HUGE_VAL) - std::fabs(date.days);
+  std::int64_t units = 0, per_second = 1;
+  for (;; per_second *= 1000) {
+    const auto per_day = static_cast<double>(kSecondsPerDay * per_second);
+    units = std::llround(time * per_day);
+    const double off = std::fabs(static_cast<double>(units) / per_day - time);
+    if (off <= kNoise * ulp || per_second == kMostPerSecond) break;
+  }
+  if (units == kSecondsPerDay * per_second) {
+    const bool ends = !jet::IsInCalendar({day + 1});
+    units = ends ? units - 1 : 0;
+    day += ends ? 0 : 1;
+  }
+  const std::int64_t seconds = units / per_second, left = units % per_second;
+  std::string text =
+      fmt::format("{} {:02}:{:02}:{:02}", jet::FormatDateTime({day}).substr(0, kDateChars),
+                  seconds / 3600, seconds / 60 % 60, seconds % 60);
+  if (left != 0) text += '.' + std::to_string(per_second + left).substr(1);
+  AppendQuote(out, text);
+  const double fraction =
+      static_cast<double>(units) / static_cast<double>(kSecondsPerDay * per_second);
+  const double told = day < 0 ? day - fraction : day + fraction;
+  const bool exact = told == date.days && std::signbit(told) == std::signbit(date.days);
+  if (!exact) fmt::format_to(std::back_inserter(out), " /* {} days */", date.days);
 }
 
 }  // namespace

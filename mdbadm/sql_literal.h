@@ -13,7 +13,8 @@ std::string SqlName(std::string_view name);
 // A text as an expression that is exactly this text, also with line breaks and NUL in it.
 void AppendSqlText(std::string& out, std::string_view text);
 // A value as an expression that sqlite3 stores as it is; `scale` is that of a Numeric
-// column. Dates become ISO 8601 texts, Booleans 0 and 1. A decimal of more than 15 digits
+// column. Dates become ISO 8601 texts, with a comment where they are less than what is stored;
+// Booleans 0 and 1. A decimal of more than 15 digits
 // becomes a text, as no double holds it.
 void AppendSqlValue(std::string& out, const jet::Value& value, int scale = 0);
 // "-- text", on a line of its own whatever is in it.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -341,12 +342,68 @@ TEST_F(DumpedValuesTest, NumbersAreExact) {
   }
   EXPECT_THAT(answers[1],
               ElementsAre("0", "12.5", "-0.0001", "922337203685477.5807", "-922337203685477.5808"));
-  EXPECT_THAT(answers[2], ElementsAre("2009-07-06 12:00:00", "1899-12-29 06:00:00",
-                                      "1899-12-30 00:00:00", "2009-07-06 00:00:01.500",
-                                      "2009-07-06 12:00:00", "2009-07-06 06:00:00.000125",
-                                      "1899-12-28 12:00:00.000000007", "1.0e-15", "1000000000.0"));
+  EXPECT_THAT(
+      answers[2],
+      ElementsAre("2009-07-06 12:00:00", "1899-12-29 06:00:00", "1899-12-30 00:00:00",
+                  "2009-07-06 00:00:01.500", "2009-07-06 12:00:00", "2009-07-06 06:00:00.000125",
+                  "1899-12-28 12:00:00.000000007", "1899-12-30 00:00:00", "1000000000 days"));
   EXPECT_THAT(answers[3],
               ElementsAre("1234567890123456789012345.678|1|text", "-0.5|1|real", "100|1|integer"));
+}
+
+// What a dump says of a date: its comment, else its text, as days.
+double DaysOf(const std::string& literal) {
+  const std::size_t comment = literal.find("/* ");
+  if (comment != std::string::npos) return std::strtod(literal.c_str() + comment + 3, nullptr);
+  const std::string text = literal.substr(1);
+  if (text.find(" days") != std::string::npos) return std::strtod(text.c_str(), nullptr);
+  const double day = jet::ReadDateTime(text.substr(0, 10))->days;
+  const double minutes = std::atoi(text.c_str() + 11) * 60 + std::atoi(text.c_str() + 14);
+  const double time = minutes * 60e9 + std::round(std::strtod(text.c_str() + 17, nullptr) * 1e9);
+  return day < 0 ? day - time / 86400e9 : day + time / 86400e9;
+}
+
+TEST_F(DumpedValuesTest, DatesLoseNothing) {
+  const std::vector<std::pair<double, std::string>> told = {
+      {40000 + 1.25 / 86400, "'2009-07-06 00:00:01.250'"},
+      {40000 + 1.000125 / 86400, "'2009-07-06 00:00:01.000125'"},
+      {-1 - 0.002 / 86400, "'1899-12-29 00:00:00.002'"},
+      {-657434.5, "'0100-01-01 12:00:00'"},
+      {-0.5, "'1899-12-30 12:00:00' /* -0.5 days */"},
+      {-0.0, "'1899-12-30 00:00:00' /* -0 days */"},
+      {-3000000.125, "'-3000000.125 days'"},
+      {std::nextafter(40000.5, 0), "'2009-07-06 12:00:00' /* 40000.49999999999 days */"},
+      {std::nextafter(40001.0, 0), "'2009-07-07 00:00:00' /* 40000.99999999999 days */"},
+      {std::nextafter(-2.0, 0), "'1899-12-30 00:00:00' /* -1.9999999999999998 days */"},
+      {std::nextafter(2958466.0, 0), "'9999-12-31 23:59:59' /* 2958465.9999999995 days */"},
+      {1e-9, "'1899-12-30 00:00:00.000086400'"}};
+  std::vector<double> all;
+  for (const auto& [days, text] : told) all.push_back(days);
+  // Many more, as programs compute them.
+  for (int i = 1; i < 2000; ++i) {
+    all.push_back((i - 700) * 31.00001157 + i * 1e-7);
+    all.push_back(30000 + i / 24.0 + i / 1440.0);
+  }
+  const std::string path = Make("d.mdb", [&](jet::Database& database) {
+    const auto table = database.CreateTable(
+        {.name = "t", .columns = {{.name = "x", .type = ColumnType::kDateTime}}, .indexes = {}});
+    for (const double days : all) table->Insert(std::vector<jet::Value>{jet::DateTime{days}});
+  });
+  const std::string dump = MdbAdmOut({"dump", path});
+  std::size_t rows = 0;
+  for (std::size_t at = dump.find("VALUES("); at != std::string::npos && rows < all.size();) {
+    const std::size_t begin = at + 7, end = dump.find(");\n", begin);
+    const std::string literal = dump.substr(begin, end - begin);
+    if (rows < told.size()) {
+      EXPECT_EQ(literal, told[rows].second);
+    }
+    const double days = DaysOf(literal);
+    EXPECT_EQ(days, all[rows]) << literal;
+    EXPECT_EQ(std::signbit(days), std::signbit(all[rows])) << literal;
+    ++rows;
+    at = dump.find("VALUES(", end);
+  }
+  EXPECT_EQ(rows, all.size());
 }
 
 TEST_F(DumpedValuesTest, RulesComeAlongAndWhatDoesNotIsSaid) {
