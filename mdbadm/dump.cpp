@@ -18,7 +18,8 @@ using TableList = std::vector<std::shared_ptr<jet::Table>>;
 
 struct View {
   std::string name, text, select;
-  std::vector<std::string> columns;
+  jet::QueryDefinition definition;
+  std::vector<sql::OutputColumn> columns;
   std::vector<std::string> used;
   std::string why_not;  // empty: it becomes a view
 };
@@ -42,28 +43,24 @@ std::string_view ForeignKind(std::int16_t type) {
   }
 }
 
-void Note(KnownNames& names, const std::string& column, jet::ColumnType type) {
-  if (type == jet::ColumnType::kBoolean) names.flags.push_back(column);
-  if (type == jet::ColumnType::kDateTime) names.dates.push_back(column);
-}
-
 // The query, with its columns, as far as it runs here.
-View LoadView(jet::Database& database, const jet::ObjectInfo& object, KnownNames& names) {
-  View view{
-      .name = object.name, .text = {}, .select = {}, .columns = {}, .used = {}, .why_not = {}};
+View LoadView(jet::Database& database, const jet::ObjectInfo& object) {
+  View view{.name = object.name,
+            .text = {},
+            .select = {},
+            .definition = {},
+            .columns = {},
+            .used = {},
+            .why_not = {}};
   try {
-    const jet::QueryDefinition definition = database.LoadQuery(object);
-    const sql::QueryKind kind = sql::KindOf(definition);
-    view.text = sql::Format(definition);
-    if (kind != sql::QueryKind::kSelect) {
+    view.definition = database.LoadQuery(object);
+    const sql::QueryKind kind = sql::KindOf(view.definition);
+    view.text = sql::Format(view.definition);
+    if (kind != sql::QueryKind::kSelect && kind != sql::QueryKind::kUnion) {
       view.why_not = fmt::format("{} query", sql::KindName(kind));
       return view;
     }
-    const std::unique_ptr<sql::RowSet> rows = sql::Run(database, definition);
-    for (const sql::OutputColumn& column : rows->columns()) {
-      view.columns.push_back(column.name);
-      Note(names, column.name, column.type);
-    }
+    view.columns = sql::Run(database, view.definition)->columns();
   } catch (const sql::Error& error) {
     view.why_not = error.what();
   } catch (const jet::Error& error) {
@@ -94,33 +91,39 @@ void PrintView(const View& view) {
     return;
   }
   std::string columns;
-  for (const std::string& column : view.columns) {
-    columns += (columns.empty() ? "" : ", ") + SqlName(column);
+  for (const sql::OutputColumn& column : view.columns) {
+    columns += (columns.empty() ? "" : ", ") + SqlName(column.name);
   }
   Print(fmt::format("CREATE VIEW {} ({}) AS\n{};\n", SqlName(view.name), columns, view.select));
 }
 
 void PrintViews(jet::Database& database, const TableList& tables) {
-  KnownNames names{.order = database.order(), .sources = {}, .flags = {}, .dates = {}};
+  KnownNames names{.order = database.order(), .sources = {}};
   for (const auto& table : tables) {
     if (DumpName(table->name()) != table->name()) continue;
     names.sources.push_back({table->name(), {}});
     for (const jet::ColumnInfo& column : table->columns()) {
-      names.sources.back().columns.push_back(column.name);
-      Note(names, column.name, column.type);
+      names.sources.back().columns.push_back({column.name, ViewKindOf(column.type)});
     }
   }
   std::vector<View> views;
   for (const jet::ObjectInfo& object : database.Objects()) {
-    if (object.kind == jet::ObjectKind::kQuery) views.push_back(LoadView(database, object, names));
+    if (object.kind == jet::ObjectKind::kQuery) views.push_back(LoadView(database, object));
   }
-  for (const View& view : views) names.sources.push_back({view.name, view.columns});
+  for (const View& view : views) {
+    names.sources.push_back({view.name, {}});
+    for (const sql::OutputColumn& column : view.columns) {
+      names.sources.back().columns.push_back({column.name, ViewKindOf(column.type)});
+    }
+  }
   for (View& view : views) {
     if (!view.why_not.empty()) continue;
     try {
-      view.select = TranslateSelect(view.text, names, view.used);
+      view.select = TranslateSelect(view.definition, view.columns, names, view.used);
     } catch (const NoCounterpart& error) {
       view.why_not = fmt::format("sqlite3 would not run it alike: {}", error.what());
+    } catch (const sql::Error& error) {
+      view.why_not = error.what();
     }
   }
   DropWithoutSources(views);

@@ -181,7 +181,8 @@ void TableDump::FindRequired() {
 std::string TableDump::Default(std::size_t ordinal) {
   const jet::ColumnInfo& column = table_.columns()[ordinal];
   const std::string& expression = column.default_expression;
-  if (expression.empty()) return {};
+  const bool flag = column.type == jet::ColumnType::kBoolean;
+  if (expression.empty()) return flag ? " DEFAULT (0)" : "";
   if (const auto clock = ClockDefault(expression)) return " DEFAULT " + *clock;
   if (IsConstant(expression)) {
     try {
@@ -204,8 +205,9 @@ std::string TableDump::Column(std::size_t ordinal) {
     type += fmt::format(" {} {}", column.precision, column.scale);
   }
   if (column.auto_number) type += ", counts by itself";
+  const bool required = required_[ordinal] || column.type == jet::ColumnType::kBoolean;
   return fmt::format("{}{} /* {} */{}{}", SqlName(column.name), SqlType(column.type), type,
-                     required_[ordinal] ? " NOT NULL" : "", Default(ordinal));
+                     required ? " NOT NULL" : "", Default(ordinal));
 }
 
 std::string TableDump::ColumnList(const jet::IndexInfo& index, bool with_order) const {
