@@ -108,6 +108,13 @@ void RequireSelect(const jet::QueryDefinition& definition) {
                                InOneLine(sql::Format(definition))));
 }
 
+std::vector<std::pair<std::string, jet::Value>> GivenValues(
+    const std::vector<std::string>& settings) {
+  std::vector<std::pair<std::string, jet::Value>> values;
+  for (const auto& [name, text] : Split(settings)) values.emplace_back(name, ValueOf(text));
+  return values;
+}
+
 std::vector<std::pair<std::string, jet::Value>> ParameterValues(
     const std::vector<sql::ParameterInfo>& parameters, const std::vector<std::string>& settings) {
   std::vector<std::pair<std::string, jet::Value>> values;

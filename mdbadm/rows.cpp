@@ -124,7 +124,8 @@ std::unique_ptr<sql::RowSet> RunDefinition(jet::Database& database,
                                            const std::vector<std::string>& settings) {
   RequireSelect(definition);
   sql::Inputs inputs;
-  inputs.parameters = ParameterValues(sql::ParametersOf(database, definition), settings);
+  inputs.parameters = GivenValues(settings);
+  inputs.parameters = ParameterValues(sql::ParametersOf(database, definition, inputs), settings);
   return sql::Run(database, definition, inputs);
 }
 

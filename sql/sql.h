@@ -98,9 +98,11 @@ bool SameParameter(std::string_view a, std::string_view b);
 std::string TypeOf(const ParameterInfo& parameter);
 
 // The parameters of a query and of the saved ones that it reads, declared or not: a name
-// that is not a column is one. Errors as Run.
+// that is not a column is one. Errors as Run. `inputs`: the values that are known already;
+// a crosstab in the query may need them to know its columns.
 std::vector<ParameterInfo> ParametersOf(jet::Database& database,
-                                        const jet::QueryDefinition& definition);
+                                        const jet::QueryDefinition& definition,
+                                        const Inputs& inputs = {});
 
 // Names are resolved and tables opened here; saved queries may be sources.
 // kNoTable, kUnresolved, kNotSupported, kBadValue; jet::Error. REQUIRES: the database

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -216,13 +217,20 @@ std::unique_ptr<RowSet> OpenCrosstab(Environment& environment, Select rows, Sele
 
   Crosstabulation table(environment.order(), headings, keys.size());
   table.List(pivot.columns);
+  std::optional<Environment::Reading> reading;
+  if (pivot.columns.empty()) reading.emplace(environment);
   std::unique_ptr<RowSet> row_set = MakePlannedRows(Planner(environment, rows).Run());
   std::unique_ptr<RowSet> cell_set = MakePlannedRows(Planner(environment, cells).Run());
   std::vector<OutputColumn> columns = row_set->columns();
   const OutputColumn cell = cell_set->columns().back();
   if (!environment.lists_parameters()) {
-    table.ReadRows(std::move(row_set));
-    table.ReadCells(std::move(cell_set));
+    try {
+      table.ReadRows(std::move(row_set));
+      table.ReadCells(std::move(cell_set));
+    } catch (const Error&) {
+      // The missing value is what the caller has to know.
+      if (!environment.lacks_values()) throw;
+    }
   }
   return table.Take(std::move(columns), cell);
 }

@@ -80,12 +80,13 @@ std::optional<jet::Value> Environment::ValueOf(const Parameter& parameter) {
         wanted_->begin(), wanted_->end(),
         [&](const ParameterInfo& each) { return SameParameter(each.name, parameter.name); });
     if (!known) wanted_->push_back({parameter.name, parameter.type});
-    return jet::Value{};
   }
   for (const auto& [name, value] : inputs_.parameters) {
     if (SameParameter(name, parameter.name)) return ParameterValue(parameter, value);
   }
-  return std::nullopt;
+  if (wanted_ == nullptr) return std::nullopt;
+  lacks_values_ = true;
+  return jet::Value{};
 }
 
 Environment::Nesting::Nesting(Environment& environment) : environment_(environment) {

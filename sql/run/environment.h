@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "sql/sql.h"
@@ -29,9 +30,12 @@ class Environment {
   jet::DateTime now() const { return now_; }
 
   // The value of a parameter as its type, nothing if there is none. kBadValue for one that
-  // cannot become the type. Where only the names are asked for, every parameter is Null.
+  // cannot become the type. Where only the names are asked for, one without a value is Null.
   std::optional<jet::Value> ValueOf(const Parameter& parameter);
-  bool lists_parameters() const { return wanted_ != nullptr; }
+  // Only the names of the parameters are asked for, and no rows are read.
+  bool lists_parameters() const { return wanted_ != nullptr && !reading_; }
+  // A parameter was taken as Null for want of a value.
+  bool lacks_values() const { return lacks_values_; }
   void ListParameters(std::vector<ParameterInfo>& out) { wanted_ = &out; }
 
   // The rows of a saved query or of one in parentheses. `declared`: the parameters of the
@@ -53,6 +57,21 @@ class Environment {
    private:
     Environment& environment_;
   };
+  // While it lives, rows are read though only the names of the parameters are asked for:
+  // those of a crosstab whose columns another query names.
+  class Reading {
+   public:
+    explicit Reading(Environment& environment)
+        : environment_(environment),
+          before_(std::exchange(environment.reading_, environment.nesting_ != 0)) {}
+    ~Reading() { environment_.reading_ = before_; }
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+   private:
+    Environment& environment_;
+    bool before_;
+  };
   // The saved queries that are being opened, by id.
   std::vector<std::int32_t> open_queries;
 
@@ -61,6 +80,7 @@ class Environment {
   const Inputs& inputs_;
   jet::DateTime now_;
   std::size_t nesting_ = 0;
+  bool reading_ = false, lacks_values_ = false;
   std::vector<ParameterInfo>* wanted_ = nullptr;
 };
 

@@ -53,10 +53,10 @@ void Connect(Environment& environment) {
 std::string TypeOf(const ParameterInfo& parameter) { return ParameterTypeWord(parameter.type); }
 
 std::vector<ParameterInfo> ParametersOf(jet::Database& database,
-                                        const jet::QueryDefinition& definition) {
+                                        const jet::QueryDefinition& definition,
+                                        const Inputs& inputs) {
   std::vector<ParameterInfo> parameters;
-  const Inputs none;
-  Environment environment(database, none);
+  Environment environment(database, inputs);
   Connect(environment);
   environment.ListParameters(parameters);
   Open(environment, definition);

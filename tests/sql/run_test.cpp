@@ -246,6 +246,94 @@ TEST_F(RunTest, SavedQueriesAreSources) {
   EXPECT_EQ(answer(beside), "1, 1, 1, 1");
 }
 
+// The columns that a crosstab makes are no parameters, even where only those are asked for.
+TEST_F(RunTest, SavedUnionsAndCrosstabsAreSources) {
+  const auto save = [&](std::string_view name, std::string_view text) {
+    database_->CreateQuery(name, sql::Parse(text), text);
+  };
+  sql::Inputs inputs;
+  const auto rows = [&](std::string_view text) {
+    return AnswerOf([&] {
+      std::vector<std::string> lines;
+      const auto set = sql::Run(*database_, sql::Parse(text), inputs);
+      while (set->Next()) {
+        std::string& line = lines.emplace_back();
+        for (std::size_t i = 0; i < set->columns().size(); ++i) {
+          line += (i == 0 ? "" : "|") + ToText(set->value(i));
+        }
+      }
+      return lines;
+    });
+  };
+  const auto asked = [&](std::string_view text) {
+    return AnswerOf([&] {
+      std::vector<std::string> names;
+      for (const auto& each : sql::ParametersOf(*database_, sql::Parse(text), inputs)) {
+        names.push_back(each.name + " " + sql::TypeOf(each));
+      }
+      return names;
+    });
+  };
+  MakeTable("売上",
+            {{"店", ColumnType::kText}, {"月", ColumnType::kLong}, {"額", ColumnType::kLong}},
+            {{"東", 1, 10}, {"東", 2, 20}, {"西", 1, 5}, {"西", 1, 7}, {Null{}, 2, 1}});
+  save("表", "TRANSFORM Sum(額) SELECT 店 FROM 売上 GROUP BY 店 PIVOT '月' & 月");
+  save("計", "SELECT 店, 額 FROM 売上 UNION ALL SELECT '全', Sum(額) FROM 売上");
+  save("上",
+       "PARAMETERS 下限 Long; TRANSFORM Count(*) SELECT 店 FROM 売上 WHERE 額 >= [下限] "
+       "GROUP BY 店 PIVOT CStr([下限]) & '_' & 月");
+
+  const char* over =
+      "SELECT x.月1, y.額 FROM 表 AS x INNER JOIN 計 AS y ON x.店 = y.店 "
+      "WHERE y.額 > 6 ORDER BY y.額";
+  EXPECT_EQ(rows(over), "12|7, 10|10, 10|20");
+  EXPECT_EQ(asked(over), "");
+  EXPECT_EQ(rows("SELECT 額 FROM 計 WHERE 店 IN (SELECT 店 FROM 表 WHERE 月2 IS NULL) ORDER BY 1"),
+            "5, 7");
+  EXPECT_EQ(asked("SELECT 額 FROM 計 WHERE 店 IN (SELECT 店 FROM 表 WHERE 月2 = q)"), "q Value");
+  EXPECT_EQ(rows("SELECT * FROM 表 UNION SELECT 店, 0, 額 FROM 計 WHERE 店 = '全' ORDER BY 店"),
+            "-|-|1, 西|12|-, 全|0|43, 東|10|20");
+  EXPECT_EQ(asked("SELECT * FROM 表 UNION SELECT 店, 0, [最小] FROM 計"), "最小 Value");
+  EXPECT_EQ(asked("SELECT 月3 FROM (SELECT * FROM 表) AS w"), "月3 Value");
+
+  // Which columns there are depends on a value.
+  EXPECT_EQ(asked("SELECT 店 FROM 上"), "下限 Long");
+  ExpectAnswer(rows("SELECT 店 FROM 上"),
+               "! unresolved: in the query 上: parameter 下限 has no value; it is a Long");
+  inputs.parameters = {{"下限", std::string("7")}};
+  EXPECT_EQ(asked("SELECT [7_1] FROM 上 WHERE 店 = [どこ]"), "下限 Long, どこ Value");
+  EXPECT_EQ(rows("SELECT 店, [7_1] FROM 上 ORDER BY 店"), "西|1, 東|1");
+  EXPECT_EQ(rows("SELECT Count(*) FROM 上 AS x INNER JOIN 上 AS y ON x.[7_1] = y.[7_1]"), "4");
+
+  save("環", "SELECT 店 FROM 売上 UNION SELECT 店 FROM 環");
+  ExpectAnswer(rows("SELECT * FROM 環"), "! bad query: 環 reads itself");
+}
+
+// What the rows of a query say is the query.
+TEST_F(RunTest, RebuiltUnionsAndCrosstabsAnswerTheSame) {
+  int saved = 0;
+  for (const char* text :
+       {"SELECT k, i FROM A UNION SELECT k, 0 FROM B UNION ALL (SELECT n, 7 FROM B) ORDER BY k "
+        "DESC, 2",
+        "TABLE B UNION ALL SELECT * FROM B WHERE k IS NOT NULL",
+        "SELECT a.i FROM (SELECT i FROM A UNION ALL SELECT i * 2 FROM A) AS a WHERE a.i > 1",
+        "TRANSFORM Sum(A.i) AS 計 SELECT A.k, Count(*) AS c FROM A GROUP BY A.k ORDER BY A.k DESC "
+        "PIVOT A.i Mod 3",
+        "TRANSFORM First(A.t) SELECT A.k FROM A WHERE A.i > 1 GROUP BY A.k PIVOT A.i IN (5, 9, "
+        "2)"}) {
+    SCOPED_TRACE(text);
+    const jet::QueryDefinition made = sql::Parse(text), again = sql::Parse(sql::Format(made));
+    EXPECT_EQ(again, made);
+    const std::vector<std::string> found = Rows(made);
+    EXPECT_FALSE(found.empty());
+    EXPECT_EQ(Rows(again), found);
+    // The rows of the file are the same ones.
+    const std::string name = fmt::format("q{}", ++saved);
+    database_->CreateQuery(name, made, text);
+    EXPECT_EQ(Rows(database_->LoadQuery(*database_->Find(name))), found);
+  }
+}
+
 TEST_F(RunTest, RowsOfOneTableCanBeWrittenThrough) {
   const auto table = database_->OpenTable("A");
   const auto rows =
