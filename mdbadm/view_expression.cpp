@@ -11,7 +11,7 @@
 namespace mdbadm {
 namespace {
 
-using Kind = sql::Expr::Kind;
+using ExprKind = sql::Expr::Kind;
 using sql::Operator;
 
 std::string_view SignOf(Operator op) {
@@ -47,7 +47,7 @@ ViewKind KindOfLiteral(const jet::Value& value) {
 
 void FlattenJoined(const sql::Expr& expr, std::vector<const sql::Expr*>& parts) {
   const sql::Expr& bare = Bare(expr);
-  if (bare.kind != Kind::kBinary || bare.op != Operator::kConcatenate) {
+  if (bare.kind != ExprKind::kBinary || bare.op != Operator::kConcatenate) {
     parts.push_back(&bare);
     return;
   }
@@ -79,39 +79,39 @@ ViewKind MakeAlike(std::vector<Piece*> pieces) {
 
 Piece ViewExpressions::Value(const sql::Expr& expr) {
   switch (expr.kind) {
-    case Kind::kParen:
+    case ExprKind::kParen:
       return Value(*expr.args[0]);
-    case Kind::kLiteral: {
+    case ExprKind::kLiteral: {
       Piece piece{{}, KindOfLiteral(expr.value)};
       AppendSqlValue(piece.text, expr.value);
       return piece;
     }
-    case Kind::kColumn:
+    case ExprKind::kColumn:
       return Column(expr);
-    case Kind::kNot:
+    case ExprKind::kNot:
       return Flag("(NOT " + Truth(*expr.args[0]) + ")");
-    case Kind::kNegate: {
+    case ExprKind::kNegate: {
       const Piece operand = Number(*expr.args[0]);
       return {"(- " + operand.text + ")", operand.kind};
     }
-    case Kind::kBinary:
+    case ExprKind::kBinary:
       return Binary(expr);
-    case Kind::kIsNull:
+    case ExprKind::kIsNull:
       return Flag(
           fmt::format("({} IS {}NULL)", Value(*expr.args[0]).text, expr.negated ? "NOT " : ""));
-    case Kind::kLike:
+    case ExprKind::kLike:
       return Like(expr);
-    case Kind::kBetween:
+    case ExprKind::kBetween:
       return Between(expr);
-    case Kind::kIn:
+    case ExprKind::kIn:
       return In(expr);
-    case Kind::kCall:
+    case ExprKind::kCall:
       return Call(expr);
-    case Kind::kExists: {
+    case ExprKind::kExists: {
       const sql::Expr& query = expr.query ? expr : *expr.args.back();
       return Flag(fmt::format("EXISTS ({})", subquery_(*query.query, scope_).text));
     }
-    case Kind::kSubquery: {
+    case ExprKind::kSubquery: {
       // Of several rows, which are an error here, sqlite3 takes the first.
       const bool one = expr.query->group_by.empty() && !expr.query->outputs.empty() &&
                        !expr.query->outputs[0].star &&
@@ -120,12 +120,12 @@ Piece ViewExpressions::Value(const sql::Expr& expr) {
       Piece query = subquery_(*expr.query, scope_);
       return {"(" + query.text + ")", query.kind};
     }
-    case Kind::kAny:
-    case Kind::kAll:
+    case ExprKind::kAny:
+    case ExprKind::kAll:
       throw NoCounterpart("ANY and ALL");
-    case Kind::kParameter:
+    case ExprKind::kParameter:
       throw NoCounterpart("parameter " + expr.name);
-    case Kind::kStar:
+    case ExprKind::kStar:
       break;
   }
   throw NoCounterpart("*");
@@ -151,7 +151,7 @@ bool ViewExpressions::IsGroup(std::string_view function) {
 }
 
 bool ViewExpressions::IsGrouped(const sql::Expr& expr) {
-  if (expr.kind == Kind::kCall && IsGroup(expr.name)) return true;
+  if (expr.kind == ExprKind::kCall && IsGroup(expr.name)) return true;
   return std::any_of(expr.args.begin(), expr.args.end(),
                      [](const sql::ExprPtr& arg) { return IsGrouped(*arg); });
 }
@@ -278,7 +278,7 @@ Piece ViewExpressions::Concatenation(const sql::Expr& expr) {
         piece.kind != ViewKind::kNull) {
       throw NoCounterpart("the text of " + piece.text);
     }
-    const bool literal = part->kind == Kind::kLiteral && piece.kind != ViewKind::kNull;
+    const bool literal = part->kind == ExprKind::kLiteral && piece.kind != ViewKind::kNull;
     if (literal) is_null = false;
     const std::string text =
         piece.kind == ViewKind::kWhole ? fmt::format("CAST({} AS TEXT)", piece.text) : piece.text;
@@ -293,7 +293,7 @@ Piece ViewExpressions::Concatenation(const sql::Expr& expr) {
 Piece ViewExpressions::Like(const sql::Expr& expr) {
   const sql::Expr& pattern = Bare(*expr.args[1]);
   const auto* text = std::get_if<std::string>(&pattern.value);
-  if (pattern.kind != Kind::kLiteral || text == nullptr) {
+  if (pattern.kind != ExprKind::kLiteral || text == nullptr) {
     throw NoCounterpart("a pattern that is not a text");
   }
   const bool ansi = ansi_ || expr.ansi;
