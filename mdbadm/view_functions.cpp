@@ -119,7 +119,7 @@ Piece ViewExpressions::DateCall(const Expr& expr) {
 
 Piece ViewExpressions::NumberCall(const Expr& expr) {
   Need(expr, expr.args.size() == 1);
-  const Piece x = Number(*expr.args[0]);
+  Piece x = Number(*expr.args[0]);
   if (Is(expr, "Sgn")) {
     return {fmt::format("(({0} > 0) - ({0} < 0))", x.text), ViewKind::kWhole};
   }
