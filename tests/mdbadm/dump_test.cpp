@@ -140,8 +140,10 @@ std::size_t ExpectSameRows(const std::string& path, const std::string& password)
 TEST(DumpTest, SamplesAreTheSameInSqlite) {
   SKIP_WITHOUT_SQLITE();
   const std::string password(db::kDatabasePassword);
-  // Each version with few rows, some with more.
+  // Some versions; each of them, with few rows, where DUMP_ALL_VERSIONS says so.
+  const bool all = std::getenv("DUMP_ALL_VERSIONS") != nullptr;
   for (int data = 2; data <= 27; ++data) {
+    if (!all && data % 6 != 2 && data != 27) continue;
     const int jobs = data == 2 || data == 14 || data == 27 ? 5 : 1;
     SCOPED_TRACE(data);
     const TempFolder folder;
