@@ -18,8 +18,8 @@ void RequireSelect(const jet::QueryDefinition& definition);
 std::vector<std::pair<std::string, jet::Value>> GivenValues(
     const std::vector<std::string>& settings);
 
-// By name, from `settings`, else asked for on the terminal. UsageError
-// for a setting that no parameter takes, sql::Error with all that have no value.
+// By name, from `settings`, else asked for on the terminal. UsageError for a setting that no
+// parameter takes, sql::Error with all that have no value.
 std::vector<std::pair<std::string, jet::Value>> ParameterValues(
     const std::vector<sql::ParameterInfo>& parameters, const std::vector<std::string>& settings);
 

@@ -190,6 +190,10 @@ TEST_F(VerbsTest, ParametersAreSetByNameOrNamedAsMissing) {
         sql::Parse("PARAMETERS [start] DateTime; SELECT id FROM t WHERE d >= start AND (s = "
                    "[Forms]![f]![text] OR [Forms]![f]![text] IS NULL)"),
         "");
+    database.CreateQuery("x",
+                         sql::Parse("PARAMETERS p Text; TRANSFORM Count(*) SELECT id FROM t "
+                                    "GROUP BY id PIVOT [p] & id"),
+                         "");
   });
   const Outcome none = MdbAdm({"sql", path, "q", "--json"});
   EXPECT_EQ(none.status, 1);
@@ -211,6 +215,10 @@ TEST_F(VerbsTest, ParametersAreSetByNameOrNamedAsMissing) {
   EXPECT_THAT(unknown.err, HasSubstr("has no parameter form; it has start (DateTime), [Forms]"));
   EXPECT_EQ(MdbAdm({"sql", path, "SELECT 1", "--set", "a=1"}).status, 2);
   EXPECT_EQ(MdbAdm({"sql", path, "q", "--set", "=1"}).status, 2);
+  // A value decides which columns there are; the others are parameters.
+  EXPECT_EQ(MdbAdmOut({"sql", path, "SELECT id, v2 FROM x WHERE id > [least] ORDER BY id", "--set",
+                       "p=v", "--set", "least=0"}),
+            "id\tv2\n1\t\\N\n2\t1\n");
   // A person may answer, where there is a terminal.
   if (!test_support::HasProgram("script")) return;
   const Outcome asked =

@@ -280,7 +280,7 @@ TEST_F(RunTest, SavedUnionsAndCrosstabsAreSources) {
   save("表", "TRANSFORM Sum(額) SELECT 店 FROM 売上 GROUP BY 店 PIVOT '月' & 月");
   save("計", "SELECT 店, 額 FROM 売上 UNION ALL SELECT '全', Sum(額) FROM 売上");
   save("上",
-       "PARAMETERS 下限 Long; TRANSFORM Count(*) SELECT 店 FROM 売上 WHERE 額 >= [下限] "
+       "PARAMETERS 下限 Long; TRANSFORM Count(*) SELECT 店 FROM 売上 WHERE 額 >= Nz([下限], 0) "
        "GROUP BY 店 PIVOT CStr([下限]) & '_' & 月");
 
   const char* over =
