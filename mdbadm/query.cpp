@@ -83,7 +83,8 @@ std::string WithType(const sql::ParameterInfo& parameter) {
 
 // Nothing at the end of the input.
 std::optional<std::string> Ask(const sql::ParameterInfo& parameter) {
-  std::cerr << WithType(parameter) << ": " << std::flush;
+  // In one piece: what is typed ahead must not come between.
+  std::cerr << WithType(parameter) + ": " << std::flush;
   std::string line;
   if (!std::getline(std::cin, line)) return std::nullopt;
   if (line.ends_with('\r')) line.pop_back();
