@@ -37,22 +37,28 @@ class MemoryFile : public jet::File {
 }  // namespace
 
 std::unique_ptr<jet::File> MemoryFiles::Open(const std::string& path, jet::OpenMode) {
-  const auto found = files_.find(path);
+  const auto found = files_.find(jet::NormalisePath(path));
   if (found == files_.end()) throw jet::Error(jet::ErrorCode::kFileNotFound).In(path);
   return std::make_unique<MemoryFile>(path, found->second);
 }
 
 std::unique_ptr<jet::File> MemoryFiles::Create(const std::string& path) {
-  files_[path] = std::make_shared<jet::Bytes>();
+  files_[jet::NormalisePath(path)] = std::make_shared<jet::Bytes>();
   return Open(path, jet::OpenMode::kExclusive);
 }
 
 void MemoryFiles::Rename(const std::string& from, const std::string& to) {
-  auto file = files_.extract(from);
+  auto file = files_.extract(jet::NormalisePath(from));
   if (file.empty()) throw jet::Error(jet::ErrorCode::kFileNotFound).In(from);
-  files_.erase(to);
-  file.key() = to;
+  Remove(to);
+  file.key() = jet::NormalisePath(to);
   files_.insert(std::move(file));
+}
+
+void MemoryFiles::Remove(const std::string& path) { files_.erase(jet::NormalisePath(path)); }
+
+bool MemoryFiles::Exists(const std::string& path) {
+  return files_.contains(jet::NormalisePath(path));
 }
 
 std::optional<jet::FileId> MemoryFiles::Identify(const std::string&) { return std::nullopt; }

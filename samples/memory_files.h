@@ -1,4 +1,5 @@
-// Files that live in memory and go away with this object.
+// Files that live in memory and go away with this object. Paths are those of the system,
+// in any spelling of it.
 #pragma once
 
 #include <map>
@@ -13,12 +14,12 @@ class MemoryFiles : public jet::FileSystem {
   std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override;
   std::unique_ptr<jet::File> Create(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
-  void Remove(const std::string& path) override { files_.erase(path); }
-  bool Exists(const std::string& path) override { return files_.contains(path); }
+  void Remove(const std::string& path) override;
+  bool Exists(const std::string& path) override;
   std::optional<jet::FileId> Identify(const std::string& path) override;
 
  private:
-  std::map<std::string, std::shared_ptr<jet::Bytes>> files_;
+  std::map<std::string, std::shared_ptr<jet::Bytes>> files_;  // by normalised path
 };
 
 }  // namespace samples
