@@ -669,14 +669,15 @@ TEST_F(Form1Test, FullDiskLeavesTheFileAsItWas) {
     std::int16_t schema;
     double stored;
     void (app::Form1::*press)();
-    const char *number, *text;
+    std::string number, text;
   };
   const Case cases[] = {
       {26, 26, &app::Form1::CB_DB_Up_Click, "-2147467259 (80004005)'", "空き領域"},
       // A step that fails before the disk is full: both are shown, the first gives the
       // number, the last the advice.
       {13, 13, &app::Form1::Command5_Click, "3021'",
-       "現在のレコードが必要です。\n\nファイル '/disk/Data.mdb' を書き込むディスク"},
+       "現在のレコードが必要です。\n\nファイル '" + jet::NormalisePath(kOnDisk) +
+           "' を書き込むディスク"},
       {27, 13, &app::Form1::CB_DB_Up_Click, "-2147217857 (80040E3F)'", "空き領域"},
   };
   for (const Case& each : cases) {

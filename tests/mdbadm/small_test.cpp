@@ -74,10 +74,12 @@ TEST_F(SmallTest, CellsAndLimits) {
   const auto info = MdbAdmJson({"info", path});
   EXPECT_EQ(info["tables"], 1);
   EXPECT_EQ(info["queries"], 2);
+#ifndef _WIN32  // where arguments are UTF-16
   // A name that is not UTF-8 is reported all the same.
   const Outcome bad = MdbAdm({"info", "/none/\xFF.mdb", "--json"});
   EXPECT_EQ(bad.status, 1);
   EXPECT_EQ(nlohmann::json::parse(bad.err)["error"], "file_not_found");
+#endif
 }
 
 // A version that was never stored, and a table that lies in another file.

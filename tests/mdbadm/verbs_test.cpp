@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <utility>
 
 #include "db/version_record.h"
 #include "jet/database/database.h"
@@ -362,6 +363,7 @@ class WatchedFiles : public jet::FileSystem {
  public:
   explicit WatchedFiles(jet::FileSystem& files) : files_(files) {}
   std::unique_ptr<jet::File> Open(const std::string& path, jet::OpenMode mode) override {
+    if (then) then("open");
     return files_.Open(path, mode);
   }
   std::unique_ptr<jet::File> Create(const std::string& path) override {
@@ -432,9 +434,11 @@ TEST_F(VerbsTest, AFileThatChangedAfterItsBackupIsNotUpgraded) {
   const std::string path = MakeSample(options);
   for (const bool longer : {false, true}) {
     WatchedFiles files(*files_);
+    bool backed_up = false;
     std::string written;
     files.then = [&](const std::string& what) {
-      if (what != "rename") return;
+      if (what == "rename") backed_up = true;
+      if (what != "open" || !std::exchange(backed_up, false)) return;
       const auto time = std::filesystem::last_write_time(PathOf(path));
       written = ReadFileBytes(path) + std::string(longer ? jet::kPageSize : 0, '\0');
       WriteFileBytes(path, written);

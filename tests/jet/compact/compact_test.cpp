@@ -122,9 +122,9 @@ TEST_F(CompactTest, RealFilesSayTheSameAfterwards) {
     written.push_back(folder_.File(std::to_string(written.size())));
     files_->Rename(once, written.back());
   }
-  for (const auto& finds = VerifierFinds(written, false); const std::string& said : finds.value()) {
-    EXPECT_EQ(said, "");
-  }
+  const auto finds = VerifierFinds(written, false);
+  if (!finds) GTEST_SKIP() << "no verifier to ask besides";
+  for (const std::string& said : *finds) EXPECT_EQ(said, "");
 }
 
 // The engine of the format wrote both in one go.
