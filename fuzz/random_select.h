@@ -2,21 +2,13 @@
 // the words of both.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "fuzz/random.h"
+#include "fuzz/random_expression.h"
 
 namespace fuzz {
-
-// A table and those of its columns that queries may name.
-struct QueryTable {
-  std::string name;
-  std::vector<std::string> wholes;  // the first one tells the rows apart
-  std::vector<std::string> numbers = {};
-  std::vector<std::string> texts = {};  // for sqlite3, NAME_key holds the sort key of NAME
-};
 
 struct Question {
   std::string ours, theirs;
