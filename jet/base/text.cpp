@@ -18,7 +18,7 @@ constexpr std::uint32_t kBadSequence = 0xFFFFFFFF;
 
 // The code point at `at`, which is moved behind it; kBadSequence. Surrogates in
 // three bytes pass, as unpaired ones are written so.
-std::uint32_t TakeCode(const std::uint8_t*& at, const std::uint8_t* end) {
+inline std::uint32_t TakeCode(const std::uint8_t*& at, const std::uint8_t* end) {
   const std::uint32_t first = *at;
   const auto left = static_cast<std::size_t>(end - at);
   const auto is_tail = [&](std::size_t i) { return i < left && (at[i] & 0xC0) == 0x80; };
@@ -28,7 +28,7 @@ std::uint32_t TakeCode(const std::uint8_t*& at, const std::uint8_t* end) {
   }
   std::uint32_t code = kBadSequence;
   if (first >= 0xE0 && first < 0xF0) {
-    if (!is_tail(1) || !is_tail(2)) return kBadSequence;
+    if (left < 3 || (at[1] & 0xC0) != 0x80 || (at[2] & 0xC0) != 0x80) return kBadSequence;
     code = (first & 0x0F) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
     if (code < 0x800) return kBadSequence;
     at += 3;

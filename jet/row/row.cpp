@@ -1,6 +1,7 @@
 #include "jet/row/row.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "jet/base/bytes.h"
@@ -33,7 +34,13 @@ void RequireRoom(std::string_view column, std::size_t size, std::size_t room, co
       .OfColumn(column);
 }
 
-void AddTextField(const ColumnDef& column, std::u16string_view units, Bytes& out) {
+// A text or bytes, which take room by their length.
+void AddSized(const ColumnDef& column, const Value& value, std::u16string_view units, Bytes& out) {
+  if (column.type == ColumnType::kBinary) {
+    const Bytes& bytes = As<Bytes>(column, value);
+    RequireRoom(column.name, bytes.size(), column.length, " bytes");
+    return AddBytes(out, bytes);
+  }
   RequireRoom(column.name, units.size(), column.max_chars(), " characters");
   if (!column.fixed()) {
     return AddText(units, column.compressed() ? TextForm::kText : TextForm::kPlain, out);
@@ -43,56 +50,56 @@ void AddTextField(const ColumnDef& column, std::u16string_view units, Bytes& out
   AddPlain(padded, out);
 }
 
-void AddNumeric(const Numeric& number, Bytes& out) {
-  AddU8(out, number.negative ? 0x80 : 0);
-  for (const std::uint32_t word : number.magnitude) AddU32(out, word);
-}
+constexpr std::size_t kMaxScalarBytes = 17;
 
-void AddBinary(const ColumnDef& column, const Bytes& bytes, Bytes& out) {
-  RequireRoom(column.name, bytes.size(), column.length, " bytes");
-  const std::size_t start = out.size();
-  AddBytes(out, bytes);
-  if (column.fixed()) out.resize(start + column.length);
-}
-
-// Of every type but texts and long values.
-void AddField(const ColumnDef& column, const Value& value, Bytes& out) {
+// Of every type but texts, bytes and long values. Returns how many bytes it takes.
+std::size_t PutScalar(const ColumnDef& column, const Value& value,
+                      std::span<std::uint8_t, kMaxScalarBytes> out) {
   switch (column.type) {
     case ColumnType::kBoolean:
-      AddU8(out, !IsNull(value) && As<bool>(column, value) ? 1 : 0);
-      break;
+      PutU8(out, 0, !IsNull(value) && As<bool>(column, value) ? 1 : 0);
+      return 1;
     case ColumnType::kByte:
-      AddU8(out, As<std::uint8_t>(column, value));
-      break;
+      PutU8(out, 0, As<std::uint8_t>(column, value));
+      return 1;
     case ColumnType::kInteger:
-      AddU16(out, static_cast<std::uint16_t>(As<std::int16_t>(column, value)));
-      break;
+      PutU16(out, 0, static_cast<std::uint16_t>(As<std::int16_t>(column, value)));
+      return 2;
     case ColumnType::kLong:
-      AddU32(out, static_cast<std::uint32_t>(As<std::int32_t>(column, value)));
-      break;
+      PutU32(out, 0, static_cast<std::uint32_t>(As<std::int32_t>(column, value)));
+      return 4;
     case ColumnType::kCurrency:
-      AddU64(out, static_cast<std::uint64_t>(As<Currency>(column, value).ten_thousandths));
-      break;
+      PutU64(out, 0, static_cast<std::uint64_t>(As<Currency>(column, value).ten_thousandths));
+      return 8;
     case ColumnType::kSingle:
-      AddU32(out, std::bit_cast<std::uint32_t>(As<float>(column, value)));
-      break;
+      PutU32(out, 0, std::bit_cast<std::uint32_t>(As<float>(column, value)));
+      return 4;
     case ColumnType::kDouble:
-      AddU64(out, std::bit_cast<std::uint64_t>(As<double>(column, value)));
-      break;
+      PutDouble(out, 0, As<double>(column, value));
+      return 8;
     case ColumnType::kDateTime:
-      AddU64(out, std::bit_cast<std::uint64_t>(As<DateTime>(column, value).days));
-      break;
-    case ColumnType::kGuid:
-      AddBytes(out, As<Guid>(column, value).bytes);
-      break;
-    case ColumnType::kNumeric:
-      return AddNumeric(As<Numeric>(column, value), out);
-    case ColumnType::kBinary:
-      return AddBinary(column, As<Bytes>(column, value), out);
+      PutDouble(out, 0, As<DateTime>(column, value).days);
+      return 8;
+    case ColumnType::kGuid: {
+      const Guid& guid = As<Guid>(column, value);
+      PutBytes(out, 0, guid.bytes);
+      return guid.bytes.size();
+    }
+    case ColumnType::kNumeric: {
+      const Numeric& number = As<Numeric>(column, value);
+      PutU8(out, 0, number.negative ? 0x80 : 0);
+      for (std::size_t i = 0; i < 4; ++i) PutU32(out, 1 + 4 * i, number.magnitude[i]);
+      return kMaxScalarBytes;
+    }
     default:
       throw Error(ErrorCode::kNotSupported, "writing " + TypeName(column.type))
           .OfColumn(column.name);
   }
+}
+
+// Of a Boolean the mask holds the value.
+bool InFixedRegion(const ColumnDef& column) {
+  return column.fixed() && column.type != ColumnType::kBoolean;
 }
 
 }  // namespace
@@ -238,23 +245,46 @@ void RowEncoder::Begin(const TableDef& def) {
   fields_.assign(def.columns.size(), {});
   texts_.Begin(def.columns.size());
   stored_.clear();
+  row_.assign(kFixedAt + def.fixed_width(), 0);
+  PutU16(row_, 0, def.next_column_id);
+}
+
+std::span<std::uint8_t> RowEncoder::FixedField(const ColumnDef& column) {
+  return std::span(row_).subspan(kFixedAt + column.fixed_offset, column.fixed_bytes());
 }
 
 void RowEncoder::SetStored(std::size_t ordinal, ByteView stored) {
+  const ColumnDef& column = def_->columns[ordinal];
+  if (InFixedRegion(column)) {
+    const std::span<std::uint8_t> place = FixedField(column);
+    PutBytes(place, 0, stored);
+    std::ranges::fill(place.subspan(stored.size()), std::uint8_t{0});
+    fields_[ordinal].set = true;
+    return;
+  }
   const std::size_t start = stored_.size();
   AddBytes(stored_, stored);
   fields_[ordinal] = {start, stored_.size(), true};
 }
 
 void RowEncoder::Set(std::size_t ordinal, const Value& value) {
-  const std::size_t start = stored_.size();
   const ColumnDef& column = def_->columns[ordinal];
-  if (column.type == ColumnType::kText) {
-    AddTextField(column, texts_.Of(ordinal, As<std::string>(column, value)), stored_);
-  } else {
-    AddField(column, value, stored_);
+  const bool text = column.type == ColumnType::kText;
+  if (!text && column.type != ColumnType::kBinary) {
+    std::array<std::uint8_t, kMaxScalarBytes> scalar;
+    return SetStored(ordinal, {scalar.data(), PutScalar(column, value, scalar)});
   }
-  fields_[ordinal] = {start, stored_.size(), true};
+  const std::u16string_view units =
+      text ? texts_.Of(ordinal, As<std::string>(column, value)) : std::u16string_view();
+  const std::size_t start = stored_.size();
+  AddSized(column, value, units, stored_);
+  if (!InFixedRegion(column)) {
+    fields_[ordinal] = {start, stored_.size(), true};
+    return;
+  }
+  const Bytes fixed(stored_.begin() + static_cast<std::ptrdiff_t>(start), stored_.end());
+  stored_.resize(start);
+  SetStored(ordinal, fixed);
 }
 
 void RowEncoder::SetFrom(const RowView& row) {
@@ -270,52 +300,60 @@ void RowEncoder::SetFrom(const RowView& row) {
 }
 
 Bytes RowEncoder::Take(std::size_t ordinal) {
-  const ByteView stored = Stored(std::exchange(fields_[ordinal], {}));
-  return {stored.begin(), stored.end()};
+  const ColumnDef& column = def_->columns[ordinal];
+  const Field field = std::exchange(fields_[ordinal], {});
+  if (!field.set) return {};
+  if (!InFixedRegion(column)) {
+    const ByteView stored = Stored(field);
+    return {stored.begin(), stored.end()};
+  }
+  const std::span<std::uint8_t> place = FixedField(column);
+  Bytes stored(place.begin(), place.end());
+  std::ranges::fill(place, std::uint8_t{0});
+  return stored;
 }
 
 ByteView RowEncoder::Finish() {
-  row_.clear();
-  AddU16(row_, def_->next_column_id);
+  const std::size_t fixed_end = row_.size();
+  std::size_t size = fixed_end;
   variables_.assign(def_->next_variable_slot, {});
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     const ColumnDef& column = def_->columns[i];
-    if (column.type == ColumnType::kBoolean) continue;
-    if (!column.fixed()) {
-      variables_[column.variable_slot] = fields_[i];
-      continue;
-    }
-    const std::size_t at = kFixedAt + column.fixed_offset;
-    row_.resize(std::max(row_.size(), at + column.fixed_bytes()));
-    if (fields_[i].set) PutBytes(row_, at, Stored(fields_[i]));
+    if (column.fixed() || column.type == ColumnType::kBoolean) continue;
+    variables_[column.variable_slot] = fields_[i];
+    size += fields_[i].end - fields_[i].start;
   }
-  if (!variables_.empty()) AddVariables();
-  AddMask();
-  if (row_.size() > kMaxRowBytes) {
+  const std::size_t data_end = size;
+  if (!variables_.empty()) size += 2 * (variables_.size() + 2);
+  const std::size_t mask_at = size;
+  size += (std::size_t{def_->next_column_id} + 7) / 8;
+  if (size > kMaxRowBytes) {
     throw Error(ErrorCode::kRowTooLong,
-                std::to_string(row_.size()) + " bytes, " + std::to_string(kMaxRowBytes) + " fit");
+                std::to_string(size) + " bytes, " + std::to_string(kMaxRowBytes) + " fit");
   }
+  row_.resize(size);
+  if (!variables_.empty()) PutVariables(fixed_end, data_end, mask_at);
+  PutMask(mask_at);
   return row_;
 }
 
-void RowEncoder::AddVariables() {
-  for (Field& variable : variables_) {
-    const std::size_t start = row_.size();
-    if (variable.set) AddBytes(row_, Stored(variable));
-    variable.start = start;  // from here on, in the row
+// The variable values from `at` on, and their offsets backwards before the mask.
+void RowEncoder::PutVariables(std::size_t at, std::size_t data_end, std::size_t mask_at) {
+  std::size_t offset_at = mask_at - 2;
+  PutU16(row_, offset_at, variables_.size());
+  for (const Field& variable : variables_) {
+    offset_at -= 2;
+    PutU16(row_, offset_at, at);
+    PutBytes(row_, at, Stored(variable));
+    at += variable.end - variable.start;
   }
-  AddU16(row_, row_.size());
-  for (auto variable = variables_.rbegin(); variable != variables_.rend(); ++variable) {
-    AddU16(row_, variable->start);
-  }
-  AddU16(row_, variables_.size());
+  PutU16(row_, data_end, data_end);
 }
 
 // Bits of dropped columns stay set, as other writers leave them.
-void RowEncoder::AddMask() {
+void RowEncoder::PutMask(std::size_t at) {
   const std::size_t ids = def_->next_column_id;
-  const std::size_t at = row_.size();
-  row_.resize(at + (ids + 7) / 8, 0xFF);
+  std::fill(row_.begin() + static_cast<std::ptrdiff_t>(at), row_.end(), std::uint8_t{0xFF});
   if (ids % 8 != 0) row_.back() = static_cast<std::uint8_t>((1 << ids % 8) - 1);
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     const ColumnDef& column = def_->columns[i];

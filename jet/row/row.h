@@ -77,20 +77,21 @@ class RowEncoder {
 
  private:
   struct Field {
-    std::size_t start = 0, end = 0;  // in stored_
+    std::size_t start = 0, end = 0;  // in stored_, unless it lies in the fixed region
     bool set = false;
   };
   ByteView Stored(const Field& field) const {
     return ByteView(stored_).subspan(field.start, field.end - field.start);
   }
-  void AddVariables();
-  void AddMask();
+  std::span<std::uint8_t> FixedField(const ColumnDef& column);
+  void PutVariables(std::size_t at, std::size_t data_end, std::size_t mask_at);
+  void PutMask(std::size_t at);
   const TableDef* def_ = nullptr;
   std::vector<Field> fields_;  // by ordinal
-  Bytes stored_;
+  Bytes stored_;               // what does not lie in the fixed region
   RowTexts texts_;
   std::vector<Field> variables_;  // by variable slot
-  Bytes row_;
+  Bytes row_;                     // the fixed region; from Finish() on all of it
 };
 
 }  // namespace jet
