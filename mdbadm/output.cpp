@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "ado/value.h"
@@ -22,10 +23,29 @@ std::string Hex(jet::ByteView bytes) {
   return text;
 }
 
-void AppendWhole(std::string& line, std::int64_t number) {
-  std::array<char, 24> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-  line.append(digits.data(), end);
+char* PutWhole(char* at, std::int64_t number) {
+  if (number >= 0 && number < 10) {  // most are
+    *at = static_cast<char>('0' + number);
+    return at + 1;
+  }
+  constexpr std::ptrdiff_t kMaxWholeBytes = 20;
+  return std::to_chars(at, at + kMaxWholeBytes, number).ptr;
+}
+
+constexpr std::int64_t kScale = 10'000;
+
+// A number given in units of its fourth decimal place, of which the last are not zero.
+char* PutDecimal(char* at, std::int64_t number) {
+  if (number < 0) *at++ = '-';
+  const std::int64_t magnitude = std::abs(number);
+  at = PutWhole(at, magnitude / kScale);
+  *at++ = '.';
+  std::int64_t rest = magnitude % kScale;
+  for (std::int64_t unit = kScale / 10; rest != 0; unit /= 10) {
+    *at++ = static_cast<char>('0' + rest / unit);
+    rest %= unit;
+  }
+  return at;
 }
 
 }  // namespace
@@ -42,13 +62,14 @@ bool Flush() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
 
 void AppendEscaped(std::string& line, std::string_view text) {
   const auto is_special = [](char c) { return c == '\t' || c == '\n' || c == '\r' || c == '\\'; };
-  for (auto from = text.begin();;) {
-    const auto special = std::find_if(from, text.end(), is_special);
-    line.append(from, special);
+  for (;;) {
+    const auto special = std::find_if(text.begin(), text.end(), is_special);
+    const auto plain = static_cast<std::size_t>(special - text.begin());
+    line.append(text.data(), plain);
     if (special == text.end()) return;
     line += '\\';
     line += *special == '\t' ? 't' : *special == '\n' ? 'n' : *special == '\r' ? 'r' : '\\';
-    from = special + 1;
+    text.remove_prefix(plain + 1);
   }
 }
 
@@ -101,6 +122,26 @@ Json VersionNumber(double version) {
   return version;
 }
 
+char* PutNumber(char* at, double number) {
+  if (std::fabs(number) < kMaxWhole) {
+    const auto whole = static_cast<std::int64_t>(number);
+    if (static_cast<double>(whole) == number) return PutWhole(at, whole);
+  }
+  // A decimal of few digits that gives the number again is its shortest text: different
+  // decimals of fifteen digits are different numbers.
+  if (std::fabs(number) < kMaxWhole / kScale) {
+    const auto scaled = static_cast<std::int64_t>(number * kScale + (number < 0 ? -0.5 : 0.5));
+    if (static_cast<double>(scaled) / kScale == number) return PutDecimal(at, scaled);
+  }
+  const std::string text = ado::ToText(number);
+  return std::copy(text.begin(), text.end(), at);
+}
+
+void AppendNumber(std::string& line, double number) {
+  std::array<char, kMaxNumberBytes> text;
+  line.append(text.data(), static_cast<std::size_t>(PutNumber(text.data(), number) - text.data()));
+}
+
 void AppendCell(std::string& line, const jet::Value& value, int scale) {
   if (jet::IsNull(value)) {
     line += kNull;
@@ -111,10 +152,9 @@ void AppendCell(std::string& line, const jet::Value& value, int scale) {
              std::holds_alternative<jet::Numeric>(value)) {
     line += ToJson(value, scale).get_ref<const std::string&>();
   } else if (const auto* whole = std::get_if<std::int32_t>(&value)) {
-    AppendWhole(line, *whole);
-  } else if (const auto* real = std::get_if<double>(&value);
-             real != nullptr && std::fabs(*real) < kMaxWhole && std::trunc(*real) == *real) {
-    AppendWhole(line, static_cast<std::int64_t>(*real));
+    AppendNumber(line, *whole);
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    AppendNumber(line, *real);
   } else {
     line += ado::ToText(value);
   }

@@ -82,7 +82,12 @@ class TableCore {
   // Runs `body`; its errors name the table and the file.
   template <class Body>
   auto Named(Body&& body) -> decltype(body()) {
-    return jet::Named({.file = pager().path(), .table = name_}, std::forward<Body>(body));
+    try {
+      return body();
+    } catch (Error& error) {
+      error.In(pager().path()).OfTable(name_);
+      throw;
+    }
   }
 
  private:
