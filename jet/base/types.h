@@ -21,6 +21,11 @@ using ByteView = std::span<const std::uint8_t>;
 using PageView = std::span<const std::uint8_t, kPageSize>;
 using PageSpan = std::span<std::uint8_t, kPageSize>;
 
+// A part of a page, in bytes from its start.
+struct PagePart {
+  std::size_t at = 0, size = 0;
+};
+
 // The number of a page; page n starts at byte n * kPageSize. 0 is the header
 // page and stands for "none" where a structure points to a page.
 struct PageNumber {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "jet/base/error.h"
-#include "jet/index/index_change.h"
 
 namespace jet {
 namespace {
@@ -17,12 +16,12 @@ bool StartsWith(ByteView bytes, ByteView start) {
 }  // namespace
 
 IndexPlace DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
-                        IndexPath* path) {
+                        IndexPath* path, bool from_end) {
   IndexPlace place;
   PageNumber number = root;
   for (std::size_t depth = 0; depth < IndexPath::kMaxDepth; ++depth) {
     place.leaf.Read(pager, number, owner);
-    place.slot = place.leaf.page.LowerBound(bytes);
+    place.slot = place.leaf.page.LowerBound(bytes, from_end);
     if (path != nullptr) {
       path->steps[depth] = {number, place.slot};
       path->depth = depth + 1;
@@ -78,9 +77,11 @@ RowId Index::Cursor::row() const {
   return {PageNumber{page}, row[3]};
 }
 
-Index::Cursor Index::Seek(ByteView bytes) const {
+Index::Cursor Index::Seek(ByteView bytes, IndexHint* hint) const {
   Cursor cursor(*pager_, def_->page);
-  IndexPlace place = DescendIndex(*pager_, real().root, def_->page, bytes, nullptr);
+  IndexPlace place = DescendIndex(*pager_, real().root, def_->page, bytes, nullptr,
+                                  hint != nullptr && hint->at_end);
+  if (hint != nullptr) hint->leaf = place.leaf.page.number();
   cursor.leaf_ = std::move(place.leaf);
   cursor.slot_ = place.slot;
   cursor.Settle();
@@ -100,8 +101,8 @@ std::optional<RowId> Index::Find(ByteView key) const {
   return std::nullopt;
 }
 
-bool Index::HasKey(ByteView key, RowId except) const {
-  for (Cursor at = Seek(key); at.valid() && StartsWith(at.entry_, key); at.Next()) {
+bool Index::HasKey(ByteView key, RowId except, IndexHint& hint) const {
+  for (Cursor at = Seek(key, &hint); at.valid() && StartsWith(at.entry_, key); at.Next()) {
     if (at.key().size() == key.size() && at.row() != except) return true;
   }
   return false;
@@ -109,8 +110,8 @@ bool Index::HasKey(ByteView key, RowId except) const {
 
 // ---- changing
 
-bool Index::Insert(PageAllocator& allocator, ByteView key, RowId row) {
-  return IndexChange(*pager_, allocator, *def_, real()).Insert(key, row);
+bool Index::Insert(PageAllocator& allocator, ByteView key, RowId row, IndexHint& hint) {
+  return IndexChange(*pager_, allocator, *def_, real()).Insert(key, row, hint);
 }
 
 bool Index::Erase(PageAllocator& allocator, ByteView key, RowId row) {
@@ -134,7 +135,10 @@ bool Index::EraseByRow(PageAllocator& allocator, RowId row) {
 std::uint32_t Index::Build(PageAllocator& allocator, const std::vector<IndexEntry>& sorted) {
   IndexChange change(*pager_, allocator, *def_, real());
   std::uint32_t distinct = 0;
-  for (const IndexEntry& entry : sorted) distinct += change.Insert(entry.key, entry.row) ? 1 : 0;
+  IndexHint hint{.at_end = true, .leaf = {}};
+  for (const IndexEntry& entry : sorted) {
+    distinct += change.Insert(entry.key, entry.row, hint) ? 1 : 0;
+  }
   return distinct;
 }
 

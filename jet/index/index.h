@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "jet/index/index_change.h"
 #include "jet/index/index_page.h"
 #include "jet/pages/usage_map.h"
 #include "jet/row/table_def.h"
@@ -59,12 +60,22 @@ class Index {
   // A row with exactly this key.
   std::optional<RowId> Find(ByteView key) const;
   // Whether an entry of this key exists that belongs to a row other than `except`.
-  bool HasKey(ByteView key, RowId except = {}) const;
+  // `hint` keeps where that was looked for.
+  bool HasKey(ByteView key, RowId except, IndexHint& hint) const;
+  bool HasKey(ByteView key, RowId except = {}) const {
+    IndexHint none;
+    return HasKey(key, except, none);
+  }
 
   // Returns whether the key was new to the tree (distinct count). Inserting an
   // entry that is there already is kDamaged; kKeyTooLong over
-  // kMaxIndexEntryBytes.
-  bool Insert(PageAllocator& allocator, ByteView key, RowId row);
+  // kMaxIndexEntryBytes. REQUIRES: if `hint` has a leaf, HasKey found it for this key,
+  // and the tree has not changed since.
+  bool Insert(PageAllocator& allocator, ByteView key, RowId row, IndexHint& hint);
+  bool Insert(PageAllocator& allocator, ByteView key, RowId row) {
+    IndexHint none;
+    return Insert(allocator, key, row, none);
+  }
   // False if there is no such entry.
   bool Erase(PageAllocator& allocator, ByteView key, RowId row);
   // Finds the entry by its row in a walk over all leaves: for values whose key
@@ -81,7 +92,7 @@ class Index {
  private:
   const RealIndex& real() const { return def_->real_indexes[ordinal_]; }
   // At the first entry that is, row included, not less than `bytes`.
-  Cursor Seek(ByteView bytes) const;
+  Cursor Seek(ByteView bytes, IndexHint* hint = nullptr) const;
 
   Pager* pager_;
   const TableDef* def_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 #include "jet/base/error.h"
 #include "jet/index/index_key.h"
@@ -52,7 +53,7 @@ Division Divide(const IndexPageEditor& page, IndexSlot slot, ByteView entry) {
   if (slot.at_end() && !page.next()) return {page.used(), true};
   const std::size_t start = page.First().start;
   const bool several = page.First().end < page.used();
-  if (several && page.SharesPrefix(entry)) {
+  if (several && SharesPrefix(page, entry)) {
     const std::size_t middle = page.Middle();
     const bool right =
         slot.start > middle || (slot.start == middle && page.used() - middle < middle - start);
@@ -103,17 +104,43 @@ void IndexChange::Unlink(const IndexPage& page) {
 
 // ---- putting in
 
-bool IndexChange::Insert(ByteView key, RowId row) {
+bool IndexChange::Insert(ByteView key, RowId row, IndexHint& hint) {
   assert(!key.empty());
   if (key.size() > kMaxIndexEntryBytes) throw Error(ErrorCode::kKeyTooLong);
   const EntryBuffer entry(key, row);
-  const auto [leaf, slot] = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_);
-  if (!slot.at_end() && leaf.page.Equals(slot, entry.view())) {
-    throw Error::Damaged(leaf.page.number(), "the index has an entry for a row that is new");
+  IndexPlace place;
+  const std::optional<IndexSlot> known = SlotIn(place.leaf, entry.view(), hint);
+  if (known) {
+    place.slot = *known;
+  } else {
+    place = DescendIndex(*pager_, index_->root, owner_, entry.view(), &path_, hint.at_end);
   }
-  const bool is_new = !NeighbourHasKey(leaf.page, slot, key);
-  InsertAt(path_.depth - 1, slot, entry.view());
+  const IndexPage& leaf = place.leaf.page;
+  const IndexSlot slot = place.slot;
+  if (!slot.at_end() && leaf.Equals(slot, entry.view())) {
+    throw Error::Damaged(leaf.number(), "the index has an entry for a row that is new");
+  }
+  hint.at_end = slot.at_end() && !leaf.next();
+  const bool is_new = !NeighbourHasKey(leaf, slot, key);
+  if (const auto parts = PartsOfNewEntry(leaf, slot, entry.view())) {
+    IndexPageEditor(leaf, pager_->Edit(leaf.number(), *parts)).Insert(slot, entry.view());
+  } else {
+    InsertAt(path_.depth - 1, slot, entry.view());
+  }
   return is_new;
+}
+
+// The place of an entry in the leaf that is known for it; nothing if it may belong
+// elsewhere, or if the way there is needed, too, to make room.
+std::optional<IndexSlot> IndexChange::SlotIn(HeldIndexPage& leaf, ByteView entry, IndexHint& hint) {
+  const PageNumber known = std::exchange(hint.leaf, {});
+  if (!known) return std::nullopt;
+  leaf.Read(*pager_, known, owner_);
+  if (!leaf.page.leaf()) return std::nullopt;
+  const IndexSlot slot = leaf.page.LowerBound(entry, hint.at_end);
+  if (slot.at_end() && leaf.page.next()) return std::nullopt;
+  if (!PartsOfNewEntry(leaf.page, slot, entry)) return std::nullopt;
+  return slot;
 }
 
 // Whether the entry before or at `slot` has the key. Equal keys stand together.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include "jet/index/index_page.h"
 #include "jet/pages/page_allocator.h"
@@ -27,17 +28,24 @@ struct IndexPlace {
   HeldIndexPage leaf;
   IndexSlot slot;
 };
-// Fills `path`, unless null, down to and with the leaf.
+// What a caller keeps of a tree from change to change, so that places are found sooner.
+struct IndexHint {
+  bool at_end = false;  // the last entry went behind all others, the next one may, too
+  // The leaf in which a key was looked for, until the tree changes.
+  PageNumber leaf;
+};
+// Fills `path`, unless null, down to and with the leaf. `from_end`: the place is
+// probably behind the last entry.
 IndexPlace DescendIndex(Pager& pager, PageNumber root, PageNumber owner, ByteView bytes,
-                        IndexPath* path);
+                        IndexPath* path, bool from_end = false);
 
 class IndexChange {
  public:
   IndexChange(Pager& pager, PageAllocator& allocator, const TableDef& def, const RealIndex& index)
       : pager_(&pager), allocator_(&allocator), owner_(def.page), index_(&index) {}
 
-  // Whether the key was new to the tree.
-  bool Insert(ByteView key, RowId row);
+  // Whether the key was new to the tree. `hint`, if it has a leaf: of this key.
+  bool Insert(ByteView key, RowId row, IndexHint& hint);
   // False if there is no such entry.
   bool Erase(ByteView key, RowId row);
 
@@ -48,6 +56,7 @@ class IndexChange {
   PageNumber NewPage();
   void Unlink(const IndexPage& page);  // and gives it back
 
+  std::optional<IndexSlot> SlotIn(HeldIndexPage& leaf, ByteView entry, IndexHint& hint);
   bool NeighbourHasKey(const IndexPage& leaf, IndexSlot slot, ByteView key);
   void InsertAt(std::size_t level, IndexSlot slot, ByteView entry);
   void Split(std::size_t level, IndexSlot slot, ByteView entry);

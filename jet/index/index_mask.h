@@ -56,8 +56,8 @@ inline void SetBit(std::uint8_t* mask, std::size_t bit) {
 // kNoBit for an empty mask.
 std::size_t HighestBit(const std::uint8_t* mask);
 std::size_t CountBits(const std::uint8_t* mask);
-// The bits above `bit` move up by `distance`.
-void OpenGap(std::uint8_t* mask, std::size_t bit, std::size_t distance);
+// The bits above `bit` move up by `distance`. `highest`: the highest that is set, or more.
+void OpenGap(std::uint8_t* mask, std::size_t bit, std::size_t distance, std::size_t highest);
 // The bits in (from, to] go, those above move down to close the gap.
 void CloseGap(std::uint8_t* mask, std::size_t from, std::size_t to);
 

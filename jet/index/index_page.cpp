@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cassert>
 #include <cstring>
 
@@ -25,11 +26,31 @@ using internal::NextBit;
 
 ByteView AreaOf(const std::uint8_t* page) { return {page + kAreaAt, kIndexArea}; }
 
-int Compare(ByteView a, ByteView b) {
+std::uint64_t BigEndianAt(const std::uint8_t* at) {
+  std::uint64_t word;
+  std::memcpy(&word, at, sizeof word);
+  return __builtin_bswap64(word);
+}
+
+// Like memcmp, in words: what is compared is short. `at` is how much of both is known to
+// be equal, and becomes how much is.
+int Compare(ByteView a, ByteView b, std::size_t& at) {
   const std::size_t common = std::min(a.size(), b.size());
-  const int order = common == 0 ? 0 : std::memcmp(a.data(), b.data(), common);
-  if (order != 0) return order;
+  for (; at + sizeof(std::uint64_t) <= common; at += sizeof(std::uint64_t)) {
+    const std::uint64_t x = BigEndianAt(a.data() + at), y = BigEndianAt(b.data() + at);
+    if (x == y) continue;
+    at += static_cast<std::size_t>(std::countl_zero(x ^ y)) / 8;
+    return x < y ? -1 : 1;
+  }
+  for (; at < common; ++at) {
+    if (a[at] != b[at]) return a[at] < b[at] ? -1 : 1;
+  }
   return a.size() < b.size() ? -1 : a.size() > b.size();
+}
+
+int Compare(ByteView a, ByteView b) {
+  std::size_t at = 0;
+  return Compare(a, b, at);
 }
 
 std::size_t CommonLength(ByteView a, ByteView b) {
@@ -90,23 +111,29 @@ ByteView IndexPage::Own(IndexSlot slot) const {
   return {page_ + kAreaAt + slot.start, length - child_bytes_};
 }
 
-IndexSlot IndexPage::LowerBound(ByteView bytes) const {
+IndexSlot IndexPage::LowerBound(ByteView bytes, bool from_end) const {
   const ByteView shared = AreaOf(page_).first(prefix_);
   const int order = Compare(shared, bytes.first(std::min(bytes.size(), shared.size())));
   if (order > 0) return First();
   if (order < 0) return End();
   const ByteView rest = bytes.subspan(shared.size());
+  if (from_end && !empty() && Compare(Own(Last()), rest) < 0) return End();
   // Entries that start below `low` are less, those from `high` on are not. The
   // middle is a byte; the entry around it decides.
   std::size_t low = prefix_, high = used_, high_end = used_;
+  // What those two have in common with `rest`, all between them have, too.
+  std::size_t low_common = 0, high_common = 0;
   while (low < high) {
     const std::size_t middle = low + (high - low) / 2;
     const IndexSlot slot{BitBelow(page_ + kMaskAt, middle, low), NextBit(page_ + kMaskAt, middle)};
-    if (Compare(Own(slot), rest) < 0) {
+    std::size_t common = std::min(low_common, high_common);
+    if (Compare(Own(slot), rest, common) < 0) {
       low = slot.end;
+      low_common = common;
     } else {
       high = slot.start;
       high_end = slot.end;
+      high_common = common;
     }
   }
   return {high, high_end};
@@ -146,10 +173,30 @@ PageNumber IndexPage::Child(IndexSlot slot) const {
   return child;
 }
 
+bool SharesPrefix(const IndexPage& page, ByteView entry) {
+  const std::size_t child_bytes = page.leaf() ? 0 : kIndexChildBytes;
+  const ByteView prefix = AreaOf(page.bytes().data()).first(page.prefix());
+  return entry.size() > prefix.size() + child_bytes && CommonLength(prefix, entry) == prefix.size();
+}
+
+std::optional<std::array<PagePart, 2>> PartsOfNewEntry(const IndexPage& page, IndexSlot slot,
+                                                       ByteView entry) {
+  const std::size_t used = page.used() + entry.size() - page.prefix();
+  if (!SharesPrefix(page, entry) || used > kIndexArea) return std::nullopt;
+  return std::array{PagePart{0, kMaskAt + used / 8 + 1},
+                    PagePart{kAreaAt + slot.start, used - slot.start}};
+}
+
 // ---- changing
 
 IndexPageEditor::IndexPageEditor(PageNumber number, PageSpan page, PageNumber owner)
     : IndexPage(number, page, owner), edit_(page.data()) {
+  StorePrefix(prefix_);
+}
+
+IndexPageEditor::IndexPageEditor(const IndexPage& read, PageSpan page)
+    : IndexPage(read), edit_(page.data()) {
+  assert(page_ == edit_);
   StorePrefix(prefix_);
 }
 
@@ -185,13 +232,8 @@ void IndexPageEditor::StorePrefix(std::size_t prefix) {
   PutU16(Span(), kPrefixAt, prefix);
 }
 
-bool IndexPageEditor::SharesPrefix(ByteView entry) const {
-  return entry.size() > prefix_ + child_bytes_ &&
-         CommonLength(AreaOf(page_).first(prefix_), entry) == prefix_;
-}
-
 bool IndexPageEditor::Insert(IndexSlot slot, ByteView entry) {
-  if (SharesPrefix(entry) && used_ + entry.size() - prefix_ <= kIndexArea) {
+  if (SharesPrefix(*this, entry) && used_ + entry.size() - prefix_ <= kIndexArea) {
     Place(slot.start, entry.subspan(prefix_));
     return true;
   }
@@ -253,7 +295,7 @@ void IndexPageEditor::Place(std::size_t at, ByteView own) {
   std::uint8_t* const entries = edit_ + kAreaAt;
   std::memmove(entries + at + own.size(), entries + at, used_ - at);
   std::memcpy(entries + at, own.data(), own.size());
-  internal::OpenGap(edit_ + kMaskAt, at, own.size());
+  internal::OpenGap(edit_ + kMaskAt, at, own.size(), used_);
   internal::SetBit(edit_ + kMaskAt, at + own.size());
   SetUsed(used_ + own.size());
 }

@@ -16,6 +16,9 @@
 // come and go by moving bytes, wherever they stand and whatever the prefix is.
 #pragma once
 
+#include <array>
+#include <optional>
+
 #include "jet/base/types.h"
 #include "jet/storage/pager.h"
 
@@ -60,8 +63,9 @@ class IndexPage {
   IndexSlot After(IndexSlot slot) const { return SlotAt(slot.end); }
   // Nothing stands before First(): then the slot itself.
   IndexSlot Before(IndexSlot slot) const;
-  // The first entry that, without its child, is not less than `bytes`.
-  IndexSlot LowerBound(ByteView bytes) const;
+  // The first entry that, without its child, is not less than `bytes`. `from_end`: it is
+  // probably behind the last one, so look there first.
+  IndexSlot LowerBound(ByteView bytes, bool from_end = false) const;
 
   // Whether the entry without its child is exactly `bytes`, or has exactly `key`.
   bool Equals(IndexSlot slot, ByteView bytes) const { return Matches(slot, bytes, 0); }
@@ -85,12 +89,34 @@ class IndexPage {
   std::size_t prefix_ = 0;
 };
 
+// Whether an entry, in a node with its child, begins with the prefix of the page and has
+// more than that.
+bool SharesPrefix(const IndexPage& page, ByteView entry);
+// What of a page changes if an entry, whole and with its child in a node, goes before
+// `slot` and the others stay as they are written. Nothing if the page has no room for it
+// so, or the entry does not have its prefix.
+std::optional<std::array<PagePart, 2>> PartsOfNewEntry(const IndexPage& page, IndexSlot slot,
+                                                       ByteView entry);
+
+// Asks for the lines of memory that a search in the page will look at: it would wait for
+// one after the other.
+inline void FetchAhead(PageView page) {
+  constexpr std::size_t kLine = 64, kStride = 384;
+  for (std::size_t at = 0; at < kPageSize - kIndexArea; at += kLine) {
+    __builtin_prefetch(&page[at]);
+  }
+  for (std::size_t at = kPageSize - kIndexArea; at < kPageSize; at += kStride) {
+    __builtin_prefetch(&page[at]);
+  }
+}
+
 // A page that stays in the cache while it is looked at.
 struct HeldIndexPage {
   PageRef ref;
   IndexPage page;
   void Read(Pager& pager, PageNumber number, PageNumber owner) {
     ref = pager.Read(number);
+    FetchAhead(ref.bytes());
     page = IndexPage(number, ref.bytes(), owner);
   }
 };
@@ -99,6 +125,8 @@ struct HeldIndexPage {
 class IndexPageEditor : public IndexPage {
  public:
   IndexPageEditor(PageNumber number, PageSpan page, PageNumber owner);
+  // Of a page that was just read. REQUIRES: `page` is that page.
+  IndexPageEditor(const IndexPage& read, PageSpan page);
   // An empty page; `page` is overwritten.
   static IndexPageEditor Format(PageNumber number, PageSpan page, PageNumber owner,
                                 std::uint8_t level);
@@ -108,7 +136,6 @@ class IndexPageEditor : public IndexPage {
   void SetTail(PageNumber page);
   void SetChild(IndexSlot slot, PageNumber child);  // the tail at the end
 
-  bool SharesPrefix(ByteView entry) const;
   // Puts an entry, whole and with its child in a node, before `slot`. Where the
   // page is full as it stands, a leaf takes the longest prefix that its entries
   // have in common. False, and nothing changed: no room.

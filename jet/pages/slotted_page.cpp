@@ -143,6 +143,12 @@ bool FitsNewRow(PageNumber number, PageView page, std::size_t length) {
   return length + kSlotSize <= lowest - slots_end;
 }
 
+std::array<PagePart, 2> PartsOfNewRow(PageView page, std::size_t length) {
+  const std::size_t rows = GetU16(page, kRowCount);
+  return {PagePart{0, kSlots + kSlotSize * (rows + 1)},
+          PagePart{LowestOffset(page, rows) - length, length}};
+}
+
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind) {
   if (!FitsNewRow(number, page, bytes.size())) throw Error::Damaged(number, "no room for a row");
   const std::size_t rows = GetU16(page, kRowCount);

@@ -9,6 +9,7 @@
 //   rows are packed from the end of the page downwards in slot order
 #pragma once
 
+#include <array>
 #include <optional>
 
 #include "jet/base/types.h"
@@ -63,6 +64,8 @@ std::optional<FoundRow> FindRow(PageNumber number, PageView page, std::size_t ro
 void InitRowPage(PageSpan page, std::uint32_t owner);
 // Looks at the last slot only.
 bool FitsNewRow(PageNumber number, PageView page, std::size_t length);
+// What AddRow changes of a page that takes a row of `length` bytes.
+std::array<PagePart, 2> PartsOfNewRow(PageView page, std::size_t length);
 // Appends a row and returns its number. REQUIRES: FitsNewRow.
 std::uint8_t AddRow(PageNumber number, PageSpan page, ByteView bytes, SlotKind kind);
 // Appends live rows of another page from `first` on, up to the first that is not live or

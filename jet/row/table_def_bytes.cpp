@@ -304,6 +304,11 @@ Bytes WriteDefinition(const TableDef& def) {
   return out;
 }
 
+PagePart PartOfCounters(const TableDef& def) {
+  const std::size_t end = kStatistics + kStatisticsBytes * def.real_indexes.size();
+  return {kRowCount, std::min(end, kPageSize) - kRowCount};
+}
+
 void PutCounters(const TableDef& def, PageSpan first_page) {
   PutU32(first_page, kRowCount, def.row_count);
   PutU32(first_page, kLastAutonumber, def.last_autonumber);

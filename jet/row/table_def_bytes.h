@@ -26,7 +26,8 @@ void ReadDefinition(ByteView content, TableDef& def);
 // From the start of the first page to behind the closing mark. The first eight bytes,
 // which belong to the page, are zero.
 Bytes WriteDefinition(const TableDef& def);
-// What StoreCounters writes.
+// What StoreCounters writes, and the part of the first page in which that stands.
 void PutCounters(const TableDef& def, PageSpan first_page);
+PagePart PartOfCounters(const TableDef& def);
 
 }  // namespace jet

@@ -101,6 +101,9 @@ void StoreTableDef(TableDef& def, Pager& pager, PageAllocator& allocator) {
   }
 }
 
-void StoreCounters(const TableDef& def, Pager& pager) { PutCounters(def, pager.Edit(def.page)); }
+void StoreCounters(const TableDef& def, Pager& pager) {
+  const PagePart part = PartOfCounters(def);
+  PutCounters(def, pager.Edit(def.page, {&part, 1}));
+}
 
 }  // namespace jet

@@ -128,10 +128,14 @@ void Pager::RequireWhole() const {
   if (broken_) throw Error(ErrorCode::kUnfinished).In(path());
 }
 
-PageSpan Pager::Edit(PageNumber page) {
+PageSpan Pager::Edit(PageNumber page, std::span<const PagePart> parts) {
   RequireWritable();
   Frame* frame = Load(page);
-  undo_.Save(frame, true);
+  if (parts.empty()) {
+    undo_.Save(frame, true);
+  } else {
+    undo_.SaveParts(frame, parts);
+  }
   MarkChanged(frame);
   return frame->bytes;
 }
@@ -156,12 +160,16 @@ PageSpan Pager::EditNew(PageNumber page) {
 }
 
 void Pager::UndoScope() noexcept {
-  page_count_ = undo_.Undo([this](const SavedPage& saved) {
+  page_count_ = undo_.Undo([this](const SavedPage& saved, ByteView part) {
     Frame* frame = frames_.Find(saved.number);
     if (frame == nullptr) return;
     if (!saved.existed) return Forget(frame);
-    frame->bytes = *saved.image;
-    frame->saved_in = saved.saved_in;
+    if (saved.image) {
+      frame->bytes = *saved.image;
+      frame->saved_in = saved.saved_in;
+    } else {
+      std::ranges::copy(part, frame->bytes.begin() + static_cast<std::ptrdiff_t>(saved.part.at));
+    }
     if (!saved.changed && frame->changed) {
       frame->changed = false;
       --changed_count_;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -55,7 +56,8 @@ class Pager {
   PageRef Read(PageNumber page) { return PageRef(Load(page)); }
 
   // Write access, valid until the next Flush or Discard. REQUIRES: a Scope.
-  PageSpan Edit(PageNumber page);
+  // `parts`: all that the caller changes now; empty: anything.
+  PageSpan Edit(PageNumber page, std::span<const PagePart> parts = {});
   // The same for a page whose old content does not matter: zeroed, and the
   // file grows to it (pages in the gap are zero).
   PageSpan EditNew(PageNumber page);

@@ -1,6 +1,7 @@
 #include "jet/storage/undo_log.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace jet::internal {
@@ -14,7 +15,12 @@ void UndoLog::Begin(std::uint32_t page_count) {
 }
 
 void UndoLog::Keep(Frame* frame, bool existed) {
-  SavedPage saved{frame->number, existed, frame->changed, frame->saved_in, nullptr};
+  SavedPage saved{.number = frame->number,
+                  .existed = existed,
+                  .changed = frame->changed,
+                  .saved_in = frame->saved_in,
+                  .image = nullptr,
+                  .part = {}};
   if (existed) {
     if (spare_images_.empty()) {
       saved.image.reset(new SavedPage::Image);  // not make_unique, which clears it
@@ -28,6 +34,21 @@ void UndoLog::Keep(Frame* frame, bool existed) {
   frame->saved_in = innermost().serial;
 }
 
+void UndoLog::KeepParts(Frame* frame, std::span<const PagePart> parts) {
+  if (depth_ > 1) return Keep(frame, true);
+  for (const PagePart& part : parts) {
+    if (part.size == 0) continue;
+    if (part.size > parts_.size() - parts_end_) return Keep(frame, true);
+    innermost().saved.push_back({.number = frame->number,
+                                 .changed = frame->changed,
+                                 .image = nullptr,
+                                 .part = part,
+                                 .part_at = parts_end_});
+    std::memcpy(&parts_[parts_end_], &frame->bytes[part.at], part.size);
+    parts_end_ += part.size;
+  }
+}
+
 void UndoLog::Commit(const PageFrames& frames) {
   Entry& inner = innermost();
   Entry* const outer = depth_ > 1 ? &scopes_[depth_ - 2] : nullptr;
@@ -39,6 +60,7 @@ void UndoLog::Commit(const PageFrames& frames) {
     }
   }
   for (SavedPage& saved : inner.saved) {
+    if (saved.part.size != 0) continue;  // only the outermost scope has them
     Frame* frame = frames.Find(saved.number);
     if (outer != nullptr && saved.saved_in != outer->serial) {
       frame->saved_in = outer->serial;
@@ -58,7 +80,7 @@ void UndoLog::End() noexcept {
   std::vector<SavedPage>& saved = innermost().saved;
   saved.clear();
   if (saved.capacity() > kKept) std::vector<SavedPage>().swap(saved);
-  --depth_;
+  if (--depth_ == 0) parts_end_ = 0;
 }
 
 }  // namespace jet::internal

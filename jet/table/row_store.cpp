@@ -121,7 +121,8 @@ RowId RowStore::Append(ByteView bytes) {
   if (!last_ || !FitsNewRow(last_, pager().Read(last_).bytes(), bytes.size())) {
     last_ = NewDataPage(last_, true);
   }
-  return {last_, AddRow(last_, pager().Edit(last_), bytes, SlotKind::kLive)};
+  const auto parts = PartsOfNewRow(pager().Read(last_).bytes(), bytes.size());
+  return {last_, AddRow(last_, pager().Edit(last_, parts), bytes, SlotKind::kLive)};
 }
 
 // The bytes of a row that has outgrown its page.

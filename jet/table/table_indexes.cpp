@@ -95,8 +95,10 @@ std::optional<Index::Cursor> TableIndexes::From(std::size_t ordinal, const Value
   return std::nullopt;
 }
 
-void TableIndexes::Check(std::size_t real, const IndexKey& key, RowId except) const {
+void TableIndexes::Check(std::size_t real, const IndexKey& key, RowId except) {
   const RealIndex& index = def_->real_indexes[real];
+  hints_.resize(def_->real_indexes.size());
+  hints_[real].leaf = {};
   const auto name = [&]() -> std::string_view {
     for (const LogicalIndex& logical : def_->logical_indexes) {
       if (logical.real == real) return logical.name;
@@ -105,13 +107,12 @@ void TableIndexes::Check(std::size_t real, const IndexKey& key, RowId except) co
   };
   if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey).OfColumn(name());
   if (!index.unique() || key.some_null) return;
-  if (Open(real).HasKey(key.bytes, except)) {
+  if (Open(real).HasKey(key.bytes, except, hints_[real])) {
     throw Error(ErrorCode::kDuplicateKey).OfColumn(name());
   }
 }
 
-std::vector<KeyChange> TableIndexes::OfNewRow(std::span<const Value> values,
-                                              RowTexts& texts) const {
+std::vector<KeyChange> TableIndexes::OfNewRow(std::span<const Value> values, RowTexts& texts) {
   std::vector<KeyChange> changes;
   for (std::size_t real = 0; real < def_->real_indexes.size(); ++real) {
     const RealIndex& index = def_->real_indexes[real];
@@ -126,7 +127,7 @@ std::vector<KeyChange> TableIndexes::OfNewRow(std::span<const Value> values,
 
 std::vector<KeyChange> TableIndexes::OfUpdate(RowId id, const ValueOf& stored,
                                               std::span<const FieldChange> changes,
-                                              RowTexts& texts) const {
+                                              RowTexts& texts) {
   const auto changed_value = [&](std::size_t ordinal) -> const Value* {
     const auto change = std::ranges::find(changes, ordinal, &FieldChange::ordinal);
     return change == changes.end() ? nullptr : &change->value;
@@ -171,15 +172,18 @@ std::vector<KeyChange> TableIndexes::OfErasedRow(const ValueOf& stored) const {
 }
 
 void TableIndexes::Apply(RowId id, const std::vector<KeyChange>& changes) {
+  hints_.resize(def_->real_indexes.size());
   for (const KeyChange& change : changes) {
     Index index = Open(change.real);
+    IndexHint& hint = hints_[change.real];
+    if (change.erase_by_row || change.erase) hint.leaf = {};
     const bool erased = change.erase_by_row ? index.EraseByRow(*allocator_, id)
                         : change.erase      ? index.Erase(*allocator_, *change.erase, id)
                                             : true;
     if (!erased) {
       throw Error::Damaged(def_->real_indexes[change.real].root, "an index lacks a row");
     }
-    if (change.insert && index.Insert(*allocator_, *change.insert, id)) {
+    if (change.insert && index.Insert(*allocator_, *change.insert, id, hint)) {
       ++def_->real_indexes[change.real].distinct_keys;
     }
   }

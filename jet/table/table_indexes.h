@@ -51,10 +51,10 @@ class TableIndexes {
   // kUnsortable, kKeyTooLong; kNotSupported for the key of a relationship.
   // `texts`: of the row as it will be.
   // `values`: one for every column.
-  std::vector<KeyChange> OfNewRow(std::span<const Value> values, RowTexts& texts) const;
+  std::vector<KeyChange> OfNewRow(std::span<const Value> values, RowTexts& texts);
   // `stored` gives the values that the row has now.
   std::vector<KeyChange> OfUpdate(RowId id, const ValueOf& stored,
-                                  std::span<const FieldChange> changes, RowTexts& texts) const;
+                                  std::span<const FieldChange> changes, RowTexts& texts);
   std::vector<KeyChange> OfErasedRow(const ValueOf& stored) const;
   // Counts new keys in the definition, which is not stored. REQUIRES: a Scope.
   void Apply(RowId id, const std::vector<KeyChange>& changes);
@@ -67,10 +67,11 @@ class TableIndexes {
 
  private:
   Index Open(std::size_t real) const { return Index(allocator_->pager(), *def_, real); }
-  void Check(std::size_t real, const IndexKey& key, RowId except) const;
+  void Check(std::size_t real, const IndexKey& key, RowId except);
 
   PageAllocator* allocator_;
   TableDef* def_;
+  std::vector<IndexHint> hints_;  // by tree; a leaf lasts from Check() to Apply()
 };
 
 }  // namespace jet

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 
 #include "jet/base/error.h"
 #include "tests/support/temp_db.h"
@@ -106,6 +107,57 @@ TEST_F(PagerTest, ScopesNest) {
   pager_->Flush();
   Reopen();
   EXPECT_EQ(First(1), 100);
+}
+
+// Parts and whole pages in any order, within scopes and beyond what is kept of parts.
+TEST_F(PagerTest, PartsOfPagesGoBackAsWholePagesDo) {
+  Make(6);
+  const auto set = [&](std::uint32_t page, std::size_t at, std::size_t size, int value) {
+    const std::array<PagePart, 2> parts{PagePart{at, size}, PagePart{0, 1}};
+    const PageSpan bytes = pager_->Edit({page}, parts);
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), size,
+                static_cast<std::uint8_t>(value));
+    ++bytes[0];
+  };
+  const auto is_as_made = [&](std::uint32_t page) {
+    return std::ranges::all_of(pager_->Read({page}).bytes(),
+                               [&](std::uint8_t byte) { return byte == page; });
+  };
+  {
+    Scope scope(*pager_);
+    set(1, 100, 50, 200);
+    set(1, 120, 4, 201);  // over the same bytes
+    Set(1, 100);          // whole
+    set(1, 4000, 96, 202);
+    Set(2, 100);
+    set(2, 10, 10, 203);
+    {
+      Scope inner(*pager_);
+      set(1, 1000, 10, 204);
+      set(3, 1000, 10, 205);
+      inner.Commit();
+    }
+    set(3, 2000, 10, 206);
+    for (int i = 0; i < 12; ++i) set(4, 8, 4000, 207 + i);  // more than is kept of parts
+    set(5, 1, 0, 0);
+  }
+  for (std::uint32_t page = 1; page < 6; ++page) EXPECT_TRUE(is_as_made(page)) << page;
+  EXPECT_FALSE(pager_->changed());
+  {
+    Scope scope(*pager_);
+    set(1, 4095, 1, 220);
+    scope.Commit();
+  }
+  EXPECT_TRUE(pager_->changed());
+  {
+    Scope scope(*pager_);
+    set(1, 4095, 1, 221);
+  }
+  EXPECT_EQ(pager_->Read({1}).bytes()[4095], 220);
+  pager_->Flush();
+  Reopen();
+  EXPECT_EQ(pager_->Read({1}).bytes()[4095], 220);
+  EXPECT_EQ(First(1), 2);
 }
 
 TEST_F(PagerTest, ReferencesSurviveEvictionAndShowEdits) {
