@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "ado/value.h"
@@ -21,6 +22,24 @@ std::string Hex(jet::ByteView bytes) {
   std::string text;
   for (std::uint8_t byte : bytes) fmt::format_to(std::back_inserter(text), "{:02X}", byte);
   return text;
+}
+
+// How far a text reaches before the first character that is escaped.
+std::size_t PlainLength(std::string_view text) {
+  // Eight bytes at a time, as long as none is a control character or a backslash.
+  constexpr std::uint64_t kEach = 0x0101010101010101, kTop = 0x80 * kEach;
+  std::size_t at = 0;
+  for (std::uint64_t word = 0; at + sizeof word <= text.size(); at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    const std::uint64_t backslash = word ^ kEach * '\\';
+    const std::uint64_t found = ((word - kEach * ' ') & ~word) | ((backslash - kEach) & ~backslash);
+    if ((found & kTop) != 0) break;
+  }
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '\t' || c == '\n' || c == '\r' || c == '\\') break;
+  }
+  return at;
 }
 
 char* PutWhole(char* at, std::int64_t number) {
@@ -61,14 +80,13 @@ void Print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), std
 bool Flush() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
 
 void AppendEscaped(std::string& line, std::string_view text) {
-  const auto is_special = [](char c) { return c == '\t' || c == '\n' || c == '\r' || c == '\\'; };
   for (;;) {
-    const auto special = std::find_if(text.begin(), text.end(), is_special);
-    const auto plain = static_cast<std::size_t>(special - text.begin());
+    const std::size_t plain = PlainLength(text);
     line.append(text.data(), plain);
-    if (special == text.end()) return;
+    if (plain == text.size()) return;
+    const char special = text[plain];
     line += '\\';
-    line += *special == '\t' ? 't' : *special == '\n' ? 'n' : *special == '\r' ? 'r' : '\\';
+    line += special == '\t' ? 't' : special == '\n' ? 'n' : special == '\r' ? 'r' : '\\';
     text.remove_prefix(plain + 1);
   }
 }
