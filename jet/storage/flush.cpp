@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "jet/base/bytes.h"
 #include "jet/base/error.h"
@@ -87,18 +88,49 @@ std::uint16_t ReadSlot(File& file) {
   return GetU16(bytes, 0);
 }
 
+// Puts pages that stand side by side in the file into one write.
+class PageRun {
+ public:
+  explicit PageRun(File& file) : file_(file) {}
+
+  // Room for the page that belongs there, to be filled before the next call.
+  PageSpan Next(std::uint64_t at) {
+    if (count_ == kMost || at != at_ + count_ * kPageSize) Write();
+    if (count_ == 0) at_ = at;
+    return std::span(bytes_).subspan(count_++ * kPageSize).first<kPageSize>();
+  }
+
+  void Write() {
+    if (count_ != 0) file_.Write(at_, std::span(bytes_).first(count_ * kPageSize));
+    count_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kMost = 8;
+
+  File& file_;
+  std::uint64_t at_ = 0;
+  std::size_t count_ = 0;
+  std::array<std::uint8_t, kMost * kPageSize> bytes_;
+};
+
 // Steps from the mark on, for a flush and for its repetition alike.
 void PutInPlace(File& file, const std::vector<PageNumber>& pages, std::uint32_t pages_after,
                 std::uint16_t slot_before,
                 const std::function<void(std::size_t, PageSpan)>& image) {
   WriteSlot(file, kSlotWriting);
   file.Sync();
-  Image bytes;
+  PageRun run(file);
   for (std::size_t i = 0; i < pages.size(); ++i) {
-    image(i, bytes);
-    const std::size_t length = pages[i].value == 0 ? kCommitSlots : kPageSize;
-    file.Write(Position(pages[i].value), std::span(bytes).first(length));
+    if (pages[i].value == 0) {
+      Image header;
+      image(i, header);
+      file.Write(0, std::span(header).first(kCommitSlots));
+    } else {
+      image(i, run.Next(Position(pages[i].value)));
+    }
   }
+  run.Write();
   file.Sync();
   WriteSlot(file, slot_before);
   file.Sync();
@@ -115,20 +147,20 @@ void WriteTail(File& file, const FlushJob& job, std::uint64_t old_size, std::uin
   PutU32(bytes, kHeadBefore, job.pages_before);
   PutU32(bytes, kHeadAfter, job.pages_after);
   PutU32(bytes, kHeadImages, static_cast<std::uint32_t>(job.pages.size()));
-  const auto put = [&](ByteView data) {
-    checksum.Add(data);
-    file.Write(at, data);
-    at += data.size();
-  };
-  put(bytes);
+  PageRun run(file);
+  const auto next = [&] { return run.Next(std::exchange(at, at + kPageSize)); };
+  checksum.Add(bytes);
+  std::ranges::copy(bytes, next().begin());
   Bytes trailer;
   for (std::size_t i = 0; i < job.pages.size(); ++i) {
     ReadInPlace(file, old_size, job.pages[i], bytes);
     AddU32(trailer, job.pages[i].value);
     for (const std::uint64_t sum : SectorSums(job.pages[i], bytes)) AddU64(trailer, sum);
-    job.image(i, bytes);
-    put(bytes);
+    const PageSpan image = next();
+    job.image(i, image);
+    checksum.Add(image);
   }
+  run.Write();
   trailer.resize(TrailerBytes(job.pages.size()));
   const std::size_t footer = trailer.size() - kFooterBytes;
   PutU16(trailer, footer + kFooterSlot, slot);

@@ -77,9 +77,9 @@ void FaultRounds::RunAll() {
 }
 
 bool FaultRounds::IsTaken(std::size_t n) const {
-  const bool of_a_page = n < log_.size() && log_[n].kind == FileOperation::Kind::kWrite &&
-                         log_[n].bytes.size() == jet::kPageSize;
-  return !of_a_page || n % plan_.stride == 0;
+  const bool of_pages = n < log_.size() && log_[n].kind == FileOperation::Kind::kWrite &&
+                        log_[n].bytes.size() >= jet::kPageSize;
+  return !of_pages || n % plan_.stride == 0;
 }
 
 void FaultRounds::Kills() {
