@@ -9,7 +9,7 @@
 #include "jet/base/error.h"
 #include "jet/check/check.h"
 #include "jet/compact/file_copy.h"
-#include "jet/compact/lent_file.h"
+#include "jet/storage/lent_file.h"
 #include "jet/compact/replace.h"
 #include "jet/storage/header.h"
 #include "jet/storage/pager.h"
@@ -32,7 +32,7 @@ void Report(const CompactOptions& options, const std::string& what) {
 }
 
 CheckResult CheckOpen(File& file, const CompactOptions& options) {
-  compact::LentFile lent(file);
+  LentFile lent(file);
   return CheckFile(lent, file.path(), {.password = options.password, .limits = options.limits});
 }
 
@@ -62,7 +62,7 @@ void RequireSame(const CheckResult& before, const CheckResult& after) {
 
 compact::CopyCounts Copy(File& from, File& to, const CompactOptions& options,
                          const std::atomic<bool>& stop) {
-  compact::LentFile lent(from);
+  LentFile lent(from);
   Pager pager(lent.Open(from.path(), OpenMode::kRead), false, options.limits);
   const Header header = Header::Parse(pager.Read(PageNumber{0}).bytes());
   pager.SetPageKey(header.page_key());

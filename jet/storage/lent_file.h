@@ -8,7 +8,7 @@
 #include "jet/base/error.h"
 #include "jet/storage/file.h"
 
-namespace jet::compact {
+namespace jet {
 
 // Whatever path is asked for, the one file, to be read. REQUIRES: it outlives what is
 // opened here.
@@ -47,4 +47,4 @@ class LentFile final : public FileSystem {
   File* file_;
 };
 
-}  // namespace jet::compact
+}  // namespace jet
