@@ -53,9 +53,7 @@ std::string NameOf(const TableDef& def, std::size_t ordinal) {
 }  // namespace
 
 void IndexCheck::Sum::Add(ByteView entry) {
-  const XXH128_hash_t hash = XXH3_128bits(entry.data(), entry.size());
-  low += hash.low64;
-  high += hash.high64;
+  hashes += XXH3_64bits(entry.data(), entry.size());
   ++count;
 }
 
@@ -91,7 +89,9 @@ bool IndexCheck::IsOpen(std::uint32_t row) const {
 }
 
 void IndexCheck::CompareWithTree(RowSource& rows) {
-  tree_.Run(*index_, [&](ByteView entry, PageNumber leaf) { OnEntry(entry, leaf, rows); });
+  tree_.Run(*index_, [&](ByteView entry, PageNumber leaf, bool same_key) {
+    OnEntry(entry, leaf, same_key, rows);
+  });
   if (first_null_) {
     context_->report.Warning(At(table_, *first_null_), Code::kNullInKey,
                              fmt::format("index {} requires values, but this row and {} more are "
@@ -117,15 +117,14 @@ void IndexCheck::CompareWithTree(RowSource& rows) {
   if (!(expected_ == found_)) CompareInDetail(rows);
 }
 
-void IndexCheck::OnEntry(ByteView entry, PageNumber leaf, RowSource& rows) {
+void IndexCheck::OnEntry(ByteView entry, PageNumber leaf, bool same_key, RowSource& rows) {
   ++context_->result.index_entries;
   const ByteView key = entry.first(entry.size() - kRefBytes);
   const std::uint32_t row = RowOf(entry);
-  if (previous_.size() == key.size() && std::equal(key.begin(), key.end(), previous_.begin())) {
-    if (index_->unique()) OnEqualKeys(RowId::FromPacked(row), leaf, rows);
-  } else {
+  if (!same_key) {
     ++distinct_;
-    previous_.assign(key.begin(), key.end());
+  } else if (index_->unique()) {
+    OnEqualKeys(RowId::FromPacked(row), leaf, rows);
   }
   const std::vector<std::uint32_t>& unreadable = rows.unreadable();
   if (!unreadable.empty() && std::binary_search(unreadable.begin(), unreadable.end(), row)) return;

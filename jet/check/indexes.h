@@ -43,7 +43,7 @@ class IndexCheck {
 
  private:
   struct Sum {
-    std::uint64_t low = 0, high = 0, count = 0;
+    std::uint64_t hashes = 0, count = 0;
     void Add(ByteView entry);
     friend bool operator==(const Sum&, const Sum&) = default;
   };
@@ -53,7 +53,7 @@ class IndexCheck {
     PageNumber leaf;
   };
 
-  void OnEntry(ByteView entry, PageNumber leaf, RowSource& rows);
+  void OnEntry(ByteView entry, PageNumber leaf, bool same_key, RowSource& rows);
   void OnEqualKeys(RowId row, PageNumber leaf, RowSource& rows);
   bool IsOpen(std::uint32_t row) const;
   void CompareOpenRows();
@@ -78,7 +78,7 @@ class IndexCheck {
   std::vector<std::uint32_t> seen_open_;  // packed: entries of those
   std::uint64_t null_in_required_ = 0;
   std::optional<RowId> first_null_;
-  Bytes key_, previous_;
+  Bytes key_;
   RowFields row_;
   std::uint32_t distinct_ = 0;
 };

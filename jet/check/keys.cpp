@@ -36,6 +36,12 @@ KeyMaker::KeyMaker(const TableDef& def, const RealIndex& index) {
   }
 }
 
+std::vector<std::size_t> KeyMaker::ordinals() const {
+  std::vector<std::size_t> ordinals;
+  for (const Part& part : parts_) ordinals.push_back(part.ordinal);
+  return ordinals;
+}
+
 std::vector<std::size_t> KeyMaker::memos() const {
   std::vector<std::size_t> ordinals;
   for (const Part& part : parts_) {

@@ -28,7 +28,8 @@ class KeyMaker {
 
   // For a row that Build refused: whether `key` has everything that is known.
   bool MayBe(const RowFields& row, ByteView key);
-  // Ordinals of the memo columns among the parts.
+  // Ordinals of the columns of the parts, and of the memo columns among them.
+  std::vector<std::size_t> ordinals() const;
   std::vector<std::size_t> memos() const;
 
  private:

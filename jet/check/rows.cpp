@@ -84,10 +84,15 @@ RowSplitter::RowSplitter(const TableDef& def) : def_(&def) {
     live_ids_ = std::max(live_ids_, column.id + 1);
     if (column.fixed) fixed_end_ = std::max(fixed_end_, column.at + column.size);
     if (!column.fixed && !column.boolean) by_slot_.push_back(i);
+    taken_.push_back(i);
   }
   std::ranges::stable_sort(by_slot_, {}, [this](std::size_t i) { return columns_[i].slot; });
   first_variable_ = def.next_column_id;
   for (const std::size_t i : by_slot_) first_variable_ = std::min(first_variable_, columns_[i].id);
+}
+
+void RowSplitter::LeaveOutAllBut(const std::vector<bool>& wanted) {
+  std::erase_if(taken_, [&](std::size_t i) { return !columns_[i].checked && !wanted[i]; });
 }
 
 // Rows written before the table had its first variable column have no offsets. Where that
@@ -138,7 +143,11 @@ std::string RowSplitter::Split(ByteView row, Fields& fields, std::string* untidy
       last = offset(slot + 1);
     }
   }
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
+  // Where all fixed fields have room, those that are left out cannot be at fault.
+  const bool all = fixed_end_ > fixed_end;
+  const std::size_t taken = all ? columns_.size() : taken_.size();
+  for (std::size_t at = 0; at < taken; ++at) {
+    const std::size_t i = all ? at : taken_[at];
     const Column& column = columns_[i];
     fields[i].reset();
     if (!column.known) continue;

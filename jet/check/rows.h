@@ -35,6 +35,8 @@ class RowSplitter {
  public:
   explicit RowSplitter(const TableDef& def);
 
+  // Leaves out from now on the fields that cannot be wrong and are not of these ordinals.
+  void LeaveOutAllBut(const std::vector<bool>& wanted);
   // `fields` look into `row` (after a fault: anywhere). `untidy` gets what is odd but harmless.
   std::string Split(ByteView row, Fields& fields, std::string* untidy) const;
   // Of a row that was split and has all columns of today: bytes between the fixed
@@ -54,8 +56,10 @@ class RowSplitter {
   };
   // Whether a row of so many ids must have offsets of variable fields.
   bool HasVariablePart(std::size_t count) const;
+
   const TableDef* def_;
   std::vector<Column> columns_;
+  std::vector<std::size_t> taken_;    // ordinals of the fields that are not left out
   std::vector<std::size_t> by_slot_;  // ordinals of variable columns
   std::size_t live_ids_ = 0;          // highest column id of today, and one
   std::size_t fixed_end_ = 2;

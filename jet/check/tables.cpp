@@ -37,6 +37,7 @@ TableCheck::TableCheck(const Context& context, std::string name, TableDef def)
 
 void TableCheck::Run(const std::vector<std::size_t>& contents_of, const Visitor& visit) {
   for (const std::size_t ordinal : contents_of) wants_content_[ordinal] = true;
+  if (!visit) LeaveOutFields();
   ++context_->result.tables;
   long_values_.ReadMaps();
   if (!ReadMaps()) {
@@ -55,6 +56,16 @@ void TableCheck::Run(const std::vector<std::size_t>& contents_of, const Visitor&
   CompareCounters();
   long_values_.CheckRest();
   for (IndexCheck& index : indexes_) index.CompareWithTree(*this);
+}
+
+// What nobody looks at is not taken out of the rows.
+void TableCheck::LeaveOutFields() {
+  std::vector<bool> wanted(def_.columns.size());
+  for (const IndexCheck& index : indexes_) {
+    for (const std::size_t ordinal : index.keys().ordinals()) wanted[ordinal] = true;
+  }
+  if (autonumber_) wanted[*autonumber_] = true;
+  splitter_.LeaveOutAllBut(wanted);
 }
 
 bool TableCheck::ReadMaps() {

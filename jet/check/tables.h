@@ -28,6 +28,7 @@ class TableCheck : private RowSource {
   void Walk(const std::function<void(RowId, const RowFields&)>& visit) override;
   const std::vector<std::uint32_t>& unreadable() const override { return unreadable_; }
 
+  void LeaveOutFields();
   bool ReadMaps();
   bool CheckPage(PageNumber page, PageView bytes, Slots& slots);
   void CheckRows(PageNumber page, PageView bytes, const Slots& slots, const Visitor& visit);

@@ -24,6 +24,19 @@ bool Less(ByteView a, ByteView b) {
   return order != 0 ? order < 0 : a.size() < b.size();
 }
 
+// How many bytes at the beginning are the same; `known` of them are.
+std::size_t SharedBytes(ByteView a, ByteView b, std::size_t known) {
+  const std::size_t most = std::min(a.size(), b.size());
+  while (known < most && a[known] == b[known]) ++known;
+  return known;
+}
+
+// Less where `shared` bytes are the same.
+bool LessBehind(ByteView a, ByteView b, std::size_t shared) {
+  if (shared == std::min(a.size(), b.size())) return a.size() < b.size();
+  return a[shared] < b[shared];
+}
+
 PageNumber GetBigEndian32(ByteView bytes) {
   return PageNumber{
       static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
@@ -217,15 +230,18 @@ void TreeCheck::VisitLeaf(PageNumber page, EntryReader& reader, std::size_t dept
   std::size_t count = 0;
   while (reader.Next()) {
     const ByteView entry = reader.entry();
-    if (!last_entry_.empty() && !Less(last_entry_, entry)) {
+    const std::size_t shared = SharedBytes(last_entry_, entry, reader.shared());
+    if (!last_entry_.empty() && !LessBehind(last_entry_, entry, shared)) {
       Problem(page, Code::kEntryOrder, fmt::format("entry {} is not above the one before", count));
     }
     if (count == 0 && !lower_.empty() && !Less(lower_, entry)) {
       Problem(page, Code::kSeparator, "holds entries that the separator before it leads elsewhere");
     }
-    last_entry_.assign(entry.begin(), entry.end());
+    const bool same_key = last_entry_.size() == entry.size() && shared + kRefBytes >= entry.size();
+    last_entry_.resize(entry.size());
+    std::ranges::copy(entry.subspan(shared), last_entry_.begin() + std::ptrdiff_t(shared));
     ++count;
-    (*visit_)(entry, page);
+    (*visit_)(entry, page, same_key);
   }
   if (count == 0) {
     if (depth != 0) Warning(page, Code::kEmptyLeaf, "is an empty leaf");

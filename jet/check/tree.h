@@ -20,6 +20,8 @@ class EntryReader {
   std::string Open(PageView page);
   bool Next();
   ByteView entry() const { return {entry_.data(), entry_size_}; }
+  // Bytes at the beginning that the entry before it on the page has, too; it may have more.
+  std::size_t shared() const { return at_ > 1 ? prefix_ : 0; }
   std::size_t size() const { return count_; }
   std::size_t used_bytes() const { return count_ == 0 ? 0 : ends_[count_ - 1]; }
 
@@ -33,7 +35,8 @@ class EntryReader {
 
 class TreeCheck {
  public:
-  using Visitor = std::function<void(ByteView entry, PageNumber leaf)>;
+  // `same_key`: as the entry before.
+  using Visitor = std::function<void(ByteView entry, PageNumber leaf, bool same_key)>;
 
   // `name` names the index in findings.
   TreeCheck(const Context& context, std::string_view table, std::string_view name,
