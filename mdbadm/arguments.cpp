@@ -104,6 +104,14 @@ void AddMakingVerbs(Declaration& declaration) {
       });
 }
 
+template <typename Options>
+void DeclareJobs(CLI::App& verb, Options& options) {
+  verb.add_option("--jobs", options.jobs,
+                  "threads at most, 1 for none but the first; else as many as there are cores")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+}
+
 void DeclareList(CLI::App& verb, ReadOptions& options) {
   DeclareFile(verb, options);
   verb.add_option("name", options.object, "only this one; all if left out")->type_name("NAME");
@@ -133,7 +141,10 @@ void AddReadingVerbs(Declaration& declaration) {
   AddVerb<ReadOptions>(
       declaration, "check",
       "Check the integrity of a database: one line a finding, status 1 if it is not sound", Check,
-      DeclareFile<ReadOptions>);
+      [](CLI::App& verb, ReadOptions& options) {
+        DeclareFile(verb, options);
+        DeclareJobs(verb, options);
+      });
 }
 
 template <const char* kSource, const char* kWhat>
@@ -237,6 +248,7 @@ void AddRecoverVerb(Declaration& declaration) {
         verb.add_flag("--dry-run", options.dry_run, "report, and keep nothing");
         verb.add_option("--report", options.report, "write the report into this file, too")
             ->type_name("REPORT");
+        DeclareJobs(verb, options);
       });
 }
 
@@ -254,6 +266,7 @@ void AddCompactVerb(Declaration& declaration) {
         verb.add_option("--backup", options.backup, "first copy FILE into this folder")
             ->type_name("FOLDER")
             ->needs(in_place);
+        DeclareJobs(verb, options);
       });
 }
 

@@ -39,6 +39,7 @@ ExitCode Compact(Program& program, const CompactVerbOptions& options) {
   Json backup;
   jet::CompactOptions compact;
   compact.password = options.password;
+  compact.jobs = options.jobs;
   compact.progress = [&](const std::string& what) { ShowProgress(options.file + ": " + what); };
   if (!options.backup.empty()) {
     compact.before_replacing = [&](jet::File& old) {

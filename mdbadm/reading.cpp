@@ -218,8 +218,8 @@ std::optional<std::string> WhyNotSound(Program& program, const std::string& path
 }
 
 ExitCode Check(Program& program, const ReadOptions& options) {
-  const jet::CheckResult result =
-      jet::CheckFile(program.files, options.file, {.password = options.password});
+  const jet::CheckResult result = jet::CheckFile(
+      program.files, options.file, {.password = options.password, .jobs = options.jobs});
   WarnOfLockFile(program, options.file);
   if (options.json) {
     Json report;

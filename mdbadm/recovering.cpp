@@ -103,6 +103,7 @@ ExitCode Recover(Program& program, const RecoverVerbOptions& options) {
   if (!options.report.empty()) RefuseExisting(program, options.report);
   jet::RecoverOptions recover;
   recover.password = options.password;
+  recover.jobs = options.jobs;
   recover.dry_run = options.dry_run;
   recover.known = [&] { return samples::KnownDatabases(options.kind); };
   recover.progress = [&](const std::string& what) { ShowProgress(options.file + ": " + what); };

@@ -61,6 +61,7 @@ struct ReadOptions : CommonOptions {
   std::string file;
   std::string object;  // empty: all
   bool system = false;
+  unsigned jobs = 0;  // threads at most; 0: as many as there are cores
 };
 ExitCode Info(Program& program, const ReadOptions& options);
 ExitCode Tables(Program& program, const ReadOptions& options);
@@ -132,6 +133,7 @@ struct RecoverVerbOptions : CommonOptions {
   std::optional<Kind> kind;
   bool dry_run = false;
   std::string report;  // a file; empty: none
+  unsigned jobs = 0;   // as above
 };
 // ExitCode::kSavedWithLosses if something is missing or doubtful.
 ExitCode Recover(Program& program, const RecoverVerbOptions& options);
@@ -141,6 +143,7 @@ struct CompactVerbOptions : CommonOptions {
   std::string new_file;  // empty: in place
   bool in_place = false;
   std::string backup;  // a folder; empty: none
+  unsigned jobs = 0;   // as above
 };
 ExitCode Compact(Program& program, const CompactVerbOptions& options);
 

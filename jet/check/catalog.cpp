@@ -245,12 +245,21 @@ void CatalogCheck::CheckContainers() {
 }
 
 void CatalogCheck::CheckTables() {
+  std::vector<const Object*> tables;
   for (const Object& object : objects_) {
-    if (object.type == kTableObject && object.id &&
-        object.id != static_cast<std::int32_t>(kObjectsPage.value)) {
-      CheckTable(object);
+    if (object.type != kTableObject || !object.id ||
+        object.id == static_cast<std::int32_t>(kObjectsPage.value)) {
+      continue;
+    }
+    tables.push_back(&object);
+    // The rows of system tables are of interest to others.
+    const std::string name = object.name.value_or("");
+    if (!name.starts_with("MSys")) {
+      ahead_.Add(name, PageNumber{static_cast<std::uint32_t>(*object.id)});
     }
   }
+  ahead_.Run();
+  for (const Object* object : tables) CheckTable(*object);
 }
 
 void CatalogCheck::CheckTable(const Object& object) {
@@ -264,6 +273,7 @@ void CatalogCheck::CheckTable(const Object& object) {
   if (!is_new)
     return Problem(object, Code::kObjectTwice,
                    fmt::format("its definition is that of {}", other->second));
+  if (const auto def = ahead_.Take(PageNumber{page})) return AddRelations(*def);
   // Unforeseen damage ends this table only.
   try {
     if (auto def = ReadDefinition(*context_, PageNumber{page}, name)) {
@@ -277,12 +287,16 @@ void CatalogCheck::CheckTable(const Object& object) {
   }
 }
 
-void CatalogCheck::RunTable(const std::string& name, TableDef def) {
+void CatalogCheck::AddRelations(const TableDef& def) {
   for (const LogicalIndex& index : def.logical_indexes) {
     relations_.try_emplace(
         {def.page.value, index.number},
         Relation{index.name, index.related_index, index.related_table, index.kind});
   }
+}
+
+void CatalogCheck::RunTable(const std::string& name, TableDef def) {
+  AddRelations(def);
   TableCheck table(*context_, name, std::move(def));
   if (name == kAccessTable) {
     VisitAces(table);

@@ -9,13 +9,15 @@
 #include <vector>
 
 #include "jet/check/tables.h"
+#include "jet/check/tables_ahead.h"
 #include "jet/database/system_tables.h"
 
 namespace jet::check {
 
 class CatalogCheck {
  public:
-  explicit CatalogCheck(const Context& context) : context_(&context) {}
+  CatalogCheck(const Context& context, const Parallel& parallel)
+      : context_(&context), ahead_(context, parallel) {}
 
   // Checks all tables. False if the list of objects itself could not be read, so
   // that its tables are not known.
@@ -45,6 +47,7 @@ class CatalogCheck {
   void CheckTables();
   void CheckTable(const Object& object);
   void RunTable(const std::string& name, TableDef def);
+  void AddRelations(const TableDef& def);
   void VisitAces(TableCheck& table);
   void VisitQueries(TableCheck& table);
   void VisitRelationships(TableCheck& table);
@@ -56,6 +59,7 @@ class CatalogCheck {
   void Problem(const Object& object, Code code, std::string text);
 
   const Context* context_;
+  TablesAhead ahead_;
   std::vector<Object> objects_;
   std::map<std::int32_t, const Object*> by_id_;
   std::map<std::uint32_t, std::string> table_names_;  // by definition page

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include "jet/base/error.h"
+#include "jet/base/threads.h"
 #include "jet/check/catalog.h"
 #include "jet/check/header.h"
 #include "jet/database/database.h"
+#include "jet/storage/lent_file.h"
 #include "jet/storage/pager.h"
 
 namespace jet {
@@ -14,14 +16,15 @@ namespace {
 
 using Code = Finding::Code;
 
-void Walk(Pager& pager, const Header& header, CheckResult& result) {
+void Walk(Pager& pager, const Header& header, const check::Parallel& parallel,
+          CheckResult& result) {
   result.pages = pager.page_count();
   check::Report report(result);
   check::CheckHeader(pager.Read(PageNumber{0}).bytes(), report);
   check::Ledger ledger(pager, report);
   ledger.ReadGlobalMap();
   const check::Context context{pager, header, report, ledger, result};
-  const bool complete = check::CatalogCheck(context).Run();
+  const bool complete = check::CatalogCheck(context, parallel).Run();
   ledger.CompareWithFreeMap(complete);
 }
 
@@ -53,7 +56,12 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
   file->Read(0, first);
   Header::Parse(first);  // is the file ours?
   {
-    Pager pager(std::move(file), false, options.limits);
+    LentFile lent(*file);
+    const auto open = [&](PagerLimits limits) {
+      return std::make_unique<Pager>(lent.Open(path, OpenMode::kRead), false, limits);
+    };
+    const std::unique_ptr<Pager> whole = open(options.limits);
+    Pager& pager = *whole;
     const Header header = Header::Parse(pager.Read(PageNumber{0}).bytes());
     // Passwords are masked with the date.
     if (options.password && check::IsCreationDate(header.created()) &&
@@ -61,8 +69,16 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
       throw Error(ErrorCode::kWrongPassword).In(path);
     }
     pager.SetPageKey(header.page_key());
+    check::Parallel parallel{ThreadsFor(options.jobs)};
+    parallel.open = [&] {
+      PagerLimits limits = options.limits;
+      limits.clean_bytes /= parallel.threads;
+      std::unique_ptr<Pager> another = open(limits);
+      another->SetPageKey(header.page_key());
+      return another;
+    };
     try {
-      Walk(pager, header, result);
+      Walk(pager, header, parallel, result);
     } catch (const Error& error) {
       // A fault of a kind that was not foreseen; what was found so far is true.
       if (!IsDamage(error)) throw;
@@ -71,6 +87,7 @@ CheckResult CheckFile(FileSystem& files, const std::string& path, const CheckOpt
       report.NotChecked({}, "what would come behind this damage");
     }
   }
+  file.reset();
   if (result.sound()) TryToOpen(files, path, options, result);
   if (size % kPageSize != 0) {
     check::Report(result).Problem(

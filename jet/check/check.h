@@ -14,6 +14,8 @@ namespace jet {
 struct CheckOptions {
   std::optional<std::string> password{};  // nothing: none is asked for
   PagerLimits limits{};
+  // Threads at most; 0: as many as there are cores. The findings are the same.
+  unsigned jobs = 0;
 };
 
 // Looks at a file page by page, whether or not it can be opened as a database:

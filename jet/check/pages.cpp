@@ -12,7 +12,8 @@ namespace jet::check {
 
 namespace {
 
-constexpr Ledger::OwnerId kNobody = 0;
+constexpr Ledger::OwnerId kNobody = 0, kHeaderOwner = 1;
+constexpr std::string_view kMaps = "usage maps";  // one owner: tables share their pages
 
 constexpr std::size_t kFreeBytes = 2;
 constexpr std::size_t kRowCount = 12;
@@ -101,6 +102,45 @@ bool Ledger::ClaimSpare(PageNumber page, OwnerId owner) {
   if (owner_[page.value] != kNobody) return owner_[page.value] == owner;
   owner_[page.value] = owner;
   spare_[page.value] = true;
+  has_spare_ = true;
+  return true;
+}
+
+std::optional<Ledger::Claims> Ledger::TakeClaims() {
+  if (has_spare_) return std::nullopt;
+  Claims claims;
+  for (std::uint32_t page = 0; page < page_count_; ++page) {
+    const OwnerId owner = owner_[page];
+    if (owner == kNobody || owner == kHeaderOwner) continue;
+    if (claims.runs.empty() || claims.runs.back().owner != owner ||
+        claims.runs.back().last.value + 1 != page) {
+      claims.runs.push_back({PageNumber{page}, PageNumber{page}, owner});
+    }
+    claims.runs.back().last.value = page;
+  }
+  claims.owners = std::move(names_);
+  claims.map_rows = std::move(map_rows_);
+  return claims;
+}
+
+bool Ledger::TakeOver(const Claims& claims) {
+  for (const Claims::Run& run : claims.runs) {
+    const bool maps = claims.owners[run.owner].text == kMaps;
+    for (std::uint32_t page = run.first.value; page <= run.last.value; ++page) {
+      const bool shared = maps && OwnerOf(PageNumber{page}) == kMaps;
+      if (owner_[page] != kNobody && !shared) return false;
+    }
+  }
+  for (const auto& [row, user] : claims.map_rows) {
+    if (map_rows_.contains(row)) return false;
+  }
+  const auto first = static_cast<OwnerId>(names_.size());
+  names_.insert(names_.end(), claims.owners.begin(), claims.owners.end());
+  for (const Claims::Run& run : claims.runs) {
+    std::fill(owner_.begin() + run.first.value, owner_.begin() + run.last.value + 1,
+              first + run.owner);
+  }
+  map_rows_.insert(claims.map_rows.begin(), claims.map_rows.end());
   return true;
 }
 
@@ -128,8 +168,8 @@ bool Ledger::ReadSlots(PageNumber page, PageView bytes, const Place& place, Slot
         fmt::format("says that {} bytes are free; {} are", stated, slots.free_bytes()));
   }
   for (std::size_t row = 0; row < slots.size(); ++row) {
-    report_->See({place.table, page, static_cast<std::uint8_t>(row)}, Field::kSlotFlag,
-                 slots.has_unknown_flag(row) ? 1 : 0);
+    if (!slots.has_unknown_flag(row)) continue;
+    report_->See({place.table, page, static_cast<std::uint8_t>(row)}, Field::kSlotFlag, 1);
   }
   return true;
 }
@@ -156,8 +196,6 @@ std::optional<MapPages> Ledger::ReadMap(RowId at, const Place& place, const std:
                        fmt::format("{}, but the {} should be there", fault, what));
       return std::nullopt;
     }
-    // All pages of maps have one owner: tables share them.
-    static constexpr std::string_view kMaps = "usage maps";
     if (OwnerOf(at.page) != kMaps) {
       if (Claim(at.page, Register(std::string(kMaps)), place) == Claimed::kNew) {
         ReadSlots(at.page, page.bytes(), {{}, at.page}, slots);

@@ -90,6 +90,25 @@ class Ledger {
   // The slots of a page of rows, its own fields compared with them.
   bool ReadSlots(PageNumber page, PageView bytes, const Place& place, Slots& slots);
 
+  // What this ledger holds, for another one of the same file; nothing where that cannot
+  // be told in full. The ledger is of no use afterwards.
+  struct Owner {
+    std::string text, table;
+  };
+  struct Claims {
+    struct Run {
+      PageNumber first, last;
+      OwnerId owner;  // an index into `owners`
+    };
+    std::vector<Run> runs;
+    std::vector<Owner> owners;
+    std::unordered_map<std::uint32_t, std::string> map_rows;
+  };
+  std::optional<Claims> TakeClaims();
+  // Claims all of it at once. False, and nothing is claimed, where a part of it has an
+  // owner already; pages of maps may be shared.
+  bool TakeOver(const Claims& claims);
+
   // After everything has claimed its pages: free pages must have no owner, and
   // all others one. `complete` false: some parts could not be read, leftovers
   // mean nothing.
@@ -106,11 +125,9 @@ class Ledger {
   Report* report_;
   std::uint32_t page_count_;
   std::vector<OwnerId> owner_;  // by page; kNobody, or an index into names_
-  struct Owner {
-    std::string text, table;
-  };
   std::vector<Owner> names_;
-  std::vector<bool> spare_;                                  // by page: named by a map only
+  std::vector<bool> spare_;  // by page: named by a map only
+  bool has_spare_ = false;
   std::unordered_map<std::uint32_t, std::string> map_rows_;  // packed address -> user
   std::optional<MapPages> free_;
 };

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <future>
 #include <memory>
 
 #include "jet/base/error.h"
+#include "jet/base/threads.h"
 #include "jet/check/check.h"
 #include "jet/compact/file_copy.h"
-#include "jet/storage/lent_file.h"
 #include "jet/compact/replace.h"
 #include "jet/storage/header.h"
+#include "jet/storage/lent_file.h"
 #include "jet/storage/pager.h"
 
 namespace jet {
@@ -31,9 +31,10 @@ void Report(const CompactOptions& options, const std::string& what) {
   if (options.progress) options.progress(what);
 }
 
-CheckResult CheckOpen(File& file, const CompactOptions& options) {
+CheckResult CheckOpen(File& file, const CompactOptions& options, unsigned jobs) {
   LentFile lent(file);
-  return CheckFile(lent, file.path(), {.password = options.password, .limits = options.limits});
+  return CheckFile(lent, file.path(),
+                   {.password = options.password, .limits = options.limits, .jobs = jobs});
 }
 
 const Finding& FirstProblem(const CheckResult& result) {
@@ -70,19 +71,14 @@ compact::CopyCounts Copy(File& from, File& to, const CompactOptions& options,
                                {[&](const std::string& table) { Report(options, table); }, stop});
 }
 
-// On a thread of its own, if there is one to be had.
-template <typename Work>
-auto Start(Work work) {
-  return std::async(std::launch::async | std::launch::deferred, std::move(work));
-}
-
 // The old file is checked while it is copied, the new one while it is synced: each with
 // pages of its own. Only what was found sound is used.
 CompactResult WriteAnew(File& from, File& to, const CompactOptions& options) {
+  const unsigned threads = ThreadsFor(options.jobs);
   std::atomic<bool> stop = false;
-  auto old_check = Start([&] {
+  auto old_check = StartBeside(threads, [&] {
     try {
-      CheckResult result = CheckOpen(from, options);
+      CheckResult result = CheckOpen(from, options, 1);
       stop = !result.sound();
       return result;
     } catch (...) {
@@ -94,9 +90,9 @@ CompactResult WriteAnew(File& from, File& to, const CompactOptions& options) {
   CheckResult after;
   try {
     counts = Copy(from, to, options, stop);
-    auto sync = Start([&] { to.Sync(); });
+    auto sync = StartBeside(threads, [&] { to.Sync(); });
     Report(options, "checking");
-    after = CheckOpen(to, options);
+    after = CheckOpen(to, options, options.jobs);
     sync.get();
   } catch (...) {
     RequireSound(old_check.get());  // else that is the reason

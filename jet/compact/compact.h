@@ -19,6 +19,8 @@ struct CompactOptions {
   std::optional<std::string> password{};  // nothing: none is asked for
   // Of the pages that are kept while both files are walked.
   PagerLimits limits{.clean_bytes = std::size_t{8} << 20};
+  // Threads at most; 0: as many as there are cores.
+  unsigned jobs = 0;
   // Gets now and then what is being done.
   std::function<void(const std::string& what)> progress{};
   // Gets the old file, still locked, when the new one is whole and before it takes the

@@ -123,8 +123,9 @@ RecoverReport Recovery::Run(bool plain) {
 }
 
 // Why the file is not sound; empty if it is.
-std::string FaultOf(FileSystem& files, const std::string& path, const std::string& password) {
-  const CheckResult result = CheckFile(files, path, {.password = password});
+std::string FaultOf(FileSystem& files, const std::string& path, const RecoverOptions& options) {
+  const CheckResult result =
+      CheckFile(files, path, {.password = options.password, .jobs = options.jobs});
   if (result.sound()) return {};
   return FormatFinding(
       *std::ranges::find(result.findings, Finding::Severity::kProblem, &Finding::severity));
@@ -136,7 +137,7 @@ RecoverReport RecoverSound(FileSystem& files, const std::string& path, const std
   std::string fault;
   for (const bool plain : {false, true}) {
     RecoverReport report = Recovery(files, path, temporary, options).Run(plain);
-    fault = FaultOf(files, temporary, options.password);
+    fault = FaultOf(files, temporary, options);
     if (fault.empty()) return report;
   }
   throw Error(ErrorCode::kDamaged, "the new file is not sound: " + fault);

@@ -36,6 +36,8 @@ struct RecoverOptions {
   std::function<std::vector<KnownDatabase>()> known{};
   // All is done, but the new file is not kept.
   bool dry_run = false;
+  // Threads at most, to check the new file; 0: as many as there are cores.
+  unsigned jobs = 0;
   // Gets now and then what is being done.
   std::function<void(const std::string& what)> progress{};
 };
