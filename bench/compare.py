@@ -23,9 +23,7 @@ import tempfile
 import time
 
 import plot
-
-PAGE = 4096
-MB = 1e6
+from measure import PAGE, Table, Usage, in_turns, restore, run, seconds, size_mb, sync, warm
 
 # What grows with the jobs, and is plotted.
 TITLES = {"ladder": "Ladder of Data.mdb", "scan": "All rows of the largest table, as text",
@@ -54,83 +52,19 @@ class Sizes:
         self.query_jobs = 1_000 if quick else 100_000
         self.work_rows = 2_000 if quick else 100_000
         self.ladder_jobs = [0, 100, 1_000] if quick else [0, 10_000, 100_000]
+        self.dump_jobs = 100 if quick else 10_000  # 76 MB
         self.large_jobs = 2_000 if quick else 260_000  # nearly 2 GB
 
     def all_jobs(self):
-        return sorted({*self.ladder_jobs, self.scan_jobs, self.query_jobs, self.large_jobs})
-
-
-class Usage:
-    """What one run of a program took."""
-
-    def __init__(self, wall, cpu, peak_mb, pages_read, pages_written):
-        self.wall, self.cpu, self.peak_mb = wall, cpu, peak_mb
-        self.pages_read, self.pages_written = pages_read, pages_written
-
-
-def run(command, stdin=None):
-    """Runs a program with its output thrown away."""
-    source = open(stdin, "rb") if stdin else subprocess.DEVNULL
-    began = time.perf_counter()
-    process = subprocess.Popen(command, stdin=source, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.PIPE)
-    os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
-    wall = time.perf_counter() - began
-    # What it read and wrote can be asked until it is buried.
-    with open(f"/proc/{process.pid}/io", encoding="ascii") as counters:
-        io = dict(line.split(": ") for line in counters)
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    errors = process.stderr.read().decode(errors="replace")
-    if process.returncode != 0:
-        sys.exit(f"{' '.join(command)}: status {process.returncode}\n{errors}")
-    if stdin:
-        source.close()
-    return Usage(wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024,
-                 int(io["rchar"]) / PAGE, int(io["wchar"]) / PAGE)
-
-
-def median(runs):
-    """The median of each figure over several runs."""
-    return Usage(*(statistics.median(getattr(each, name) for each in runs) for name in
-                   ("wall", "cpu", "peak_mb", "pages_read", "pages_written")))
-
-
-def in_turns(repeat, *actions):
-    """The medians of several actions, run in turns so that all see the same machine."""
-    runs = [[] for _ in actions]
-    for _ in range(repeat):
-        for kept, action in zip(runs, actions):
-            kept.append(action())
-    return [median(each) for each in runs]
-
-
-def seconds(value):
-    return f"{value:.2f} s" if value >= 1 else f"{1000 * value:.1f} ms"
-
-
-class Table:
-    HEAD = ("what", "ours", "CPU", "peak", "beside", "theirs", "CPU", "ratio", "note")
-
-    def __init__(self):
-        self.lines = []
-
-    def add(self, what, ours, beside="", theirs=None, note=""):
-        ratio = f"{theirs.wall / ours.wall:.1f} ×" if theirs else ""
-        self.lines.append((what, seconds(ours.wall), seconds(ours.cpu), f"{ours.peak_mb:.0f} MB",
-                           beside, seconds(theirs.wall) if theirs else "",
-                           seconds(theirs.cpu) if theirs else "", ratio, note))
-        print("  " + "  ".join(cell for cell in self.lines[-1] if cell), flush=True)
-
-    def text(self):
-        rows = [self.HEAD, tuple("---" for _ in self.HEAD), *self.lines]
-        return "\n".join("| " + " | ".join(row) + " |" for row in rows)
+        return sorted({*self.ladder_jobs, self.scan_jobs, self.query_jobs, self.dump_jobs,
+                       self.large_jobs})
 
 
 class Bench:
     def __init__(self, programs, sizes, repeat, folder):
         self.admin = os.path.join(programs, "mdbadm")
         self.rows = os.path.join(programs, "bench_rows")
+        self.window_program = os.path.join(programs, "bench_window")
         self.sizes, self.repeat, self.folder = sizes, repeat, folder
         self.table = Table()
         self.samples = {}
@@ -188,7 +122,7 @@ class Bench:
     def scan(self):
         file = data_of(self.sample(self.sizes.scan_jobs))
         warm(file)
-        for table in ("Data_角_単体設定", "Data_角_㎡数"):
+        for table, goal in (("Data_角_単体設定", 8), ("Data_角_㎡数", 6)):
             ours = [self.admin, "rows", file, table]
             theirs = ["mdb-export", "-d", "\t", "-Q", "-0", "\\N", "-T", "%Y-%m-%d %H:%M:%S",
                       file, table]
@@ -196,7 +130,7 @@ class Bench:
             mine, other = in_turns(self.repeat, lambda: run(ours), lambda: run(theirs))
             self.table.add(f"all {rows:,} rows of a table of {size_mb(file):.0f} MB, "
                            f"{self.columns(file, table)} columns", mine, "mdb-export", other,
-                           f"{rows / mine.wall / 1e6:.2f} M rows/s; output the same")
+                           f"{rows / mine.wall / 1e6:.2f} M rows/s; output the same", goal)
 
     def columns(self, file, table):
         text = subprocess.run([self.admin, "columns", file, table], capture_output=True,
@@ -214,8 +148,9 @@ class Bench:
                 number, name, group, amount, day = line.rstrip("\n").split("\t")
                 out.write(f"INSERT INTO t VALUES({number},'{name}',{group},{amount},{day});\n")
             out.write("COMMIT;\n")
-        for key, index in (("none", ""), ("long", "CREATE UNIQUE INDEX i ON t(id);"),
-                           ("text", "CREATE INDEX i ON t(name);")):
+        for key, goal, index in (("none", 2.5, ""),
+                                 ("long", 2, "CREATE UNIQUE INDEX i ON t(id);"),
+                                 ("text", 4, "CREATE INDEX i ON t(name);")):
             def ours():
                 return run([self.rows, "insert", key, self.fresh("insert.mdb"), str(count)])
 
@@ -233,7 +168,7 @@ class Bench:
             self.table.add(what, mine, "sqlite3, statements", statements,
                            f"{count / mine.wall / 1e3:.0f} k rows/s")
             self.table.add(what, mine, "sqlite3, .import", imported,
-                           f"theirs {count / imported.wall / 1e3:.0f} k rows/s")
+                           f"theirs {count / imported.wall / 1e3:.0f} k rows/s", goal)
 
     def fresh(self, name):
         path = self.path(name)
@@ -242,35 +177,62 @@ class Bench:
         return path
 
     def ladders(self):
+        """Fresh ones beside the start of the program; those with jobs beside fresh ones."""
         work = self.path("ladder")
         os.makedirs(work, exist_ok=True)
-        first = {}
+        fresh, turns = {}, max(self.repeat, 9)
         for jobs in self.sizes.all_jobs():
             for name in ("Data.mdb", "展開Data.mdb"):
                 growth_only = jobs not in self.sizes.ladder_jobs
                 if growth_only and name != "Data.mdb":
                     continue
                 source = os.path.join(self.sample(jobs), name)
-                target = os.path.join(work, name)
-                shutil.copyfile(source, target)
-                sync(target)
-                runs = []
-                for _ in range(max(self.repeat, 5)):
-                    runs.append(run([self.admin, "upgrade", target]))
-                    restore(source, target)
-                took = median(runs)
+                ladder = self.ladder_of(source, os.path.join(work, f"{jobs}{name}"))
+                start = lambda: run([self.admin, "--version"])
+                other = fresh.setdefault(name, ladder)
+                took, beside = in_turns(turns, ladder, start if jobs == 0 else other)
                 if name == "Data.mdb":
                     self.grow("ladder", jobs, {
                         "all time": took.wall, "processor time": took.cpu,
                         f"{SYNCS} syncs of one page": SYNCS * self.sync_time})
                 if growth_only:
                     continue
-                base = first.setdefault(name, took.cpu)
+                goal = (0.5 if jobs == 0 else 1 / 1.1) if name == "Data.mdb" else None
                 self.table.add(f"ladder of {name}, {jobs:,} jobs, {size_mb(source):.0f} MB", took,
-                               note=f"{took.pages_read:.0f} pages read, "
-                                    f"{took.pages_written:.0f} written; "
-                                    f"CPU {took.cpu / base:.2f} × fresh")
+                               "mdbadm --version" if jobs == 0 else "that of 0 jobs", beside,
+                               f"{took.pages_read:.0f} pages read, "
+                               f"{took.pages_written:.0f} written", goal, by="cpu")
+                if jobs == 0 and name == "Data.mdb":
+                    self.window(ladder, source, os.path.join(work, "Data.mdb"))
         shutil.rmtree(work)
+
+    def ladder_of(self, source, target):
+        """One run of the ladder on a copy that is there before and afterwards."""
+        shutil.copyfile(source, target)
+        sync(target)
+
+        def ladder():
+            took = run([self.admin, "upgrade", target, "--kind",
+                        "tenkai" if "展開" in target else "data"])
+            restore(source, target)
+            return took
+        return ladder
+
+    def window(self, ladder, source, target):
+        """From the press to the caption, in the window's own time."""
+        if not os.path.exists(self.window_program):
+            print("  no bench_window: the window is not measured", flush=True)
+            return
+
+        def press():
+            shutil.copyfile(source, target)
+            sync(target)
+            shown = subprocess.run([self.window_program, target], capture_output=True, text=True,
+                                   check=True, env={**os.environ, "QT_QPA_PLATFORM": "offscreen"})
+            return Usage(float(shown.stdout) / 1e3)
+        pressed, ran = in_turns(max(self.repeat, 9), press, ladder)
+        self.table.add("window, from the press on DB更新 to Ver 27", pressed, "mdbadm upgrade", ran,
+                       "theirs is the whole run of a program", 0.5)
 
     def grow(self, plot_name, jobs, points):
         for name, value in points.items():
@@ -279,35 +241,74 @@ class Bench:
     def large(self):
         file = data_of(self.sample(self.sizes.large_jobs))
         warm(file)
-        shown = median([run([self.admin, "info", file]) for _ in range(21)])
+        shown, = in_turns(21, lambda: run([self.admin, "info", file]))
         self.table.add(f"version of a file of {size_mb(file):.0f} MB", shown,
                        note=f"{shown.pages_read:.0f} pages read, libraries included")
         for jobs in self.sizes.all_jobs():
             file = data_of(self.sample(jobs))
             warm(file)
-            last = jobs == self.sizes.large_jobs
-            checked, scanned = in_turns(
-                self.repeat, lambda: run([self.admin, "check", file]),
-                lambda: run([self.admin, "rows", file, "Data_角_単体設定"]))
+            checked, scanned, summed = in_turns(
+                min(self.repeat, 3), lambda: run([self.admin, "check", file]),
+                lambda: run([self.admin, "rows", file, "Data_角_単体設定"]),
+                lambda: run(["md5sum", file]))
             reading = size_mb(file) / self.read_rate
             self.grow("check", jobs, {"check": checked.wall, "reading the file": reading})
             self.grow("scan", jobs, {"rows": scanned.wall, "reading the file": reading})
-            if last:
-                self.table.add(f"check of it", checked,
-                               note=f"{size_mb(file) / checked.wall:.0f} MB/s")
+            if jobs == self.sizes.large_jobs:
+                self.table.add("check of it", checked, "md5sum", summed,
+                               f"{size_mb(file) / checked.wall:.0f} MB/s", 0.9, 64)
 
     def compaction(self):
         for jobs in (self.sizes.scan_jobs, self.sizes.large_jobs):
             file = data_of(self.sample(jobs))
             warm(file)
+            large = jobs == self.sizes.large_jobs
             copied, compacted = in_turns(
-                self.repeat, lambda: run(["cp", file, self.fresh("copy.mdb")]),
+                min(self.repeat, 3), lambda: run(["cp", file, self.fresh("copy.mdb")]),
                 lambda: run([self.admin, "compact", file, self.fresh("compact.mdb")]))
             self.table.add(f"compact a file of {size_mb(file):.0f} MB", compacted, "cp", copied,
                            f"{size_mb(file) / compacted.wall:.0f} MB/s, synced and checked; "
-                           "cp is neither")
+                           "cp is neither", None if large else 1 / 3, 64)
             self.fresh("copy.mdb")
             self.fresh("compact.mdb")
+
+    def recovery(self):
+        source, file = data_of(self.sample(self.sizes.scan_jobs)), self.fresh("broken.mdb")
+        shutil.copyfile(source, file)
+        with open(file, "r+b") as broken:  # the catalog
+            broken.seek(2 * PAGE)
+            broken.write(bytes(PAGE))
+        sync(file)
+        warm(file)
+        copied, recovered = in_turns(
+            min(self.repeat, 3), lambda: run(["cp", file, self.fresh("copy.mdb")]),
+            lambda: run([self.admin, "recover", file, self.fresh("new.mdb"), "--kind", "data"],
+                        statuses=(0, 5)))
+        self.table.add(f"recover a file of {size_mb(file):.0f} MB without its catalog", recovered,
+                       "cp", copied, f"{size_mb(file) / recovered.wall:.0f} MB/s, synced and "
+                       "checked; cp is neither", 1 / 6, 100)
+        for name in ("broken.mdb", "copy.mdb", "new.mdb"):
+            self.fresh(name)
+
+    def dump(self):
+        file = data_of(self.sample(self.sizes.dump_jobs))
+        warm(file)
+        ours = f"'{self.admin}' dump '{file}'"
+        theirs = (f"mdb-schema '{file}' sqlite; mdb-tables -1 '{file}' | while read -r t; "
+                  f"do mdb-export -I sqlite '{file}' \"$t\"; done")
+        mine, other = in_turns(self.repeat, lambda: run(["bash", "-c", ours]),
+                               lambda: run(["bash", "-c", theirs]))
+        what = f"dump of {size_mb(file):.0f} MB"
+        self.table.add(what, mine, "mdb-schema, mdb-export", other, "the text alone", 3)
+
+        def into(command):
+            target = self.fresh("dump.db")
+            return run(["bash", "-c", f"(echo 'BEGIN;'; {command}; echo 'COMMIT;') | "
+                        f"sqlite3 '{target}'"], statuses=(0, 1))
+        mine, other = in_turns(min(self.repeat, 3), lambda: into(ours), lambda: into(theirs))
+        self.table.add(f"{what} into sqlite3", mine, "mdb-schema, mdb-export", other,
+                       "sqlite3 takes most of both")
+        self.fresh("dump.db")
 
     # ---- queries
 
@@ -345,7 +346,7 @@ class Bench:
             theirs = ["sqlite3", "-tabs", other, statement]
             rows = compare_sets(ours, theirs)
             mine, others = in_turns(self.repeat, lambda: run(ours), lambda: run(theirs))
-            self.table.add(what, mine, "sqlite3", others, f"{rows:,} rows, the same")
+            self.table.add(what, mine, "sqlite3", others, f"{rows:,} rows, the same", 3, 100)
 
     def query_texts(self, file):
         listed = subprocess.run([self.admin, "queries", file, "--json"], capture_output=True,
@@ -376,36 +377,6 @@ class Bench:
 
 def data_of(folder):
     return os.path.join(folder, "Data.mdb")
-
-
-def size_mb(path):
-    return os.path.getsize(path) / MB
-
-
-def sync(path):
-    with open(path, "rb") as file:
-        os.fsync(file.fileno())
-
-
-def warm(path):
-    """Brings a file into the system's cache."""
-    block = bytearray(1 << 20)
-    with open(path, "rb", buffering=0) as file:
-        while file.readinto(block):
-            pass
-
-
-def restore(source, target):
-    """Makes `target` what `source` is, writing only what differs."""
-    with open(source, "rb", buffering=0) as before, open(target, "r+b", buffering=0) as now:
-        at = 0
-        while block := before.read(1 << 20):
-            if now.read(len(block)) != block:
-                now.seek(at)
-                now.write(block)
-            at += len(block)
-        now.truncate(at)
-        os.fsync(now.fileno())
 
 
 # ---- comparing outputs
@@ -518,14 +489,15 @@ def main():
     arguments.add_argument("--quick", action="store_true")
     arguments.add_argument("--docs")
     arguments.add_argument("--only", default="")
-    arguments.add_argument("--repeat", type=int, default=3)
+    arguments.add_argument("--repeat", type=int, default=5)
     options = arguments.parse_args()
     with tempfile.TemporaryDirectory(prefix="dbu-bench-") as folder:
         bench = Bench(os.path.abspath(options.programs), Sizes(options.quick), options.repeat,
                       folder)
         parts = {"limits": bench.measure_limits, "insert": bench.insert, "scan": bench.scan,
                  "ladders": bench.ladders, "queries": bench.queries, "large": bench.large,
-                 "compaction": bench.compaction}
+                 "compaction": bench.compaction, "recovery": bench.recovery,
+                 "dump": bench.dump}
         for name, part in parts.items():
             if options.only in name or name == "limits":  # the plots need them
                 print(f"== {name}", flush=True)

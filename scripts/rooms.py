@@ -50,7 +50,7 @@ MAY_INCLUDE = {
     "tests/support": BELOW_DB,
     "tests": ALL + ["tests/support", "fuzz"],
     "fuzz": BELOW_PROGRAMS + ["tests/support"],
-    "bench": BELOW_PROGRAMS,
+    "bench": BELOW_PROGRAMS + ["app", "app/assembly", "app/qt"],
 }
 
 INCLUDE = re.compile(r'^ *# *include *["<]([^">]+)[">]', re.M)
