@@ -4,6 +4,7 @@
 
 #include "jet/base/error.h"
 #include "jet/index/index.h"
+#include "jet/index/index_entries.h"
 #include "jet/index/index_key.h"
 #include "jet/row/row.h"
 #include "jet/row/table_def_chain.h"
@@ -142,30 +143,20 @@ std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def
   return def.real_indexes.size() - 1;
 }
 
-std::vector<IndexEntry> SortedEntries(const Table& table, const TableDef& def,
-                                      const RealIndex& index) {
-  std::vector<IndexEntry> entries;
+IndexEntries SortedEntries(const Table& table, const TableDef& def, const RealIndex& index) {
+  IndexEntries entries;
   Value value;
   for (TableScan scan(table); scan.Next();) {
     const Table::Row& row = scan.row();
-    IndexKey key = BuildKey(
+    const IndexKey key = BuildKey(
         def, index, [&](std::size_t ordinal) -> const Value& { return value = row.Get(ordinal); });
     if (key.all_null && index.ignore_nulls()) continue;
     if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey);
     // Keys with a Null part never collide.
-    key.bytes.push_back(key.some_null ? 1 : 0);
-    entries.push_back({std::move(key.bytes), row.id()});
+    entries.Add(key.bytes, !key.some_null, row.id());
   }
-  std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
-    return a.key != b.key ? a.key < b.key : a.row < b.row;
-  });
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (index.unique() && i != 0 && entries[i].key == entries[i - 1].key &&
-        entries[i].key.back() == 0) {
-      throw Error(ErrorCode::kDuplicateKey);
-    }
-  }
-  for (IndexEntry& entry : entries) entry.key.pop_back();
+  entries.Sort();
+  if (index.unique() && entries.HasTwice()) throw Error(ErrorCode::kDuplicateKey);
   return entries;
 }
 
@@ -210,7 +201,7 @@ void AddIndexTo(PageAllocator& allocator, SortOrder order, const Table& table, T
   Named({.column = spec.name}, [&] {
     PageNumber page_of_maps = def.owned_map.page;
     const std::size_t ordinal = AddIndexDef(allocator, order, def, spec, page_of_maps);
-    const std::vector<IndexEntry> entries = SortedEntries(table, def, def.real_indexes[ordinal]);
+    const IndexEntries entries = SortedEntries(table, def, def.real_indexes[ordinal]);
     def.real_indexes[ordinal].distinct_keys =
         Index(allocator.pager(), def, ordinal).Build(allocator, entries);
     StoreTableDef(def, allocator.pager(), allocator);

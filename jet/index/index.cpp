@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "jet/base/error.h"
+#include "jet/index/index_entries.h"
 
 namespace jet {
 namespace {
@@ -132,12 +133,12 @@ bool Index::EraseByRow(PageAllocator& allocator, RowId row) {
   return true;
 }
 
-std::uint32_t Index::Build(PageAllocator& allocator, const std::vector<IndexEntry>& sorted) {
+std::uint32_t Index::Build(PageAllocator& allocator, const IndexEntries& sorted) {
   IndexChange change(*pager_, allocator, *def_, real());
   std::uint32_t distinct = 0;
   IndexHint hint{.at_end = true, .leaf = {}};
-  for (const IndexEntry& entry : sorted) {
-    distinct += change.Insert(entry.key, entry.row, hint) ? 1 : 0;
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    distinct += change.Insert(sorted.key(i), sorted.row(i), hint) ? 1 : 0;
   }
   return distinct;
 }

@@ -16,12 +16,8 @@
 
 namespace jet {
 
+class IndexEntries;
 class PageAllocator;
-
-struct IndexEntry {
-  Bytes key;
-  RowId row;
-};
 
 // A handle on the tree of def.real_indexes[ordinal]. Walking and looking up change
 // nothing. REQUIRES: pager and definition outlive it and its cursors; for changes, a
@@ -83,7 +79,7 @@ class Index {
   bool EraseByRow(PageAllocator& allocator, RowId row);
   // Fills an empty tree (root leaf only) from entries in ascending order of key
   // and row. Returns the number of distinct keys.
-  std::uint32_t Build(PageAllocator& allocator, const std::vector<IndexEntry>& sorted);
+  std::uint32_t Build(PageAllocator& allocator, const IndexEntries& sorted);
 
   // Makes the root of a new index of the table `owner` an empty leaf, and lists it in
   // the index's map.

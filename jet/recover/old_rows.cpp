@@ -62,9 +62,10 @@ void OldRows::VisitPage(std::size_t position, const std::function<void(const Old
   const PageNumber page = pages_.rows[position];
   const PageRef ref = pager_->Read(page);
   const RowsOfPage rows(ref.bytes());
+  const bool doubtful = IsDoubtful(page);
   for (std::size_t row = 0; row < rows.size(); ++row) {
     row_.id = {page, static_cast<std::uint8_t>(row)};
-    row_.doubtful = IsDoubtful(page);
+    row_.doubtful = doubtful;
     if (rows.kind(row) == SlotKind::kLive) {
       Judge(rows.bytes(row), visit);
     } else if (rows.kind(row) == SlotKind::kMoved) {

@@ -29,7 +29,8 @@ struct KnownDatabase {
 
 struct RecoverOptions {
   std::string password{};
-  PagerLimits limits{};
+  // Of the pages that are kept of either file.
+  PagerLimits limits{.clean_bytes = std::size_t{8} << 20};
   Clock clock{};  // empty: SystemClock()
   // What such databases look like, by version. Asked for where definitions or names
   // are lost; empty: nothing is known.

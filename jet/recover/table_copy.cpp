@@ -77,7 +77,7 @@ TableCopy::TableCopy(NewFile& file, const TableDef& def, const Properties& prope
   for (std::size_t real = 0; real < def.real_indexes.size(); ++real) {
     const RealIndex& index = def.real_indexes[real];
     if ((index.unique() || index.required()) && !IsRelation(def, real)) {
-      rules_.push_back({real, false, {}});
+      rules_.push_back({real, false, {}, {}});
     }
   }
 }
@@ -89,27 +89,28 @@ bool TableCopy::LacksRequired(const OldRow& row) const {
 
 TableCopy::Place TableCopy::PlaceOf(const OldRow& row) {
   if (LacksRequired(row)) return Place::kMissing;
-  std::vector<std::pair<Rule*, std::string>> keys;
   for (Rule& rule : rules_) {
+    rule.key.clear();
     if (rule.dropped) continue;
     const RealIndex& index = def_->real_indexes[rule.real];
     try {
       Value value;
-      const IndexKey key = BuildKey(*def_, index, [&](std::size_t ordinal) -> const Value& {
+      IndexKey key = BuildKey(*def_, index, [&](std::size_t ordinal) -> const Value& {
         return value = judge_.ValueOf(row, ordinal);
       });
       if (key.some_null && index.required()) return Place::kMissing;
       if (key.some_null || !index.unique()) continue;
-      std::string bytes(key.bytes.begin(), key.bytes.end());
-      if (rule.keys.contains(bytes)) return Place::kDuplicate;
-      keys.emplace_back(&rule, std::move(bytes));
+      if (rule.keys.Contains(key.bytes)) return Place::kDuplicate;
+      rule.key = std::move(key.bytes);
     } catch (const Error& error) {
       if (error.code() == ErrorCode::kIo) throw;
       rule.dropped = true;  // and so will the index be
-      rule.keys.clear();
+      rule.keys.Clear();
     }
   }
-  for (auto& [rule, key] : keys) rule->keys.insert(std::move(key));
+  for (Rule& rule : rules_) {
+    if (!rule.key.empty()) rule.keys.Insert(rule.key);
+  }
   return Place::kTable;
 }
 
@@ -190,6 +191,7 @@ void TableCopy::KeepNumbers(const ObjectInfo& table) {
 }
 
 ObjectInfo TableCopy::Finish(const NewObject& object, std::uint32_t last_autonumber) {
+  for (Rule& rule : rules_) rule.keys.Clear();  // all rows are there
   table_.PassAutonumber(last_autonumber);
   ObjectInfo info = table_.Finish(object);
   BuildIndexes(info);

@@ -4,10 +4,10 @@
 
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "jet/database/spec.h"
+#include "jet/recover/key_set.h"
 #include "jet/recover/new_file.h"
 #include "jet/recover/old_rows.h"
 #include "jet/recover/recover_report.h"
@@ -35,7 +35,8 @@ class TableCopy {
   struct Rule {
     std::size_t real = 0;
     bool dropped = false;
-    std::unordered_set<std::string> keys;
+    KeySet keys;
+    Bytes key;  // of the row being placed; empty: none that counts
   };
   Place PlaceOf(const OldRow& row);
   bool LacksRequired(const OldRow& row) const;

@@ -20,6 +20,11 @@ using namespace test_support;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+struct KeyOfRow {
+  Bytes key;
+  RowId row;
+};
+
 // An empty tree.
 class TreeFile {
  public:
@@ -290,7 +295,7 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
     const TreeReport before = CheckTree(allocator, DefOf(table), i);
     EXPECT_THAT(before.faults, IsEmpty());
     const std::vector<RowId> rows = RowIds(table);
-    std::vector<IndexEntry> entries;
+    std::vector<KeyOfRow> entries;
     for (Index::Cursor at = index.First(); at.valid(); at.Next()) {
       entries.push_back({Bytes(at.key().begin(), at.key().end()), at.row()});
       EXPECT_TRUE(std::ranges::binary_search(rows, at.row()));
@@ -300,12 +305,12 @@ TEST_F(TreesOfTables, OfRealFilesAreReadAndRewritten) {
     EXPECT_TRUE(entries.size() == rows.size() || DefOf(table).real_indexes[i].ignore_nulls());
 
     Scope scope(allocator.pager());
-    std::erase_if(entries, [](const IndexEntry& e) { return e.key.size() > kMaxIndexEntryBytes; });
+    std::erase_if(entries, [](const KeyOfRow& e) { return e.key.size() > kMaxIndexEntryBytes; });
     std::shuffle(entries.begin(), entries.end(), std::mt19937(7));
     entries.resize(entries.size() * 3 / 4);
-    for (const IndexEntry& e : entries) EXPECT_TRUE(index.Erase(allocator, e.key, e.row));
+    for (const KeyOfRow& e : entries) EXPECT_TRUE(index.Erase(allocator, e.key, e.row));
     EXPECT_THAT(CheckTree(allocator, DefOf(table), i).faults, IsEmpty());
-    for (const IndexEntry& e : entries) index.Insert(allocator, e.key, e.row);
+    for (const KeyOfRow& e : entries) index.Insert(allocator, e.key, e.row);
     const TreeReport after = CheckTree(allocator, DefOf(table), i);
     EXPECT_THAT(after.faults, IsEmpty());
     EXPECT_EQ(after.entries, before.entries);
