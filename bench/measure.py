@@ -87,7 +87,8 @@ class Table:
         wanted = [f"{goal:.2g} ×"] if goal else []
         wanted += [f"{memory} MB"] if memory else []
         aim = ", ".join(wanted) + (": met" if met else ": not met") if wanted else ""
-        self.lines.append((what, seconds(ours.wall), seconds(ours.cpu), f"{ours.peak_mb:.0f} MB",
+        self.lines.append((what, seconds(ours.wall), seconds(ours.cpu) if ours.cpu else "",
+                           f"{ours.peak_mb:.0f} MB" if ours.peak_mb else "",
                            beside, seconds(theirs.wall) if theirs else "",
                            seconds(theirs.cpu) if theirs else "", ratio, spread, aim, note))
         print("  " + "  ".join(cell for cell in self.lines[-1] if cell), flush=True)

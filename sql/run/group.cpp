@@ -1,5 +1,8 @@
 #include "sql/run/group.h"
 
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -10,6 +13,7 @@ namespace {
 // Spellings of one value are remembered up to this many, so that the memory
 // follows the number of groups.
 constexpr std::size_t kMaxSpellings = 200'000;
+constexpr std::size_t kRecent = 1024;
 
 bool IsExtreme(Aggregation function) {
   return function == Aggregation::kMin || function == Aggregation::kMax ||
@@ -26,6 +30,16 @@ bool IsSpread(Aggregation function) {
 std::size_t ValueIndex::Find(const std::vector<NodePtr>& nodes, Context& context) {
   raw_.clear();
   for (const NodePtr& node : nodes) AppendRawKey(node->Evaluate(context), raw_);
+  if (recent_.empty()) recent_.resize(kRecent);
+  const std::uint64_t hash = XXH3_64bits(raw_.data(), raw_.size());
+  Recent& recent = recent_[hash % kRecent];
+  if (recent.hash != hash || recent.raw != raw_) {
+    recent = {hash, FindBySpelling(nodes, context), raw_};
+  }
+  return recent.number;
+}
+
+std::size_t ValueIndex::FindBySpelling(const std::vector<NodePtr>& nodes, Context& context) {
   if (const auto known = by_raw_.find(raw_); known != by_raw_.end()) return known->second;
   key_.clear();
   for (const NodePtr& node : nodes) {

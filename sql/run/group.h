@@ -1,6 +1,7 @@
 // Grouping, DISTINCT, ORDER BY and TOP.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -22,9 +23,22 @@ class ValueIndex {
   void Clear() {
     by_raw_.clear();
     by_key_.clear();
+    recent_.clear();
   }
 
  private:
+  // Spellings met lately, each at the place that its hash gives it: most rows are of
+  // few groups.
+  struct Recent {
+    std::uint64_t hash = 0;
+    std::size_t number = 0;
+    std::string raw;
+  };
+
+  // Of the row whose values are in raw_.
+  std::size_t FindBySpelling(const std::vector<NodePtr>& nodes, Context& context);
+
+  std::vector<Recent> recent_;
   std::unordered_map<std::string, std::size_t> by_raw_, by_key_;
   std::string raw_, key_;
 };
