@@ -3,10 +3,16 @@
 
 namespace mdbadm {
 
+namespace {
+// Joins take memory of their own beside it.
+constexpr std::size_t kCacheBytes = std::size_t{16} << 20;
+}  // namespace
+
 std::unique_ptr<jet::Database> OpenToRead(Program& program, const std::string& path,
                                           const std::string& password) {
   jet::OpenOptions options;
   options.password = password;
+  options.cache_bytes = kCacheBytes;
   auto database = jet::Database::Open(program.files, path, options);
   WarnOfLockFile(program, path);
   return database;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -19,6 +20,7 @@ constexpr int kMantissaBits = 53;
 constexpr int kShift = 62;  // powers of two up to here are integers of sqlite3
 constexpr std::int64_t kSecondsPerDay = 86'400;
 constexpr std::int64_t kMostPerSecond = 1'000'000'000;
+constexpr double kPlainWhole = 1e6;     // whole numbers below are written digit by digit
 constexpr double kNoise = 4;            // in units of the last place
 constexpr std::size_t kDateChars = 10;  // of "2010-01-04"
 
@@ -66,6 +68,8 @@ void AppendParts(std::string& out, double number) {
   }
 }
 
+bool IsMinusZero(double number) { return number == 0 && std::signbit(number); }
+
 // How many digits a decimal has, without leading zeros.
 std::size_t DigitsOf(std::string_view decimal) {
   std::size_t digits = 0;
@@ -76,9 +80,18 @@ std::size_t DigitsOf(std::string_view decimal) {
   return digits;
 }
 
+void AppendWhole(std::string& out, std::int64_t number) {
+  constexpr std::size_t kMostDigits = 20;
+  char digits[kMostDigits];
+  out.append(digits, std::to_chars(digits, digits + kMostDigits, number).ptr);
+}
+
 template <class Real>
 void AppendReal(std::string& out, Real number) {
-  if (std::isnan(number)) {
+  if (std::fabs(number) < kPlainWhole && number == std::trunc(number) && !IsMinusZero(number)) {
+    AppendWhole(out, static_cast<std::int64_t>(number));
+    out += ".0";
+  } else if (std::isnan(number)) {
     out += "'NaN'";
   } else if (std::isinf(number)) {
     out += number < 0 ? "-9e999" : "9e999";
@@ -177,6 +190,8 @@ void AppendSqlValue(std::string& out, const jet::Value& value, int scale) {
     out += "NULL";
   } else if (const auto* flag = std::get_if<bool>(&value)) {
     out += *flag ? '1' : '0';
+  } else if (const auto* whole = std::get_if<std::int32_t>(&value)) {
+    AppendWhole(out, *whole);
   } else if (const auto* text = std::get_if<std::string>(&value)) {
     AppendSqlText(out, *text);
   } else if (const auto* bytes = std::get_if<jet::Bytes>(&value)) {
