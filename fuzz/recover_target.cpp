@@ -256,8 +256,9 @@ std::vector<SoundFile> WithRows(std::vector<SoundFile> files) {
 }
 
 jet::Bytes SeedOf(const SoundFile& file, std::size_t number) {
-  jet::Bytes seed{static_cast<std::uint8_t>(number)};
-  seed.insert(seed.end(), file.image.begin(), file.image.end());
+  jet::Bytes seed(1 + file.image.size());
+  seed[0] = static_cast<std::uint8_t>(number);
+  std::ranges::copy(file.image, seed.begin() + 1);
   return seed;
 }
 
