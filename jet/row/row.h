@@ -36,11 +36,16 @@ class RowView {
   // The stored bytes of a column; nothing for Null and for Booleans.
   std::optional<ByteView> Raw(const ColumnDef& column) const;
   bool Boolean(const ColumnDef& column) const;
+  // A number, a date in days or a Boolean (true is -1); false for Null. kWrongType for
+  // columns of other types.
+  bool Number(const ColumnDef& column, double& out) const;
   ByteView bytes() const { return bytes_; }
   RowLayout layout() const { return layout_; }
 
  private:
   bool HasBit(ColumnId id) const;
+  // REQUIRES: a fixed column that is not Null.
+  ByteView FixedField(const ColumnDef& column) const;
   std::size_t VariableOffset(std::size_t j) const;
   ByteView bytes_;
   RowLayout layout_;
@@ -52,8 +57,6 @@ void RequireFits(std::string_view name, ColumnType type, std::size_t length, con
 
 // Stored bytes -> value, for every type but long values.
 Value DecodeField(const ColumnDef& column, ByteView stored);
-// The same of a number or a date, as a double. kWrongType.
-double DecodeNumber(const ColumnDef& column, ByteView stored);
 
 // Puts the bytes of a row together; keeps its buffers from row to row.
 class RowEncoder {

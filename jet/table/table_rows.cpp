@@ -54,16 +54,12 @@ bool TableRow::GetText(std::size_t ordinal, std::string& out) const {
 
 bool TableRow::GetNumber(std::size_t ordinal, double& out) const {
   const ColumnDef& column = table_->loaded().columns[ordinal];
-  return table_->Named([&] {
-    const RowView view(bytes_, layout_);
-    if (column.type == ColumnType::kBoolean) {
-      out = view.Boolean(column) ? -1 : 0;
-      return true;
-    }
-    const auto raw = view.Raw(column);
-    if (raw) out = DecodeNumber(column, *raw);
-    return raw.has_value();
-  });
+  return table_->Named([&] { return RowView(bytes_, layout_).Number(column, out); });
+}
+
+std::optional<ByteView> TableRow::Stored(std::size_t ordinal) const {
+  const ColumnDef& column = table_->loaded().columns[ordinal];
+  return table_->Named([&] { return RowView(bytes_, layout_).Raw(column); });
 }
 
 TableScan::TableScan(const Table& table) {

@@ -19,6 +19,9 @@ class Column : public Node {
     context.sources[source_]->Read(context.handles[source_], ordinal_, result_);
     return result_;
   }
+  void AppendSpelling(Context& context, std::string& out) override {
+    context.sources[source_]->AppendSpelling(context.handles[source_], ordinal_, out);
+  }
 
  private:
   std::size_t source_, ordinal_;

@@ -25,6 +25,10 @@ class Node {
   virtual ~Node() = default;
   // The value for the rows in `context`; valid until the next call.
   virtual const Datum& Evaluate(Context& context) = 0;
+  // Appends bytes that are different for values that differ; one value may have several.
+  virtual void AppendSpelling(Context& context, std::string& out) {
+    AppendRawKey(Evaluate(context), out);
+  }
   const TypeInfo& type() const { return type_; }
   bool is_text() const { return jet::IsText(type_.type); }
 

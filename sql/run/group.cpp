@@ -13,7 +13,7 @@ namespace {
 // Spellings of one value are remembered up to this many, so that the memory
 // follows the number of groups.
 constexpr std::size_t kMaxSpellings = 200'000;
-constexpr std::size_t kRecent = 1024;
+constexpr std::size_t kLeastRecent = 64, kMostRecent = 16'384;
 
 bool IsExtreme(Aggregation function) {
   return function == Aggregation::kMin || function == Aggregation::kMax ||
@@ -29,10 +29,14 @@ bool IsSpread(Aggregation function) {
 
 std::size_t ValueIndex::Find(const std::vector<NodePtr>& nodes, Context& context) {
   raw_.clear();
-  for (const NodePtr& node : nodes) AppendRawKey(node->Evaluate(context), raw_);
-  if (recent_.empty()) recent_.resize(kRecent);
+  for (const NodePtr& node : nodes) node->AppendSpelling(context, raw_);
+  if (recent_.size() < std::min(2 * size(), kMostRecent)) {
+    recent_.assign(std::min(4 * size(), kMostRecent), {});
+  } else if (recent_.empty()) {
+    recent_.resize(kLeastRecent);
+  }
   const std::uint64_t hash = XXH3_64bits(raw_.data(), raw_.size());
-  Recent& recent = recent_[hash % kRecent];
+  Recent& recent = recent_[hash % recent_.size()];
   if (recent.hash != hash || recent.raw != raw_) {
     recent = {hash, FindBySpelling(nodes, context), raw_};
   }
@@ -107,28 +111,36 @@ void GroupStep::Collect() {
 }
 
 void GroupStep::Accumulate(std::size_t group) {
-  for (std::size_t i = 0; i < aggregates_.size(); ++i) {
-    const Aggregate& aggregate = aggregates_[i];
-    const std::size_t at = group * aggregates_.size() + i;
+  std::size_t at = group * aggregates_.size();
+  for (const Aggregate& aggregate : aggregates_) {
     Total& total = totals_[at];
     if (aggregate.function == Aggregation::kCountRows) {
       ++total.count;
-      continue;
-    }
-    const Datum& value = aggregate.argument->Evaluate(context_);
-    if (IsExtreme(aggregate.function)) {
-      Extend(aggregate, value, at);
-    } else if (!value.null()) {
-      ++total.count;
-      if (IsSpread(aggregate.function)) {
-        Spread& spread = spreads_[at];
-        const double number = NeedNumber(value), before = number - spread.mean;
-        spread.mean += before / static_cast<double>(total.count);
-        spread.squares += before * (number - spread.mean);
-      } else if (aggregate.function != Aggregation::kCount) {
-        total.sum += NeedNumber(value);
+    } else {
+      const Datum& value = aggregate.argument->Evaluate(context_);
+      if (aggregate.function == Aggregation::kSum && value.is_number()) {
+        ++total.count;
+        total.sum += value.number;
+      } else {
+        AddValue(aggregate, value, at);
       }
     }
+    ++at;
+  }
+}
+
+void GroupStep::AddValue(const Aggregate& aggregate, const Datum& value, std::size_t at) {
+  if (IsExtreme(aggregate.function)) return Extend(aggregate, value, at);
+  if (value.null()) return;
+  Total& total = totals_[at];
+  ++total.count;
+  if (IsSpread(aggregate.function)) {
+    Spread& spread = spreads_[at];
+    const double number = NeedNumber(value), before = number - spread.mean;
+    spread.mean += before / static_cast<double>(total.count);
+    spread.squares += before * (number - spread.mean);
+  } else if (aggregate.function != Aggregation::kCount) {
+    total.sum += NeedNumber(value);
   }
 }
 

@@ -63,6 +63,7 @@ class GroupStep : public Step {
   };
   void Collect();
   void Accumulate(std::size_t group);
+  void AddValue(const Aggregate& aggregate, const Datum& value, std::size_t at);
   void Extend(const Aggregate& aggregate, const Datum& value, std::size_t at);
   void Result(const Aggregate& aggregate, std::size_t at, Datum& out) const;
 

@@ -21,8 +21,7 @@ double DistinctKeys(const jet::Table& table, std::size_t column) {
   return most;
 }
 
-// How a number of this type counts in expressions; nothing for other types.
-std::optional<Kind> NumberKind(jet::ColumnType type) {
+Kind KindOf(jet::ColumnType type) {
   switch (type) {
     case jet::ColumnType::kBoolean:
       return Kind::kBoolean;
@@ -35,12 +34,20 @@ std::optional<Kind> NumberKind(jet::ColumnType type) {
       return Kind::kDouble;
     case jet::ColumnType::kDateTime:
       return Kind::kDate;
+    case jet::ColumnType::kText:
+    case jet::ColumnType::kMemo:
+      return Kind::kText;
     default:
-      return std::nullopt;
+      return Kind::kBytes;
   }
 }
 
 }  // namespace
+
+void Source::AppendSpelling(Handle handle, std::size_t column, std::string& out) {
+  Read(handle, column, spelled_);
+  AppendRawKey(spelled_, out);
+}
 
 TableSource::TableSource(std::shared_ptr<jet::Table> table) : table_(std::move(table)) {
   for (const jet::ColumnInfo& column : table_->columns()) {
@@ -49,6 +56,7 @@ TableSource::TableSource(std::shared_ptr<jet::Table> table) : table_(std::move(t
                         .max_chars = column.type == jet::ColumnType::kText ? column.max_chars() : 0,
                         .scale = column.scale,
                         .distinct = DistinctKeys(*table_, columns_.size())});
+    kinds_.push_back(KindOf(column.type));
   }
 }
 
@@ -99,16 +107,28 @@ const jet::Table::Row& TableSource::RowAt(Handle handle) {
 void TableSource::Read(Handle handle, std::size_t column, Datum& out) {
   if (handle == 0) return out.SetNull();
   const jet::Table::Row& row = RowAt(handle);
-  const SourceColumn& info = columns_[column];
-  double number = 0;
-  if (jet::IsText(info.type)) {
+  const Kind kind = kinds_[column];
+  if (kind < Kind::kText) {
+    if (!row.GetNumber(column, out.number)) return out.SetNull();
+    out.kind = kind;
+  } else if (kind == Kind::kText) {
     out.kind = row.GetText(column, out.text) ? Kind::kText : Kind::kNull;
-  } else if (const std::optional<Kind> kind = NumberKind(info.type)) {
-    if (!row.GetNumber(column, number)) return out.SetNull();
-    out.SetNumber(*kind, number);
   } else {
-    FromValue(row.Get(column), info.scale, out);
+    FromValue(row.Get(column), columns_[column].scale, out);
   }
+}
+
+// Texts need not be decoded for it.
+void TableSource::AppendSpelling(Handle handle, std::size_t column, std::string& out) {
+  if (handle == 0 || columns_[column].type != jet::ColumnType::kText) {
+    return Source::AppendSpelling(handle, column, out);
+  }
+  const std::optional<jet::ByteView> stored = RowAt(handle).Stored(column);
+  const char head[] = {static_cast<char>(stored ? Kind::kText : Kind::kNull),
+                       static_cast<char>(stored ? stored->size() & 0xFF : 0),
+                       static_cast<char>(stored ? stored->size() >> 8 : 0)};
+  out.append(head, sizeof head);
+  if (stored) out.append(reinterpret_cast<const char*>(stored->data()), stored->size());
 }
 
 const jet::Value& TableSource::ReadValue(Handle handle, std::size_t column, jet::Value& scratch) {

@@ -35,11 +35,16 @@ class Source {
   virtual bool Advance(Handle& handle) = 0;
   virtual void Rewind() = 0;
   virtual void Read(Handle handle, std::size_t column, Datum& out) = 0;
+  // Appends bytes that are different for values that differ; one value may have several.
+  virtual void AppendSpelling(Handle handle, std::size_t column, std::string& out);
   // The value as it is stored; `scratch` may be used to hold it.
   virtual const jet::Value& ReadValue(Handle handle, std::size_t column, jet::Value& scratch) = 0;
 
  protected:
   std::vector<SourceColumn> columns_;
+
+ private:
+  Datum spelled_;
 };
 
 // A stored table. A handle is the row's address.
@@ -56,9 +61,13 @@ class TableSource : public Source {
   bool Advance(Handle& handle) override;
   void Rewind() override;
   void Read(Handle handle, std::size_t column, Datum& out) override;
+  void AppendSpelling(Handle handle, std::size_t column, std::string& out) override;
   const jet::Value& ReadValue(Handle handle, std::size_t column, jet::Value& scratch) override;
 
  private:
+  // How a column is read: kText, a kind of numbers, or kBytes for all others.
+  std::vector<Datum::Kind> kinds_;
+
   const jet::Table::Row& RowAt(Handle handle);
 
   std::shared_ptr<jet::Table> table_;

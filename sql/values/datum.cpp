@@ -106,6 +106,10 @@ void AppendNumberKey(double number, std::string& out) {
   out.append(bytes, sizeof bytes);
 }
 
+void AppendBits(std::uint64_t bits, std::string& out) {
+  out.append(reinterpret_cast<const char*>(&bits), sizeof bits);
+}
+
 Ordering Order(int difference) {
   if (difference == 0) return Ordering::kEqual;
   return difference < 0 ? Ordering::kLess : Ordering::kGreater;
@@ -271,9 +275,9 @@ void AppendSortKey(jet::SortOrder order, const Datum& datum, bool descending, st
 void AppendRawKey(const Datum& datum, std::string& out) {
   out += static_cast<char>(datum.kind);
   if (datum.is_number()) {
-    AppendNumberKey(datum.number, out);
+    AppendBits(NumberBits(datum.number), out);
   } else if (!datum.null()) {
-    AppendNumberKey(static_cast<double>(datum.text.size()), out);
+    AppendBits(datum.text.size(), out);
     out += datum.text;
   }
 }
