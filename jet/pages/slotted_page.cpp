@@ -82,6 +82,10 @@ void Resize(PageSpan page, std::size_t rows, std::size_t row, std::size_t length
   PutFree(page, rows);
 }
 
+[[noreturn]] void ThrowNoRow(PageNumber page, std::size_t row) {
+  throw Error::Damaged(page, "no row " + std::to_string(row));
+}
+
 }  // namespace
 
 bool RowPage::IsRowPage(PageView page) { return GetU16(page, 0) == kPageType; }
@@ -104,14 +108,22 @@ std::uint32_t RowPage::owner() const { return OwnerOf(page_); }
 std::uint16_t RowPage::free_bytes() const { return GetU16(page_, kFree); }
 
 SlotKind RowPage::kind(std::size_t row) const {
-  if (row >= rows_) throw Error::Damaged(number_, "no row " + std::to_string(row));
+  if (row >= rows_) ThrowNoRow(number_, row);
   return KindOf(Slot(page_, row));
 }
 
 ByteView RowPage::row(std::size_t row) const {
-  if (row >= rows_) throw Error::Damaged(number_, "no row " + std::to_string(row));
+  if (row >= rows_) ThrowNoRow(number_, row);
   const std::size_t start = Offset(page_, row);
   return page_.subspan(start, End(page_, row) - start);
+}
+
+std::optional<std::size_t> RowPage::FirstHome(std::size_t from) const {
+  for (std::size_t row = from; row < rows_; ++row) {
+    const SlotKind found = KindOf(Slot(page_, row));
+    if (found == SlotKind::kLive || found == SlotKind::kMoved) return row;
+  }
+  return std::nullopt;
 }
 
 void InitRowPage(PageSpan page, std::uint32_t owner) {

@@ -45,6 +45,8 @@ class RowPage {
   PageView page() const { return page_; }
   SlotKind kind(std::size_t row) const;
   ByteView row(std::size_t row) const;  // its bytes, deleted ones included
+  // The first slot from `from` on that is a row's own: a live or a moved one.
+  std::optional<std::size_t> FirstHome(std::size_t from) const;
 
  private:
   PageNumber number_;

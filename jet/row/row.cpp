@@ -12,14 +12,6 @@ namespace {
 
 constexpr std::size_t kFixedAt = 2;
 
-// Whether a row with ids below `columns` can have a variable field that is still there.
-// If not, it may be from before the first variable column, which was dropped since.
-bool HasVariableBelow(const TableDef& def, std::size_t columns) {
-  return std::ranges::any_of(def.columns, [columns](const ColumnDef& column) {
-    return column.id.value < columns && !column.fixed() && column.type != ColumnType::kBoolean;
-  });
-}
-
 template <class T>
 const T& As(const ColumnDef& column, const Value& value) {
   if (const T* exact = std::get_if<T>(&value)) return *exact;
@@ -130,6 +122,15 @@ inline double DecodeNumber(const ColumnDef& column, ByteView stored) {
   }
 }
 
+std::size_t OffsetOf(ByteView bytes, std::size_t mask_at, std::size_t variables, std::size_t j) {
+  const std::size_t table_at = mask_at - 4 - 2 * variables;
+  const std::size_t offset = GetU16(bytes, mask_at - 4 - 2 * j);
+  if (offset > table_at || offset < kFixedAt) {
+    throw Error(ErrorCode::kDamaged, "a row's variable fields leave the row");
+  }
+  return offset;
+}
+
 }  // namespace
 
 std::size_t DeclaredWidth(const TableDef& def) {
@@ -138,35 +139,46 @@ std::size_t DeclaredWidth(const TableDef& def) {
   return kFixedAt + def.fixed_width() + offsets + (std::size_t{def.next_column_id} + 7) / 8;
 }
 
-RowView::RowView(const TableDef& def, ByteView bytes) : bytes_(bytes) {
+RowShape::RowShape(const TableDef& def)
+    : columns(def.next_column_id),
+      variables(def.next_variable_slot),
+      first_variable(def.next_column_id) {
+  for (const ColumnDef& column : def.columns) {
+    if (column.fixed() || column.type == ColumnType::kBoolean) continue;
+    first_variable = std::min(first_variable, column.id.value);
+  }
+}
+
+// Put together at its end: a whole that is read right after its parts were written one by
+// one makes the processor wait.
+RowLayout LayoutOf(const RowShape& shape, ByteView bytes) {
   const std::size_t columns = GetU16(bytes, 0);
-  if (columns > def.next_column_id) {
+  if (columns > shape.columns) {
     throw Error(ErrorCode::kDamaged, "a row has more columns than its table");
   }
   const std::size_t mask_bytes = (columns + 7) / 8;
   if (kFixedAt + mask_bytes > bytes.size()) ThrowOutside(kFixedAt + mask_bytes);
   const std::size_t mask_at = bytes.size() - mask_bytes;
-  layout_.columns = static_cast<std::uint16_t>(columns);
-  layout_.mask_at = layout_.fixed_end = static_cast<std::uint16_t>(mask_at);
-  if (def.next_variable_slot == 0) return;
-  if (columns < def.next_column_id && !HasVariableBelow(def, columns)) return;
-  if (mask_at < kFixedAt + 4) ThrowOutside(mask_at);
-  layout_.variables = GetU16(bytes, mask_at - 2);
-  if (layout_.variables > def.next_variable_slot ||
-      4 + 2 * std::size_t{layout_.variables} + kFixedAt > mask_at) {
-    throw Error(ErrorCode::kDamaged, "a row has more variable fields than fit");
+  std::size_t variables = 0, fixed_end = mask_at;
+  // It may be from before the first variable column, if that was dropped since.
+  const bool is_older = columns < shape.columns && columns <= shape.first_variable;
+  if (shape.variables != 0 && !is_older) {
+    if (mask_at < kFixedAt + 4) ThrowOutside(mask_at);
+    variables = GetU16(bytes, mask_at - 2);
+    if (variables > shape.variables || 4 + 2 * variables + kFixedAt > mask_at) {
+      throw Error(ErrorCode::kDamaged, "a row has more variable fields than fit");
+    }
+    fixed_end = OffsetOf(bytes, mask_at, variables, 0);
   }
-  layout_.fixed_end = static_cast<std::uint16_t>(VariableOffset(0));
+  return {.columns = static_cast<std::uint16_t>(columns),
+          .variables = static_cast<std::uint16_t>(variables),
+          .mask_at = static_cast<std::uint16_t>(mask_at),
+          .fixed_end = static_cast<std::uint16_t>(fixed_end)};
 }
 
 // Offset 0 .. k; the k-th is the end of the data.
 std::size_t RowView::VariableOffset(std::size_t j) const {
-  const std::size_t table_at = layout_.mask_at - 4 - 2 * std::size_t{layout_.variables};
-  const std::size_t offset = GetU16(bytes_, layout_.mask_at - 4 - 2 * j);
-  if (offset > table_at || offset < kFixedAt) {
-    throw Error(ErrorCode::kDamaged, "a row's variable fields leave the row");
-  }
-  return offset;
+  return OffsetOf(bytes_, layout_.mask_at, layout_.variables, j);
 }
 
 inline bool RowView::HasBit(ColumnId id) const {
@@ -190,12 +202,12 @@ bool RowView::Number(const ColumnDef& column, double& out) const {
     return true;
   }
   if (!has) return false;
-  out = DecodeNumber(column, column.fixed() ? FixedField(column) : *Raw(column));
+  out = DecodeNumber(column, column.fixed() ? FixedField(column) : Stored(column));
   return true;
 }
 
-std::optional<ByteView> RowView::Raw(const ColumnDef& column) const {
-  if (column.type == ColumnType::kBoolean || !HasBit(column.id)) return std::nullopt;
+ByteView RowView::Stored(const ColumnDef& column) const {
+  if (column.type == ColumnType::kBoolean || !HasBit(column.id)) return {};
   if (column.fixed()) return FixedField(column);
   if (column.variable_slot >= layout_.variables) {
     throw Error(ErrorCode::kDamaged, "a variable field leaves the row").OfColumn(column.name);

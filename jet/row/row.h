@@ -23,18 +23,34 @@ inline constexpr std::size_t kMaxRowBytes = 4060;
 // over kMaxRowBytes.
 std::size_t DeclaredWidth(const TableDef& def);
 
+// What the bytes of all rows of a table depend on.
+struct RowShape {
+  RowShape() = default;
+  explicit RowShape(const TableDef& def);
+  std::uint16_t columns = 0;         // highest column id + 1
+  std::uint16_t variables = 0;       // slots
+  std::uint16_t first_variable = 0;  // lowest id of a variable column; `columns` if none
+};
+
+RowLayout LayoutOf(const RowShape& shape, ByteView bytes);
+
 // Looks into the bytes of a row, without copying. Throws kDamaged where they
 // contradict themselves. Columns younger than the row answer Null (Boolean
 // columns False).
 class RowView {
  public:
   RowView() = default;
-  RowView(const TableDef& def, ByteView bytes);
+  RowView(const TableDef& def, ByteView bytes) : RowView(bytes, LayoutOf(RowShape(def), bytes)) {}
   // Bytes that were looked into before.
   RowView(ByteView bytes, RowLayout layout) : bytes_(bytes), layout_(layout) {}
 
   // The stored bytes of a column; nothing for Null and for Booleans.
-  std::optional<ByteView> Raw(const ColumnDef& column) const;
+  std::optional<ByteView> Raw(const ColumnDef& column) const {
+    const ByteView stored = Stored(column);
+    return stored.data() == nullptr ? std::nullopt : std::optional(stored);
+  }
+  // The same, with null data instead of nothing: it comes back in registers.
+  ByteView Stored(const ColumnDef& column) const;
   bool Boolean(const ColumnDef& column) const;
   // A number, a date in days or a Boolean (true is -1); false for Null. kWrongType for
   // columns of other types.

@@ -12,13 +12,6 @@ constexpr std::size_t kPointerBytes = 4;  // of a moved row, in its slot
 
 bool IsHome(SlotKind kind) { return kind == SlotKind::kLive || kind == SlotKind::kMoved; }
 
-std::optional<std::size_t> FirstHome(const RowPage& rows, std::size_t from) {
-  for (std::size_t slot = from; slot < rows.row_count(); ++slot) {
-    if (IsHome(rows.kind(slot))) return slot;
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
 // Pages that are listed by the map but are not this table's rows are skipped:
@@ -49,7 +42,7 @@ std::optional<PageNumber> RowStore::LastDataPage(PageNumber limit) const {
 std::optional<RowId> RowStore::First() const {
   for (auto page = NextDataPage({}); page; page = NextDataPage({page->value + 1})) {
     const PageRef ref = pager().Read(*page);
-    if (const auto slot = FirstHome(RowPage(*page, ref.bytes()), 0)) {
+    if (const auto slot = RowPage(*page, ref.bytes()).FirstHome(0)) {
       return RowId{*page, static_cast<std::uint8_t>(*slot)};
     }
   }
@@ -60,7 +53,7 @@ std::optional<RowId> RowStore::Next(RowId row) const {
   std::size_t from = row.row + std::size_t{1};
   for (std::optional<PageNumber> page = row.page; page; page = NextDataPage({page->value + 1})) {
     const PageRef ref = pager().Read(*page);
-    if (const auto slot = FirstHome(RowPage(*page, ref.bytes()), from)) {
+    if (const auto slot = RowPage(*page, ref.bytes()).FirstHome(from)) {
       return RowId{*page, static_cast<std::uint8_t>(*slot)};
     }
     from = 0;
@@ -79,14 +72,14 @@ std::optional<RowId> RowStore::Last() const {
   return std::nullopt;
 }
 
-std::optional<ByteView> RowStore::Find(RowId id, PageRef& page, RowId& at) const {
+ByteView RowStore::Find(RowId id, PageRef& page, RowId& at) const {
   at = id;
   page = pager().Read(id.page);
-  if (!IsDataPage(page.bytes())) return std::nullopt;
+  if (!IsDataPage(page.bytes())) return {};
   const std::optional<FoundRow> home = FindRow(id.page, page.bytes(), id.row);
-  if (!home) return std::nullopt;
+  if (!home) return {};
   if (home->kind == SlotKind::kLive) return home->bytes;
-  if (home->kind != SlotKind::kMoved) return std::nullopt;
+  if (home->kind != SlotKind::kMoved) return {};
   if (home->bytes.size() < kPointerBytes) {
     throw Error::Damaged(id.page, "a moved row points nowhere");
   }
@@ -157,7 +150,7 @@ void RowStore::RemoveBytes(RowId at) {
 void RowStore::Rewrite(RowId id, ByteView bytes) {
   RowId at;
   PageRef page;
-  if (!Find(id, page, at)) throw Error::Damaged(id.page, "the row is gone");
+  if (Find(id, page, at).data() == nullptr) throw Error::Damaged(id.page, "the row is gone");
   const bool moved = at != id;
   if (ReplaceRow(at.page, pager().Edit(at.page), at.row, bytes,
                  moved ? SlotKind::kBody : SlotKind::kLive)) {
@@ -175,7 +168,7 @@ void RowStore::Rewrite(RowId id, ByteView bytes) {
 void RowStore::Remove(RowId id) {
   RowId at;
   PageRef page;
-  if (!Find(id, page, at)) throw Error::Damaged(id.page, "the row is gone");
+  if (Find(id, page, at).data() == nullptr) throw Error::Damaged(id.page, "the row is gone");
   if (at != id) RemoveBytes(at);
   RemoveBytes(id);
 }
@@ -199,7 +192,7 @@ bool RowWalk::NextPage() {
 
 bool RowWalk::Next() {
   for (;;) {
-    const auto slot = rows_ ? FirstHome(*rows_, slot_) : std::nullopt;
+    const auto slot = rows_ ? rows_->FirstHome(slot_) : std::nullopt;
     if (!slot) {
       if (!NextPage()) return false;
       continue;
@@ -210,10 +203,8 @@ bool RowWalk::Next() {
       bytes_ = rows_->row(*slot);
       return true;
     }
-    if (const auto body = store_->Find(id_, body_page_, at_)) {
-      bytes_ = *body;
-      return true;
-    }
+    bytes_ = store_->Find(id_, body_page_, at_);
+    if (bytes_.data() != nullptr) return true;
   }
 }
 

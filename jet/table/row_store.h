@@ -22,9 +22,9 @@ class RowStore {
   std::optional<RowId> Last() const;
 
   // The bytes of a row, which `page` keeps in the cache. `at` says where they stand:
-  // in the row's own slot, or where that points. Nothing if there is no such row;
+  // in the row's own slot, or where that points. Null data if there is no such row;
   // kDamaged.
-  std::optional<ByteView> Find(RowId id, PageRef& page, RowId& at) const;
+  ByteView Find(RowId id, PageRef& page, RowId& at) const;
 
   // Each REQUIRES a Scope. kDamaged if the row is not there.
   RowId Append(ByteView bytes);

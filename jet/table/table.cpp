@@ -237,15 +237,15 @@ bool Table::Read(RowId id, Row& row) const {
     core_->def();
     RowId at;
     PageRef page;
-    const std::optional<ByteView> bytes = core_->rows().Find(id, page, at);
-    if (!bytes) return false;
-    const RowView view = core_->ViewOf(*bytes, at);
+    const ByteView bytes = core_->rows().Find(id, page, at);
+    if (bytes.data() == nullptr) return false;
+    const RowLayout layout = core_->LayoutOf(bytes, at);
     if (row.page_ != nullptr) row.Release();
     row.table_ = core_.get();
     row.id_ = id;
     row.page_ = page.Detach();
-    row.bytes_ = view.bytes();
-    row.layout_ = view.layout();
+    row.bytes_ = bytes;
+    row.layout_ = layout;
     return true;
   });
 }

@@ -150,9 +150,9 @@ class TableRow {
   // REQUIRES: a column of Boolean (true is -1), Byte, Integer, Long, Single, Double or
   // DateTime.
   bool GetNumber(std::size_t ordinal, double& out) const;
-  // The bytes that stand for the field, as long as the row stays; nothing for Null and
+  // The bytes that stand for the field, as long as the row stays; null data for Null and
   // for a Boolean. Of one value there may be several forms.
-  std::optional<ByteView> Stored(std::size_t ordinal) const;
+  ByteView Stored(std::size_t ordinal) const;
 
  private:
   friend class Table;

@@ -15,6 +15,7 @@ TableCore::TableCore(PageAllocator& allocator, std::string name, std::function<T
 
 void TableCore::Reload() {
   state_ = load_();
+  shape_ = RowShape(state_.def);
   state_.rules.resize(state_.def.columns.size());
   epoch_ = pager().epoch();
   ++version_;
@@ -28,9 +29,9 @@ SortOrder TableCore::name_order() {
   return kGeneral;
 }
 
-RowView TableCore::ViewOf(ByteView bytes, RowId at) const {
+RowLayout TableCore::LayoutOf(ByteView bytes, RowId at) const {
   try {
-    return RowView(state_.def, bytes);
+    return jet::LayoutOf(shape_, bytes);
   } catch (const Error& error) {
     throw Error::Damaged(at.page, "row " + std::to_string(at.row) + ": " + error.detail());
   }
@@ -43,10 +44,10 @@ void TableCore::RewriteRows() {
     for (auto id = rows_.First(); id; id = rows_.Next(*id)) {
       PageRef page;
       RowId at;
-      const std::optional<ByteView> bytes = rows_.Find(*id, page, at);
-      if (!bytes) continue;
+      const ByteView bytes = rows_.Find(*id, page, at);
+      if (bytes.data() == nullptr) continue;
       encoder_.Begin(now);
-      encoder_.SetFrom(ViewOf(*bytes, at));
+      encoder_.SetFrom(ViewOf(bytes, at));
       rows_.Rewrite(*id, encoder_.Finish());
     }
     scope.Commit();

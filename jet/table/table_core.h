@@ -71,7 +71,8 @@ class TableCore {
   TableIndexes& indexes() { return indexes_; }
   RowEncoder& encoder() { return encoder_; }
   // The bytes that stand at `at`; kDamaged with that place.
-  RowView ViewOf(ByteView bytes, RowId at) const;
+  RowView ViewOf(ByteView bytes, RowId at) const { return {bytes, LayoutOf(bytes, at)}; }
+  RowLayout LayoutOf(ByteView bytes, RowId at) const;
   // Writes every row again as the definition stands now; values stay.
   void RewriteRows();
 
@@ -96,6 +97,7 @@ class TableCore {
   std::function<TableState()> load_;
   std::function<DateTime()> now_;
   TableState state_;
+  RowShape shape_;           // of state_
   std::uint64_t epoch_ = 0;  // of state_
   std::uint64_t version_ = 0;
   RowStore rows_;

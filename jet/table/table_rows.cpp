@@ -41,12 +41,12 @@ Value TableRow::Get(std::size_t ordinal) const {
 bool TableRow::GetText(std::size_t ordinal, std::string& out) const {
   const ColumnDef& column = table_->loaded().columns[ordinal];
   return table_->Named([&] {
-    const auto raw = RowView(bytes_, layout_).Raw(column);
-    if (!raw) return false;
+    const ByteView stored = RowView(bytes_, layout_).Stored(column);
+    if (stored.data() == nullptr) return false;
     if (column.type == ColumnType::kMemo) {
-      DecodeText(ReadLongValue(table_->pager(), *raw), out);
+      DecodeText(ReadLongValue(table_->pager(), stored), out);
     } else {
-      DecodeText(*raw, out);
+      DecodeText(stored, out);
     }
     return true;
   });
@@ -57,9 +57,9 @@ bool TableRow::GetNumber(std::size_t ordinal, double& out) const {
   return table_->Named([&] { return RowView(bytes_, layout_).Number(column, out); });
 }
 
-std::optional<ByteView> TableRow::Stored(std::size_t ordinal) const {
+ByteView TableRow::Stored(std::size_t ordinal) const {
   const ColumnDef& column = table_->loaded().columns[ordinal];
-  return table_->Named([&] { return RowView(bytes_, layout_).Raw(column); });
+  return table_->Named([&] { return RowView(bytes_, layout_).Stored(column); });
 }
 
 TableScan::TableScan(const Table& table) {
@@ -73,10 +73,9 @@ TableScan::~TableScan() = default;
 bool TableScan::Next() {
   return row_.table_->Named([&] {
     if (!walk_->Next()) return false;
-    const RowView view = row_.table_->ViewOf(walk_->bytes(), walk_->at());
     row_.id_ = walk_->id();
-    row_.bytes_ = view.bytes();
-    row_.layout_ = view.layout();
+    row_.bytes_ = walk_->bytes();
+    row_.layout_ = row_.table_->LayoutOf(walk_->bytes(), walk_->at());
     return true;
   });
 }

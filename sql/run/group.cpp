@@ -13,7 +13,6 @@ namespace {
 // Spellings of one value are remembered up to this many, so that the memory
 // follows the number of groups.
 constexpr std::size_t kMaxSpellings = 200'000;
-constexpr std::size_t kLeastRecent = 64, kMostRecent = 16'384;
 
 bool IsExtreme(Aggregation function) {
   return function == Aggregation::kMin || function == Aggregation::kMax ||
@@ -27,23 +26,13 @@ bool IsSpread(Aggregation function) {
 
 }  // namespace
 
+std::size_t ValueIndex::Hash::operator()(const std::string& bytes) const {
+  return XXH3_64bits(bytes.data(), bytes.size());
+}
+
 std::size_t ValueIndex::Find(const std::vector<NodePtr>& nodes, Context& context) {
   raw_.clear();
   for (const NodePtr& node : nodes) node->AppendSpelling(context, raw_);
-  if (recent_.size() < std::min(2 * size(), kMostRecent)) {
-    recent_.assign(std::min(4 * size(), kMostRecent), {});
-  } else if (recent_.empty()) {
-    recent_.resize(kLeastRecent);
-  }
-  const std::uint64_t hash = XXH3_64bits(raw_.data(), raw_.size());
-  Recent& recent = recent_[hash % recent_.size()];
-  if (recent.hash != hash || recent.raw != raw_) {
-    recent = {hash, FindBySpelling(nodes, context), raw_};
-  }
-  return recent.number;
-}
-
-std::size_t ValueIndex::FindBySpelling(const std::vector<NodePtr>& nodes, Context& context) {
   if (const auto known = by_raw_.find(raw_); known != by_raw_.end()) return known->second;
   key_.clear();
   for (const NodePtr& node : nodes) {

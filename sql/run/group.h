@@ -23,23 +23,14 @@ class ValueIndex {
   void Clear() {
     by_raw_.clear();
     by_key_.clear();
-    recent_.clear();
   }
 
  private:
-  // Spellings met lately, each at the place that its hash gives it: most rows are of
-  // few groups.
-  struct Recent {
-    std::uint64_t hash = 0;
-    std::size_t number = 0;
-    std::string raw;
+  struct Hash {
+    std::size_t operator()(const std::string& bytes) const;
   };
 
-  // Of the row whose values are in raw_.
-  std::size_t FindBySpelling(const std::vector<NodePtr>& nodes, Context& context);
-
-  std::vector<Recent> recent_;
-  std::unordered_map<std::string, std::size_t> by_raw_, by_key_;
+  std::unordered_map<std::string, std::size_t, Hash> by_raw_, by_key_;
   std::string raw_, key_;
 };
 

@@ -23,11 +23,6 @@ std::uint64_t Mix(std::uint64_t bits) {
 
 bool IsWide(const std::vector<JoinKey>& keys) { return keys.size() != 1 || keys[0].as_text; }
 
-bool HoldAll(const std::vector<NodePtr>& conditions, Context& context) {
-  return std::all_of(conditions.begin(), conditions.end(),
-                     [&](const NodePtr& each) { return Holds(*each, context); });
-}
-
 bool FilterStep::Next() {
   while (input_->Next()) {
     if (HoldAll(conditions_, context_)) return true;

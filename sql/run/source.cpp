@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "sql/error.h"
 
@@ -118,17 +119,25 @@ void TableSource::Read(Handle handle, std::size_t column, Datum& out) {
   }
 }
 
-// Texts need not be decoded for it.
 void TableSource::AppendSpelling(Handle handle, std::size_t column, std::string& out) {
+  const Kind kind = kinds_[column];
+  if (kind == Kind::kBoolean || kind == Kind::kLong) {
+    // A number that is whole is never NaN.
+    double number = std::numeric_limits<double>::quiet_NaN();
+    if (handle != 0) RowAt(handle).GetNumber(column, number);
+    out.append(reinterpret_cast<const char*>(&number), sizeof number);
+    return;
+  }
   if (handle == 0 || columns_[column].type != jet::ColumnType::kText) {
     return Source::AppendSpelling(handle, column, out);
   }
-  const std::optional<jet::ByteView> stored = RowAt(handle).Stored(column);
-  const char head[] = {static_cast<char>(stored ? Kind::kText : Kind::kNull),
-                       static_cast<char>(stored ? stored->size() & 0xFF : 0),
-                       static_cast<char>(stored ? stored->size() >> 8 : 0)};
-  out.append(head, sizeof head);
-  if (stored) out.append(reinterpret_cast<const char*>(stored->data()), stored->size());
+  // A text need not be decoded.
+  const jet::ByteView stored = RowAt(handle).Stored(column);
+  const std::uint32_t head =
+      static_cast<std::uint32_t>(stored.size()) << 8 |
+      static_cast<std::uint32_t>(stored.data() == nullptr ? Kind::kNull : kind);
+  out.append(reinterpret_cast<const char*>(&head), sizeof head);
+  if (!stored.empty()) out.append(reinterpret_cast<const char*>(stored.data()), stored.size());
 }
 
 const jet::Value& TableSource::ReadValue(Handle handle, std::size_t column, jet::Value& scratch) {

@@ -82,6 +82,11 @@ class SavedRows {
 };
 
 // All conditions hold.
-bool HoldAll(const std::vector<NodePtr>& conditions, Context& context);
+inline bool HoldAll(const std::vector<NodePtr>& conditions, Context& context) {
+  for (const NodePtr& condition : conditions) {
+    if (!Holds(*condition, context)) return false;
+  }
+  return true;
+}
 
 }  // namespace sql

@@ -148,12 +148,10 @@ void ToValue(const Datum& datum, jet::ColumnType type, jet::Value& out) {
 
 std::optional<double> ReadNumber(std::string_view text) { return jet::ReadNumber(Narrow(text)); }
 
-std::optional<double> NumberOf(const Datum& datum, bool words) {
-  if (datum.is_number()) return datum.number;
-  if (!datum.is_text()) return std::nullopt;
-  if (const auto number = ReadNumber(datum.text)) return number;
+std::optional<double> NumberOfText(std::string_view text, bool words) {
+  if (const auto number = ReadNumber(text)) return number;
   if (!words) return std::nullopt;
-  const std::string narrow = Narrow(datum.text);
+  const std::string narrow = Narrow(text);
   if (jet::EqualsAsciiCase(narrow, "True")) return -1;
   if (jet::EqualsAsciiCase(narrow, "False")) return 0;
   return std::nullopt;

@@ -42,9 +42,13 @@ void ToValue(const Datum& datum, jet::ColumnType type, jet::Value& out);
 
 // The number that a text reads as, in half or full width; nothing if it is not one.
 std::optional<double> ReadNumber(std::string_view text);
+std::optional<double> NumberOfText(std::string_view text, bool words);
 // The number of a datum that is not Null. Texts "True" and "False" count as -1
 // and 0 where `words` says so.
-std::optional<double> NumberOf(const Datum& datum, bool words);
+inline std::optional<double> NumberOf(const Datum& datum, bool words) {
+  if (datum.is_number()) return datum.number;
+  return datum.is_text() ? NumberOfText(datum.text, words) : std::nullopt;
+}
 // kBadValue for what is not a number.
 double NeedNumber(const Datum& datum);
 // True, false, or nothing for Null. kBadValue for what is neither.
