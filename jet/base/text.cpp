@@ -60,86 +60,87 @@ void WalkCodes(std::string_view text, Sink&& sink) {
   }
 }
 
-// Puts units together to code points and appends them as UTF-8: at most three
-// bytes a unit.
-class Utf8Sink {
- public:
-  Utf8Sink(std::string& out, std::size_t max_units) : out_(out), start_(out.size()) {
-    out_.resize(start_ + 3 * max_units);
-    at_ = out_.data() + start_;
-  }
-  ~Utf8Sink() {
-    FlushLead();
-    out_.resize(static_cast<std::size_t>(at_ - out_.data()));
-  }
-  Utf8Sink(const Utf8Sink&) = delete;
-  Utf8Sink& operator=(const Utf8Sink&) = delete;
-
-  void Add(char16_t unit) {
-    if (lead_ != 0 && AddBehindLead(unit)) return;
-    if (unit < 0x80) {
-      *at_++ = static_cast<char>(unit);
-    } else if (unit < 0x800) {
-      *at_++ = static_cast<char>(0xC0 | unit >> 6);
-      *at_++ = static_cast<char>(0x80 | (unit & 0x3F));
-    } else if (IsLead(unit)) {
-      lead_ = unit;
-    } else {
-      AddThree(unit);
-    }
-  }
-
- private:
-  void AddThree(std::uint32_t unit) {
-    *at_++ = static_cast<char>(0xE0 | unit >> 12);
-    *at_++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
-    *at_++ = static_cast<char>(0x80 | (unit & 0x3F));
-  }
-  // Whether the unit was the second half of a pair.
-  bool AddBehindLead(char16_t unit) {
-    if (!IsTrail(unit)) {
-      FlushLead();
-      return false;
-    }
-    const std::uint32_t code = 0x10000 + ((lead_ & 0x3FFu) << 10) + (unit & 0x3FFu);
-    *at_++ = static_cast<char>(0xF0 | code >> 18);
-    *at_++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
-    *at_++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
-    *at_++ = static_cast<char>(0x80 | (code & 0x3F));
-    lead_ = 0;
-    return true;
-  }
-  void FlushLead() {
-    if (lead_ != 0) AddThree(lead_);
-    lead_ = 0;
-  }
-  std::string& out_;
-  std::size_t start_;
-  char* at_ = nullptr;
-  char16_t lead_ = 0;
-};
-
-void DecodeUnits(ByteView stored, Utf8Sink& sink) {
-  if (stored.size() % 2 != 0) throw Error(ErrorCode::kDamaged, "a text has half a character");
-  for (std::size_t i = 0; i < stored.size(); i += 2) {
-    sink.Add(static_cast<char16_t>(stored[i] | stored[i + 1] << 8));
-  }
+char* PutThree(std::uint32_t unit, char* at) {
+  *at++ = static_cast<char>(0xE0 | unit >> 12);
+  *at++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+  *at++ = static_cast<char>(0x80 | (unit & 0x3F));
+  return at;
 }
 
-void DecodeCompressed(ByteView runs, Utf8Sink& sink) {
+char* PutPair(char16_t lead, char16_t trail, char* at) {
+  const std::uint32_t code = 0x10000 + ((lead & 0x3FFu) << 10) + (trail & 0x3FFu);
+  *at++ = static_cast<char>(0xF0 | code >> 18);
+  *at++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+  *at++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+  *at++ = static_cast<char>(0x80 | (code & 0x3F));
+  return at;
+}
+
+// Puts units together to code points and writes them as UTF-8: at most three bytes a
+// unit. `unit_at` gives a unit by its number. Returns the end.
+template <class UnitAt>
+char* PutUnits(std::size_t count, const UnitAt& unit_at, char* at) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const char16_t unit = unit_at(i);
+    if (unit < 0x80) {
+      *at++ = static_cast<char>(unit);
+    } else if (unit < 0x800) {
+      *at++ = static_cast<char>(0xC0 | unit >> 6);
+      *at++ = static_cast<char>(0x80 | (unit & 0x3F));
+    } else if (IsLead(unit) && i + 1 < count && IsTrail(unit_at(i + 1))) {
+      at = PutPair(unit, unit_at(++i), at);
+    } else {
+      at = PutThree(unit, at);
+    }
+  }
+  return at;
+}
+
+template <class UnitAt>
+void ToUtf8(std::size_t count, const UnitAt& unit_at, std::string& out) {
+  out.resize(3 * count);
+  out.resize(static_cast<std::size_t>(PutUnits(count, unit_at, out.data()) - out.data()));
+}
+
+void DecodeUnits(ByteView stored, std::string& out) {
+  if (stored.size() % 2 != 0) throw Error(ErrorCode::kDamaged, "a text has half a character");
+  const std::uint8_t* bytes = stored.data();
+  ToUtf8(
+      stored.size() / 2,
+      [bytes](std::size_t i) {
+        return static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
+      },
+      out);
+}
+
+// The units of the mixed form.
+void Expand(ByteView runs, std::u16string& units) {
   bool single = true;
   for (std::size_t at = 0; at < runs.size();) {
     if (runs[at] == 0) {  // where a unit could start, zero switches the mode
       single = !single;
       ++at;
     } else if (single) {
-      sink.Add(runs[at++]);
+      units += static_cast<char16_t>(runs[at++]);
     } else {
       if (at + 1 >= runs.size()) throw Error(ErrorCode::kDamaged, "a text has half a character");
-      sink.Add(static_cast<char16_t>(runs[at] | runs[at + 1] << 8));
+      units += static_cast<char16_t>(runs[at] | runs[at + 1] << 8);
       at += 2;
     }
   }
+}
+
+void DecodeCompressed(ByteView runs, std::string& out) {
+  const auto* zero = static_cast<const std::uint8_t*>(
+      runs.empty() ? nullptr : std::memchr(runs.data(), 0, runs.size()));
+  if (zero == nullptr) {  // one byte a unit, as nearly all are
+    return ToUtf8(
+        runs.size(), [&](std::size_t i) { return static_cast<char16_t>(runs[i]); }, out);
+  }
+  std::u16string units;
+  Expand(runs, units);
+  ToUtf8(
+      units.size(), [&](std::size_t i) { return units[i]; }, out);
 }
 
 // FF FE and the mixed form; nothing if a character forbids it.
@@ -187,10 +188,8 @@ std::u16string ToUtf16(std::string_view text) {
 
 std::string ToUtf8(std::u16string_view text) {
   std::string out;
-  {
-    Utf8Sink sink(out, text.size());
-    for (const char16_t unit : text) sink.Add(unit);
-  }
+  ToUtf8(
+      text.size(), [&](std::size_t i) { return text[i]; }, out);
   return out;
 }
 
@@ -201,13 +200,10 @@ std::size_t Utf16Length(std::string_view text) {
 }
 
 void DecodeText(ByteView stored, std::string& out) {
-  out.clear();
   if (stored.size() >= 2 && stored[0] == 0xFF && stored[1] == 0xFE) {
-    Utf8Sink sink(out, stored.size());
-    DecodeCompressed(stored.subspan(2), sink);
+    DecodeCompressed(stored.subspan(2), out);
   } else {
-    Utf8Sink sink(out, stored.size() / 2);
-    DecodeUnits(stored, sink);
+    DecodeUnits(stored, out);
   }
 }
 
@@ -219,10 +215,7 @@ std::string DecodeText(ByteView stored) {
 
 std::string DecodePlain(ByteView stored) {
   std::string out;
-  {
-    Utf8Sink sink(out, stored.size() / 2);
-    DecodeUnits(stored, sink);
-  }
+  DecodeUnits(stored, out);
   return out;
 }
 

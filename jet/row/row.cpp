@@ -122,12 +122,15 @@ inline double DecodeNumber(const ColumnDef& column, ByteView stored) {
   }
 }
 
-std::size_t OffsetOf(ByteView bytes, std::size_t mask_at, std::size_t variables, std::size_t j) {
+[[noreturn]] void ThrowVariableOutside() {
+  throw Error(ErrorCode::kDamaged, "a row's variable fields leave the row");
+}
+
+inline std::size_t OffsetOf(ByteView bytes, std::size_t mask_at, std::size_t variables,
+                            std::size_t j) {
   const std::size_t table_at = mask_at - 4 - 2 * variables;
   const std::size_t offset = GetU16(bytes, mask_at - 4 - 2 * j);
-  if (offset > table_at || offset < kFixedAt) {
-    throw Error(ErrorCode::kDamaged, "a row's variable fields leave the row");
-  }
+  if (offset > table_at || offset < kFixedAt) ThrowVariableOutside();
   return offset;
 }
 
