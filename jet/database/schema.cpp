@@ -145,6 +145,7 @@ std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def
 
 IndexEntries SortedEntries(const Table& table, const TableDef& def, const RealIndex& index) {
   IndexEntries entries;
+  entries.Reserve(table.row_count());
   Value value;
   for (TableScan scan(table); scan.Next();) {
     const Table::Row& row = scan.row();

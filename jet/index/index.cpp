@@ -136,8 +136,8 @@ bool Index::EraseByRow(PageAllocator& allocator, RowId row) {
 std::uint32_t Index::Build(PageAllocator& allocator, const IndexEntries& sorted) {
   IndexChange change(*pager_, allocator, *def_, real());
   std::uint32_t distinct = 0;
-  IndexHint hint{.at_end = true, .leaf = {}};
   for (std::size_t i = 0; i < sorted.size(); ++i) {
+    IndexHint hint = change.Ascending();
     distinct += change.Insert(sorted.key(i), sorted.row(i), hint) ? 1 : 0;
   }
   return distinct;

@@ -122,8 +122,10 @@ bool IndexChange::Insert(ByteView key, RowId row, IndexHint& hint) {
   }
   hint.at_end = slot.at_end() && !leaf.next();
   const bool is_new = !NeighbourHasKey(leaf, slot, key);
+  last_leaf_ = {};
   if (const auto parts = PartsOfNewEntry(leaf, slot, entry.view())) {
     IndexPageEditor(leaf, pager_->Edit(leaf.number(), *parts)).Insert(slot, entry.view());
+    if (hint.at_end) last_leaf_ = leaf.number();
   } else {
     InsertAt(path_.depth - 1, slot, entry.view());
   }

@@ -46,6 +46,9 @@ class IndexChange {
 
   // Whether the key was new to the tree. `hint`, if it has a leaf: of this key.
   bool Insert(ByteView key, RowId row, IndexHint& hint);
+  // Where the next entry of an ascending sequence goes, if that is known: the last leaf,
+  // unless the entry that was put in last has split it.
+  IndexHint Ascending() const { return {.at_end = true, .leaf = last_leaf_}; }
   // False if there is no such entry.
   bool Erase(ByteView key, RowId row);
 
@@ -72,6 +75,7 @@ class IndexChange {
   PageNumber owner_;
   const RealIndex* index_;
   IndexPath path_;
+  PageNumber last_leaf_;
 };
 
 }  // namespace jet

@@ -7,6 +7,8 @@ namespace jet {
 
 namespace {
 
+constexpr std::size_t kMostAhead = 1'000'000;  // a damaged table may count any number
+
 // Behind a short key zeros count, which no byte is below.
 std::uint64_t BeginOf(ByteView key) {
   std::uint64_t begin = 0;
@@ -16,7 +18,13 @@ std::uint64_t BeginOf(ByteView key) {
 
 }  // namespace
 
+void IndexEntries::Reserve(std::size_t count) {
+  expected_ = std::min(count, kMostAhead);
+  entries_.reserve(expected_);
+}
+
 void IndexEntries::Add(ByteView key, bool collides, RowId row) {
+  if (bytes_.empty()) bytes_.reserve(expected_ * key.size());
   entries_.push_back({.begin = BeginOf(key),
                       .at = bytes_.size(),
                       .row = row.packed(),

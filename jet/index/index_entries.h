@@ -13,6 +13,8 @@ namespace jet {
 // million allocations.
 class IndexEntries {
  public:
+  // Makes room for so many keys of about one length, within reason. Any number may come.
+  void Reserve(std::size_t count);
   // REQUIRES: a key of at most kMaxIndexEntryBytes. `collides`: an equal one is not
   // allowed where keys are unique.
   void Add(ByteView key, bool collides, RowId row);
@@ -42,6 +44,7 @@ class IndexEntries {
   Bytes bytes_;
   std::vector<Entry> entries_;
   bool sorted_ = true;
+  std::size_t expected_ = 0;
 };
 
 }  // namespace jet

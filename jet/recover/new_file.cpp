@@ -116,9 +116,12 @@ NewTable::NewTable(NewFile& file, const TableDef& like)
   def_.free_map = allocator.NewMap(page_of_maps);
   def_.columns = like.columns;
   for (ColumnDef& column : def_.columns) {
+    const auto ordinal = static_cast<std::size_t>(&column - def_.columns.data());
+    if (column.auto_number() && column.type == ColumnType::kLong) counted_.push_back(ordinal);
     column.owned_map = column.free_map = {};
     if (column.type != ColumnType::kNumeric) column.order = file.order();
     if (!IsLongValue(column.type)) continue;
+    long_values_.push_back(ordinal);
     column.owned_map = allocator.NewMap(page_of_maps);
     column.free_map = allocator.NewMap(page_of_maps);
   }
@@ -131,9 +134,7 @@ Bytes NewTable::StoreLongValue(const ColumnDef& column, ByteView content) {
   return WriteMemo(file_->allocator(), column, ToUtf16(DecodeText(content)));
 }
 
-void NewTable::PassStored(std::size_t ordinal, ByteView stored) {
-  const ColumnDef& column = def_.columns[ordinal];
-  if (!column.auto_number() || column.type != ColumnType::kLong) return;
+void NewTable::PassStored(ByteView stored) {
   const auto number = static_cast<std::int32_t>(GetU32(stored, 0));
   if (number > static_cast<std::int32_t>(def_.last_autonumber)) {
     def_.last_autonumber = static_cast<std::uint32_t>(number);
@@ -150,25 +151,37 @@ bool NewTable::Store(ByteView bytes) {
   return true;
 }
 
+bool NewTable::FitsAsItIs(const OldRow& row) const {
+  return row.gone.empty() && row.bytes.size() <= kMaxRowBytes &&
+         std::ranges::none_of(long_values_,
+                              [&](std::size_t i) { return row.fields[i].has_value(); });
+}
+
+ByteView NewTable::Encode(const OldRow& row) {
+  encoder_.Begin(def_);
+  for (std::size_t i = 0; i < row.fields.size(); ++i) {
+    if (!row.fields[i]) continue;
+    const ColumnDef& column = def_.columns[i];
+    if (IsLongValue(column.type)) {
+      encoder_.SetStored(i, StoreLongValue(column, row.contents[i]));
+    } else {
+      encoder_.SetStored(i, *row.fields[i]);
+    }
+  }
+  return encoder_.Finish();
+}
+
 bool NewTable::Append(const OldRow& row) {
   bool stored = false;
   try {
     Scope scope(file_->pager());
-    encoder_.Begin(def_);
-    for (std::size_t i = 0; i < row.fields.size(); ++i) {
-      if (!row.fields[i]) continue;
-      const ColumnDef& column = def_.columns[i];
-      if (IsLongValue(column.type)) {
-        encoder_.SetStored(i, StoreLongValue(column, row.contents[i]));
-      } else {
-        encoder_.SetStored(i, *row.fields[i]);
-        PassStored(i, *row.fields[i]);
-      }
-    }
-    stored = Store(encoder_.Finish());
+    stored = Store(FitsAsItIs(row) ? row.bytes : Encode(row));
     scope.Commit();
   } catch (const Error& error) {
     if (error.code() != ErrorCode::kRowTooLong) throw;
+  }
+  for (const std::size_t i : counted_) {
+    if (stored && row.fields[i]) PassStored(*row.fields[i]);
   }
   file_->FlushSometimes();
   return stored;

@@ -78,10 +78,14 @@ class NewTable {
 
  private:
   bool Store(std::span<const std::uint8_t> bytes);
+  // Whether the row's own bytes are what a new row would be.
+  bool FitsAsItIs(const OldRow& row) const;
+  ByteView Encode(const OldRow& row);
   Bytes StoreLongValue(const ColumnDef& column, ByteView content);
-  void PassStored(std::size_t ordinal, ByteView stored);
+  void PassStored(ByteView stored);
   NewFile* file_;
   TableDef def_;
+  std::vector<std::size_t> long_values_, counted_;  // ordinals: counted are autonumbers
   RowStore rows_;
   RowEncoder encoder_;
 };

@@ -16,7 +16,6 @@ OldRows::OldRows(Pager& pager, const PageScan& scan, LongValueSource& long_value
   for (const PageNumber page : pages_.rows) {
     const PageRef ref = pager_->Read(page);
     const RowsOfPage rows(ref.bytes());
-    if (ShowsDamage(page, rows)) flawed_.push_back(page);
     for (std::size_t row = 0; row < rows.size(); ++row) {
       if (rows.kind(row) != SlotKind::kBody) continue;
       bodies_.insert(RowId{page, static_cast<std::uint8_t>(row)}.packed());
@@ -24,22 +23,40 @@ OldRows::OldRows(Pager& pager, const PageScan& scan, LongValueSource& long_value
   }
 }
 
-bool OldRows::ShowsDamage(PageNumber page, const RowsOfPage& rows) const {
-  if ((*scan_)[page].flawed) return true;
-  check::Fields fields;
-  for (std::size_t row = 0; row < rows.size(); ++row) {
-    const SlotKind kind = rows.kind(row);
+bool OldRows::SplitPage(PageNumber page, const RowsOfPage& rows) {
+  bool damaged = (*scan_)[page].flawed;
+  std::size_t count = 0;
+  for (std::size_t slot = 0; slot < rows.size(); ++slot) {
+    const SlotKind kind = rows.kind(slot);
     if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
-    if (!judge_->Split(rows.bytes(row), fields)) return true;
+    if (count == rows_.size()) rows_.emplace_back();
+    Row& row = rows_[count++];
+    row.whole = judge_->Split(rows.bytes(slot), row.fields);
+    damaged = damaged || !row.whole;
+  }
+  return damaged;
+}
+
+bool OldRows::ShowsDamage(PageNumber page) const {
+  if ((*scan_)[page].flawed) return true;
+  const PageRef ref = pager_->Read(page);
+  const RowsOfPage rows(ref.bytes());
+  check::Fields fields;
+  for (std::size_t slot = 0; slot < rows.size(); ++slot) {
+    const SlotKind kind = rows.kind(slot);
+    if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
+    if (!judge_->Split(rows.bytes(slot), fields)) return true;
   }
   return false;
 }
 
-bool OldRows::IsDoubtful(PageNumber page) const {
+bool OldRows::IsDoubtful(PageNumber page) {
   const auto found = std::ranges::lower_bound(pages_.rows, page);
   if (found == pages_.rows.end() || *found != page) return true;
-  return pages_.doubtful[static_cast<std::size_t>(found - pages_.rows.begin())] ||
-         std::ranges::binary_search(flawed_, page);
+  if (pages_.doubtful[static_cast<std::size_t>(found - pages_.rows.begin())]) return true;
+  const auto [known, is_new] = body_pages_.try_emplace(page.value);
+  if (is_new) known->second = ShowsDamage(page);
+  return known->second;
 }
 
 std::optional<RowId> OldRows::BodyOf(ByteView pointer) const {
@@ -49,36 +66,53 @@ std::optional<RowId> OldRows::BodyOf(ByteView pointer) const {
   return at;
 }
 
-void OldRows::Judge(ByteView bytes, const std::function<void(const OldRow&)>& visit) {
-  if (!judge_->Split(bytes, row_.fields)) {
+void OldRows::Hand(bool whole, ByteView bytes, const std::function<void(const OldRow&)>& visit) {
+  if (!whole) {
     ++broken_;
     return;
   }
+  row_.bytes = bytes;
   judge_->Complete(*long_values_, row_);
   visit(row_);
+}
+
+void OldRows::Judge(ByteView bytes, const std::function<void(const OldRow&)>& visit) {
+  const bool whole = judge_->Split(bytes, row_.fields);
+  Hand(whole, bytes, visit);
+}
+
+void OldRows::VisitMoved(ByteView pointer, bool doubtful,
+                         const std::function<void(const OldRow&)>& visit) {
+  const std::optional<RowId> body = BodyOf(pointer);
+  if (!body) {
+    ++broken_;
+    return;
+  }
+  bodies_.erase(body->packed());
+  row_.doubtful = doubtful || IsDoubtful(body->page);
+  const PageRef other = pager_->Read(body->page);
+  Judge(RowsOfPage(other.bytes()).bytes(body->row), visit);
 }
 
 void OldRows::VisitPage(std::size_t position, const std::function<void(const OldRow&)>& visit) {
   const PageNumber page = pages_.rows[position];
   const PageRef ref = pager_->Read(page);
   const RowsOfPage rows(ref.bytes());
-  const bool doubtful = IsDoubtful(page);
-  for (std::size_t row = 0; row < rows.size(); ++row) {
-    row_.id = {page, static_cast<std::uint8_t>(row)};
+  const bool damaged = SplitPage(page, rows);
+  if (damaged) flawed_.push_back(page);
+  const bool doubtful = pages_.doubtful[position] || damaged;
+  std::size_t next = 0;
+  for (std::size_t slot = 0; slot < rows.size(); ++slot) {
+    const SlotKind kind = rows.kind(slot);
+    row_.id = {page, static_cast<std::uint8_t>(slot)};
     row_.doubtful = doubtful;
-    if (rows.kind(row) == SlotKind::kLive) {
-      Judge(rows.bytes(row), visit);
-    } else if (rows.kind(row) == SlotKind::kMoved) {
-      const std::optional<RowId> body = BodyOf(rows.bytes(row));
-      if (!body) {
-        ++broken_;
-        continue;
-      }
-      bodies_.erase(body->packed());
-      row_.doubtful = row_.doubtful || IsDoubtful(body->page);
-      const PageRef other = pager_->Read(body->page);
-      Judge(RowsOfPage(other.bytes()).bytes(body->row), visit);
+    if (kind == SlotKind::kLive) {
+      std::swap(row_.fields, rows_[next].fields);
+      Hand(rows_[next].whole, rows.bytes(slot), visit);
+    } else if (kind == SlotKind::kMoved) {
+      VisitMoved(rows.bytes(slot), doubtful, visit);
     }
+    if (kind == SlotKind::kLive || kind == SlotKind::kBody) ++next;
   }
 }
 

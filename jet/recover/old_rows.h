@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -22,17 +23,28 @@ class OldRows {
 
   // Rows that are there but contradict themselves, and the pages they are on.
   std::uint64_t broken() const { return broken_; }
-  const std::vector<PageNumber>& flawed_pages() const { return flawed_; }
+  const std::vector<PageNumber>& flawed_pages() const { return flawed_; }  // of those visited
   const std::vector<PageNumber>& lost_pages() const { return pages_.lost; }
 
  private:
-  bool ShowsDamage(PageNumber page, const RowsOfPage& rows) const;
+  // A live row or a body of the page in hand.
+  struct Row {
+    bool whole = false;
+    check::Fields fields;
+  };
+  // Takes the rows of a page apart. Whether any shows damage.
+  bool SplitPage(PageNumber page, const RowsOfPage& rows);
+  bool ShowsDamage(PageNumber page) const;
   void VisitPage(std::size_t position, const std::function<void(const OldRow&)>& visit);
   void VisitLostBodies(const std::function<void(const OldRow&)>& visit);
   // The bytes of a moved row; nothing if they are not where its slot points.
   std::optional<RowId> BodyOf(ByteView pointer) const;
+  void VisitMoved(ByteView pointer, bool doubtful, const std::function<void(const OldRow&)>& visit);
+  // The fields of row_ are those of the bytes, if these are a whole row.
+  void Hand(bool whole, ByteView bytes, const std::function<void(const OldRow&)>& visit);
   void Judge(ByteView bytes, const std::function<void(const OldRow&)>& visit);
-  bool IsDoubtful(PageNumber page) const;
+  // Of the page of a moved row.
+  bool IsDoubtful(PageNumber page);
 
   Pager* pager_;
   const PageScan* scan_;
@@ -41,7 +53,9 @@ class OldRows {
   PageOwners::Pages pages_;
   std::unordered_set<std::uint32_t> bodies_;  // packed; those that no slot led to yet
   std::uint64_t broken_ = 0;
-  std::vector<PageNumber> flawed_;  // ascending
+  std::vector<PageNumber> flawed_;                      // ascending
+  std::unordered_map<std::uint32_t, bool> body_pages_;  // whether they show damage
+  std::vector<Row> rows_;                               // of the page in hand
   OldRow row_;
 };
 

@@ -11,8 +11,9 @@ namespace jet::recover {
 
 struct OldRow {
   RowId id;
+  ByteView bytes;  // that were judged
   // By ordinal, as stored; nothing for Null. Of long values the descriptor. They look
-  // into the bytes that were judged.
+  // into `bytes`.
   check::Fields fields;
   std::vector<Bytes> contents;    // by ordinal: of long values that are there
   std::vector<std::size_t> gone;  // ordinals of long values that cannot be read
