@@ -12,17 +12,6 @@ namespace jet::check {
 namespace {
 constexpr std::uint8_t kAscending = 0x7F, kDescending = 0x80;
 
-// Most keys are of this type.
-void AppendLong(ByteView stored, bool ascending, Bytes& key) {
-  const std::uint32_t value = GetU32(stored, 0) ^ 0x8000'0000;
-  const std::uint32_t bits = ascending ? value : ~value;
-  const std::uint8_t part[] = {
-      ascending ? kAscending : kDescending, static_cast<std::uint8_t>(bits >> 24),
-      static_cast<std::uint8_t>(bits >> 16), static_cast<std::uint8_t>(bits >> 8),
-      static_cast<std::uint8_t>(bits)};
-  AddBytes(key, part);
-}
-
 }  // namespace
 
 KeyMaker::KeyMaker(const TableDef& def, const RealIndex& index) {
@@ -83,7 +72,7 @@ bool KeyMaker::Append(const Part& part, const RowFields& row, Bytes& key) {
     } else if (part.column->type == ColumnType::kText) {
       AppendText(part, *stored, key);
     } else if (part.column->type == ColumnType::kLong) {
-      AppendLong(*stored, part.ascending, key);
+      AddLongKeyPart(*stored, part.ascending, key);
     } else {
       AddKeyPart(*part.column, DecodeField(*part.column, *stored), part.ascending, key);
     }

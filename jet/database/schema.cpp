@@ -146,11 +146,17 @@ std::size_t AddIndexDef(PageAllocator& allocator, SortOrder order, TableDef& def
 IndexEntries SortedEntries(const Table& table, const TableDef& def, const RealIndex& index) {
   IndexEntries entries;
   entries.Reserve(table.row_count());
+  const std::optional<LongKeys> long_keys = LongKeys::For(def, index);
+  IndexKey key;
   Value value;
   for (TableScan scan(table); scan.Next();) {
     const Table::Row& row = scan.row();
-    const IndexKey key = BuildKey(
-        def, index, [&](std::size_t ordinal) -> const Value& { return value = row.Get(ordinal); });
+    if (long_keys) {
+      long_keys->Build([&](std::size_t ordinal) { return row.Stored(ordinal); }, key);
+    } else {
+      key = BuildKey(def, index,
+                     [&](std::size_t ordinal) -> const Value& { return value = row.Get(ordinal); });
+    }
     if (key.all_null && index.ignore_nulls()) continue;
     if (key.some_null && index.required()) throw Error(ErrorCode::kNullKey);
     // Keys with a Null part never collide.

@@ -136,9 +136,11 @@ bool Index::EraseByRow(PageAllocator& allocator, RowId row) {
 std::uint32_t Index::Build(PageAllocator& allocator, const IndexEntries& sorted) {
   IndexChange change(*pager_, allocator, *def_, real());
   std::uint32_t distinct = 0;
-  for (std::size_t i = 0; i < sorted.size(); ++i) {
-    IndexHint hint = change.Ascending();
+  for (std::size_t i = 0; i < sorted.size();) {
+    IndexHint hint{.at_end = true, .leaf = {}};
     distinct += change.Insert(sorted.key(i), sorted.row(i), hint) ? 1 : 0;
+    ++i;
+    i += change.Append(sorted, i, distinct);
   }
   return distinct;
 }

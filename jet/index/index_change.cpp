@@ -132,6 +132,22 @@ bool IndexChange::Insert(ByteView key, RowId row, IndexHint& hint) {
   return is_new;
 }
 
+std::size_t IndexChange::Append(const IndexEntries& sorted, std::size_t from,
+                                std::uint32_t& distinct) {
+  if (!last_leaf_) return 0;
+  IndexPageEditor leaf = Edit(last_leaf_);
+  std::size_t i = from;
+  for (; i < sorted.size(); ++i) {
+    const ByteView key = sorted.key(i);
+    if (key.size() > kMaxIndexEntryBytes) break;
+    const EntryBuffer entry(key, sorted.row(i));
+    if (!PartsOfNewEntry(leaf, leaf.End(), entry.view())) break;
+    leaf.Insert(leaf.End(), entry.view());
+    distinct += std::ranges::equal(key, sorted.key(i - 1)) ? 0 : 1;
+  }
+  return i - from;
+}
+
 // The place of an entry in the leaf that is known for it; nothing if it may belong
 // elsewhere, or if the way there is needed, too, to make room.
 std::optional<IndexSlot> IndexChange::SlotIn(HeldIndexPage& leaf, ByteView entry, IndexHint& hint) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <optional>
 
+#include "jet/index/index_entries.h"
 #include "jet/index/index_page.h"
 #include "jet/pages/page_allocator.h"
 #include "jet/row/table_def.h"
@@ -46,9 +47,10 @@ class IndexChange {
 
   // Whether the key was new to the tree. `hint`, if it has a leaf: of this key.
   bool Insert(ByteView key, RowId row, IndexHint& hint);
-  // Where the next entry of an ascending sequence goes, if that is known: the last leaf,
-  // unless the entry that was put in last has split it.
-  IndexHint Ascending() const { return {.at_end = true, .leaf = last_leaf_}; }
+  // Puts entries from `from` on behind all others, as long as the last leaf, which took the
+  // entry before them, has room. How many; `distinct` counts their keys. REQUIRES: they
+  // belong there.
+  std::size_t Append(const IndexEntries& sorted, std::size_t from, std::uint32_t& distinct);
   // False if there is no such entry.
   bool Erase(ByteView key, RowId row);
 

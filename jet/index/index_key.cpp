@@ -115,6 +115,30 @@ void RequireIndexable(const ColumnDef& column, bool ascending) {
   }
 }
 
+void AddLongKeyPart(ByteView stored, bool ascending, Bytes& out) {
+  const std::uint32_t value = GetU32(stored, 0) ^ 0x8000'0000;
+  const std::uint32_t bits = ascending ? value : ~value;
+  const std::uint8_t part[] = {
+      ascending ? kAscending : kDescending, static_cast<std::uint8_t>(bits >> 24),
+      static_cast<std::uint8_t>(bits >> 16), static_cast<std::uint8_t>(bits >> 8),
+      static_cast<std::uint8_t>(bits)};
+  AddBytes(out, part);
+}
+
+std::optional<LongKeys> LongKeys::For(const TableDef& def, const RealIndex& index) {
+  LongKeys keys;
+  for (const IndexColumn& part : index.columns) {
+    const std::optional<std::size_t> ordinal = def.FindColumn(part.column);
+    if (!ordinal || def.columns[*ordinal].type != ColumnType::kLong) return std::nullopt;
+    keys.parts_.push_back({*ordinal, part.ascending});
+  }
+  return keys.parts_.empty() ? std::nullopt : std::optional(std::move(keys));
+}
+
+void LongKeys::AddNullKeyPart(bool ascending, Bytes& out) {
+  AddU8(out, ascending ? kNullAscending : kNullDescending);
+}
+
 void AddKeyPart(const ColumnDef& column, const Value& value, bool ascending, Bytes& out) {
   RequireIndexable(column, ascending);  // whatever the value is, Null included
   if (IsNull(value)) return out.push_back(ascending ? kNullAscending : kNullDescending);

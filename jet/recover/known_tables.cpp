@@ -86,7 +86,7 @@ std::size_t KnownTables::RowsMet(OldFile& old, const TableDef& def, PageNumber o
   const std::size_t all = usual.size();
   OldRow row;
   old.RowsOf(owner, judge).VisitBytes([&](RowId, ByteView bytes) {
-    if (!judge.Split(bytes, row.fields)) return;
+    if (!judge.IsWhole(bytes, row.fields)) return;
     std::vector<Value> values;
     for (std::size_t i = 0; i < def.columns.size(); ++i) {
       if (!IsLongValue(def.columns[i].type)) values.push_back(judge.ValueOf(row, i));
@@ -137,7 +137,7 @@ bool KnownTables::RowsFit(OldFile& old, PageNumber owner, const KnownTable& tabl
   rows.VisitBytes([&](RowId id, ByteView bytes) {
     if (old.scan()[id.page].flawed) return;
     ++count;
-    if (judge.Split(bytes, fields) && widths.contains(GetU16(bytes, 0))) ++fit;
+    if (judge.IsWhole(bytes, fields) && widths.contains(GetU16(bytes, 0))) ++fit;
   });
   if (count == 0) return false;
   // Where the name is known, some rows may be damaged.

@@ -152,7 +152,7 @@ bool NewTable::Store(ByteView bytes) {
 }
 
 bool NewTable::FitsAsItIs(const OldRow& row) const {
-  return row.gone.empty() && row.bytes.size() <= kMaxRowBytes &&
+  return row.tidy && row.gone.empty() && row.bytes.size() <= kMaxRowBytes &&
          std::ranges::none_of(long_values_,
                               [&](std::size_t i) { return row.fields[i].has_value(); });
 }

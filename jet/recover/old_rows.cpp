@@ -6,6 +6,8 @@
 
 namespace jet::recover {
 
+using Verdict = RowJudge::Verdict;
+
 OldRows::OldRows(Pager& pager, const PageScan& scan, LongValueSource& long_values,
                  const RowJudge& judge, PageOwners::Pages pages)
     : pager_(&pager),
@@ -31,8 +33,8 @@ bool OldRows::SplitPage(PageNumber page, const RowsOfPage& rows) {
     if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
     if (count == rows_.size()) rows_.emplace_back();
     Row& row = rows_[count++];
-    row.whole = judge_->Split(rows.bytes(slot), row.fields);
-    damaged = damaged || !row.whole;
+    row.verdict = judge_->Split(rows.bytes(slot), row.fields);
+    damaged = damaged || row.verdict == Verdict::kBroken;
   }
   return damaged;
 }
@@ -45,7 +47,7 @@ bool OldRows::ShowsDamage(PageNumber page) const {
   for (std::size_t slot = 0; slot < rows.size(); ++slot) {
     const SlotKind kind = rows.kind(slot);
     if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
-    if (!judge_->Split(rows.bytes(slot), fields)) return true;
+    if (!judge_->IsWhole(rows.bytes(slot), fields)) return true;
   }
   return false;
 }
@@ -66,19 +68,21 @@ std::optional<RowId> OldRows::BodyOf(ByteView pointer) const {
   return at;
 }
 
-void OldRows::Hand(bool whole, ByteView bytes, const std::function<void(const OldRow&)>& visit) {
-  if (!whole) {
+void OldRows::Hand(Verdict verdict, ByteView bytes,
+                   const std::function<void(const OldRow&)>& visit) {
+  if (verdict == Verdict::kBroken) {
     ++broken_;
     return;
   }
   row_.bytes = bytes;
+  row_.tidy = verdict == Verdict::kTidy;
   judge_->Complete(*long_values_, row_);
   visit(row_);
 }
 
 void OldRows::Judge(ByteView bytes, const std::function<void(const OldRow&)>& visit) {
-  const bool whole = judge_->Split(bytes, row_.fields);
-  Hand(whole, bytes, visit);
+  const Verdict verdict = judge_->Split(bytes, row_.fields);
+  Hand(verdict, bytes, visit);
 }
 
 void OldRows::VisitMoved(ByteView pointer, bool doubtful,
@@ -108,7 +112,7 @@ void OldRows::VisitPage(std::size_t position, const std::function<void(const Old
     row_.doubtful = doubtful;
     if (kind == SlotKind::kLive) {
       std::swap(row_.fields, rows_[next].fields);
-      Hand(rows_[next].whole, rows.bytes(slot), visit);
+      Hand(rows_[next].verdict, rows.bytes(slot), visit);
     } else if (kind == SlotKind::kMoved) {
       VisitMoved(rows.bytes(slot), doubtful, visit);
     }

@@ -29,7 +29,7 @@ class OldRows {
  private:
   // A live row or a body of the page in hand.
   struct Row {
-    bool whole = false;
+    RowJudge::Verdict verdict = RowJudge::Verdict::kBroken;
     check::Fields fields;
   };
   // Takes the rows of a page apart. Whether any shows damage.
@@ -40,8 +40,9 @@ class OldRows {
   // The bytes of a moved row; nothing if they are not where its slot points.
   std::optional<RowId> BodyOf(ByteView pointer) const;
   void VisitMoved(ByteView pointer, bool doubtful, const std::function<void(const OldRow&)>& visit);
-  // The fields of row_ are those of the bytes, if these are a whole row.
-  void Hand(bool whole, ByteView bytes, const std::function<void(const OldRow&)>& visit);
+  // The fields of row_ are those of the bytes, unless they are broken.
+  void Hand(RowJudge::Verdict verdict, ByteView bytes,
+            const std::function<void(const OldRow&)>& visit);
   void Judge(ByteView bytes, const std::function<void(const OldRow&)>& visit);
   // Of the page of a moved row.
   bool IsDoubtful(PageNumber page);

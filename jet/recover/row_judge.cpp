@@ -1,5 +1,7 @@
 #include "jet/recover/row_judge.h"
 
+#include <string>
+
 #include "jet/base/bytes.h"
 #include "jet/base/text.h"
 #include "jet/row/row.h"
@@ -32,13 +34,17 @@ bool RowJudge::FieldHolds(std::size_t ordinal, ByteView stored) const {
   }
 }
 
-bool RowJudge::Split(ByteView bytes, check::Fields& fields) const {
-  if (!splitter_.Split(bytes, fields, nullptr).empty()) return false;
-  if (GetU16(bytes, 0) == 0) return def_->columns.empty();
+RowJudge::Verdict RowJudge::Split(ByteView bytes, check::Fields& fields) const {
+  std::string untidy;
+  if (!splitter_.Split(bytes, fields, &untidy).empty()) return Verdict::kBroken;
+  const bool is_empty = GetU16(bytes, 0) == 0;
+  if (is_empty && !def_->columns.empty()) return Verdict::kBroken;
   for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (fields[i] && !FieldHolds(i, *fields[i])) return false;
+    if (fields[i] && !FieldHolds(i, *fields[i])) return Verdict::kBroken;
   }
-  return true;
+  // Of columns that were dropped something may be left.
+  const bool all_there = def_->columns.size() == def_->next_column_id;
+  return all_there && untidy.empty() ? Verdict::kTidy : Verdict::kUntidy;
 }
 
 bool RowJudge::HasWidthOf(ByteView bytes) const {

@@ -17,6 +17,7 @@ struct OldRow {
   check::Fields fields;
   std::vector<Bytes> contents;    // by ordinal: of long values that are there
   std::vector<std::size_t> gone;  // ordinals of long values that cannot be read
+  bool tidy = true;               // `bytes` hold nothing but the row
   bool doubtful = false;
 };
 
@@ -26,9 +27,14 @@ class RowJudge {
   explicit RowJudge(const TableDef& def);
 
   const TableDef& def() const { return *def_; }
-  // Takes the row apart; false if it contradicts itself or the table. Long values are
+  // What the bytes of a row are. An untidy one holds bytes that mean nothing.
+  enum class Verdict { kBroken, kUntidy, kTidy };
+  // Takes the row apart. kBroken if it contradicts itself or the table. Long values are
   // not followed.
-  bool Split(ByteView bytes, check::Fields& fields) const;
+  Verdict Split(ByteView bytes, check::Fields& fields) const;
+  bool IsWhole(ByteView bytes, check::Fields& fields) const {
+    return Split(bytes, fields) != Verdict::kBroken;
+  }
   // The same, and it has as many columns as the table had when one of them was made.
   bool HasWidthOf(ByteView bytes) const;
   // Follows the long values of a row that was split.

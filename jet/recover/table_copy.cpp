@@ -77,7 +77,9 @@ TableCopy::TableCopy(NewFile& file, const TableDef& def, const Properties& prope
   for (std::size_t real = 0; real < def.real_indexes.size(); ++real) {
     const RealIndex& index = def.real_indexes[real];
     if ((index.unique() || index.required()) && !IsRelation(def, real)) {
-      rules_.push_back({real, false, {}, {}});
+      Rule& rule = rules_.emplace_back();
+      rule.real = real;
+      rule.long_keys = LongKeys::For(def, index);
     }
   }
 }
@@ -87,21 +89,29 @@ bool TableCopy::LacksRequired(const OldRow& row) const {
   return std::ranges::any_of(row.gone, [this](std::size_t i) { return required_[i]; });
 }
 
+void TableCopy::MakeKey(const OldRow& row, Rule& rule) const {
+  if (rule.long_keys) {
+    return rule.long_keys->Build(
+        [&](std::size_t ordinal) { return row.fields[ordinal].value_or(ByteView()); }, rule.key);
+  }
+  Value value;
+  rule.key = BuildKey(
+      *def_, def_->real_indexes[rule.real],
+      [&](std::size_t ordinal) -> const Value& { return value = judge_.ValueOf(row, ordinal); });
+}
+
 TableCopy::Place TableCopy::PlaceOf(const OldRow& row) {
   if (LacksRequired(row)) return Place::kMissing;
   for (Rule& rule : rules_) {
-    rule.key.clear();
+    rule.counts = false;
     if (rule.dropped) continue;
     const RealIndex& index = def_->real_indexes[rule.real];
     try {
-      Value value;
-      IndexKey key = BuildKey(*def_, index, [&](std::size_t ordinal) -> const Value& {
-        return value = judge_.ValueOf(row, ordinal);
-      });
-      if (key.some_null && index.required()) return Place::kMissing;
-      if (key.some_null || !index.unique()) continue;
-      if (rule.keys.Contains(key.bytes)) return Place::kDuplicate;
-      rule.key = std::move(key.bytes);
+      MakeKey(row, rule);
+      if (rule.key.some_null && index.required()) return Place::kMissing;
+      if (rule.key.some_null || !index.unique()) continue;
+      if (rule.keys.Contains(rule.key.bytes)) return Place::kDuplicate;
+      rule.counts = true;
     } catch (const Error& error) {
       if (error.code() == ErrorCode::kIo) throw;
       rule.dropped = true;  // and so will the index be
@@ -109,7 +119,7 @@ TableCopy::Place TableCopy::PlaceOf(const OldRow& row) {
     }
   }
   for (Rule& rule : rules_) {
-    if (!rule.key.empty()) rule.keys.Insert(rule.key);
+    if (rule.counts) rule.keys.Insert(rule.key.bytes);
   }
   return Place::kTable;
 }

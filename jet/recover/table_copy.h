@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jet/database/spec.h"
+#include "jet/index/index_key.h"
 #include "jet/recover/key_set.h"
 #include "jet/recover/new_file.h"
 #include "jet/recover/old_rows.h"
@@ -35,9 +36,12 @@ class TableCopy {
   struct Rule {
     std::size_t real = 0;
     bool dropped = false;
+    std::optional<LongKeys> long_keys;
     KeySet keys;
-    Bytes key;  // of the row being placed; empty: none that counts
+    IndexKey key;         // of the row being placed
+    bool counts = false;  // whether that key may not be there twice
   };
+  void MakeKey(const OldRow& row, Rule& rule) const;
   Place PlaceOf(const OldRow& row);
   bool LacksRequired(const OldRow& row) const;
   void Add(const OldRow& row);
