@@ -209,7 +209,7 @@ class Bench:
     def ladder_of(self, source, target):
         """One run of the ladder on a copy that is there before and afterwards."""
         shutil.copyfile(source, target)
-        sync(target)
+        os.sync()  # what was written before, too: a save would wait for it
 
         def ladder():
             took = run([self.admin, "upgrade", target, "--kind",

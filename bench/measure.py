@@ -81,7 +81,8 @@ class Table:
             middle = getattr(theirs, by) / getattr(ours, by)
             turns = [getattr(b, by) / getattr(a, by) for a, b in zip(ours.runs, theirs.runs)]
             widest = max(abs(each / middle - 1) for each in turns)
-            ratio = f"{middle:.2f} ×" + (" CPU" if by == "cpu" else "")
+            ratio = f"{middle:.2f} ×" if middle >= 0.1 else f"{middle:.3f} ×"
+            ratio += (" CPU" if by == "cpu" else "")
             spread = f"±{100 * widest:.0f} %" + (", wanders" if widest > WANDERS else "")
             met = met and (goal is None or middle >= goal)
         wanted = [f"{goal:.2g} ×"] if goal else []

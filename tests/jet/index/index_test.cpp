@@ -7,6 +7,7 @@
 #include <set>
 
 #include "jet/base/bytes.h"
+#include "jet/index/index_entries.h"
 #include "jet/index/index_key.h"
 #include "jet/table/internals.h"
 #include "tests/support/fault_file.h"
@@ -40,6 +41,12 @@ class TreeFile {
     const bool is_new = index().Insert(allocator(), key, row);
     scope.Commit();
     return is_new;
+  }
+  std::uint32_t Build(const IndexEntries& sorted) {
+    Scope scope(pager());
+    const std::uint32_t distinct = index().Build(allocator(), sorted);
+    scope.Commit();
+    return distinct;
   }
   bool Erase(ByteView key, RowId row) {
     Scope scope(pager());
@@ -186,6 +193,23 @@ class IndexModelTest : public ::testing::TestWithParam<Distribution> {
   TreeFile tree_;
   Model model_;
 };
+
+TEST_P(IndexModelTest, BuildsAtOnceTheTreeThatEntriesInOrderMake) {
+  constexpr std::uint32_t kEntries = 2000;
+  IndexEntries entries;
+  for (std::uint32_t n = 0; n < kEntries; ++n) {
+    entries.Add(GetParam().key(n * 7919 % kEntries), false, Row(n));
+  }
+  entries.Sort();
+  std::uint32_t distinct = 0;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    distinct += tree_.Insert(entries.key(i), entries.row(i)) ? 1 : 0;
+  }
+  TreeFile built;
+  EXPECT_EQ(built.Build(entries), distinct);
+  EXPECT_EQ(built.Image(), tree_.Image());
+  EXPECT_THAT(built.Check().faults, IsEmpty());
+}
 
 TEST_P(IndexModelTest, AgreesWithASortedMap) {
   SCOPED_TRACE(fmt::format("seed {}", kSeed));
