@@ -19,6 +19,7 @@
 namespace jet {
 
 inline constexpr std::size_t kMaxRowBytes = 4060;
+inline constexpr std::size_t kFixedAt = 2;  // where the fixed region of a row begins
 // The bytes of a row without any text. Other programs refuse a file that has a table
 // over kMaxRowBytes.
 std::size_t DeclaredWidth(const TableDef& def);
