@@ -13,7 +13,8 @@ namespace {
 // A row in hand: its bytes, to be changed, and the view that finds the fields in them.
 class EditedRow {
  public:
-  EditedRow(const TableDef& def, Bytes& bytes) : bytes_(&bytes), view_(def, bytes) {}
+  EditedRow(const RowShape& shape, Bytes& bytes)
+      : bytes_(&bytes), view_(bytes, LayoutOf(shape, bytes)) {}
   // The stored bytes of a column; none for Null.
   std::span<std::uint8_t> Field(const ColumnDef& column) {
     const std::optional<ByteView> stored = view_.Raw(column);
@@ -83,6 +84,7 @@ PageNumber RowPages::Finish() {
 // files that other programs wrote in one go.
 void CopyRows(const RowCopyJob& job, RowPages& pages, RowIdMap& rows) {
   const RowStore store(job.from, job.def);
+  const RowShape shape(job.def);
   const bool plain = job.id_columns.empty() && job.long_values.empty();
   Bytes bytes;
   for (RowWalk walk(store); walk.Next();) {
@@ -97,7 +99,7 @@ void CopyRows(const RowCopyJob& job, RowPages& pages, RowIdMap& rows) {
       continue;
     }
     bytes.assign(walk.bytes().begin(), walk.bytes().end());
-    EditedRow row(job.def, bytes);
+    EditedRow row(shape, bytes);
     MapIds(job, row);
     CopyLongValues(job, row, LongValueKind::kChain);
     CopyLongValues(job, row, LongValueKind::kSingle);

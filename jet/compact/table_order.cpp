@@ -43,9 +43,9 @@ std::vector<std::int32_t> IdsByName(PageAllocator& allocator) {
   for (auto at = Index(pager, def, *tree).First(); at.valid(); at.Next()) {
     PageRef page;
     RowId found;
-    const std::optional<ByteView> row = rows.Find(at.row(), page, found);
-    if (!row) throw Error::Damaged(at.page(), "an index entry leads to no row");
-    const std::optional<ByteView> field = RowView(def, *row).Raw(def.columns[*id]);
+    const ByteView row = rows.Find(at.row(), page, found);
+    if (row.data() == nullptr) throw Error::Damaged(at.page(), "an index entry leads to no row");
+    const std::optional<ByteView> field = RowView(def, row).Raw(def.columns[*id]);
     if (field) ids.push_back(static_cast<std::int32_t>(GetU32(*field, 0)));
   }
   return ids;

@@ -25,14 +25,14 @@ OldRows::OldRows(Pager& pager, const PageScan& scan, LongValueSource& long_value
   }
 }
 
-bool OldRows::SplitPage(PageNumber page, const RowsOfPage& rows) {
+bool OldRows::SplitPage(PageNumber page, const RowsOfPage& rows, std::vector<Row>& into) const {
   bool damaged = (*scan_)[page].flawed;
   std::size_t count = 0;
   for (std::size_t slot = 0; slot < rows.size(); ++slot) {
     const SlotKind kind = rows.kind(slot);
     if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
-    if (count == rows_.size()) rows_.emplace_back();
-    Row& row = rows_[count++];
+    if (count == into.size()) into.emplace_back();
+    Row& row = into[count++];
     row.verdict = judge_->Split(rows.bytes(slot), row.fields);
     damaged = damaged || row.verdict == Verdict::kBroken;
   }
@@ -40,16 +40,9 @@ bool OldRows::SplitPage(PageNumber page, const RowsOfPage& rows) {
 }
 
 bool OldRows::ShowsDamage(PageNumber page) const {
-  if ((*scan_)[page].flawed) return true;
   const PageRef ref = pager_->Read(page);
-  const RowsOfPage rows(ref.bytes());
-  check::Fields fields;
-  for (std::size_t slot = 0; slot < rows.size(); ++slot) {
-    const SlotKind kind = rows.kind(slot);
-    if (kind != SlotKind::kLive && kind != SlotKind::kBody) continue;
-    if (!judge_->IsWhole(rows.bytes(slot), fields)) return true;
-  }
-  return false;
+  std::vector<Row> rows;
+  return SplitPage(page, RowsOfPage(ref.bytes()), rows);
 }
 
 bool OldRows::IsDoubtful(PageNumber page) {
@@ -102,7 +95,7 @@ void OldRows::VisitPage(std::size_t position, const std::function<void(const Old
   const PageNumber page = pages_.rows[position];
   const PageRef ref = pager_->Read(page);
   const RowsOfPage rows(ref.bytes());
-  const bool damaged = SplitPage(page, rows);
+  const bool damaged = SplitPage(page, rows, rows_);
   if (damaged) flawed_.push_back(page);
   const bool doubtful = pages_.doubtful[position] || damaged;
   std::size_t next = 0;

@@ -32,8 +32,8 @@ class OldRows {
     RowJudge::Verdict verdict = RowJudge::Verdict::kBroken;
     check::Fields fields;
   };
-  // Takes the rows of a page apart. Whether any shows damage.
-  bool SplitPage(PageNumber page, const RowsOfPage& rows);
+  // Takes the rows of a page apart, into the first of `into`. Whether any shows damage.
+  bool SplitPage(PageNumber page, const RowsOfPage& rows, std::vector<Row>& into) const;
   bool ShowsDamage(PageNumber page) const;
   void VisitPage(std::size_t position, const std::function<void(const OldRow&)>& visit);
   void VisitLostBodies(const std::function<void(const OldRow&)>& visit);

@@ -24,7 +24,7 @@ inline constexpr std::size_t kFixedAt = 2;  // where the fixed region of a row b
 // over kMaxRowBytes.
 std::size_t DeclaredWidth(const TableDef& def);
 
-// What the bytes of all rows of a table depend on.
+// What the bytes of all rows of a table depend on: found once for many of them.
 struct RowShape {
   RowShape() = default;
   explicit RowShape(const TableDef& def);
@@ -33,6 +33,7 @@ struct RowShape {
   std::uint16_t first_variable = 0;  // lowest id of a variable column; `columns` if none
 };
 
+// kDamaged where the bytes contradict themselves or the table.
 RowLayout LayoutOf(const RowShape& shape, ByteView bytes);
 
 // Looks into the bytes of a row, without copying. Throws kDamaged where they
