@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <map>
 #include <random>
 #include <set>
 
@@ -66,6 +67,16 @@ class TreeFile {
     for (std::uint32_t i = 0; i < pager().page_count(); ++i) {
       const PageRef page = pager().Read({i});
       pages.emplace_back(page.bytes().begin(), page.bytes().end());
+    }
+    return pages;
+  }
+  // Those of the table's indexes, by number. Other pages hold dates.
+  std::map<std::uint32_t, Bytes> TreePages() {
+    std::map<std::uint32_t, Bytes> pages;
+    for (std::uint32_t i = 0; const Bytes& page : Image()) {
+      const bool in_index = page[0] == 0x03 || page[0] == 0x04;
+      if (in_index && GetU32(page, 4) == def().page.value) pages.emplace(i, page);
+      ++i;
     }
     return pages;
   }
@@ -207,7 +218,8 @@ TEST_P(IndexModelTest, BuildsAtOnceTheTreeThatEntriesInOrderMake) {
   }
   TreeFile built;
   EXPECT_EQ(built.Build(entries), distinct);
-  EXPECT_EQ(built.Image(), tree_.Image());
+  EXPECT_GT(tree_.TreePages().size(), 1u);
+  EXPECT_EQ(built.TreePages(), tree_.TreePages());
   EXPECT_THAT(built.Check().faults, IsEmpty());
 }
 
